@@ -1,0 +1,77 @@
+// Immediate-mode vertex runs: the participants' template, and the opening and closing of a run.
+#pragma once
+
+#include <cstdint>
+
+#include "driver/frame/process_state.h"
+#include "driver/state/gl_context.h"
+#include "driver/stream/opcodes.h"
+#include "driver/stream/write_command.h"
+
+namespace qv {
+
+inline constexpr uint32_t kRunHeadBytes = 12;
+
+// Opens a run for the glBegin mode: leaves room for its head, which closeRun fills. The caller knows that none is open.
+void openRun(GlContext* context, uint32_t mode);
+
+// Closes the open run as kRunBroken or kRunEnded. insideBegin is not touched: after a broken run the primitive goes on.
+void closeRun(GlContext* context, uint32_t kind);
+
+// The first vertex has come: leaves the tag area, writes the attributes collected so far and freezes the layout with
+// `signature` as its last slot, of `bytes` bytes.
+void fixRunLayout(GlContext* context, uint32_t signature, uint32_t bytes);
+
+// Signature words: marker 1 in bits 31..24, component count in 15..12, type code in 11..8, attribute number in 7..0.
+template <typename T>
+constexpr uint32_t runTypeCode() {
+  if (std::is_same_v<T, GLdouble>) return 0;
+  if (std::is_same_v<T, GLfloat>) return 1;
+  if (std::is_same_v<T, GLint>) return 2;
+  if (std::is_same_v<T, GLuint>) return 3;
+  if (std::is_same_v<T, GLshort>) return 4;
+  if (std::is_same_v<T, GLushort>) return 5;
+  if (std::is_same_v<T, GLbyte>) return 6;
+  return 7;
+}
+template <typename T>
+constexpr uint32_t runSignature(uint32_t components, uint32_t attribute) {
+  return 1u << 24 | components << 12 | runTypeCode<T>() << 8 | attribute;
+}
+
+// One participant. `Target` tells that the first argument of the GL call is a texture unit, `Components` are what follows.
+// The body is the same for scalar and vector calls: `store` writes the components, `plain` the ordinary command.
+template <uint32_t Number, typename T, uint32_t Components, typename Store, typename Plain>
+inline void runAttribute(GlContext* context, uint32_t number, Store&& store, Plain&& plain) {
+  constexpr uint32_t kBytes = padded(Components * sizeof(T));
+  VertexRun& run = context->run;
+  const uint32_t signature = runSignature<T>(Components, 0) | number;
+  const uint32_t index = run.slotIndex;
+  // No run open: all signatures are zero and the compare fails.
+  if (run.signature[index] == signature) [[likely]] {
+    store(takeRoom(*context, kBytes));
+    run.slotIndex = Number == kPosition ? 0 : index + 1;
+    return;
+  }
+  if (run.open) {
+    if (!run.layoutFixed) {
+      if constexpr (Number == kPosition) {
+        fixRunLayout(context, signature, kBytes);
+        store(takeRoom(*context, kBytes));
+        return;
+      } else if (index < VertexRun::kSlots - 1) {
+        // In bounds: at most 15 slots of at most 32 bytes stand before this one.
+        store(run.layout + run.stride);
+        ++run.slotCount;
+        run.stride += kBytes;
+        run.signature[index] = signature;
+        run.slotIndex = index + 1;
+        return;
+      }
+    }
+    closeRun(context, kRunBroken);
+  }
+  plain();
+}
+
+}  // namespace qv
