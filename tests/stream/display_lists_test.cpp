@@ -1,0 +1,196 @@
+// Recording of display lists: what goes into the guest's copy, what goes to the host, and the names of lists.
+#include "driver/lists/display_list_stream.h"
+#include "driver/objects/share_group.h"
+#include "tests/stream/recording_host.h"
+
+namespace qv::test {
+namespace {
+
+class Lists : public ContextTest {
+ protected:
+  std::vector<uint8_t> recording(GLuint name) {
+    auto* const list = static_cast<DisplayListStream*>(
+        context().shareGroup->table(ShareSlot::kLists).findAs<CommandStream>(name));
+    return list ? std::vector<uint8_t>(list->base, list->cursor) : std::vector<uint8_t>{};
+  }
+};
+
+// glNewList(0) reaches the host, which complains; the guest records nothing.
+TEST_F(Lists, ListZeroIsTheHostsToRefuse) {
+  QV_CALL(glNewList)(0, GL_COMPILE);
+  expectStream(words({0xC000, 0, 0x1300}));
+  EXPECT_EQ(context().listMode, 0u);
+  EXPECT_EQ(context().recordingList, nullptr);
+  QV_CALL(glNewList)(1, 77);
+  EXPECT_EQ(context().recordingList, nullptr);
+  EXPECT_EQ(context().recordedError, 0u);
+}
+
+// Generated names are consecutive from 1, and count as lists before they are defined.
+TEST_F(Lists, GenLists) {
+  EXPECT_EQ(QV_CALL(glGenLists)(3), 1u);
+  EXPECT_EQ(context().lastOpcode, 5);
+  EXPECT_EQ(QV_CALL(glIsList)(2), GL_TRUE);
+  EXPECT_EQ(context().lastOpcode, 287);
+  EXPECT_EQ(QV_CALL(glIsList)(4), GL_FALSE);
+  EXPECT_EQ(QV_CALL(glGenLists)(2000), 4u);
+  EXPECT_EQ(context().recordedError, 0u);
+  EXPECT_TRUE(pending().empty());
+}
+
+// A negative range is GL_INVALID_OPERATION, and so is an empty one, as for every call that makes names.
+TEST_F(Lists, NegativeAndEmptyRange) {
+  EXPECT_EQ(QV_CALL(glGenLists)(0), 0u);
+  EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
+  context().recordedError = 0;
+  EXPECT_EQ(QV_CALL(glGenLists)(-1), 0u);
+  EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
+}
+
+// Under GL_COMPILE a state call is recorded and sent, and the shadow stays; the errors of checks are dropped.
+TEST_F(Lists, CompileRecordsAndLeavesTheShadow) {
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  drop();
+  QV_CALL(glEnable)(GL_LIGHTING);
+  expectStream(words({0x80D7, 0xB50}));
+  EXPECT_EQ(recording(5), words({0x80D7, 0xB50}));
+  EXPECT_EQ(context().lighting.current().lightingEnabled, 0);
+  EXPECT_EQ(context().recordingList->lastOpcode, 215);
+  QV_CALL(glEndList)();
+  expectStream(words({0x4001}));
+  EXPECT_EQ(context().listMode, 0u);
+  EXPECT_EQ(context().recordingList, nullptr);
+  EXPECT_EQ(context().lastOpcode, 1);
+}
+
+// Under GL_COMPILE_AND_EXECUTE the shadow changes at the call.
+TEST_F(Lists, CompileAndExecuteChangesTheShadow) {
+  QV_CALL(glNewList)(5, GL_COMPILE_AND_EXECUTE);
+  QV_CALL(glEnable)(GL_LIGHTING);
+  EXPECT_EQ(context().lighting.current().lightingEnabled, 1);
+  EXPECT_EQ(recording(5), words({0x80D7, 0xB50}));
+  QV_CALL(glEndList)();
+}
+
+// glBlendFunc under GL_COMPILE changes the shadow at once; this is required.
+TEST_F(Lists, BlendFuncActsAtOnce) {
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  QV_CALL(glBlendFunc)(GL_ZERO, GL_ONE);
+  EXPECT_EQ(context().colorBuffer.current().blendSrc, static_cast<uint32_t>(GL_ZERO));
+  EXPECT_EQ(context().colorBuffer.current().blendDstAlpha, static_cast<uint32_t>(GL_ONE));
+  QV_CALL(glEndList)();
+}
+
+// Vertices in a list go to the host as plain commands and not into the recording; no run is made.
+TEST_F(Lists, VerticesStayPlain) {
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  drop();
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glVertex3f)(0, 0, 0);
+  QV_CALL(glEnd)();
+  expectStream(words({0x8007, 0, 0x10088, 0, 0, 0, 0x402B}));
+  EXPECT_EQ(recording(5), words({0x8007, 0, 0x402B}));
+  EXPECT_EQ(context().insideBegin, 0);
+  QV_CALL(glEndList)();
+}
+
+// Between glBegin and glEnd a recorded call lands in the list although it is refused, and nothing goes to the host.
+TEST_F(Lists, RefusedCallIsStillRecorded) {
+  QV_CALL(glNewList)(5, GL_COMPILE_AND_EXECUTE);
+  QV_CALL(glBegin)(GL_POINTS);
+  drop();
+  QV_CALL(glEnable)(GL_BLEND);
+  EXPECT_TRUE(pending().empty());
+  EXPECT_EQ(recording(5), words({0x8007, 0, 0x80D7, 0xBE2}));
+  EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
+  QV_CALL(glEnd)();
+  QV_CALL(glEndList)();
+}
+
+// An unknown pname is refused before anything is written, the recording included.
+TEST_F(Lists, UnknownPnameIsNotRecorded) {
+  QV_CALL(glNewList)(5, GL_COMPILE_AND_EXECUTE);
+  drop();
+  const float values[4] = {};
+  QV_CALL(glLightfv)(GL_LIGHT0, 12345, values);
+  EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_ENUM));
+  EXPECT_EQ(context().lastOpcode, 160);
+  EXPECT_TRUE(pending().empty());
+  EXPECT_TRUE(recording(5).empty());
+  QV_CALL(glEndList)();
+}
+
+// Defining a list again replaces its recording and keeps its buffer; a glNewList during a recording changes nothing here.
+TEST_F(Lists, Redefinition) {
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  QV_CALL(glEnable)(GL_BLEND);
+  DisplayListStream* const list = context().recordingList;
+  QV_CALL(glNewList)(6, GL_COMPILE);
+  EXPECT_EQ(context().recordingList, list);
+  QV_CALL(glEndList)();
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  EXPECT_EQ(context().recordingList, list);
+  EXPECT_EQ(list->capacity, 512u);
+  QV_CALL(glDisable)(GL_BLEND);
+  QV_CALL(glEndList)();
+  EXPECT_EQ(recording(5), words({0x80D6, 0xBE2}));
+}
+
+// glCallList and glCallLists are recorded and sent, and need no glEnd.
+TEST_F(Lists, CallsAreRecorded) {
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  drop();
+  QV_CALL(glCallList)(9);
+  const GLushort names[3] = {1, 2, 3};
+  QV_CALL(glCallLists)(3, GL_UNSIGNED_SHORT, names);
+  std::vector<uint8_t> expected = words({0x8002, 9, 22u << 12 | 3, 3, 0x1403, 6, 0x00020001, 3});
+  std::vector<uint8_t> bytes = pending();
+  bytes[bytes.size() - 2] = bytes[bytes.size() - 1] = 0;
+  EXPECT_EQ(bytes, expected);
+  bytes = recording(5);
+  bytes[bytes.size() - 2] = bytes[bytes.size() - 1] = 0;
+  EXPECT_EQ(bytes, expected);
+  QV_CALL(glEndList)();
+}
+
+// The size of a list name by type: 2, 3 and 4 bytes where the type says so, else 1.
+TEST_F(Lists, CallListsSizes) {
+  const uint8_t names[16] = {};
+  const std::pair<GLenum, uint32_t> sizes[] = {{GL_BYTE, 1},       {GL_UNSIGNED_BYTE, 1}, {GL_SHORT, 2}, {GL_UNSIGNED_SHORT, 2},
+                                               {GL_INT, 4},        {GL_UNSIGNED_INT, 4},  {GL_FLOAT, 4}, {GL_2_BYTES, 2},
+                                               {GL_3_BYTES, 3},    {GL_4_BYTES, 4},       {0x9999, 1}};
+  for (const auto& [type, size] : sizes) {
+    QV_CALL(glCallLists)(4, type, names);
+    const std::vector<uint8_t> bytes = pending();
+    ASSERT_GE(bytes.size(), 16u);
+    EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 16), words({(16 + 4 * size) << 12 | 3, 4, type, 4 * size}));
+    drop();
+  }
+}
+
+// glDeleteLists goes to the host and frees the names; a negative range changes nothing in the guest.
+TEST_F(Lists, DeleteLists) {
+  QV_CALL(glGenLists)(4);
+  QV_CALL(glDeleteLists)(2, 2);
+  expectStream(words({0xC004, 2, 2}));
+  EXPECT_EQ(QV_CALL(glIsList)(1), GL_TRUE);
+  EXPECT_EQ(QV_CALL(glIsList)(2), GL_FALSE);
+  EXPECT_EQ(QV_CALL(glIsList)(3), GL_FALSE);
+  EXPECT_EQ(QV_CALL(glIsList)(4), GL_TRUE);
+  QV_CALL(glDeleteLists)(1, -1);
+  EXPECT_EQ(QV_CALL(glIsList)(1), GL_TRUE);
+}
+
+// glListBase is kept in the shadow, outside GL_COMPILE.
+TEST_F(Lists, ListBase) {
+  QV_CALL(glListBase)(10);
+  expectStream(words({0x8006, 10}));
+  EXPECT_EQ(context().list.current().listBase, 10u);
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  QV_CALL(glListBase)(20);
+  EXPECT_EQ(context().list.current().listBase, 10u);
+  QV_CALL(glEndList)();
+}
+
+}  // namespace
+}  // namespace qv::test

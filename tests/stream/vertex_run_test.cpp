@@ -1,0 +1,251 @@
+// Vertex runs byte by byte: opening, layouts, every way to break one, and what stays plain.
+#include "tests/stream/recording_host.h"
+
+namespace qv::test {
+namespace {
+
+class VertexRuns : public ContextTest {
+ protected:
+  VertexRuns() {
+    context().reserve(1);
+    std::memset(context().base, 0, context().capacity);
+  }
+};
+
+constexpr uint32_t kOne = 0x3f800000, kTwo = 0x40000000, kThree = 0x40400000;
+
+// glBegin and glEnd with nothing between make a run of 12 bytes whose packed word holds the mode alone.
+TEST_F(VertexRuns, EmptyPrimitive) {
+  QV_CALL(glBegin)(GL_TRIANGLES);
+  EXPECT_EQ(context().insideBegin, 1);
+  EXPECT_EQ(context().lastOpcode, 7);
+  QV_CALL(glEnd)();
+  EXPECT_EQ(context().lastOpcode, 43);
+  EXPECT_EQ(context().insideBegin, 0);
+  expectStream(words({2008, 12, 4u << 24}));
+}
+
+// An attribute without a vertex stands as the run's only element.
+TEST_F(VertexRuns, AttributeWithoutVertex) {
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glColor3f)(1, 2, 3);
+  QV_CALL(glEnd)();
+  expectStream(words({2008, 28, 1u << 16 | 12, 0x3103, kOne, kTwo, kThree}));
+}
+
+// Two vertices of colour and position: one head, two tags, then bare attribute bytes.
+TEST_F(VertexRuns, RepeatedLayoutIsPacked) {
+  QV_CALL(glBegin)(GL_LINES);
+  for (int i = 0; i < 2; ++i) {
+    QV_CALL(glColor3f)(1, 2, 3);
+    QV_CALL(glVertex2f)(1, static_cast<float>(i));
+  }
+  QV_CALL(glEnd)();
+  expectStream(words({2008, 56, 1u << 24 | 2u << 16 | 20, 0x21003103, kOne, kTwo, kThree, kOne, 0, kOne, kTwo, kThree, kOne, kOne}));
+}
+
+// A second vertex without its colour ends the run as 2007 with one vertex; the vertex and the glEnd go plain.
+TEST_F(VertexRuns, MissingAttributeBreaksTheRun) {
+  QV_CALL(glBegin)(GL_LINES);
+  QV_CALL(glColor3f)(1, 2, 3);
+  QV_CALL(glVertex3f)(1, 1, 1);
+  QV_CALL(glVertex3f)(2, 2, 2);
+  EXPECT_EQ(context().insideBegin, 1);
+  QV_CALL(glEnd)();
+  expectStream(words({2007, 40, 1u << 24 | 2u << 16 | 24, 0x31003103, kOne, kTwo, kThree, kOne, kOne, kOne,  //
+                      0x10088, kTwo, kTwo, kTwo, 0x402B}));
+}
+
+// A differing attribute on a frozen layout leaves the attributes already written as a partial vertex.
+TEST_F(VertexRuns, PartialVertexStaysInTheRun) {
+  QV_CALL(glBegin)(GL_LINES);
+  QV_CALL(glColor3f)(1, 1, 1);
+  QV_CALL(glVertex2f)(1, 1);
+  QV_CALL(glColor3f)(2, 2, 2);
+  QV_CALL(glTexCoord1f)(3);
+  QV_CALL(glEnd)();
+  expectStream(words({2007, 48, 1u << 24 | 2u << 16 | 20, 0x21003103, kOne, kOne, kOne, kOne, kOne, kTwo, kTwo, kTwo,  //
+                      8u << 12 | 96, kThree, 0x402B}));
+}
+
+// A vertex of another type does not match the layout.
+TEST_F(VertexRuns, OtherTypeBreaksTheRun) {
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glVertex2f)(1, 1);
+  QV_CALL(glVertex2i)(5, 6);
+  QV_CALL(glEnd)();
+  expectStream(words({2007, 24, 1u << 16 | 8, 0x2100, kOne, kOne, 12u << 12 | 130, 5, 6, 0x402B}));
+}
+
+// Fifteen attributes and a position make sixteen slots; the whole layout repeats.
+TEST_F(VertexRuns, SixteenSlots) {
+  QV_CALL(glBegin)(GL_POINTS);
+  for (int vertex = 0; vertex < 2; ++vertex) {
+    for (int i = 0; i < 15; ++i) QV_CALL(glTexCoord1i)(i);
+    QV_CALL(glVertex2i)(100, 200);
+  }
+  QV_CALL(glEnd)();
+  const std::vector<uint8_t> bytes = pending();
+  // head 12, sixteen tags 32, two vertices of 15 * 4 + 8
+  ASSERT_EQ(bytes.size(), 12u + 32 + 2 * 68);
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 12), words({2008, 180, 16u << 16 | 68}));
+  EXPECT_EQ(bytes[12], 0x08);
+  EXPECT_EQ(bytes[13], 0x12);
+  EXPECT_EQ(bytes[12 + 30], 0x00);
+  EXPECT_EQ(bytes[12 + 31], 0x22);
+}
+
+// A sixteenth attribute before the first vertex closes the run with fifteen slots and its partial vertex.
+TEST_F(VertexRuns, SixteenthAttributeBreaksTheRun) {
+  QV_CALL(glBegin)(GL_POINTS);
+  for (int i = 0; i < 16; ++i) QV_CALL(glTexCoord1i)(i);
+  std::vector<uint8_t> bytes = pending();
+  ASSERT_EQ(bytes.size(), 12u + 32 + 60 + 8);
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 12), words({2007, 12 + 32 + 60, 15u << 16 | 60}));
+  EXPECT_EQ(std::vector<uint8_t>(bytes.end() - 8, bytes.end()), words({8u << 12 | 98, 15}));
+  EXPECT_EQ(context().lastOpcode, 98);
+  QV_CALL(glEnd)();
+}
+
+// The same attribute given twice before the first vertex takes two slots.
+TEST_F(VertexRuns, RepeatedAttributeTakesTwoSlots) {
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glColor3ub)(1, 2, 3);
+  QV_CALL(glColor3ub)(4, 5, 6);
+  QV_CALL(glVertex2i)(7, 8);
+  QV_CALL(glEnd)();
+  std::vector<uint8_t> bytes = pending();
+  ASSERT_EQ(bytes.size(), 12u + 8 + 16);
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 12), words({2008, 36, 3u << 16 | 16}));
+}
+
+// Attributes are padded one by one to whole words: 3 bytes take 4, three shorts take 8.
+TEST_F(VertexRuns, AttributesArePadded) {
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glNormal3b)(1, 2, 3);
+  QV_CALL(glVertex3s)(4, 5, 6);
+  QV_CALL(glEnd)();
+  std::vector<uint8_t> bytes = pending();
+  ASSERT_EQ(bytes.size(), 12u + 4 + 12);
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 16), words({2008, 28, 2u << 16 | 12, 0x34003602}));
+  EXPECT_EQ(bytes[16], 1);
+  EXPECT_EQ(bytes[18], 3);
+  EXPECT_EQ(bytes[20], 4);
+  EXPECT_EQ(bytes[24], 6);
+}
+
+// Scalar and vector forms of a call share their signature.
+TEST_F(VertexRuns, VectorFormMatchesScalarForm) {
+  const GLint position[2] = {3, 4};
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glVertex2i)(1, 2);
+  QV_CALL(glVertex2iv)(position);
+  QV_CALL(glEnd)();
+  expectStream(words({2008, 32, 1u << 16 | 8, 0x2200, 1, 2, 3, 4}));
+}
+
+// glMultiTexCoord2f for unit 3 has tag 0x210B, and another unit does not match it.
+TEST_F(VertexRuns, MultiTexCoordCarriesItsUnit) {
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glMultiTexCoord2f)(GL_TEXTURE3, 1, 2);
+  QV_CALL(glVertex2i)(1, 2);
+  QV_CALL(glMultiTexCoord2f)(GL_TEXTURE2, 1, 2);
+  QV_CALL(glEnd)();
+  expectStream(words({2007, 32, 2u << 16 | 16, 0x2200210B, kOne, kTwo, 1, 2,  //
+                      16u << 12 | 386, 0x84C2, kOne, kTwo, 0x402B}));
+}
+
+// With no glBegin an attribute goes out as its plain command and sets lastOpcode.
+TEST_F(VertexRuns, AttributeOutsideBeginIsPlain) {
+  QV_CALL(glColor3f)(1, 2, 3);
+  EXPECT_EQ(context().lastOpcode, 13);
+  expectStream(words({16u << 12 | 13, kOne, kTwo, kThree}));
+}
+
+// Without the quirk bit no run ever opens and every call is plain.
+TEST_F(VertexRuns, NoRunWithoutItsBit) {
+  context().quirkFlags &= ~kQuirkVertexRuns;
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glVertex2i)(1, 2);
+  QV_CALL(glEnd)();
+  expectStream(words({0x8007, 0, 12u << 12 | 130, 1, 2, 0x402B}));
+}
+
+// A second glBegin is refused and the run goes on.
+TEST_F(VertexRuns, NestedBeginIsRefused) {
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glBegin)(GL_LINES);
+  EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(context().lastOpcode, 7);
+  QV_CALL(glEnd)();
+  expectStream(words({2008, 12, 0}));
+}
+
+// A glEnd without glBegin is refused and writes nothing.
+TEST_F(VertexRuns, StrayEndIsRefused) {
+  QV_CALL(glEnd)();
+  EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(context().lastOpcode, 43);
+  EXPECT_TRUE(pending().empty());
+}
+
+// A later GL's call between glBegin and glEnd breaks the run and is sent; the host decides.
+TEST_F(VertexRuns, OtherCallsBreakTheRunAndAreSent) {
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glVertex2i)(1, 2);
+  QV_CALL(glColorMaski)(0, 1, 0, 1, 0);
+  EXPECT_EQ(context().recordedError, 0u);
+  QV_CALL(glEnd)();
+  expectStream(words({2007, 24, 1u << 16 | 8, 0x2200, 1, 2, 12u << 12 | 2048, 0, 0x00010001, 0x402B}));
+}
+
+// A participant's call that takes no part in runs breaks the run too.
+TEST_F(VertexRuns, SecondaryColorBreaksTheRun) {
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glVertex2i)(1, 2);
+  QV_CALL(glSecondaryColor3f)(1, 2, 3);
+  QV_CALL(glEnd)();
+  expectStream(words({2007, 24, 1u << 16 | 8, 0x2200, 1, 2, 16u << 12 | 436, kOne, kTwo, kThree, 0x402B}));
+}
+
+// A refused call leaves the run open and the stream as it was.
+TEST_F(VertexRuns, RefusedCallLeavesTheRun) {
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glVertex2i)(1, 2);
+  QV_CALL(glEnable)(GL_BLEND);
+  EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(context().lastOpcode, 215);
+  EXPECT_EQ(context().run.open, 1);
+  QV_CALL(glVertex2i)(3, 4);
+  QV_CALL(glEnd)();
+  expectStream(words({2008, 32, 1u << 16 | 8, 0x2200, 1, 2, 3, 4}));
+}
+
+// glPrimitiveRestartNV ends the run and begins another of the same mode; outside glBegin it is refused.
+TEST_F(VertexRuns, PrimitiveRestart) {
+  QV_CALL(glBegin)(GL_LINE_STRIP);
+  QV_CALL(glVertex2i)(1, 2);
+  QV_CALL(glPrimitiveRestartNV)();
+  QV_CALL(glVertex2i)(3, 4);
+  QV_CALL(glEnd)();
+  expectStream(words({2008, 24, 3u << 24 | 1u << 16 | 8, 0x2200, 1, 2, 2008, 24, 3u << 24 | 1u << 16 | 8, 0x2200, 3, 4}));
+  QV_CALL(glPrimitiveRestartNV)();
+  EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(context().lastOpcode, 1399);
+}
+
+// A run grows past the buffer's first capacity without losing a byte.
+TEST_F(VertexRuns, RunOutgrowsTheBuffer) {
+  constexpr int kVertices = 40000;  // 320000 bytes in a buffer of 262144
+  QV_CALL(glBegin)(GL_POINTS);
+  for (int i = 0; i < kVertices; ++i) QV_CALL(glVertex2i)(i, -i);
+  QV_CALL(glEnd)();
+  const std::vector<uint8_t> bytes = pending();
+  ASSERT_EQ(bytes.size(), 16u + 8u * kVertices);
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 8), words({2008, 16 + 8 * kVertices}));
+  EXPECT_EQ(std::vector<uint8_t>(bytes.end() - 8, bytes.end()), words({kVertices - 1, static_cast<uint32_t>(1 - kVertices)}));
+  EXPECT_TRUE(host().submissions.empty());
+}
+
+}  // namespace
+}  // namespace qv::test

@@ -1,0 +1,137 @@
+// An independent list of rows with literal numbers and bytes: a test derived from the table cannot see a wrong table.
+#include <map>
+#include <string>
+
+#include "driver/stream/entry_table.h"
+#include "driver/stream/write_command.h"
+#include "tests/stream/recording_host.h"
+
+namespace qv::test {
+namespace {
+
+class WireLiterals : public ContextTest {};
+
+// Opcodes and sizes of rows from every corner of the number space, typed in by hand.
+TEST(WireTable, RowsHaveTheirNumbers) {
+  std::map<std::string, std::pair<int, int>> table;
+  forEachRow([&](auto row) { table[decltype(row)::kName] = {decltype(row)::kOpcode, decltype(row)::kSize}; });
+  const std::map<std::string, std::pair<int, int>> known = {
+      {"glNewList", {0, 12}},          {"glEndList", {1, 4}},           {"glBegin", {7, 8}},
+      {"glColor3b", {9, 7}},           {"glColor3d", {11, 28}},         {"glColor4us", {39, 12}},
+      {"glEdgeFlag", {41, 5}},         {"glEnd", {43, 4}},              {"glIndexs", {50, 6}},
+      {"glRectdv", {87, 36}},          {"glRectsv", {93, 12}},          {"glTexCoord1s", {100, 6}},
+      {"glVertex3f", {136, 16}},       {"glVertex3fv", {137, 16}},      {"glVertex3s", {140, 10}},
+      {"glClipPlane", {150, 40}},      {"glFogf", {153, 12}},           {"glLineStipple", {167, 12}},
+      {"glPushName", {200, 8}},        {"glPopName", {201, 4}},         {"glClearDepth", {208, 12}},
+      {"glColorMask", {210, 8}},       {"glDepthMask", {211, 5}},       {"glDisable", {214, 8}},
+      {"glEnable", {215, 8}},          {"glFinish", {216, 4}},          {"glFlush", {217, 4}},
+      {"glMapGrid2d", {226, 44}},      {"glBlendFunc", {241, 12}},      {"glReadPixels", {256, 36}},
+      {"glGetIntegerv", {263, 12}},    {"glIsEnabled", {286, 8}},       {"glDepthRange", {288, 20}},
+      {"glFrustum", {289, 52}},        {"glLoadMatrixf", {291, 68}},    {"glLoadMatrixd", {292, 132}},
+      {"glIndexub", {332, 5}},         {"glActiveTexture", {374, 8}},   {"glMultiTexCoord3s", {398, 16}},
+      {"glSampleCoverage", {412, 12}}, {"glWindowPos3s", {463, 10}},    {"glStencilOpSeparate", {486, 20}},
+      {"glVertexAttrib3s", {556, 16}}, {"glVertexAttrib4Nub", {561, 12}}, {"glVertexAttribPointer", {576, 32}},
+      {"glVertexBlendARB", {640, 8}},  {"glClampColorARB", {786, 12}},  {"glLockArraysEXT", {906, 12}},
+      {"glCombinerOutputNV", {1061, 36}}, {"glDepthBoundsEXT", {1408, 20}}, {"glBlitFramebufferEXT", {1429, 44}},
+      {"glBindBufferRangeEXT", {1558, 24}}, {"glClientWaitSync", {1568, 20}}, {"glDrawElementsInstancedBaseVertex", {1574, kVariable}},
+      {"glColorMaski", {2048, 12}},    {"glBindBufferRange", {2056, 24}}, {"glTexImage2DMultisample", {2124, 28}},
+      {"glClearDepthf", {2223, 8}},    {"glVertexAttribL4d", {2326, 40}}, {"glBindImageTexture", {2339, 32}},
+      {"glBindVertexBuffer", {2372, 20}}, {"glVertexAttribFormat", {2373, 24}}, {"glCopyImageSubData", {2378, 64}},
+      {"glTexBufferRange", {2381, 24}}, {"glTexStorage3DMultisample", {2386, 32}}, {"glGenLists", {5, kNoCommand}},
+      {"glIsList", {287, kNoCommand}}, {"glGenTextures", {329, kNoCommand}}, {"glCallLists", {3, kVariable}}};
+  for (const auto& [name, numbers] : known) EXPECT_EQ(table.at(name), numbers) << name;
+}
+
+// Plain commands as they stand on the wire, with no run open.
+TEST_F(WireLiterals, FixedCommands) {
+  QV_CALL(glVertex3f)(1.0f, 2.0f, -0.5f);
+  expectStream(words({0x10088, 0x3f800000, 0x40000000, 0xbf000000}));
+  QV_CALL(glAccum)(GL_LOAD, 1.0f);
+  expectStream(words({0xC0D5, 0x101, 0x3f800000}));
+  QV_CALL(glClearDepth)(1.0);
+  expectStream(words({0xC0D0, 0, 0x3ff00000}));
+  QV_CALL(glLineStipple)(3, 0xABCD);
+  std::vector<uint8_t> stipple = pending();
+  stipple[10] = stipple[11] = 0;  // pad bytes have no defined value
+  EXPECT_EQ(stipple, words({0xC0A7, 3, 0xABCD}));
+  drop();
+  QV_CALL(glBlendFunc)(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+  expectStream(words({0xC0F1, 0x302, 0x303}));
+}
+
+// A 3-byte payload has size 7 and occupies 8 bytes; a 1-byte payload has size 5 and occupies 8 too.
+TEST_F(WireLiterals, SmallPayloadsArePadded) {
+  QV_CALL(glColor3ub)(1, 2, 3);
+  std::vector<uint8_t> bytes = pending();
+  ASSERT_EQ(bytes.size(), 8u);
+  bytes.pop_back();
+  EXPECT_EQ(bytes, (std::vector<uint8_t>{0x13, 0x70, 0, 0, 1, 2, 3}));
+  drop();
+  QV_CALL(glDepthMask)(GL_TRUE);
+  bytes = pending();
+  ASSERT_EQ(bytes.size(), 8u);
+  bytes.resize(5);
+  EXPECT_EQ(bytes, (std::vector<uint8_t>{0xD3, 0x50, 0, 0, 1}));
+}
+
+// glLoadMatrixf carries its 64 bytes inline under header 0x44123.
+TEST_F(WireLiterals, MatrixGoesInline) {
+  float m[16];
+  for (int i = 0; i < 16; ++i) m[i] = static_cast<float>(i);
+  QV_CALL(glLoadMatrixf)(m);
+  const std::vector<uint8_t> bytes = pending();
+  ASSERT_EQ(bytes.size(), 68u);
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 12), words({0x44123, 0, 0x3f800000}));
+}
+
+// A value-counted array carries its element count, a two-way one does not.
+TEST_F(WireLiterals, CountedAndTwoWayArrays) {
+  const float color[4] = {1, 0, 0, 1};
+  QV_CALL(glLightfv)(GL_LIGHT1, GL_DIFFUSE, color);
+  expectStream(words({32u << 12 | 160, 0x4001, 0x1201, 4, 0x3f800000, 0, 0, 0x3f800000}));
+  QV_CALL(glFogfv)(GL_FOG_COLOR, color);
+  expectStream(words({24u << 12 | 154, 0xB66, 0x3f800000, 0, 0, 0x3f800000}));
+  QV_CALL(glFogfv)(GL_FOG_DENSITY, color);
+  expectStream(words({12u << 12 | 154, 0xB62, 0x3f800000}));
+  const double plane[4] = {0, 0, 0, 1};
+  QV_CALL(glTexGendv)(GL_S, GL_OBJECT_PLANE, plane);
+  expectStream(words({44u << 12 | 189, 0x2000, 0x2501, 0, 0, 0, 0, 0, 0, 0, 0x3ff00000}));
+  const double mode = 9216.0;
+  QV_CALL(glTexGendv)(GL_S, GL_TEXTURE_GEN_MODE, &mode);
+  EXPECT_EQ(pending().size(), 20u);
+}
+
+// Names go behind their count and nothing else.
+TEST_F(WireLiterals, NameArrays) {
+  const GLuint names[3] = {7, 8, 9};
+  QV_CALL(glDeleteFramebuffers)(3, names);
+  expectStream(words({20u << 12 | 1543, 3, 7, 8, 9}));
+  QV_CALL(glDeleteFramebuffers)(-1, names);
+  expectStream(words({8u << 12 | 1543, 0xFFFFFFFF}));
+}
+
+// A payload of 0xFFFFB bytes is the largest small command; 0xFFFFC bytes go in large form with total 0x100004.
+TEST_F(WireLiterals, LargeFormBegins) {
+  uint8_t* payload = beginCommand(context(), 3, 4 + 0xFFFFB);
+  EXPECT_EQ(payload, context().base + 4);
+  EXPECT_EQ(get<uint32_t>(context().base), 0xFFFFF003u);
+  EXPECT_EQ(context().cursor - context().base, 0x100000);
+  drop();
+  payload = beginCommand(context(), 3, 4 + 0xFFFFC);
+  EXPECT_EQ(payload, context().base + 8);
+  EXPECT_EQ(get<uint32_t>(context().base), 3u);
+  EXPECT_EQ(get<uint32_t>(context().base + 4), 0x100004u);
+  EXPECT_EQ(context().cursor - context().base, 0x100004);
+}
+
+// Totals that wrap in 32 bits count as small: with 16 fixed bytes a text takes the large form above 0xFFFEF and below
+// 0xFFFFFFF0 bytes only.
+TEST(WireForms, WrappedTotalsAreSmall) {
+  EXPECT_FALSE(needsLargeForm(16 + 0xFFFEFu));
+  EXPECT_TRUE(needsLargeForm(16 + 0xFFFF0u));
+  EXPECT_TRUE(needsLargeForm(16 + 0xFFFFFFEFu));
+  EXPECT_FALSE(needsLargeForm(16 + 0xFFFFFFF0u));
+}
+
+}  // namespace
+}  // namespace qv::test
