@@ -275,14 +275,54 @@ struct ReplyCount<Query<LengthReply>, A...> {
 template <typename Row, typename Pointer = typename Row::Prototype::Pointer>
 struct Entry;
 
+// Forms whose command has one size and no answer: their entry points have a fast path of their own.
+template <typename Form>
+inline constexpr bool kOneSize = false;
+template <>
+inline constexpr bool kOneSize<Fixed> = true;
+template <uint32_t N>
+inline constexpr bool kOneSize<Vec<N>> = true;
+
 template <typename Row, typename R, typename... A>
 struct Entry<Row, R(APIENTRY*)(A...)> {
   using Form = typename Row::Form;
   static constexpr uint32_t kOpcode = static_cast<uint32_t>(Row::kOpcode);
 
+  static R APIENTRY call(A... args) {
+    if constexpr (kOneSize<Form>) {
+      constexpr uint32_t kBytes = padded(LayoutOf<Row>::kTotal);
+      GlContext* const context = currentContext();
+      if (context && isIdle(context) && context->remaining >= kBytes) [[likely]] {
+        context->lastOpcode = static_cast<int32_t>(kOpcode);
+        Writer<Form, A...>::write(*context, kOpcode, Plan{}, args...);
+        if constexpr (has<Row>(kListTest | kShadow)) Shadow<Row>::apply(context, args...);
+        return;
+      }
+      everyStep(args...);  // out of line, so that the fast path saves no registers
+    } else {
+      return steps(args...);
+    }
+  }
+
+ private:
+  // Nothing is recorded, refused or cut off: no list is open where the row cares for lists, no primitive, no run. A run is open
+  // inside glBegin only, so that rows with a begin check need not look at it.
+  static bool isIdle(const GlContext* context) {
+    if constexpr (has<Row>(kRecords | kListTest)) {
+      if (context->recordingList) return false;
+    }
+    if constexpr (has<Row>(kBeginCheck)) {
+      return !context->insideBegin;
+    } else {
+      return !context->run.open;
+    }
+  }
+
+  [[gnu::noinline]] static R everyStep(A... args) { return steps(args...); }
+
   // Size, recording, checks, run, command, shadow, reply: this order holds for every entry point. What a list records it
   // records before any check, and a refused call leaves the stream as it was.
-  static R APIENTRY call(A... args) {
+  static inline R steps(A... args) {
     GlContext* const context = currentContext();
     if (!context) [[unlikely]]
       return R();
@@ -335,39 +375,62 @@ struct AttributeEntry;
 // Scalar calls, the position of every component an argument of its own.
 template <typename Row, uint32_t Number, typename T, typename... Rest>
 struct AttributeEntry<Row, Number, void(APIENTRY*)(T, Rest...)> {
-  // Current state is not tested for null: calling these without a context is undefined.
+  // The context is not tested for null: calling these without one is undefined.
   static void APIENTRY call(T first, Rest... rest) {
+    if constexpr (Number == kByTarget) {
+      // The target is not checked: an unusual one makes an unusual signature.
+      constexpr GLenum kTargetBias = 33976;  // so that GL_TEXTURE0 is attribute 8
+      if (!repeats(first - kTargetBias, rest...)) [[unlikely]]
+        otherwise(first, rest...);
+    } else {
+      if (!repeats(Number, first, rest...)) [[unlikely]]
+        otherwise(first, rest...);
+    }
+  }
+
+ private:
+  // Element type, number and copying of the components, behind a pointer or as arguments.
+  template <typename C, typename... Cs>
+  struct Components {
+    using Element = std::conditional_t<std::is_pointer_v<C>, Pointee<C>, C>;
+    static constexpr uint32_t kCount = std::is_pointer_v<C> ? FormTraits<typename Row::Form>::kVector : 1 + sizeof...(Cs);
+    static inline void store(uint8_t* at, C value, Cs... values) {
+      if constexpr (std::is_pointer_v<C>) {
+        std::memcpy(at, value, kCount * sizeof(Element));
+      } else {
+        put(at, value);
+        [[maybe_unused]] uint8_t* next = at;
+        (put(next += sizeof(Element), values), ...);
+      }
+    }
+  };
+
+  // The fast path: the call repeats the layout of the run.
+  template <typename... C>
+  static inline bool repeats(uint32_t number, C... components) {
+    using Values = Components<C...>;
+    return repeatAttribute<Number, typename Values::Element, Values::kCount>(
+        currentContext(), number, [&](uint8_t* at) { Values::store(at, components...); });
+  }
+
+  [[gnu::noinline]] static void otherwise(T first, Rest... rest) {
     GlContext* const context = currentContext();
     const auto plain = [&] {
       context->lastOpcode = Row::kOpcode;
       Writer<typename Row::Form, T, Rest...>::write(*context, static_cast<uint32_t>(Row::kOpcode), Plan{}, first, rest...);
     };
     if constexpr (Number == kByTarget) {
-      // The target is not checked: an unusual one makes an unusual signature.
-      constexpr GLenum kTargetBias = 33976;  // so that GL_TEXTURE0 is attribute 8
-      withComponents(context, first - kTargetBias, plain, rest...);
+      constexpr GLenum kTargetBias = 33976;
+      define(context, first - kTargetBias, plain, rest...);
     } else {
-      withComponents(context, Number, plain, first, rest...);
+      define(context, Number, plain, first, rest...);
     }
   }
-
- private:
-  template <typename Plain, typename C, typename... Cs>
-  static inline void withComponents(GlContext* context, uint32_t number, Plain&& plain, C value, Cs... values) {
-    if constexpr (std::is_pointer_v<C>) {
-      using E = Pointee<C>;
-      constexpr uint32_t kComponents = FormTraits<typename Row::Form>::kVector;
-      runAttribute<Number, E, kComponents>(
-          context, number, [&](uint8_t* at) { std::memcpy(at, value, kComponents * sizeof(E)); }, plain);
-    } else {
-      runAttribute<Number, C, 1 + sizeof...(Cs)>(
-          context, number,
-          [&](uint8_t* at) {
-            const C components[] = {value, values...};
-            std::memcpy(at, components, sizeof components);
-          },
-          plain);
-    }
+  template <typename Plain, typename... C>
+  static inline void define(GlContext* context, uint32_t number, Plain&& plain, C... components) {
+    using Values = Components<C...>;
+    defineAttribute<Number, typename Values::Element, Values::kCount>(
+        context, number, [&](uint8_t* at) { Values::store(at, components...); }, plain);
   }
 };
 

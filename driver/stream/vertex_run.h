@@ -39,16 +39,34 @@ constexpr uint32_t runSignature(uint32_t components, uint32_t attribute) {
   return 1u << 24 | components << 12 | runTypeCode<T>() << 8 | attribute;
 }
 
-// One participant. `Target` tells that the first argument of the GL call is a texture unit, `Components` are what follows.
-// The body is the same for scalar and vector calls: `store` writes the components, `plain` the ordinary command.
+// A participant's call that repeats the layout of the run: stores its components and is done. False, with nothing changed,
+// when it does not match or the buffer is full. `number` is the attribute number; `Number` tells at compile time whether it is
+// the position, behind which the next vertex begins.
+template <uint32_t Number, typename T, uint32_t Components, typename Store>
+inline bool repeatAttribute(GlContext* context, uint32_t number, Store&& store) {
+  constexpr uint32_t kBytes = padded(Components * sizeof(T));
+  VertexRun& run = context->run;
+  const uint32_t index = run.slotIndex;
+  // No run open: all signatures are zero and the compare fails.
+  if (run.signature[index] != (runSignature<T>(Components, 0) | number) || context->remaining < kBytes) [[unlikely]]
+    return false;
+  uint8_t* const at = context->cursor;
+  context->cursor = at + kBytes;
+  context->remaining -= kBytes;
+  run.slotIndex = Number == kPosition ? 0 : index + 1;
+  store(at);
+  return true;
+}
+
+// The rest of a participant's call: a full buffer, an attribute that defines a slot, the first vertex, or one that breaks the
+// run. `plain` writes the ordinary command.
 template <uint32_t Number, typename T, uint32_t Components, typename Store, typename Plain>
-inline void runAttribute(GlContext* context, uint32_t number, Store&& store, Plain&& plain) {
+inline void defineAttribute(GlContext* context, uint32_t number, Store&& store, Plain&& plain) {
   constexpr uint32_t kBytes = padded(Components * sizeof(T));
   VertexRun& run = context->run;
   const uint32_t signature = runSignature<T>(Components, 0) | number;
   const uint32_t index = run.slotIndex;
-  // No run open: all signatures are zero and the compare fails.
-  if (run.signature[index] == signature) [[likely]] {
+  if (run.signature[index] == signature) {
     store(takeRoom(*context, kBytes));
     run.slotIndex = Number == kPosition ? 0 : index + 1;
     return;
