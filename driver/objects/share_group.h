@@ -1,0 +1,70 @@
+// ShareGroup: the name tables that contexts joined by a share request have in common, and the names deleted but not yet gone.
+#pragma once
+
+#include <cstdint>
+
+#include "driver/objects/name_table.h"
+#include "platform/win32.h"
+
+namespace qv {
+
+class GlContext;
+
+enum class ShareSlot : uint32_t {
+  kFramebuffers,
+  kRenderbuffers,
+  kSamplers,
+  kTransformFeedbacks,
+  kTextures,
+  kSyncs,
+  kBuffers,
+  kPrograms,
+  kPipelines,
+  kShaders,
+  kLists,
+};
+inline constexpr uint32_t kShareSlots = 11;
+
+struct ShareGroup {
+  ShareGroup();
+  ShareGroup(const ShareGroup&) = delete;
+  ShareGroup& operator=(const ShareGroup&) = delete;
+  // Clears the tables in the order of their slots.
+  ~ShareGroup();
+
+  NameTable& table(ShareSlot slot) { return *tables[static_cast<uint32_t>(slot)]; }
+
+  NameTable* tables[kShareSlots];
+  int32_t refCount = 0;  // contexts beyond the first; the group dies below 0. Plain: changes only as contexts come and go
+  // Guards all tables. Recursive, since an operation that holds it may call one that takes it. It protects the tables and not
+  // the objects: an object found in a table is used after the lock is released.
+  CRITICAL_SECTION lock;
+};
+
+// Holds the lock of a ShareGroup for a scope. Never across a flush, and never while DriverLock is held.
+class ShareLock {
+ public:
+  explicit ShareLock(ShareGroup* group) : held(&group->lock) { EnterCriticalSection(held); }
+  explicit ShareLock(GlContext* context);
+  ShareLock(const ShareLock&) = delete;
+  ShareLock& operator=(const ShareLock&) = delete;
+  ~ShareLock() { LeaveCriticalSection(held); }
+
+ private:
+  CRITICAL_SECTION* held;
+};
+
+// Takes one user off the group and destroys it with its last one.
+void releaseShareGroup(ShareGroup* group);
+
+// Moves `context` from its group into that of `source`; its old group, with all objects in it, dies if it was the last user.
+void joinGroup(GlContext* context, GlContext* source);
+
+// The guest's side of glDeleteTextures for one name, the group's lock being held: a texture that has been bound keeps its row
+// until the next flush has given the delete to the host, any other row goes at once.
+void deferTextureDelete(GlContext* context, uint32_t name);
+
+// Removes the rows of the textures deleted since the last flush; for flushStream, after the host has taken the stream.
+void releaseDeferredDeletes(GlContext* context);
+
+}  // namespace qv

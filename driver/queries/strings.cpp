@@ -1,0 +1,186 @@
+// glGetString and glGetStringi, and the filter that the host's extension list goes through.
+#include "driver/queries/strings.h"
+
+#include <cstring>
+
+#include "driver/diagnostics/record_error.h"
+#include "driver/frame/process_state.h"
+#include "driver/queries/forward.h"
+#include "driver/queries/known_extensions.h"
+#include "driver/state/gl_context.h"
+#include "driver/stream/entry_points.h"
+#include "driver/stream/opcodes.h"
+
+namespace qv {
+
+namespace {
+
+constexpr uint32_t kKnown = std::size(kKnownExtensions);
+static_assert(kKnown == 264);
+
+// Added from version 3 on.
+constexpr char kLegacyFormatExtensions[] = "GL_EXT_abgr GL_EXT_bgra";
+
+// Lowest version of each block but the first, from the last block down.
+constexpr uint16_t kBlockVersions[] = {430, 420, 410, 400, 330, 320, 310, 300};
+constexpr uint32_t kBlocks = std::size(kBlockVersions) + 1;
+
+StringBlock blocks[kBlocks];
+
+size_t tokenLength(const char* text) { return std::strcspn(text, " "); }
+
+// The comparison covers the token's own length, so that a token also passes as the beginning of a name that the search lands
+// on. This is required.
+bool isKnown(const char* token, size_t length) {
+  uint32_t low = 0;
+  uint32_t high = kKnown;
+  while (low < high) {
+    const uint32_t middle = (low + high) / 2;
+    const int order = std::strncmp(token, kKnownExtensions[middle], length);
+    if (order == 0) return true;
+    if (order < 0) {
+      high = middle;
+    } else {
+      low = middle + 1;
+    }
+  }
+  return false;
+}
+
+void listExtensions(StringBlock& block) {
+  block.extensionCount = 0;
+  if (block.extensions[0] == 0) return;
+  std::memcpy(block.extensionCopy, block.extensions, sizeof block.extensionCopy);
+  char* at = block.extensionCopy;
+  for (;;) {
+    at += std::strspn(at, " ");
+    if (*at == 0 || block.extensionCount == StringBlock::kMaxExtensions) return;
+    block.extensionList[block.extensionCount++] = at;
+    at += tokenLength(at);
+    if (*at == 0) return;
+    *at++ = 0;
+  }
+}
+
+struct StringPlace {
+  char* text;
+  uint32_t size;
+  bool cached;
+};
+
+StringPlace placeOf(GlContext* context, GLenum name) {
+  StringBlock& block = stringBlockFor(context->contextVersion);
+  switch (name) {
+    case GL_VENDOR:
+      return {block.vendor, sizeof block.vendor, true};
+    case GL_RENDERER:
+      return {block.renderer, sizeof block.renderer, true};
+    case GL_VERSION:
+      return {block.version, sizeof block.version, true};
+    case GL_EXTENSIONS:
+      return {block.extensions, sizeof block.extensions, true};
+    case GL_SHADING_LANGUAGE_VERSION:
+      return {block.shadingLanguageVersion, sizeof block.shadingLanguageVersion, true};
+    default:
+      return {context->scratchString, sizeof context->scratchString, false};
+  }
+}
+
+}  // namespace
+
+StringBlock& stringBlockFor(uint16_t contextVersion) {
+  uint32_t block = kBlocks - 1;
+  for (const uint16_t lowest : kBlockVersions) {
+    if (contextVersion >= lowest) break;
+    --block;
+  }
+  return blocks[block];
+}
+
+uint32_t extensionCount(GlContext* context) {
+  const StringBlock& block = stringBlockFor(context->contextVersion);
+  if (block.extensionCount == 0) gl::glGetString(GL_EXTENSIONS);
+  return block.extensionCount;
+}
+
+void keepKnownExtensions(char* text) {
+  const char* from = text;
+  char* to = text;
+  for (;;) {
+    from += std::strspn(from, " ");
+    if (*from == 0) break;
+    const size_t length = tokenLength(from);
+    if (isKnown(from, length)) {
+      if (to != text) *to++ = ' ';
+      // In bounds: what is kept is never longer than what has been read, blanks included.
+      std::memmove(to, from, length);
+      to += length;
+    }
+    from += length;
+  }
+  *to = 0;
+}
+
+void appendExtensions(char* text, size_t capacity, const char* more) {
+  const size_t used = std::strlen(text);
+  size_t room = capacity - used;
+  if (room < 2) return;
+  char* to = text + used;
+  *to++ = ' ';
+  --room;
+  for (bool first = true;; first = false) {
+    more += std::strspn(more, " ");
+    const size_t length = tokenLength(more);
+    if (length == 0 || room < length + 2) break;
+    if (!first) {
+      *to++ = ' ';
+      --room;
+    }
+    // In bounds: room holds the token, a blank before it and the final zero.
+    std::memcpy(to, more, length);
+    to += length;
+    room -= length;
+    more += length;
+  }
+  *to = 0;
+}
+
+void filterExtensions(GlContext* context, char* text, size_t capacity) {
+  keepKnownExtensions(text);
+  appendExtensions(text, capacity, GlExtensionAddendum);
+  if (context->contextVersion / 100 >= 3) appendExtensions(text, capacity, kLegacyFormatExtensions);
+  appendExtensions(text, capacity, WglExtensions);
+  listExtensions(stringBlockFor(context->contextVersion));
+}
+
+namespace gl {
+
+const GLubyte* APIENTRY glGetString(GLenum name) {
+  constexpr uint32_t kOpcode = opcodeOf<op::glGetString>;
+  GlContext* const context = currentContext();
+  if (context == nullptr) return nullptr;
+  context->lastOpcode = static_cast<int32_t>(kOpcode);
+  if (context->insideBegin) {
+    recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
+    return nullptr;
+  }
+  const StringPlace place = placeOf(context, name);
+  if (!place.cached || place.text[0] == 0) {
+    askHost(context, kOpcode, {name}, place.text, place.size);
+    place.text[place.size - 1] = 0;  // the host's word that the text ends is not taken
+    if (name == GL_EXTENSIONS) filterExtensions(context, place.text, place.size);
+  }
+  return reinterpret_cast<const GLubyte*>(place.text);
+}
+
+const GLubyte* APIENTRY glGetStringi(GLenum name, GLuint index) {
+  if (name != GL_EXTENSIONS) return glGetString(name);
+  GlContext* const context = currentContext();
+  // An index beyond the list is no error.
+  if (context == nullptr || index >= extensionCount(context)) return nullptr;
+  return reinterpret_cast<const GLubyte*>(stringBlockFor(context->contextVersion).extensionList[index]);
+}
+
+}  // namespace gl
+
+}  // namespace qv

@@ -1,0 +1,125 @@
+// The tables of value counts.
+#include "driver/queries/value_count.h"
+
+#include <algorithm>
+#include <array>
+
+#include "driver/queries/value_count_names.h"
+#include "driver/stream/entry_points.h"
+#include "driver/stream/entry_template.h"
+
+namespace qv {
+
+namespace {
+
+using namespace counts;
+
+struct CountRow {
+  GLenum pname;
+  uint16_t minVersion;
+  uint16_t count;
+};
+
+constexpr size_t kRows = std::size(kSixteen) + std::size(kFour) + std::size(kThree) + std::size(kTwo) + std::size(kOneFrom430) +
+                         std::size(kOneFrom420) + std::size(kOne);
+
+constexpr std::array<CountRow, kRows> sortedRows() {
+  std::array<CountRow, kRows> rows{};
+  size_t used = 0;
+  const auto append = [&](const auto& names, uint16_t count, uint16_t minVersion) {
+    for (const GLenum pname : names) rows[used++] = {pname, minVersion, count};
+  };
+  append(kSixteen, 16, 0);
+  append(kFour, 4, 0);
+  append(kThree, 3, 0);
+  append(kTwo, 2, 0);
+  append(kOneFrom430, 1, 430);
+  append(kOneFrom420, 1, 420);
+  append(kOne, 1, 0);
+  std::sort(rows.begin(), rows.end(), [](const CountRow& a, const CountRow& b) { return a.pname < b.pname; });
+  return rows;
+}
+
+constexpr std::array<CountRow, kRows> kCounts = sortedRows();
+
+constexpr bool eachOnce() {
+  for (size_t i = 1; i < kRows; ++i) {
+    if (kCounts[i - 1].pname == kCounts[i].pname) return false;
+  }
+  return true;
+}
+static_assert(eachOnce(), "a pname stands in two groups");
+
+struct MapShape {
+  int32_t components, dimensions;
+};
+
+MapShape mapShape(GLenum target) {
+  // In the order of the enums, which are consecutive from GL_MAP1_COLOR_4 and from GL_MAP2_COLOR_4.
+  static constexpr int32_t kComponents[] = {4, 1, 3, 1, 2, 3, 4, 3, 4};
+  static_assert(GL_MAP1_VERTEX_4 - GL_MAP1_COLOR_4 == 8 && GL_MAP2_VERTEX_4 - GL_MAP2_COLOR_4 == 8);
+  if (target >= GL_MAP1_COLOR_4 && target <= GL_MAP1_VERTEX_4) return {kComponents[target - GL_MAP1_COLOR_4], 1};
+  if (target >= GL_MAP2_COLOR_4 && target <= GL_MAP2_VERTEX_4) return {kComponents[target - GL_MAP2_COLOR_4], 2};
+  return {0, 0};
+}
+
+}  // namespace
+
+int32_t valueCount(uint16_t contextVersion, GLenum pname) {
+  if (pname == GL_COMPRESSED_TEXTURE_FORMATS) {
+    GLint formats = 0;
+    gl::glGetIntegerv(GL_NUM_COMPRESSED_TEXTURE_FORMATS, &formats);
+    return formats;
+  }
+  const auto row = std::lower_bound(kCounts.begin(), kCounts.end(), pname,
+                                    [](const CountRow& each, GLenum wanted) { return each.pname < wanted; });
+  if (row == kCounts.end() || row->pname != pname || contextVersion < row->minVersion) return 0;
+  return row->count;
+}
+
+int32_t mapValueCount(GLenum target, GLenum query) {
+  const MapShape shape = mapShape(target);
+  if (shape.dimensions == 0) return 0;
+  switch (query) {
+    case GL_COEFF: {
+      GLint order[2] = {1, 1};
+      Entry<op::glGetMapiv>::call(target, GL_ORDER, order);
+      // The order is the host's word: a product that is no count of values makes the query unknown.
+      int32_t total = 0;
+      if (order[0] < 0 || order[1] < 0 || __builtin_mul_overflow(order[0], order[1], &total) ||
+          __builtin_mul_overflow(total, shape.components, &total)) {
+        return 0;
+      }
+      return total;
+    }
+    case GL_ORDER:
+      return shape.dimensions;
+    case GL_DOMAIN:
+      return shape.dimensions * 2;
+    default:
+      return 0;
+  }
+}
+
+int32_t pixelMapSize(GLenum map) {
+  static_assert(GL_PIXEL_MAP_A_TO_A - GL_PIXEL_MAP_I_TO_I == GL_PIXEL_MAP_A_TO_A_SIZE - GL_PIXEL_MAP_I_TO_I_SIZE);
+  if (map < GL_PIXEL_MAP_I_TO_I || map > GL_PIXEL_MAP_A_TO_A) return 0;
+  GLint size = 0;
+  gl::glGetIntegerv(map - GL_PIXEL_MAP_I_TO_I + GL_PIXEL_MAP_I_TO_I_SIZE, &size);
+  return size;
+}
+
+int32_t texEnvValueCount(GLenum pname) {
+  switch (pname) {
+    case GL_TEXTURE_ENV_COLOR:
+    case GL_CULL_MODES_NV:
+    case GL_OFFSET_TEXTURE_MATRIX_NV:
+      return 4;
+    case GL_CONST_EYE_NV:
+      return 3;
+    default:
+      return 1;
+  }
+}
+
+}  // namespace qv

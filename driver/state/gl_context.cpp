@@ -1,0 +1,49 @@
+// Construction and destruction of the context record.
+#include "driver/state/gl_context.h"
+
+#include <cstdlib>
+
+#include "driver/frame/application_profile.h"
+#include "driver/frame/pixel_formats.h"
+#include "driver/objects/share_group.h"
+#include "driver/state/matrix.h"
+#include "driver/stream/entry_points.h"
+
+namespace qv {
+
+namespace {
+
+constexpr uint32_t kDeferredNames = 32;
+
+}  // namespace
+
+int32_t queryStackLimit(GLenum pname) {
+  GLint limit = 0;
+  gl::glGetIntegerv(pname, &limit);
+  return limit;
+}
+
+GlContext::GlContext(int32_t pixelFormat, uint16_t version, uint8_t compatibility)
+    : nextSharer(this),
+      pixelFormatIndex(pixelFormat),
+      contextVersion(version),
+      compatibilityProfile(compatibility),
+      shareGroup(new ShareGroup),
+      drawBufferMode(isDoubleBuffered(pixelFormat) ? GL_BACK : GL_FRONT) {
+  deferredDeletes.names = static_cast<uint32_t*>(std::malloc(sizeof(uint32_t) * kDeferredNames));
+  deferredDeletes.capacity = kDeferredNames;
+  for (MatrixStack*& stack : textureMatrices) stack = new MatrixStack(GL_MAX_TEXTURE_STACK_DEPTH);
+  setMatrixMode(this, transform.current().matrixMode);
+  applyQuirks(this);
+}
+
+GlContext::~GlContext() {
+  releaseShareGroup(shareGroup);
+  // Nodes left on the client attribute stack are not walked; what an application leaves there is lost, as is required.
+  queryTable.clear();
+  vertexArrayTable.clear();
+  for (MatrixStack* const stack : textureMatrices) delete stack;
+  std::free(deferredDeletes.names);
+}
+
+}  // namespace qv

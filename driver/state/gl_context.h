@@ -1,0 +1,184 @@
+// GlContext: one rendering context, at once the stream its commands are written to and the shadow of the GL state the guest
+// must know without asking the host.
+#pragma once
+
+#include <cstdint>
+
+#include "driver/objects/name_table.h"
+#include "driver/objects/tracked_object.h"
+#include "driver/pixels/pixel_store.h"
+#include "driver/state/attribute_groups.h"
+#include "driver/state/state_stack.h"
+#include "driver/stream/command_stream.h"
+#include "driver/vertex/vertex_array_object.h"
+
+namespace qv {
+
+struct DisplayListStream;
+struct ShareGroup;
+struct DebugState;
+
+using MatrixStack = StateStack<Matrix>;
+
+// Values of GlContext::listMode besides 0, GL_COMPILE and GL_COMPILE_AND_EXECUTE.
+inline constexpr uint32_t kListScanning = 4866;
+
+// Bits of GlContext::quirkFlags.
+inline constexpr uint32_t kQuirkNoHostErrors = 1;         // glGetError never asks the host
+inline constexpr uint32_t kQuirkFramebufferComplete = 2;  // glCheckFramebufferStatus answers without asking
+inline constexpr uint32_t kQuirkVertexRuns = 4;           // glBegin may open a VertexRun
+inline constexpr uint32_t kQuirkQueryTable = 32;          // the query object read consults the object table
+inline constexpr uint32_t kQuirkFlushShared = 128;        // some program calls flush at once on a shared context
+
+inline constexpr uint64_t kNoRun = ~uint64_t{0};
+
+// The packed glBegin batch under construction.
+struct VertexRun {
+  static constexpr uint32_t kSlots = 16;
+  uint32_t signature[kSlots] = {};  // all zero when no run is open, so that the fast compare of an attribute call fails
+  uint32_t slotIndex = 0;           // the slot that the next attribute call must match
+  uint8_t open = 0;
+  uint8_t layoutFixed = 0;  // the first vertex has been given
+  uint32_t slotCount = 0;
+  uint32_t stride = 0;       // bytes per vertex so far
+  uint32_t primitive = 0;    // the mode given to glBegin
+  uint64_t start = kNoRun;   // offset of the run's head from `base`; an offset, since reserve may move the buffer
+  uint8_t layout[512] = {};  // the attributes given before the first vertex (the template of the run)
+};
+
+// Indexed buffer bindings; their lengths are what the limit cache is clamped to.
+struct BufferBindings {
+  static constexpr uint32_t kTransformFeedback = 8, kUniform = 128, kAtomicCounter = 15, kShaderStorage = 80;
+  uint32_t array = 0, pixelPack = 0, pixelUnpack = 0, uniformExt = 0, transformFeedback = 0, uniform = 0, texture = 0,
+           copyRead = 0, copyWrite = 0, drawIndirect = 0, atomicCounter = 0, shaderStorage = 0, dispatchIndirect = 0;
+  uint32_t indexedTransformFeedback[kTransformFeedback] = {};
+  uint32_t indexedUniform[kUniform] = {};
+  uint32_t indexedAtomicCounter[kAtomicCounter] = {};
+  uint32_t indexedShaderStorage[kShaderStorage] = {};
+};
+
+// Host limits that a glGet reply has brought, never refreshed. 0 or -1 stands for one that has not been fetched; which, and how
+// far a reply is clamped, is told by the rows of driver/queries/limit_cache.cpp.
+struct LimitCache {
+  int32_t maxLights = 0;
+  int32_t maxAttribStackDepth = 0;
+  int32_t maxModelviewStackDepth = 0;
+  int32_t maxProjectionStackDepth = 0;
+  int32_t maxTextureStackDepth = 0;
+  int32_t maxColorMatrixStackDepth = 0;
+  int32_t maxTextureUnits = 0;
+  int32_t maxTextureImageUnits = 0;
+  int32_t maxTextureCoords = 0;
+  int32_t maxColorAttachments = 0;
+  int32_t maxViewports = 0;
+  int32_t numShaderBinaryFormats = -1;
+  int32_t maxTransformFeedbackSeparateAttribs = -1;
+  int32_t maxUniformBufferBindings = -1;
+  int32_t maxAtomicCounterBufferBindings = -1;
+  int32_t maxShaderStorageBufferBindings = -1;
+  int32_t maxVertexAttribBindings = -1;
+  int32_t maxVertexAttribRelativeOffset = -1;
+};
+
+struct DeferredDeleteList {
+  uint32_t* names = nullptr;
+  uint32_t count = 0;
+  uint32_t capacity = 0;
+};
+
+struct ClientAttribNode;
+
+class GlContext final : public CommandStream {
+ public:
+  // `pixelFormat` is a row 1..14 of the pixel format table, `version` major * 100 + minor * 10, `compatibility` 1 or 0.
+  GlContext(int32_t pixelFormat, uint16_t version, uint8_t compatibility);
+  ~GlContext() override;
+
+  // Room for n bytes; flushes first once the buffer has reached 96 MiB, but never while a run is open.
+  void reserve(uint64_t n) override;
+
+  // --- what the hot entry points touch comes first ---
+  VertexRun run;
+  uint8_t insideBegin = 0;
+  uint32_t beginPrimitive = 0;
+  uint32_t listMode = 0;  // 0, GL_COMPILE, GL_COMPILE_AND_EXECUTE or kListScanning
+  DisplayListStream* recordingList = nullptr;
+  MatrixStack* currentMatrixStack = nullptr;  // null while the matrix mode is no valid mode
+  uint32_t recordedError = 0;                 // the error recorded last; glGetError takes it
+  uint32_t lastHostError = 0;
+
+  // --- identity and registry ---
+  GlContext* registryNext = nullptr;  // next in ContextList
+  GlContext* nextSharer;              // ring of contexts that share objects; itself when alone
+  uint32_t handle = 0;                // index in ContextHandleTable
+  uint32_t hostContextId = 0;
+  uint32_t hostWindowId = 0;
+  HWND window = nullptr;  // null until first made current
+  HDC deviceContext = nullptr;
+  int32_t pixelFormatIndex;
+  int32_t swapInterval = -1;      // -1 at construction, then 0 or 1
+  uint32_t lastRefreshCount = 0;  // pacing state of the present
+  uint16_t contextVersion;
+  uint8_t compatibilityProfile;
+  uint32_t quirkFlags = 0;
+  ShareGroup* shareGroup;
+  DebugState* debugLog = nullptr;  // null until the application first uses debug output
+
+  // --- frame state ---
+  uint32_t drawBufferMode;  // GL_FRONT or GL_BACK, shadow of glDrawBuffer
+  uint8_t frontDirty = 0;   // drawn to the front buffer: decides flushing on glFlush and glFinish
+  uint32_t flushCount = 0;  // flushes since the last swap
+  DeferredDeleteList deferredDeletes;
+
+  // --- client state ---
+  PixelStoreState pixelStore;
+  uint8_t restartNvEnabled = 0;
+  uint32_t restartNvIndex = 0;
+  uint8_t restartEnabled = 0;
+  uint32_t restartIndex = 0;
+  int32_t lockedFirst = -1, lockedCount = 0;  // glLockArraysEXT
+  int32_t clientAttribDepth = 0;
+  ClientAttribNode* clientAttribTop = nullptr;
+  int32_t selectionBufferSize = 0;
+  void* selectionBuffer = nullptr;
+  int32_t feedbackBufferSize = 0;
+  void* feedbackBuffer = nullptr;
+  uint32_t renderMode = GL_RENDER;
+  uint32_t clientActiveUnit = 0;
+  uint32_t activeTextureUnit = 0;
+
+  // --- shadow of the server state ---
+  StateStack<DepthState> depth{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<ViewportState> viewport{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<LightingState> lighting{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<EnableState> enables{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<FogState> fog{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<PolygonState> polygon{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<TextureState> texture{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<LineState> line{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<ColorBufferState> colorBuffer{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<TransformState> transform{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<PixelGroupState> pixelGroup{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<ListState> list{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<MultisampleState> multisample{GL_MAX_ATTRIB_STACK_DEPTH};
+  StateStack<uint32_t> attribMasks{GL_MAX_ATTRIB_STACK_DEPTH};
+  MatrixStack modelview{GL_MAX_MODELVIEW_STACK_DEPTH};
+  MatrixStack projection{GL_MAX_PROJECTION_STACK_DEPTH};
+  MatrixStack color{GL_MAX_COLOR_MATRIX_STACK_DEPTH};
+  MatrixStack* textureMatrices[kTextureUnits];
+  int32_t listDepth = 0;
+
+  BufferBindings buffers;
+  LimitCache limits;
+  uint32_t currentProgram = 0, currentPipeline = 0;
+  uint8_t vertexProgramEnabled = 0, fragmentProgramEnabled = 0;
+  // Of VertexArrayObject and of query records. They belong to the context's thread and are never locked.
+  NameTable vertexArrayTable{destroyVirtual<TrackedObject>};
+  NameTable queryTable{destroyLabelled<LabelledRecord>};
+  uint32_t vertexArrayBinding = 0;
+  uint32_t drawFramebuffer = 0, readFramebuffer = 0;
+  VertexArrayObject defaultVertexArray;  // in force while vertexArrayBinding is 0
+  char scratchString[4096] = {};         // glGetString of names that are not cached
+};
+
+}  // namespace qv
