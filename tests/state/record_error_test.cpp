@@ -1,0 +1,167 @@
+// Error recording: which code stays, when nothing is recorded, and the text that the debug log is given.
+#include "driver/diagnostics/record_error.h"
+
+#include <string>
+
+#include "driver/diagnostics/debug_log.h"
+#include "driver/lists/display_list_stream.h"
+#include "harness.h"
+
+namespace qv::test {
+namespace {
+
+struct Message {
+  int32_t source, type;
+  uint32_t id;
+  int32_t severity, length;
+  std::string text;
+};
+std::vector<Message> messages;
+bool wanted = true;
+uint32_t filtered = 0;
+
+class RecordErrorTest : public StateTest {
+ protected:
+  RecordErrorTest() {
+    messages.clear();
+    wanted = true;
+    filtered = 0;
+    log.passes = [](const DebugState&, int32_t source, int32_t type, uint32_t, int32_t severity) {
+      EXPECT_EQ(source, 0);
+      EXPECT_EQ(type, 0);
+      EXPECT_EQ(severity, 2);
+      ++filtered;
+      return wanted;
+    };
+    log.dispatch = [](GlContext*, int32_t source, int32_t type, uint32_t id, int32_t severity, int32_t length, const char* text) {
+      messages.push_back({source, type, id, severity, length, text});
+    };
+  }
+  ~RecordErrorTest() override { c->debugLog = nullptr; }
+  void attachLog() { c->debugLog = &log; }
+
+  DebugState log;
+};
+
+// Without a log the code is stored and nothing else happens.
+TEST_F(RecordErrorTest, StoresTheCode) {
+  recordError(c.get(), 1281, 0, "%s", "text");
+  EXPECT_EQ(c->recordedError, 1281u);
+  EXPECT_EQ(c->cursor, c->base);
+}
+
+// A later error takes the place of an earlier one.
+TEST_F(RecordErrorTest, LastErrorStays) {
+  recordError(c.get(), 1281, 0, kErrorText);
+  recordError(c.get(), 1282, 0, kErrorText);
+  EXPECT_EQ(c->recordedError, 1282u);
+}
+
+// While a list is compiled nothing is recorded unless it is forced; while it is executed as well, everything is.
+TEST_F(RecordErrorTest, CompilingRecordsNothing) {
+  attachLog();
+  gl::glNewList(1, GL_COMPILE);
+  recordError(c.get(), 1280, 0, kErrorText);
+  EXPECT_EQ(c->recordedError, 0u);
+  EXPECT_TRUE(messages.empty());
+  recordError(c.get(), 1280, 1, kErrorText);
+  EXPECT_EQ(takeError(), 1280u);
+  gl::glEndList();
+  gl::glNewList(1, GL_COMPILE_AND_EXECUTE);
+  recordError(c.get(), 1281, 0, kErrorText);
+  EXPECT_EQ(takeError(), 1281u);
+  gl::glEndList();
+}
+
+// The standard text as the log gets it, with the indices of an API error.
+TEST_F(RecordErrorTest, MessageOfTheStandardText) {
+  attachLog();
+  recordError(c.get(), GL_INVALID_ENUM, 0, kErrorText);
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_EQ(messages[0].text, "UNKNOWN_ERROR in Orbeck todo");
+  EXPECT_EQ(messages[0].length, 28);
+  EXPECT_EQ(messages[0].source, 0);
+  EXPECT_EQ(messages[0].type, 0);
+  EXPECT_EQ(messages[0].severity, 2);
+  EXPECT_EQ(messages[0].id, apiErrorId.load());
+  EXPECT_EQ(c->recordedError, 1280u);
+}
+
+// Each code's name.
+TEST_F(RecordErrorTest, NamesOfTheCodes) {
+  attachLog();
+  const std::pair<uint32_t, const char*> names[] = {{1280, "UNKNOWN_ERROR"},
+                                                    {1281, "GL_INVALID_VALUE"},
+                                                    {1282, "GL_INVALID_OPERATION"},
+                                                    {1283, "GL_STACK_OVERFLOW"},
+                                                    {1284, "GL_STACK_UNDERFLOW"},
+                                                    {1285, "GL_OUT_OF_MEMORY"},
+                                                    {1286, "GL_INVALID_FRAMEBUFFER_OPERATION"},
+                                                    {0x8031, "GL_TABLE_TOO_LARGE"},
+                                                    {4711, "UNKNOWN_ERROR"},
+                                                    {0, "UNKNOWN_ERROR"}};
+  for (const auto& [code, name] : names) {
+    messages.clear();
+    recordError(c.get(), code, 0, "x");
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].text, std::string(name) + " in x");
+    EXPECT_EQ(c->recordedError, code);
+  }
+}
+
+// The arguments go through the format.
+TEST_F(RecordErrorTest, FormatsItsArguments) {
+  attachLog();
+  recordError(c.get(), 1280, 0, "BindBuffer(): bad target 0x%x", 0x8892u);
+  EXPECT_EQ(messages.at(0).text, "UNKNOWN_ERROR in BindBuffer(): bad target 0x8892");
+}
+
+// A message that the filter refuses is not formatted; the code is stored.
+TEST_F(RecordErrorTest, FilteredMessage) {
+  attachLog();
+  wanted = false;
+  recordError(c.get(), 1281, 0, "%s", std::string(5000, 'x').c_str());
+  EXPECT_EQ(filtered, 1u);
+  EXPECT_TRUE(messages.empty());
+  EXPECT_EQ(c->recordedError, 1281u);
+}
+
+// A text that the log wants and that does not fit makes the call void; without a log its length does not matter.
+TEST_F(RecordErrorTest, TextThatIsTooLong) {
+  const std::string longest(4095, 'x');
+  recordError(c.get(), 1281, 0, "%s", (longest + "x").c_str());
+  EXPECT_EQ(takeError(), 1281u);
+  attachLog();
+  recordError(c.get(), 1281, 0, "%s", (longest + "x").c_str());
+  EXPECT_EQ(c->recordedError, 0u);
+  // The text fits, the whole with its name does not.
+  recordError(c.get(), 1281, 0, "%s", longest.c_str());
+  EXPECT_EQ(c->recordedError, 0u);
+  EXPECT_TRUE(messages.empty());
+  // "GL_INVALID_VALUE in " is 20 long: 4075 more make 4095, the most that fits.
+  recordError(c.get(), 1281, 0, "%s", std::string(4076, 'x').c_str());
+  EXPECT_EQ(c->recordedError, 0u);
+  recordError(c.get(), 1281, 0, "%s", std::string(4075, 'x').c_str());
+  EXPECT_EQ(c->recordedError, 1281u);
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_EQ(messages[0].length, 4095);
+}
+
+// Ids count up from 0, so the word served first keeps 0 and is served again.
+TEST_F(RecordErrorTest, MessageIds) {
+  recordError(c.get(), 1281, 0, kErrorText);
+  recordError(c.get(), 1281, 0, kErrorText);
+  const uint32_t id = apiErrorId.load();
+  EXPECT_NE(id, 0u);
+  recordError(c.get(), 1281, 0, kErrorText);
+  EXPECT_EQ(apiErrorId.load(), id);
+  std::atomic<uint32_t> other{0};
+  assignMessageId(c.get(), other);
+  EXPECT_GT(other.load(), id);
+  const uint32_t kept = other.load();
+  assignMessageId(c.get(), other);
+  EXPECT_EQ(other.load(), kept);
+}
+
+}  // namespace
+}  // namespace qv::test
