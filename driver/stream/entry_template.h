@@ -20,7 +20,7 @@ namespace qv {
 
 // Records an error of the whole family's standard text and leaves the stream as it was.
 inline void refuse(GlContext* context, uint32_t opcode, GLenum code) {
-  recordError(context, code, 0, "Orbeck todo");
+  recordError(context, code, 0, kErrorText);
   context->lastOpcode = static_cast<int32_t>(opcode);
 }
 
@@ -328,7 +328,7 @@ struct Entry<Row, R(APIENTRY*)(A...)> {
       return R();
     const Plan plan = Writer<Form, A...>::make(context, args...);
     if (plan.refused) [[unlikely]] {
-      if (plan.error != 0) recordError(context, plan.error, 0, "Orbeck todo");
+      if (plan.error != 0) recordError(context, plan.error, 0, kErrorText);
       context->lastOpcode = static_cast<int32_t>(kOpcode);
       return R();
     }

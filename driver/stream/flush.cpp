@@ -36,7 +36,7 @@ void flushAfterMark(GlContext* context) {
 
 bool refusedInsideBegin(GlContext* context, int32_t opcode) {
   if (!context->insideBegin) return false;
-  recordError(context, GL_INVALID_OPERATION, 0, "Orbeck todo");
+  recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
   context->lastOpcode = opcode;
   return true;
 }

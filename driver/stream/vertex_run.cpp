@@ -80,7 +80,7 @@ void APIENTRY glBegin(GLenum mode) {
   // A list may hold a glBegin that is not current state: the check is made outside GL_COMPILE only.
   const bool compiling = context->listMode == GL_COMPILE;
   if (!compiling && context->insideBegin) {
-    recordError(context, GL_INVALID_OPERATION, 0, "Orbeck todo");
+    recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
     context->lastOpcode = kOpcode;
     return;
   }
@@ -110,7 +110,7 @@ void APIENTRY glEnd() {
   }
   const bool compiling = context->listMode == GL_COMPILE;
   if (!compiling && !context->insideBegin) {
-    recordError(context, GL_INVALID_OPERATION, 0, "Orbeck todo");
+    recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
     context->lastOpcode = kOpcode;
     return;
   }
@@ -131,7 +131,7 @@ void APIENTRY glPrimitiveRestartNV() {
   if (!context) return;
   context->lastOpcode = static_cast<int32_t>(opcodeOf<op::glPrimitiveRestartNV>);
   if (!context->insideBegin) {
-    recordError(context, GL_INVALID_OPERATION, 0, "Orbeck todo");
+    recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
     return;
   }
   const uint32_t mode = context->beginPrimitive;

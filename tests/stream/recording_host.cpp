@@ -20,7 +20,7 @@ uint64_t SubmitFlush(GlContext*, uint32_t presentMode, const void* data, uint64_
   host.submissions.push_back(submission);
   if (reply) {
     std::memset(reply, 0, replySize);
-    std::memcpy(reply, host.answer.data(), std::min<size_t>(replySize, host.answer.size()));
+    if (!host.answer.empty()) std::memcpy(reply, host.answer.data(), std::min<size_t>(replySize, host.answer.size()));
   }
   return reply2Size != 0 ? reply2Size : replySize;
 }
