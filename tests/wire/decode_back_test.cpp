@@ -1,6 +1,7 @@
 // Every stamped row through the peer's reader: the function that the host calls gets the arguments that the program gave.
 #include <cstring>
 #include <iostream>
+#include <set>
 #include <string>
 
 #include "peer/gl_functions.h"
@@ -45,6 +46,9 @@ struct Recorder<Row, R(APIENTRY*)(A...)> {
   }
 };
 
+// The host keeps no array of the guest's enabled, and has no names for sync objects yet.
+const std::set<std::string> kNotReplayed = {"glEnableClientState", "glDisableClientState", "glClientActiveTexture", "glIsSync"};
+
 class DecodeBack : public ContextTest {
  protected:
   DecodeBack() {
@@ -74,11 +78,17 @@ TEST_F(DecodeBack, ArgumentsComeBack) {
       const auto result = replayer.replay(stream.data(), static_cast<uint32_t>(stream.size()), static_cast<uint32_t>(stream.size()));
       ASSERT_EQ(result.outcome, peer::Replayer::Outcome::Done) << replayer.complaint();
       EXPECT_EQ(result.consumed, stream.size());
+      if (kNotReplayed.contains(row.name)) {
+        EXPECT_TRUE(calls.empty());
+        continue;
+      }
+      if (calls.empty()) {
+        ADD_FAILURE() << "not replayed";
+        continue;
+      }
       if (row.form.kind >= Kind::kAnswer) {
         EXPECT_EQ(replayer.reply().size(), host().submissions[0].replySize);
       }
-      // Some commands are translated on the way to a real drawable; their call is looked for by name.
-      ASSERT_FALSE(calls.empty());
       const Call& call = calls.back();
       EXPECT_EQ(call.name, row.name);
       std::vector<uint64_t> scalars;

@@ -1,0 +1,29 @@
+// The AttributeList of packets, read into the properties that a host context or drawable is made from.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace qv::peer {
+
+struct DrawableAttributes {
+  bool doubleBuffered = false;
+  bool srgb = false;
+  bool floatColors = false;
+  uint16_t samples = 0;
+  uint16_t version = 0;      // major * 100 + minor * 10; 0 when the list has none
+  uint16_t profileMask = 0;  // 2 compatibility, 1 core; 0 when the list has none
+  // Of pbuffers.
+  uint16_t textureFormat = 0;  // GL_RGB, GL_RGBA or 0
+  uint16_t textureTarget = 0;  // GL_TEXTURE_2D, GL_TEXTURE_CUBE_MAP or 0
+  bool mipmapped = false;
+
+  bool operator==(const DrawableAttributes&) const = default;
+};
+
+// Reads the words up to the zero word. Nothing when there is no zero word, when a token is not one of the list's, or when the
+// list ends between a token and its value.
+std::optional<DrawableAttributes> readAttributeList(std::span<const uint16_t> words);
+
+}  // namespace qv::peer

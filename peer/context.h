@@ -1,0 +1,75 @@
+// One host context: its channel, the thread that replays what comes through it, and the OpenGL context of that thread.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "peer/attribute_list.h"
+#include "peer/channel.h"
+#include "peer/live_counters.h"
+#include "peer/replay/replayer.h"
+#include "peer/window.h"
+
+namespace qv::peer {
+
+class Guest;
+
+// The thread belongs to the context for life, so that the OpenGL context stays current on it from one flush to the next. It
+// spins shortly for the next flush and sleeps after that.
+class Context {
+ public:
+  Context(Guest& guest, uint32_t id, const DrawableAttributes& attributes);
+  // Ends the thread, which finishes the flush it is at.
+  ~Context();
+  Context(const Context&) = delete;
+  Context& operator=(const Context&) = delete;
+
+  // Makes the channel and starts the thread. False when there is no memory or no thread to be had.
+  bool start();
+
+  uint32_t id() const { return id_; }
+  const DrawableAttributes& attributes() const { return attributes_; }
+  // The memory file of the channel; stays the context's.
+  int channelFile() const { return channelFile_; }
+  const std::shared_ptr<ChannelMemory>& channel() const { return channel_; }
+
+  // From any thread: lets go of its window as soon as no flush is under way.
+  void requestRelease();
+
+ private:
+  void run();
+  void waitForRequest();
+  FlushAnswer serve(const FlushRequest& request);
+  bool bindWindow(const FlushRequest& request);
+  void unbindWindow();
+  bool replayStream(const FlushRequest& request);
+  uint32_t pull(const FlushRequest& request, uint8_t* to, uint32_t most);
+  void sendReplies(const FlushAnswer& answer);
+  [[gnu::format(printf, 2, 3)]] bool complain(const char* format, ...);
+
+  Guest& guest_;
+  const uint32_t id_;
+  const DrawableAttributes attributes_;
+  CountHeld counter_;
+
+  int channelFile_ = -1;
+  std::shared_ptr<ChannelMemory> channel_;
+  std::thread thread_;
+  std::atomic<bool> stop_{false};
+  std::atomic<bool> ended_{false};
+  std::atomic<bool> releaseRequested_{false};
+
+  // Of the thread alone.
+  uint32_t served_ = 0;  // value of the channel's `requests` that has been answered
+  EGLContext egl_ = EGL_NO_CONTEXT;
+  std::shared_ptr<Window> window_;  // bound to this thread; null when none is
+  std::unique_ptr<Replayer> replayer_;
+  std::vector<uint64_t> stretch_;  // stream bytes in hand, of 64-bit units for their alignment
+  uint32_t pulled_ = 0;            // bytes of this flush's stream taken out of the ring
+  SpinBudget idleSpin_;
+};
+
+}  // namespace qv::peer

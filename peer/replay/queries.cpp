@@ -1,0 +1,48 @@
+// Replay of the queries whose answer is not a row of values.
+#include <cstring>
+#include <string>
+
+#include "driver/stream/forms.h"
+#include "peer/gl_functions.h"
+#include "peer/replay/hand_written.h"
+#include "peer/replay/replayer.h"
+
+namespace qv::peer {
+namespace {
+
+// A core context lists its extensions one by one only.
+std::string extensionsOneByOne() {
+  std::string out;
+  GLint count = 0;
+  gl.glGetIntegerv(GL_NUM_EXTENSIONS, &count);
+  for (GLint i = 0; i < count; ++i) {
+    const char* const name = reinterpret_cast<const char*>(gl.glGetStringi(GL_EXTENSIONS, static_cast<GLuint>(i)));
+    if (name == nullptr) continue;
+    if (!out.empty()) out += ' ';
+    out += name;
+  }
+  return out;
+}
+
+bool isCoreContext() {
+  // Contexts below 3.2 have no profile and refuse the question, which must not show: ask only the ones that have.
+  const char* const version = reinterpret_cast<const char*>(gl.glGetString(GL_VERSION));
+  if (version == nullptr || std::strstr(version, "(Core Profile)") == nullptr) return false;
+  return true;
+}
+
+}  // namespace
+
+bool replayGetString(Replayer& replayer, const uint8_t* payload, uint32_t) {
+  const GLenum name = get<GLenum>(payload);
+  std::string text;
+  if (name == GL_EXTENSIONS && isCoreContext()) {
+    text = extensionsOneByOne();
+  } else if (const GLubyte* const answer = gl.glGetString(name); answer != nullptr) {
+    text = reinterpret_cast<const char*>(answer);
+  }
+  replayer.answer(text.c_str(), static_cast<uint32_t>(text.size() + 1));
+  return true;
+}
+
+}  // namespace qv::peer

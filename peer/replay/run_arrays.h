@@ -1,0 +1,27 @@
+// Draws a run's vertices from where they stand in the stream.
+#pragma once
+
+#include <cstdint>
+
+namespace qv::peer {
+
+// An attribute of a run's vertex: 1 to 4 floats.
+struct RunAttribute {
+  uint32_t number = 0;  // of the tag: 0 position, 2 normal, 3 color, 8 + n texture coordinate set n
+  int32_t components = 0;
+  uint32_t offset = 0;  // bytes from the vertex's start
+};
+
+// One per context, used with that context current. The conventional arrays of GL's default vertex array object are this
+// class's own: they stay enabled, with pointers that are good for one draw only, so nothing else may draw from them or replay
+// a guest's command that changes them. (GL refuses pointers to memory in any other vertex array object.)
+class RunArrays {
+ public:
+  // Draws `vertices` vertices of `stride` bytes at `data`. The current values of the attributes are undefined afterwards.
+  void draw(uint32_t mode, const uint8_t* data, int32_t vertices, int32_t stride, const RunAttribute* attributes, uint32_t count);
+
+ private:
+  uint64_t enabled_ = 0;  // bits of attribute numbers
+};
+
+}  // namespace qv::peer

@@ -1,0 +1,397 @@
+// What a guest may not do: each malformed packet, address or stream gets a failed status and one log line that says where, and
+// the guest and its neighbours are served on.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <random>
+
+#include "driver/stream/entry_table.h"
+#include "peer/in_process_gpu.h"
+#include "test_guest.h"
+
+namespace qv::peer::test {
+namespace {
+
+constexpr uint32_t kBack = 1029;
+constexpr size_t kStreamBytes = 1024 * 1024;  // of a stream that is more than one piece
+
+class Hostile : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(guest.start(16, 16));
+    ASSERT_EQ(guest.flush(Stream().add(217)), 0);
+    ASSERT_EQ(log.take().size(), 0u);
+  }
+  // The guest still gets its pictures.
+  void TearDown() override {
+    log.take();
+    ASSERT_EQ(guest.flush(Stream().add(43).add(1).add(206, 1.0f, 0.0f, 1.0f, 1.0f).add(203, 0x4000u), kBack), 0);
+    EXPECT_EQ(guest.surface->pixel(8, 8) & 0xFFFFFF, 0xFF00FFu);
+    EXPECT_EQ(log.take().size(), 0u);
+  }
+  // The flush fails with one log line that contains every one of the texts.
+  void expectRefused(const Stream& stream, const std::vector<std::string>& texts) {
+    EXPECT_NE(guest.flush(stream), 0);
+    expectOneLine(texts);
+  }
+  void expectOneLine(const std::vector<std::string>& texts) {
+    const std::vector<std::string> lines = log.take();
+    ASSERT_EQ(lines.size(), 1u) << testing::PrintToString(lines);
+    for (const std::string& text : texts) EXPECT_NE(lines[0].find(text), std::string::npos) << lines[0];
+  }
+
+  LogCapture log;
+  InProcessGpu gpu;
+  TestGuest guest{gpu};
+};
+
+// --- streams ---
+
+TEST_F(Hostile, TruncatedCommandIsNamedWithItsOffset) {
+  Stream stream = Stream().add(214, 3042u).add(206, 0.0f, 0.0f, 0.0f, 1.0f);
+  stream.data.resize(stream.data.size() - 4);
+  expectRefused(stream, {"opcode 206", "glClearColor", "offset 8"});
+}
+
+TEST_F(Hostile, LargeHeaderWithoutItsSecondWord) { expectRefused(Stream().word(206), {"opcode 206", "offset 0"}); }
+TEST_F(Hostile, LargeTotalBelowEight) { expectRefused(Stream().word(206).word(7).word(0), {"opcode 206", "total of 7"}); }
+TEST_F(Hostile, LargeTotalBeyondTheStream) { expectRefused(Stream().word(206).word(0xFFFFFFFF), {"opcode 206", "4294967295"}); }
+TEST_F(Hostile, LargeTotalThatWouldWrapWhenPadded) {
+  expectRefused(Stream().add(217).word(215).word(0xFFFFFFFD).word(0), {"opcode 215", "offset 4"});
+}
+TEST_F(Hostile, StrayBytesAtTheEnd) {
+  Stream stream = Stream().add(217);
+  stream.data.push_back(0x33);
+  expectRefused(stream, {"1 stray", "offset 4"});
+}
+
+// Commands before a malformed one have been carried out, the ones behind it not.
+TEST_F(Hostile, WhatStandsBeforeIsDone) {
+  EXPECT_NE(guest.flush(Stream().add(305, 1, 2, 3, 4).add(206, 1.0f).add(305, 9, 9, 9, 9)), 0);
+  const std::vector<uint8_t> viewport = guest.ask(Stream().add(263, 0x0BA2u, 1u), 4);
+  EXPECT_EQ(viewport, (std::vector<uint8_t>{1, 0, 0, 0}));
+}
+
+// Every fixed row with a payload that is too short and one that is too long.
+TEST_F(Hostile, FixedRowsOfAnotherSize) {
+  uint32_t tried = 0;
+  forEachRow([&]<typename Row>(Row) {
+    if constexpr (Row::kSize > 0 && kSizeFollows<typename Row::Form> && std::is_same_v<typename Row::Implementation, Stamped>) {
+      for (const int change : {-1, 4}) {
+        const int payload = Row::kSize - 4 + change;
+        if (payload < 0) continue;
+        const std::vector<uint8_t> bytes(static_cast<size_t>(payload), 0);
+        EXPECT_NE(guest.flush(Stream().bytes(Row::kOpcode, bytes)), 0) << Row::kName;
+        const std::vector<std::string> lines = log.take();
+        // A row that is passed over whatever its size says so instead.
+        if (lines.size() != 1) ADD_FAILURE() << Row::kName << " " << lines.size();
+        ++tried;
+      }
+    }
+  });
+  RecordProperty("tried", static_cast<int>(tried));
+  EXPECT_GT(tried, 500u);
+}
+
+TEST_F(Hostile, CountedArrays) {
+  expectRefused(Stream().add(160, 0x4000u, 0x1200u, 4u, 1.0f, 1.0f, 1.0f), {"opcode 160", "4 elements"});
+  expectRefused(Stream().add(160, 0x4000u, 0x1200u, 0x40000001u, 1.0f), {"opcode 160"});
+  expectRefused(Stream().add(160, 0x4000u, 0x1200u), {"opcode 160"});
+  // Fewer values than the name has are met with zeros, not with what lies behind them.
+  ASSERT_EQ(guest.flush(Stream().add(160, 0x4000u, 0x1200u, 1u, 0.5f)), 0);
+  EXPECT_EQ(guest.ask(Stream().add(264, 0x4000u, 0x1200u, 4u), 16), floats({0.5f, 0, 0, 0}));
+}
+
+TEST_F(Hostile, SizedArrays) {
+  expectRefused(Stream().add(154, 0x0B66u, 1.0f), {"opcode 154"});                    // a fog colour of one float
+  expectRefused(Stream().add(154, 0x0B62u, 1.0f, 1.0f, 1.0f, 1.0f), {"opcode 154"});  // a fog density of four
+  expectRefused(Stream().add(154, 0x0B66u, 1.0f, 1.0f), {"opcode 154"});
+}
+
+TEST_F(Hostile, NamesBeyondTheCommand) {
+  expectRefused(Stream().add(328, 3, 1u, 2u), {"opcode 328", "3 elements"});
+  expectRefused(Stream().add(328, 0x40000001, 1u), {"opcode 328"});
+  expectRefused(Stream().add(328, 1), {"opcode 328"});
+  ASSERT_EQ(guest.flush(Stream().add(328, -1)), 0);
+  EXPECT_EQ(guest.glError(), 0x501u);
+}
+
+TEST_F(Hostile, CallListsBeyondTheCommand) {
+  expectRefused(Stream().add(3, 2, 0x1405u, 4u, 1u), {"opcode 3 ", "glCallLists"});
+  expectRefused(Stream().add(3, 1, 0x1405u, 8u, 1u), {"opcode 3 "});
+  expectRefused(Stream().add(3, 1, 0x1405u, 0x7FFFFFFFu, 1u), {"opcode 3 "});
+  expectRefused(Stream().add(3, 0x40000001, 0x1405u, 4u, 1u), {"opcode 3 "});
+}
+
+TEST_F(Hostile, TextWithoutItsEnd) {
+  const std::vector<uint8_t> withZero = {1, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 'a', 'b', 0};
+  ASSERT_EQ(guest.flush(Stream().bytes(490, withZero)), 0);
+  std::vector<uint8_t> open = withZero;
+  open.back() = 'c';
+  expectRefused(Stream().bytes(490, open), {"opcode 490", "text"});
+  std::vector<uint8_t> longer = withZero;
+  longer[8] = 200;
+  expectRefused(Stream().bytes(490, longer), {"opcode 490", "text of 200"});
+  expectRefused(Stream().bytes(490, {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}), {"opcode 490"});
+}
+
+TEST_F(Hostile, QueriesForMoreThanThereIs) {
+  expectRefused(Stream().add(263, 0x0BA2u, 0xFFFFFFFFu), {"opcode 263", "values"});
+  expectRefused(Stream().add(1544, 0x7FFFFFFF), {"opcode 1544", "values"});
+}
+
+// --- runs ---
+
+TEST_F(Hostile, Runs) {
+  const auto refused = [&](const std::vector<uint8_t>& payload, const std::string& text) {
+    SCOPED_TRACE(text);
+    expectRefused(Stream().large(2008, payload), {"opcode 2008", text});
+  };
+  const std::vector<uint8_t> one = floats({0, 0, 0});
+  refused({}, "payload of 0");
+  refused(runPayload(4, std::vector<uint16_t>(17, 0x3103), 204, {}), "17 slots");
+  refused({0, 0, 16, 4, 0, 0}, "16 slots");
+  refused(runPayload(4, {0x3100}, 16, one), "16 bytes per vertex");
+  refused(runPayload(4, {0x0100}, 0, {}), "tag 0x0100");       // no component
+  refused(runPayload(4, {0x5100}, 20, {}), "tag 0x5100");      // five components
+  refused(runPayload(4, {0x3800}, 12, {}), "tag 0x3800");      // no such type
+  refused(runPayload(4, {0x3101}, 12, one), "tag 0x3101");     // no such attribute
+  refused(runPayload(4, {0x1100}, 4, {}), "tag 0x1100");       // a position of one component
+  refused(runPayload(4, {0x3728}, 4, {}), "tag 0x3728");       // texture coordinate set 32
+  refused(runPayload(4, {0x3100, 0x3103}, 24, {}), "slot 1");  // behind the position
+  refused(runPayload(4, {0x3100}, 12, {1, 2, 3, 4}), "4 bytes behind 0 vertices");
+  refused(runPayload(4, {}, 0, {1, 2, 3, 4}), "4 bytes behind");
+  // A primitive that GL does not know is GL's own error.
+  ASSERT_EQ(guest.flush(Stream().large(2008, runPayload(200, {0x3100}, 12, one))), 0);
+  EXPECT_EQ(guest.glError(), 0x500u);
+}
+
+// A run inside an open primitive, and one inside a list.
+TEST_F(Hostile, RunsWhereNoneMayBe) {
+  std::vector<float> values(3 * 60, 0.0f);
+  const std::vector<uint8_t> run = runPayload(4, {0x3100}, 12, floats(values));
+  ASSERT_EQ(guest.flush(Stream().add(7, 4u).large(2008, run).large(2007, run).large(2008, run)), 0);
+  guest.flush(Stream().add(43));
+  ASSERT_EQ(guest.flush(Stream().add(0, 1u, 0x1300u).large(2008, run).add(1).add(2, 1u)), 0);
+  guest.glError();
+}
+
+// --- packets ---
+
+TEST_F(Hostile, PacketHeads) {
+  DeleteContextPacket packet;
+  EXPECT_NE(gpu.escape(&packet, 20), 0);  // not even a header: there is no status to write
+  expectOneLine({"20 bytes"});
+  packet.contextId = guest.context;
+  packet.header.packetClass = 3;
+  EXPECT_NE(guest.send(packet), 0);
+  expectOneLine({"class 3"});
+  packet = {};
+  packet.header.layout = 16;
+  EXPECT_NE(guest.send(packet), 0);
+  expectOneLine({"layout word 16"});
+  packet = {};
+  packet.header.code = static_cast<EscapeCode>(33073);
+  EXPECT_NE(guest.send(packet), 0);
+  expectOneLine({"packet 33073"});
+  packet = {};
+  packet.processId = 77;
+  gpu.escape(&packet, 28);
+  EXPECT_NE(packet.header.status, 0);
+  expectOneLine({"28 bytes"});
+}
+
+// Ids of another process, and ids that were never given.
+TEST_F(Hostile, ForeignIds) {
+  TestGuest stranger(gpu, 78);
+  stranger.context = guest.context;
+  stranger.window = guest.window;
+  stranger.width = stranger.height = 8;
+  EXPECT_NE(stranger.flush(Stream().add(217)), 0);
+  expectOneLine({"process 78"});
+  DeleteContextPacket remove;
+  remove.contextId = 99;
+  EXPECT_NE(guest.send(remove), 0);
+  expectOneLine({"context 99"});
+  DestroyWindowPacket destroy;
+  destroy.windowId = 99;
+  EXPECT_NE(guest.send(destroy), 0);
+  expectOneLine({"window 99"});
+  ShareContextsPacket share;
+  share.firstId = guest.context;
+  share.secondId = 99;
+  EXPECT_NE(guest.send(share), 0);
+  expectOneLine({"99"});
+  CopyContextPacket copy;
+  copy.sourceId = 99;
+  EXPECT_NE(guest.send(copy), 0);
+  expectOneLine({"99"});
+}
+
+TEST_F(Hostile, AttributeLists) {
+  const std::vector<uint16_t> noEnd(60, 3122);
+  EXPECT_NE(guest.createContext(noEnd).header.status, 0);
+  expectOneLine({"attribute list"});
+  EXPECT_NE(guest.createContext({1, 0}).header.status, 0);
+  expectOneLine({"attribute list"});
+  std::vector<uint16_t> cutShort(60, 3122);
+  cutShort.back() = 7938;
+  EXPECT_NE(guest.createContext(cutShort).header.status, 0);
+  expectOneLine({"attribute list"});
+  EXPECT_NE(guest.createContext({7938, 990, 37158, 2, 0}).header.status, 0);
+  expectOneLine({"version 990"});
+  const CreateWindowPacket window = guest.createWindow({9, 0});
+  EXPECT_NE(window.header.status, 0);
+  EXPECT_EQ(window.windowId, 0u);
+  expectOneLine({"attribute list"});
+}
+
+TEST_F(Hostile, ImagePaths) {
+  const auto create = [&](uint64_t address, uint32_t size, uint32_t direction) {
+    CreateContextPacket packet;
+    packet.imagePath = {address, size, direction};
+    return guest.send(packet);
+  };
+  const char16_t path[] = u"C:\\a.exe";
+  const auto good = reinterpret_cast<uintptr_t>(path);
+  EXPECT_EQ(create(good, 16, 0), 0);
+  EXPECT_EQ(log.take().size(), 0u);
+  EXPECT_NE(create(good, 15, 0), 0);
+  expectOneLine({"15 bytes"});
+  EXPECT_NE(create(good, 16, 1), 0);
+  expectOneLine({"direction 1"});
+  EXPECT_NE(create(16, 16, 0), 0);
+  expectOneLine({"cannot be read"});
+  EXPECT_NE(create(0, 16, 0), 0);
+  expectOneLine({"16 bytes"});
+  EXPECT_NE(create(good, 0xFFFFFFFE, 0), 0);
+  expectOneLine({"cannot be read"});
+}
+
+TEST_F(Hostile, FlushPackets) {
+  const auto refused = [&](auto&& change, const std::string& text) {
+    SCOPED_TRACE(text);
+    FlushPacket packet = guest.flushPacket({});
+    change(packet);
+    EXPECT_NE(guest.send(packet), 0);
+    expectOneLine({text});
+  };
+  refused([](FlushPacket& p) { p.contextId = 77; }, "context 77");
+  refused([](FlushPacket& p) { p.windowId = 77; }, "window 77");
+  refused([](FlushPacket& p) { p.backBuffer = 77; }, "allocation 77");
+  refused([](FlushPacket& p) { p.presentMode = 1; }, "present mode 1");
+  refused([](FlushPacket& p) { p.stream.direction = 1; }, "directions 1");
+  refused([](FlushPacket& p) { p.reply.direction = 0; }, "directions 0, 0");
+  refused([](FlushPacket& p) { p.header.layout = 64; }, "layout word 64");
+  refused([](FlushPacket& p) { p.clientRect[2] = p.clientRect[0] + 20000; }, "20000 x 16");
+  refused([](FlushPacket& p) { p.clientRect[0] = INT32_MIN, p.clientRect[2] = INT32_MAX; }, "4294967295 x 16");
+  FlushPacket packet = guest.flushPacket({});
+  gpu.escape(&packet, 128);
+  EXPECT_NE(packet.header.status, 0);
+  expectOneLine({"128 bytes"});
+}
+
+// --- addresses ---
+
+TEST_F(Hostile, StreamAddresses) {
+  FlushPacket packet = guest.flushPacket({});
+  packet.stream.address = 4096;
+  packet.stream.size = 64;
+  EXPECT_NE(guest.send(packet), 0);
+  expectOneLine({"cannot be read at offset 0"});
+  packet = guest.flushPacket({});
+  packet.stream.address = ~uint64_t{0} - 8;
+  packet.stream.size = 64;
+  EXPECT_NE(guest.send(packet), 0);
+  expectOneLine({"cannot be read at offset 0"});
+  // A stream that begins in memory and runs out of it.
+  const long page = sysconf(_SC_PAGESIZE);
+  const size_t whole = 4 * kStreamBytes;
+  uint8_t* const memory = static_cast<uint8_t*>(mmap(nullptr, whole, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(memory, MAP_FAILED);
+  munmap(memory + kStreamBytes, static_cast<size_t>(page));
+  for (size_t i = 0; i < kStreamBytes; i += 4) {
+    const uint32_t nop = 4 << 12 | 217;
+    std::memcpy(memory + i, &nop, 4);
+  }
+  packet = guest.flushPacket({});
+  packet.stream.address = reinterpret_cast<uintptr_t>(memory);
+  packet.stream.size = static_cast<uint32_t>(2 * kStreamBytes);
+  EXPECT_NE(guest.send(packet), 0);
+  expectOneLine({"cannot be read at offset"});
+  munmap(memory, whole);
+}
+
+TEST_F(Hostile, ReplyAddresses) {
+  const Stream stream = Stream().add(263, 0x0BA2u, 4u);
+  FlushPacket packet = guest.flushPacket(stream.data);
+  packet.reply.address = 64;
+  packet.reply.size = 16;
+  EXPECT_NE(guest.send(packet), 0);
+  expectOneLine({"cannot be written"});
+  // Memory that can be read but not written.
+  void* const memory = mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  packet = guest.flushPacket(stream.data);
+  packet.reply.address = reinterpret_cast<uintptr_t>(memory);
+  packet.reply.size = 16;
+  EXPECT_NE(guest.send(packet), 0);
+  expectOneLine({"cannot be written"});
+  munmap(memory, 4096);
+}
+
+TEST_F(Hostile, Allocations) {
+  const Surface loose(0x500, 8, 8, false);
+  EXPECT_FALSE(gpu.openAllocation(loose.allocation));
+  expectOneLine({"not sealed"});
+  const Surface good(0x501, 8, 8);
+  const auto refused = [&](auto&& change) {
+    sim::GpuAllocation changed = good.allocation;
+    change(changed);
+    EXPECT_FALSE(gpu.openAllocation(changed));
+    expectOneLine({"do not fit"});
+  };
+  refused([](sim::GpuAllocation& a) { a.size = 1u << 30; });
+  refused([](sim::GpuAllocation& a) { a.height = 9; });
+  refused([](sim::GpuAllocation& a) { a.pitch = 28; });
+  refused([](sim::GpuAllocation& a) { a.pitch = 33; });
+  refused([](sim::GpuAllocation& a) { a.width = 0; });
+  refused([](sim::GpuAllocation& a) { a.width = 0x40000001; });
+  refused([](sim::GpuAllocation& a) { a.fd = 0; });
+  EXPECT_TRUE(gpu.openAllocation(good.allocation));
+  EXPECT_FALSE(gpu.openAllocation(good.allocation));
+  expectOneLine({"twice"});
+  gpu.closeAllocation(0x501);
+  gpu.closeAllocation(0x501);
+}
+
+// --- chance ---
+
+// Streams of noise, and good streams with flipped bits, end in an answer every time.
+TEST_F(Hostile, NoiseIsSurvived) {
+  std::mt19937 random(20240117);
+  std::vector<float> values(6 * 60, 0.25f);
+  Stream good;
+  good.add(206, 0.0f, 0.0f, 0.0f, 1.0f).add(203, 0x4000u).add(160, 0x4000u, 0x1200u, 4u, 1.0f, 1.0f, 1.0f, 1.0f);
+  good.large(2008, runPayload(4, {0x3103, 0x3100}, 24, floats(values))).add(3, 2, 0x1405u, 8u, 1u, 2u).add(263, 0x0BA2u, 4u);
+  uint32_t refused = 0;
+  for (int round = 0; round < 3000; ++round) {
+    Stream stream;
+    if (round % 3 == 0) {
+      stream.data.resize(random() % 200);
+      for (uint8_t& byte : stream.data) byte = static_cast<uint8_t>(random());
+    } else {
+      stream = good;
+      for (int flips = 0; flips < 3; ++flips)
+        stream.data[random() % stream.data.size()] ^= static_cast<uint8_t>(1u << random() % 8);
+    }
+    // Drawing the noise is not the point: nothing is kept of lists and open primitives.
+    refused += guest.flush(stream) != 0;
+    guest.flush(Stream().add(43).add(1));
+  }
+  EXPECT_GT(refused, 500u);
+  log.take();
+}
+
+}  // namespace
+}  // namespace qv::peer::test

@@ -1,0 +1,386 @@
+// Pictures out of hand-written streams: what the peer draws, and that it draws runs as it draws plain commands.
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "peer/in_process_gpu.h"
+#include "test_guest.h"
+
+namespace qv::peer::test {
+namespace {
+
+constexpr uint32_t kBack = 1029;
+constexpr uint32_t kColorBit = 0x4000;
+
+class Pictures : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(guest.start(64, 48)); }
+  void TearDown() override { EXPECT_EQ(log.take(), std::vector<std::string>{}); }
+
+  LogCapture log;
+  InProcessGpu gpu;
+  TestGuest guest{gpu};
+};
+
+Stream clear(float red, float green, float blue) { return Stream().add(206, red, green, blue, 1.0f).add(203, kColorBit); }
+
+// The host's own version is told, not what was sent.
+TEST_F(Pictures, VersionIsTheHosts) {
+  const VersionQueryPacket packet = guest.version();
+  EXPECT_EQ(packet.header.status, 0);
+  EXPECT_GE(packet.major * 10 + packet.minor, 31);
+}
+
+// A clear colour arrives as B, G, R in every pixel of the surface.
+TEST_F(Pictures, ClearFillsTheSurface) {
+  ASSERT_EQ(guest.flush(clear(1.0f, 0.5f, 0.25f), kBack), 0);
+  for (const uint32_t pixel : guest.surface->pixels()) ASSERT_EQ(pixel & 0xFFFFFF, 0xFF8040u);
+}
+
+// Row 0 of the surface is the top of the picture.
+TEST_F(Pictures, RowsAreTopDown) {
+  Stream stream = clear(0, 0, 0);
+  stream.add(215, 3089u).add(176, 0, 40, 64, 8).add(206, 1.0f, 0.0f, 0.0f, 1.0f).add(203, kColorBit).add(214, 3089u);
+  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFF0000u);
+  EXPECT_EQ(guest.surface->pixel(63, 7) & 0xFFFFFF, 0xFF0000u);
+  EXPECT_EQ(guest.surface->pixel(0, 8) & 0xFFFFFF, 0u);
+  EXPECT_EQ(guest.surface->pixel(63, 47) & 0xFFFFFF, 0u);
+}
+
+// A flush with no stream and a present mode shows what has been drawn before.
+TEST_F(Pictures, EmptyFlushPresents) {
+  ASSERT_EQ(guest.flush(clear(0, 1, 0)), 0);
+  EXPECT_EQ(guest.surface->pixel(5, 5), 0u);
+  ASSERT_EQ(guest.flush(Stream(), kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(5, 5) & 0xFFFFFF, 0x00FF00u);
+}
+
+// Read state of the guest that would bend the frame's way back neither does so nor is changed by it.
+TEST_F(Pictures, GuestReadStateIsLeftAlone) {
+  Stream stream = clear(0.25f, 0.5f, 0.75f);
+  stream.add(250, 0x0D02u, 3).add(250, 0x0D04u, 2).add(250, 0x0D00u, 1);  // pack row length 3, skip pixels 2, swap bytes
+  stream.add(247, 0x0D14u, 0.0f).add(254, 0x0404u);                       // red scale 0, read buffer front
+  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0x4080BFu);
+  EXPECT_EQ(guest.surface->pixel(63, 47) & 0xFFFFFF, 0x4080BFu);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0D02u, 1u)), 3);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0D04u, 1u)), 2);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0D00u, 1u)), 1);
+  EXPECT_EQ(guest.askFor<float>(Stream().add(262, 0x0D14u, 1u)), 0.0f);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0C02u, 1u)), 0x0404);
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// A double-buffered guest starts on the back buffer, a single-buffered one on the front buffer.
+TEST_F(Pictures, DefaultBuffersFollowTheFormat) {
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0C01u, 1u)), 0x0405);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0C02u, 1u)), 0x0405);
+  guest.context = guest.createContext({7938, 210, 37158, 2, 0}).contextId;
+  guest.window = guest.createWindow({0}).windowId;
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0C01u, 1u)), 0x0404);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0C02u, 1u)), 0x0404);
+}
+
+// After a resize the next frame has the new size, and a surface of another size gets the top left part of it.
+TEST_F(Pictures, ResizeAndClip) {
+  ASSERT_EQ(guest.flush(clear(1, 0, 0), kBack), 0);
+  guest.width = 32;
+  guest.height = 96;
+  guest.surface->fill(0x11);
+  Stream stream = clear(0, 0, 1);
+  stream.add(215, 3089u).add(176, 0, 95, 32, 1).add(206, 1.0f, 1.0f, 1.0f, 1.0f).add(203, kColorBit).add(214, 3089u);
+  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFFFFFFu);
+  EXPECT_EQ(guest.surface->pixel(31, 47) & 0xFFFFFF, 0x0000FFu);
+  EXPECT_EQ(guest.surface->pixel(32, 0), 0x11111111u);
+}
+
+// A window without a size keeps its drawable.
+TEST_F(Pictures, MinimisedWindowKeepsItsPicture) {
+  ASSERT_EQ(guest.flush(clear(1, 0, 0)), 0);
+  const uint32_t height = guest.height;
+  guest.height = 0;
+  ASSERT_EQ(guest.flush(Stream().add(217)), 0);
+  guest.height = height;
+  ASSERT_EQ(guest.flush(Stream(), kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(1, 1) & 0xFFFFFF, 0xFF0000u);
+}
+
+// --- runs ---
+
+struct RunCase {
+  const char* name;
+  uint32_t mode;
+  uint32_t vertices;
+};
+
+// Vertices of a fan around the centre with a colour, a normal and a texture coordinate each.
+std::vector<float> vertex(uint32_t i, uint32_t n) {
+  const float part = static_cast<float>(i) / static_cast<float>(n);
+  const float x = (i % 2 == 0 ? 0.9f : 0.4f) * (part < 0.5f ? 1 - 4 * part : 4 * part - 3);
+  const float y =
+      (i % 3 == 0 ? 0.8f : 0.5f) * (part < 0.25f || part > 0.75f ? 4 * (part < 0.5f ? part : part - 1) : 2 - 4 * part);
+  return {part, 1 - part, 0.25f + 0.5f * part, 0, 0, 1, part, x, y, 0.1f * part};
+}
+
+class Runs : public Pictures, public testing::WithParamInterface<RunCase> {
+ protected:
+  // Draws the same on a fresh background and returns the picture, with the attributes that are current afterwards.
+  std::vector<uint32_t> picture(const std::function<void(Stream&)>& draw) {
+    Stream stream = clear(0.1f, 0.2f, 0.3f);
+    stream.add(13, 1.0f, 1.0f, 1.0f).add(56, 0.0f, 1.0f, 0.0f).add(96, 0.0f);
+    stream.add(168, 3.0f).add(173, 4.0f);
+    draw(stream);
+    EXPECT_EQ(guest.flush(stream, kBack), 0);
+    current.clear();
+    for (const auto& [name, count] : {std::pair{0x0B00u, 4u}, {0x0B02u, 3u}, {0x0B03u, 4u}}) {
+      const std::vector<uint8_t> values = guest.ask(Stream().add(262, name, count), count * 4);
+      current.insert(current.end(), values.begin(), values.end());
+    }
+    EXPECT_EQ(guest.glError(), 0u);
+    return guest.surface->pixels();
+  }
+  std::vector<uint8_t> current;
+};
+
+// A run gives the picture and the current attributes that its plain commands give.
+TEST_P(Runs, EqualPlainCommands) {
+  const auto [name, mode, n] = GetParam();
+  const auto plain = picture([&](Stream& stream) {
+    stream.add(7, mode);
+    for (uint32_t i = 0; i < n; ++i) {
+      const std::vector<float> v = vertex(i, n);
+      stream.add(13, v[0], v[1], v[2]).add(56, v[3], v[4], v[5]).add(96, v[6]).add(136, v[7], v[8], v[9]);
+    }
+    stream.add(43);
+  });
+  const std::vector<uint8_t> plainCurrent = current;
+  ASSERT_NE(plain, picture([](Stream&) {})) << "nothing was drawn";
+  std::vector<uint8_t> packed;
+  for (uint32_t i = 0; i < n; ++i) {
+    const std::vector<uint8_t> bytes = floats(vertex(i, n));
+    packed.insert(packed.end(), bytes.begin(), bytes.end());
+  }
+  const std::vector<uint16_t> tags = {0x3103, 0x3102, 0x1108, 0x3100};
+  const auto ended = picture([&](Stream& stream) { stream.large(2008, runPayload(mode, tags, 40, packed)); });
+  EXPECT_EQ(ended, plain);
+  EXPECT_EQ(current, plainCurrent);
+  const auto broken = picture([&](Stream& stream) {
+    const size_t half = n / 2 * 40;
+    stream.large(2007, runPayload(mode, tags, 40, {packed.begin(), packed.begin() + static_cast<std::ptrdiff_t>(half)}));
+    for (uint32_t i = n / 2; i < n; ++i) {
+      const std::vector<float> v = vertex(i, n);
+      stream.add(13, v[0], v[1], v[2]).add(56, v[3], v[4], v[5]).add(96, v[6]).add(136, v[7], v[8], v[9]);
+    }
+    stream.add(43);
+  });
+  EXPECT_EQ(broken, plain);
+  EXPECT_EQ(current, plainCurrent);
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, Runs,
+                         testing::Values(RunCase{"points", 0, 7}, RunCase{"pointsArray", 0, 100}, RunCase{"lines", 1, 8},
+                                         RunCase{"linesArray", 1, 60}, RunCase{"lineLoop", 2, 9}, RunCase{"lineLoopArray", 2, 49},
+                                         RunCase{"lineStrip", 3, 70}, RunCase{"triangles", 4, 3},
+                                         RunCase{"trianglesArray", 4, 99}, RunCase{"strip", 5, 64}, RunCase{"fan", 6, 55},
+                                         RunCase{"quads", 7, 64}, RunCase{"quadStrip", 8, 50}, RunCase{"polygon", 9, 52},
+                                         RunCase{"big", 4, 9000}),
+                         [](const auto& one) { return std::string(one.param.name); });
+
+// Types other than float normalise and widen as their GL calls do.
+TEST_F(Pictures, RunsOfEveryType) {
+  struct Case {
+    uint16_t tag;
+    std::vector<uint8_t> data;    // one slot, padded
+    std::vector<float> expected;  // GL_CURRENT_COLOR
+  };
+  const std::vector<Case> cases = {
+      {0x3703, {255, 128, 0, 0xEE}, {1.0f, 128 / 255.0f, 0.0f, 1.0f}},
+      {0x4703, {0, 255, 51, 102}, {0.0f, 1.0f, 0.2f, 0.4f}},
+      {0x3503, {0xFF, 0xFF, 0, 0, 0xFF, 0x7F, 0xEE, 0xEE}, {1.0f, 0.0f, 32767 / 65535.0f, 1.0f}},
+      {0x3403, {0xFF, 0x7F, 0, 0, 0xFF, 0x7F, 0xEE, 0xEE}, {1.0f, 0.0f, 1.0f, 1.0f}},
+      {0x3303, {0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}, {1.0f, 0.0f, 1.0f, 1.0f}},
+      {0x3603, {127, 0, 127, 0xEE}, {1.0f, 0.0f, 1.0f, 1.0f}},
+      {0x3003, {0, 0, 0, 0, 0, 0, 0xE0, 0x3F, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F}, {0.5f, 0.0f, 1.0f, 1.0f}},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.tag);
+    // An attribute without a position only becomes current.
+    const Stream stream = Stream().large(2008, runPayload(0, {one.tag}, static_cast<uint32_t>(one.data.size()), one.data));
+    ASSERT_EQ(guest.flush(stream), 0);
+    const std::vector<uint8_t> reply = guest.ask(Stream().add(262, 0x0B00u, 4u), 16);
+    ASSERT_EQ(reply.size(), 16u);
+    float color[4];
+    std::memcpy(color, reply.data(), 16);
+    for (int i = 0; i < 4; ++i) EXPECT_NEAR(color[i], one.expected[static_cast<size_t>(i)], 0.006f) << i;
+  }
+}
+
+// A vertex that was cut short gives its attributes and no vertex; the plain commands that follow complete it.
+TEST_F(Pictures, PartialVertexSetsAttributes) {
+  // Colour and position twice, then a third colour alone.
+  std::vector<float> values = {1, 0, 0, -1, -1, 0, 1, 0, 0, 3, -1, 0, 0, 1, 0};
+  Stream stream = clear(0, 0, 0);
+  stream.large(2007, runPayload(4, {0x3103, 0x3100}, 24, floats(values)));
+  stream.add(136, -1.0f, 3.0f, 0.0f).add(43);
+  stream.add(177, 0x1D01u);  // smooth
+  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  const std::vector<uint8_t> reply = guest.ask(Stream().add(262, 0x0B00u, 4u), 16);
+  EXPECT_EQ(reply, floats({0, 1, 0, 1}));
+  EXPECT_NE(guest.surface->pixel(0, 0) & 0xFFFFFF, 0u);
+}
+
+// A run without slots is an empty primitive; afterwards glEnd is an error, so it has been ended.
+TEST_F(Pictures, EmptyRuns) {
+  ASSERT_EQ(guest.flush(Stream().large(2008, {0, 0, 0, 4})), 0);
+  EXPECT_EQ(guest.glError(), 0u);
+  ASSERT_EQ(guest.flush(Stream().large(2007, {0, 0, 0, 4}).add(43)), 0);
+  EXPECT_EQ(guest.glError(), 0u);
+  ASSERT_EQ(guest.flush(Stream().add(43)), 0);
+  EXPECT_EQ(guest.glError(), 0x502u);
+}
+
+// A swap inside glBegin sends a run's head whose length counts bytes that are not in the stream: the primitive is open.
+TEST_F(Pictures, BareRunHeadOpensThePrimitive) {
+  Stream stream = clear(0, 0, 0);
+  stream.word(2007).word(28).word(4u << 24 | 1u << 16 | 12u);
+  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  Stream rest;
+  rest.add(13, 0.0f, 1.0f, 0.0f).add(136, -1.0f, -1.0f, 0.0f).add(136, 3.0f, -1.0f, 0.0f).add(136, -1.0f, 3.0f, 0.0f).add(43);
+  ASSERT_EQ(guest.flush(rest, kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(10, 10) & 0xFFFFFF, 0x00FF00u);
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// Runs do not disturb a bound array buffer or what the guest finds in its own array state.
+TEST_F(Pictures, RunsLeaveTheArrayBufferBound) {
+  std::vector<float> values;
+  for (int i = 0; i < 60; ++i) values.insert(values.end(), {0.0f, 0.0f, 0.0f});
+  Stream stream;
+  stream.add(473, 0x8892u, 9u);
+  stream.large(2008, runPayload(0, {0x3100}, 12, floats(values)));
+  ASSERT_EQ(guest.flush(stream), 0);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x8894u, 1u)), 9);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x85B5u, 1u)), 0);
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// A stream that is longer than the channel's ring arrives whole and in order.
+TEST_F(Pictures, LongStream) {
+  Stream stream;
+  for (uint32_t i = 0; i < 300000; ++i) stream.add(206, 0.0f, 0.0f, 0.0f, 1.0f);
+  ASSERT_GT(stream.data.size(), 5u << 20);
+  stream.add(206, 0.0f, 1.0f, 1.0f, 1.0f).add(203, kColorBit);
+  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(3, 3) & 0xFFFFFF, 0x00FFFFu);
+}
+
+// One command that is longer than the ring.
+TEST_F(Pictures, LongRun) {
+  std::vector<float> values;
+  for (int i = 0; i < 200000; ++i)
+    values.insert(values.end(), {0.0f, 0.0f, 1.0f, -1.0f + 0.00001f * static_cast<float>(i), 0.0f, 0.0f});
+  Stream stream = clear(0, 0, 0);
+  stream.large(2008, runPayload(0, {0x3103, 0x3100}, 24, floats(values))).add(203, 0u);
+  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(20, 23) & 0xFFFFFF, 0x0000FFu);
+}
+
+// --- lists and replies ---
+
+// A list compiled on the host draws when it is called, also by glCallLists with every width of name.
+TEST_F(Pictures, Lists) {
+  Stream stream = clear(0, 0, 0);
+  stream.add(0, 300u, 0x1300u).add(206, 1.0f, 0.0f, 0.0f, 1.0f).add(203, kColorBit).add(1);
+  stream.add(0, 5u, 0x1300u).add(206, 0.0f, 1.0f, 0.0f, 1.0f).add(203, kColorBit).add(1);
+  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0u);
+  ASSERT_EQ(guest.flush(Stream().add(2, 300u), kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFF0000u);
+  ASSERT_EQ(guest.flush(Stream().add(3, 1, 0x1401u, 1u, uint8_t{5}), kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0x00FF00u);
+  ASSERT_EQ(guest.flush(Stream().add(3, 2, 0x1403u, 4u, uint16_t{5}, uint16_t{300}), kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFF0000u);
+  ASSERT_EQ(guest.flush(Stream().add(4, 300u, 1).add(2, 5u).add(2, 300u), kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0x00FF00u);
+}
+
+// Replies carry as many bytes as the command's form says, and only the last command's.
+TEST_F(Pictures, Replies) {
+  EXPECT_EQ(guest.ask(Stream().add(215, 3042u).add(286, 3042u), 1), std::vector<uint8_t>{1});
+  EXPECT_EQ(guest.ask(Stream().add(286, 3042u).add(214, 3042u), 1), std::vector<uint8_t>{});
+  const std::vector<uint8_t> viewport = guest.ask(Stream().add(305, 1, 2, 30, 40).add(263, 0x0BA2u, 4u), 16);
+  ASSERT_EQ(viewport.size(), 16u);
+  int32_t values[4];
+  std::memcpy(values, viewport.data(), 16);
+  EXPECT_EQ(values[0], 1);
+  EXPECT_EQ(values[3], 40);
+  // A shorter buffer gets the first part.
+  EXPECT_EQ(guest.ask(Stream().add(263, 0x0BA2u, 4u), 8).size(), 8u);
+  // Booleans are bytes, doubles 8 bytes each.
+  EXPECT_EQ(guest.ask(Stream().add(258, 0x0BA2u, 4u), 16), (std::vector<uint8_t>{1, 1, 1, 1}));
+  EXPECT_EQ(guest.ask(Stream().add(260, 0x0BA2u, 4u), 64).size(), 32u);
+  // Four floats of a light, set by a counted command.
+  ASSERT_EQ(guest.flush(Stream().add(160, 0x4001u, 0x1200u, 4u, 0.25f, 0.5f, 0.75f, 1.0f)), 0);
+  EXPECT_EQ(guest.ask(Stream().add(264, 0x4001u, 0x1200u, 4u), 16), floats({0.25f, 0.5f, 0.75f, 1.0f}));
+  // Names.
+  const std::vector<uint8_t> names = guest.ask(Stream().add(1538, 3), 12);
+  EXPECT_EQ(names.size(), 12u);
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// A string comes with its terminating zero, cut to the buffer.
+TEST_F(Pictures, Strings) {
+  const std::vector<uint8_t> version = guest.ask(Stream().add(275, 0x1F02u), 256);
+  ASSERT_GT(version.size(), 3u);
+  EXPECT_EQ(version.back(), 0);
+  EXPECT_EQ(version[1], '.');
+  EXPECT_GT(guest.ask(Stream().add(275, 0x1F03u), 16384).size(), 1000u);
+  EXPECT_EQ(guest.ask(Stream().add(275, 0x1F02u), 2).size(), 2u);
+}
+
+// A reply larger than the reply ring arrives whole.
+TEST_F(Pictures, LongReply) {
+  const std::vector<uint8_t> names = guest.ask(Stream().add(1538, 200000), 800000);
+  ASSERT_EQ(names.size(), 800000u);
+  uint32_t first = 0, last = 0;
+  std::memcpy(&first, names.data(), 4);
+  std::memcpy(&last, names.data() + 799996, 4);
+  EXPECT_EQ(last - first, 199999u);
+}
+
+// The host's error flag is read and cleared by the command.
+TEST_F(Pictures, Errors) {
+  ASSERT_EQ(guest.flush(Stream().add(215, 0x12345u)), 0);
+  EXPECT_EQ(guest.glError(), 0x500u);
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// An opcode that nobody knows is skipped by its size, in both header forms.
+TEST_F(Pictures, UnknownOpcodesAreSkipped) {
+  Stream stream;
+  stream.add(1900, 1u, 2u, 3u).large(4095, {1, 2, 3, 4, 5}).add(2009);
+  stream.add(206, 0.0f, 0.0f, 1.0f, 1.0f).add(203, kColorBit);
+  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0x0000FFu);
+}
+
+// The large form of a command that would fit in the small one means the same.
+TEST_F(Pictures, LargeFormOfASmallCommand) {
+  Stream stream = clear(0, 0, 0);
+  stream.large(206, floats({1, 1, 0, 1})).large(203, {0x00, 0x40, 0, 0});
+  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFFFF00u);
+}
+
+// The pad bytes of the last command may be missing.
+TEST_F(Pictures, LastPadMayBeMissing) {
+  Stream stream = Stream().add(211, uint8_t{0});
+  stream.data.resize(5);
+  ASSERT_EQ(guest.flush(stream), 0);
+  EXPECT_EQ(guest.ask(Stream().add(258, 0x0B72u, 1u), 1), std::vector<uint8_t>{0});
+}
+
+}  // namespace
+}  // namespace qv::peer::test

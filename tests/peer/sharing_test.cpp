@@ -1,0 +1,216 @@
+// Several contexts and windows of one guest: shared objects, windows that pass between threads, and what is left afterwards.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "peer/in_process_gpu.h"
+#include "test_guest.h"
+
+namespace qv::peer::test {
+namespace {
+
+constexpr uint32_t kBack = 1029;
+
+class Sharing : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(first.start(8, 8));
+    second.context = second.createContext().contextId;
+    second.window = first.window;
+    second.width = second.height = 8;
+    ASSERT_NE(second.context, 0u);
+    ASSERT_NE(second.context, first.context);
+  }
+  int32_t share(uint32_t a, uint32_t b) {
+    ShareContextsPacket packet;
+    packet.firstId = a;
+    packet.secondId = b;
+    return first.send(packet);
+  }
+  // Defines list 4 in `from` and tells whether `to` finds it: calling it changes the viewport.
+  bool seesList(TestGuest& from, TestGuest& to) {
+    EXPECT_EQ(from.flush(Stream().add(0, 4u, 0x1300u).add(305, 0, 0, 77, 5).add(1)), 0);
+    const std::vector<uint8_t> viewport = to.ask(Stream().add(305, 0, 0, 1, 1).add(2, 4u).add(263, 0x0BA2u, 4u), 16);
+    return viewport.size() == 16 && viewport[8] == 77;
+  }
+
+  LogCapture log;
+  InProcessGpu gpu;
+  TestGuest first{gpu}, second{gpu};
+};
+
+TEST_F(Sharing, ContextsAreApartAtFirst) { EXPECT_FALSE(seesList(first, second)); }
+
+// The request comes after both creations and before any flush.
+TEST_F(Sharing, BeforeAnyFlush) {
+  ASSERT_EQ(share(first.context, second.context), 0);
+  EXPECT_TRUE(seesList(first, second));
+}
+
+TEST_F(Sharing, WithTheFirstInUse) {
+  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  ASSERT_EQ(share(first.context, second.context), 0);
+  EXPECT_TRUE(seesList(first, second));
+  EXPECT_TRUE(seesList(second, first));
+}
+
+TEST_F(Sharing, WithTheSecondInUse) {
+  ASSERT_EQ(second.flush(Stream().add(217)), 0);
+  ASSERT_EQ(share(first.context, second.context), 0);
+  EXPECT_TRUE(seesList(first, second));
+}
+
+// Two contexts that both have objects of their own cannot be joined; asking again for what is so already is no error.
+TEST_F(Sharing, BothInUse) {
+  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  ASSERT_EQ(second.flush(Stream().add(217)), 0);
+  EXPECT_NE(share(first.context, second.context), 0);
+  EXPECT_EQ(log.take().size(), 1u);
+  EXPECT_EQ(share(first.context, first.context), 0);
+}
+
+// Rings of more than two, joined in any order.
+TEST_F(Sharing, ThreeContexts) {
+  TestGuest third(gpu);
+  third.context = third.createContext().contextId;
+  third.window = first.window;
+  third.width = third.height = 8;
+  ASSERT_EQ(share(second.context, third.context), 0);
+  ASSERT_EQ(share(first.context, second.context), 0);
+  EXPECT_TRUE(seesList(third, first));
+  EXPECT_EQ(share(first.context, third.context), 0);
+}
+
+// The maker of shared objects may go first.
+TEST_F(Sharing, ObjectsOutliveTheirMaker) {
+  ASSERT_EQ(share(first.context, second.context), 0);
+  EXPECT_TRUE(seesList(first, second));
+  DeleteContextPacket packet;
+  packet.contextId = first.context;
+  ASSERT_EQ(first.send(packet), 0);
+  const std::vector<uint8_t> viewport = second.ask(Stream().add(305, 0, 0, 1, 1).add(2, 4u).add(263, 0x0BA2u, 4u), 16);
+  ASSERT_EQ(viewport.size(), 16u);
+  EXPECT_EQ(viewport[8], 77);
+}
+
+// Two contexts draw to one window in turn: each finds the other's picture.
+TEST_F(Sharing, OneWindowTwoContexts) {
+  ASSERT_EQ(first.flush(Stream().add(206, 1.0f, 0.0f, 0.0f, 1.0f).add(203, 0x4000u)), 0);
+  second.surface = std::move(first.surface);
+  ASSERT_EQ(second.flush(Stream().add(217), kBack), 0);
+  EXPECT_EQ(second.surface->pixel(3, 3) & 0xFFFFFF, 0xFF0000u);
+  first.surface = std::move(second.surface);
+}
+
+// Two threads with a context each pass two windows back and forth for a while, and nobody waits for ever.
+TEST_F(Sharing, WindowsPassBetweenThreads) {
+  const uint32_t windows[2] = {first.window, first.createWindow().windowId};
+  std::atomic<int> failures{0};
+  const auto draw = [&](TestGuest& guest, uint32_t start) {
+    for (uint32_t i = 0; i < 300; ++i) {
+      guest.window = windows[(i / (1 + start) + start) % 2];
+      failures += guest.flush(Stream().add(203, 0x4000u).add(217)) != 0;
+    }
+  };
+  std::thread other([&] { draw(second, 1); });
+  draw(first, 0);
+  other.join();
+  EXPECT_EQ(failures.load(), 0);
+}
+
+// A context made, used and deleted on many threads at once; another one deletes what is in use nowhere.
+TEST_F(Sharing, ContextsComeAndGo) {
+  std::vector<std::thread> threads;
+  std::atomic<int> failures{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      TestGuest guest(gpu);
+      for (int i = 0; i < 8; ++i) {
+        failures += !guest.start(16, 16);
+        failures += guest.flush(Stream().add(206, 0.0f, 1.0f, 0.0f, 1.0f).add(203, 0x4000u), kBack) != 0;
+        failures += (guest.surface->pixel(1, 1) & 0xFFFFFF) != 0x00FF00;
+        DestroyWindowPacket window;
+        window.windowId = guest.window;
+        failures += guest.send(window) != 0;
+        DeleteContextPacket context;
+        context.contextId = guest.context;
+        failures += guest.send(context) != 0;
+        gpu.closeAllocation(guest.surface->allocation.handle);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(failures.load(), 0);
+}
+
+// Everything that is counted comes and goes with its packets.
+TEST_F(Sharing, Counters) {
+  EXPECT_EQ(gpu.counters().guests, 1u);
+  EXPECT_EQ(gpu.counters().contexts, 2u);
+  EXPECT_EQ(gpu.counters().channels, 2u);
+  EXPECT_EQ(gpu.counters().glContexts, 0u);
+  EXPECT_EQ(gpu.counters().windows, 1u);
+  EXPECT_EQ(gpu.counters().surfaces, 0u);
+  EXPECT_EQ(gpu.counters().allocations, 1u);
+  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  EXPECT_EQ(gpu.counters().glContexts, 1u);
+  EXPECT_EQ(gpu.counters().surfaces, 1u);
+  first.width = 9;
+  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  EXPECT_EQ(gpu.counters().surfaces, 1u);
+  for (TestGuest* const guest : {&first, &second}) {
+    DeleteContextPacket packet;
+    packet.contextId = guest->context;
+    ASSERT_EQ(guest->send(packet), 0);
+  }
+  DestroyWindowPacket packet;
+  packet.windowId = first.window;
+  ASSERT_EQ(first.send(packet), 0);
+  gpu.closeAllocation(first.surface->allocation.handle);
+  const PeerCounters end = gpu.counters();
+  EXPECT_EQ(end.contexts + end.glContexts + end.windows + end.surfaces + end.channels + end.allocations, 0u);
+  EXPECT_EQ(end.mappedBytes, 0u);
+}
+
+// A window that goes while a context has it bound: its drawable goes too, and the next flush to it fails.
+TEST_F(Sharing, DestroyedWindow) {
+  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  DestroyWindowPacket packet;
+  packet.windowId = first.window;
+  ASSERT_EQ(first.send(packet), 0);
+  EXPECT_NE(first.flush(Stream().add(217)), 0);
+  EXPECT_EQ(log.take().size(), 1u);
+  first.window = first.createWindow().windowId;
+  EXPECT_EQ(first.flush(Stream().add(217)), 0);
+  // The context let go of the old drawable on its own thread.
+  for (int i = 0; i < 1000 && gpu.counters().surfaces != 1; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_EQ(gpu.counters().surfaces, 1u);
+}
+
+// A core context of a version that the host has, and its extension list, which is one text on the wire all the same.
+TEST_F(Sharing, CoreContext) {
+  second.context = second.createContext({3122, 7938, 330, 37158, 1, 0}).contextId;
+  ASSERT_NE(second.context, 0u);
+  const std::vector<uint8_t> extensions = second.ask(Stream().add(275, 0x1F03u), 16384);
+  EXPECT_GT(extensions.size(), 1000u);
+  EXPECT_EQ(second.askFor<int32_t>(Stream().add(263, 0x9126u, 1u)), 1);
+  EXPECT_EQ(second.glError(), 0u);
+}
+
+// State is copied between contexts by no EGL call: the packet fails, and an empty mask is no failure.
+TEST_F(Sharing, CopyContext) {
+  CopyContextPacket packet;
+  packet.sourceId = first.context;
+  packet.destinationId = second.context;
+  EXPECT_EQ(first.send(packet), 0);
+  packet = {};
+  packet.sourceId = first.context;
+  packet.destinationId = second.context;
+  packet.mask = 1;
+  EXPECT_NE(first.send(packet), 0);
+  EXPECT_EQ(log.take().size(), 1u);
+}
+
+}  // namespace
+}  // namespace qv::peer::test

@@ -1,0 +1,121 @@
+// A guest without a driver: packets and streams put together by hand, for any GpuLink.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "driver/host/escape_packets.h"
+#include "platform/simulated/gpu_link.h"
+
+namespace qv::peer::test {
+
+// Stream bytes, command by command. Numbers are given by the test; only the header's form is computed here.
+class Stream {
+ public:
+  template <typename... T>
+  Stream& add(uint32_t opcode, T... arguments) {
+    std::vector<uint8_t> payload;
+    (append(payload, arguments), ...);
+    return bytes(opcode, payload);
+  }
+  Stream& bytes(uint32_t opcode, const std::vector<uint8_t>& payload) {
+    word(static_cast<uint32_t>(payload.size() + 4) << 12 | opcode);
+    return raw(payload);
+  }
+  Stream& large(uint32_t opcode, const std::vector<uint8_t>& payload) {
+    word(opcode);
+    word(static_cast<uint32_t>(payload.size() + 8));
+    return raw(payload);
+  }
+  Stream& word(uint32_t value) {
+    append(data, value);
+    return *this;
+  }
+  Stream& raw(const std::vector<uint8_t>& more) {
+    data.insert(data.end(), more.begin(), more.end());
+    data.resize((data.size() + 3) & ~size_t{3}, 0xEE);  // pad bytes have no value
+    return *this;
+  }
+  template <typename T>
+  static void append(std::vector<uint8_t>& to, T value) {
+    const size_t at = to.size();
+    to.resize(at + sizeof value);
+    std::memcpy(to.data() + at, &value, sizeof value);
+  }
+
+  std::vector<uint8_t> data;
+};
+
+// A vertex run: packed word, tags, vertices.
+std::vector<uint8_t> runPayload(uint32_t mode, const std::vector<uint16_t>& tags, uint32_t stride,
+                                const std::vector<uint8_t>& vertices);
+std::vector<uint8_t> floats(const std::vector<float>& values);
+
+class Surface {
+ public:
+  Surface(uint32_t handle, uint32_t width, uint32_t height, bool sealed = true);
+  ~Surface();
+  Surface(const Surface&) = delete;
+  Surface& operator=(const Surface&) = delete;
+  // B, G, R, X of a pixel, row 0 on top.
+  uint32_t pixel(uint32_t x, uint32_t y) const;
+  std::vector<uint32_t> pixels() const;
+  void fill(uint8_t value) { std::memset(allocation.memory, value, allocation.size); }
+
+  sim::GpuAllocation allocation;
+};
+
+class TestGuest {
+ public:
+  explicit TestGuest(sim::GpuLink& link, uint32_t processId = 77) : link_(link), processId_(processId) {}
+
+  // Each returns the packet as answered.
+  VersionQueryPacket version();
+  CreateContextPacket createContext(std::vector<uint16_t> attributes = {3122, 7938, 210, 37158, 2, 0});
+  CreateWindowPacket createWindow(std::vector<uint16_t> attributes = {3122, 0});
+  template <typename Packet>
+  int32_t send(Packet& packet) {
+    packet.processId = processId_;
+    result = link_.escape(&packet, sizeof packet);
+    return packet.header.status;
+  }
+  FlushPacket flushPacket(const std::vector<uint8_t>& stream);
+  // Sends with the current context, window, size and surface.
+  int32_t flush(const Stream& stream, uint32_t presentMode = 0);
+  // The reply of the stream's last command, as long as the host says.
+  std::vector<uint8_t> ask(const Stream& stream, uint32_t capacity);
+  template <typename T>
+  T askFor(const Stream& stream) {
+    T value{};
+    const std::vector<uint8_t> reply = ask(stream, sizeof value);
+    if (reply.size() == sizeof value) std::memcpy(&value, reply.data(), sizeof value);
+    return value;
+  }
+  uint32_t glError() { return askFor<uint32_t>(Stream().add(261)); }
+
+  // A context, a window and a surface of the size; each becomes the current one. False when anything failed.
+  bool start(uint32_t width, uint32_t height);
+
+  uint32_t context = 0, window = 0;
+  uint32_t width = 0, height = 0;
+  std::unique_ptr<Surface> surface;
+  int32_t status = -1;  // of the last flush
+  int32_t result = 0;   // of the last escape
+
+ private:
+  sim::GpuLink& link_;
+  uint32_t processId_;
+};
+
+// Collects the peer's log while it lives.
+class LogCapture {
+ public:
+  LogCapture();
+  ~LogCapture();
+  std::vector<std::string> take();
+};
+
+}  // namespace qv::peer::test
