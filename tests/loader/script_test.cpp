@@ -1,0 +1,67 @@
+// Wrong uses of ./qv: one line on standard error, nothing on standard output, exit status 2.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/loader/run_environment.h"
+
+namespace qv::test {
+namespace {
+
+const std::string kScript = std::string(QV_ROOT) + "/qv";
+
+void expectWrongUse(std::vector<std::string> arguments, const std::string& mention, const Variables& changes = {}) {
+  arguments.insert(arguments.begin(), kScript);
+  ChildProcess script(arguments, changes);
+  EXPECT_EQ(script.wait(std::chrono::seconds(120)), 2);
+  const std::string errors = script.errors();
+  EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+  EXPECT_NE(errors.find(mention), std::string::npos) << errors;
+  EXPECT_EQ(script.output(), "");
+}
+
+TEST(Script, NoVerb) { expectWrongUse({}, "no verb"); }
+TEST(Script, WrongVerb) { expectWrongUse({"bogus"}, "bogus"); }
+TEST(Script, NoProgram) {
+  expectWrongUse({"run"}, "program");
+  expectWrongUse({"run", "--"}, "program");
+}
+TEST(Script, MissingProgram) { expectWrongUse({"run", "--", "no-such-program-here"}, "no-such-program-here"); }
+TEST(Script, WrongFrames) {
+  for (const char* frames : {"0", "-1", "many", ""}) expectWrongUse({"run", "--frames", frames, "--", "glxgears"}, "--frames");
+}
+TEST(Script, WrongPng) {
+  expectWrongUse({"run", "--png", "/no/such/folder/x.png", "--", "glxgears"}, "/no/such/folder");
+  expectWrongUse({"run", "--png"}, "--png");
+}
+TEST(Script, WrongOption) { expectWrongUse({"run", "--loud", "--", "glxgears"}, "--loud"); }
+// Only in the build that the script itself makes: from another one, the script would begin to build.
+bool isTheScriptsBuild() { return std::string(QV_BUILD) == std::string(QV_ROOT) + "/build/release"; }
+
+// A program that ends without OpenGL, and one whose host does not start.
+TEST(Script, ProgramThatDoesNotLoadTheDriver) {
+  if (!isTheScriptsBuild()) GTEST_SKIP() << "not the script's own build";
+  expectWrongUse({"run", "--", "true"}, "true could not load the driver", {{"DISPLAY", xDisplay()}});
+  ChildProcess script({kScript, "run", "--", "glxgears"}, {{"DISPLAY", xDisplay()}, {"QV_HOST_BINARY", "/bin/false"}});
+  EXPECT_EQ(script.wait(std::chrono::seconds(120)), 2);
+  EXPECT_NE(script.errors().find("qv: glxgears could not load the driver: no host"), std::string::npos) << script.errors();
+}
+
+// A whole run without a display of the caller's: figures on standard output, the picture in its file, the program's own status.
+TEST(Script, RunsAProgram) {
+  if (!isTheScriptsBuild()) GTEST_SKIP() << "not the script's own build";
+  ScratchFolder folder;
+  ChildProcess script({kScript, "run", "--frames", "30", "--png", folder / "x.png", "--stats", "--", "glxgears"},
+                      {{"DISPLAY", ""}});
+  EXPECT_EQ(script.wait(std::chrono::seconds(120)), 0) << script.errors();
+  EXPECT_EQ(script.output().rfind("30 frames, ", 0), 0u) << script.output();
+  EXPECT_EQ(readFile(folder / "x.png").substr(1, 3), "PNG");
+}
+
+TEST(Script, ArgumentsOfVerbsThatTakeNone) {
+  expectWrongUse({"demo", "now"}, "demo");
+  expectWrongUse({"test", "now"}, "test");
+}
+
+}  // namespace
+}  // namespace qv::test

@@ -1,0 +1,4 @@
+# The scenes, one source file each; included by whoever builds or runs them.
+set(QV_PICTURES clear_colours triangle run_breaks lit_list matrix_stacks rects_points_lines depth_blend_fog)
+# Those with a main function of their own.
+set(QV_PICTURES_ALONE drawables resize shared_threads)
