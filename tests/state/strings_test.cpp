@@ -138,7 +138,8 @@ TEST_F(StringsTest, EveryKnownNamePasses) {
   for (const char* const name : kListedExtensions) {
     EXPECT_EQ(kept(name), name);
     EXPECT_EQ(kept((std::string(name) + "_x").c_str()), "") << name;
-    all += (all.empty() ? "" : " ") + std::string(name);
+    if (!all.empty()) all += ' ';
+    all += name;
   }
   EXPECT_EQ(kept(all.c_str()), all);
   EXPECT_EQ(kept("GL_XYZ_nothing"), "");
