@@ -102,7 +102,10 @@ TEST_F(Flush, ClosesAStreamingRun) {
   QV_CALL(glBegin)(GL_POINTS);
   QV_CALL(glVertex2i)(1, 2);
   flushStream(&context(), 0, nullptr, 0, nullptr, 0);
-  EXPECT_EQ(host().submissions[0].stream, words({2007, 24, 1u << 16 | 8, 0x2200, 1, 2}));
+  std::vector<uint8_t> stream = host().submissions[0].stream;
+  ASSERT_EQ(stream.size(), 24u);
+  stream[14] = stream[15] = 0;  // the place behind a lone tag has no defined value
+  EXPECT_EQ(stream, words({2007, 24, 1u << 16 | 8, 0x2200, 1, 2}));
   EXPECT_EQ(context().run.open, 0);
   EXPECT_EQ(context().insideBegin, 1);
   QV_CALL(glEnd)();
