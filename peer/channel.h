@@ -9,11 +9,14 @@
 
 namespace qv::peer {
 
-// Bytes of the two rings. Streams and replies of any length pass through them, in pieces when they are longer.
+// Streams and replies of any length pass through rings, in pieces when they are longer. A flush that the guest waits for uses
+// the front of the stream ring only, which stays in the processors' caches; one that it need not wait for may fill it all.
+// Memory of a ring that is never written is never there.
 inline constexpr uint32_t kStreamRing = 1u << 20;
+inline constexpr uint32_t kDeferredRing = 1u << 24;
 inline constexpr uint32_t kReplyRing = 1u << 18;
 inline constexpr uint32_t kChannelHead = 4096;
-inline constexpr uint32_t kChannelBytes = kChannelHead + kStreamRing + kReplyRing;
+inline constexpr uint32_t kChannelBytes = kChannelHead + kReplyRing + kDeferredRing;
 
 // What a FlushPacket says, but for its addresses, which only the guest's side uses.
 struct FlushRequest {
@@ -23,6 +26,7 @@ struct FlushRequest {
   int32_t clientRect[4] = {};
   uint32_t backBuffer = 0;
   uint32_t streamBytes = 0;
+  uint32_t ringBytes = kStreamRing;          // of the stream ring in use: kStreamRing or kDeferredRing
   uint32_t replyBytes = 0, reply2Bytes = 0;  // capacities of the guest's reply buffers
 };
 
@@ -44,6 +48,7 @@ struct ChannelMemory {
   std::atomic<uint32_t> streamWritten{0};         // bytes of this flush's stream put into the ring so far
   std::atomic<uint32_t> streamFault{0};           // set when the rest cannot be read
   std::atomic<uint32_t> replyRead{0};             // bytes of the replies taken out of the ring
+  std::atomic<uint32_t> writable{0};              // equals `requests` once that flush's back buffer may be written
   FlushRequest flush;
   // Written by the peer.
   alignas(64) std::atomic<uint32_t> answers{0};  // equals `requests` once that flush is answered
@@ -53,8 +58,8 @@ struct ChannelMemory {
   FlushAnswer answer;
   alignas(64) Bell peerBell;
   alignas(64) Bell guestBell;
-  alignas(kChannelHead) uint8_t streamRing[kStreamRing];
-  uint8_t replyRing[kReplyRing];
+  alignas(kChannelHead) uint8_t replyRing[kReplyRing];
+  uint8_t streamRing[kDeferredRing];
 };
 static_assert(sizeof(ChannelMemory) == kChannelBytes);
 static_assert(std::atomic<uint32_t>::is_always_lock_free);

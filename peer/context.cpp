@@ -78,11 +78,15 @@ void Context::requestRelease() {
 void Context::run() {
   ChannelMemory& channel = *channel_;
   replayer_ = std::make_unique<Replayer>();
-  while (!stop_.load()) {
+  for (;;) {
     waitForRequest();
     if (releaseRequested_.exchange(false)) unbindWindow();
     const uint32_t requests = channel.requests.load(std::memory_order_acquire);
-    if (requests == served_) continue;
+    if (requests == served_) {
+      // Only now: a flush that the guest did not wait for may still be there.
+      if (stop_.load()) break;
+      continue;
+    }
     served_ = requests;
     // Read once: the guest may write there at any time.
     const FlushRequest request = channel.flush;
@@ -130,6 +134,10 @@ FlushAnswer Context::serve(const FlushRequest& request) {
       return answer;
     }
   }
+  if (request.ringBytes != kStreamRing && request.ringBytes != kDeferredRing) {
+    complain("a flush through a ring of %u bytes", request.ringBytes);
+    return answer;
+  }
   if (!bindWindow(request)) return answer;
 
   const uint64_t commandsBefore = replayer_->commands();
@@ -142,6 +150,13 @@ FlushAnswer Context::serve(const FlushRequest& request) {
   // Neither a frame nor a flush can be had inside an open primitive.
   if (!replayer_->insideBegin()) {
     if (request.presentMode != 0 && target != nullptr) {
+      // The drawing above needed no buffer of the guest's; now whoever shows the last picture must be done with it. The drawing
+      // goes on meanwhile.
+      const auto mayWrite = [&] { return channel_->writable.load(std::memory_order_acquire) == served_; };
+      if (!mayWrite()) gl.glFlush();
+      const bool writable = waitFor(
+          channel_->peerBell, kStreamSpin, 0, [&] { return mayWrite() || stop_.load(); }, [] { return true; });
+      if (!writable || stop_.load()) return answer;
       copyFrame(window_->width, window_->height, *target, replayer_->listOpen());
     } else if (request.replyBytes == 0 && guest_.shares().shared(*this)) {
       // What this context has done becomes visible to those it shares with.
@@ -243,18 +258,19 @@ uint32_t Context::pull(const FlushRequest& request, uint8_t* to, uint32_t most) 
     return 0;
   }
   const uint32_t ready = written - pulled_;
-  if (written > request.streamBytes || ready > kStreamRing) {
+  if (written > request.streamBytes || ready > request.ringBytes) {
     complain("%u bytes of a stream of %u are said to be there", written, request.streamBytes);
     return 0;
   }
   const uint32_t taken = std::min(ready, most);
-  const uint32_t at = pulled_ % kStreamRing, first = std::min(taken, kStreamRing - at);
+  const uint32_t at = pulled_ % request.ringBytes, first = std::min(taken, request.ringBytes - at);
   // In bounds: `most` is the room at `to`, and the two parts lie within the ring.
   std::memcpy(to, channel.streamRing + at, first);
   std::memcpy(to + first, channel.streamRing, taken - first);
   pulled_ += taken;
   channel.streamRead.store(pulled_, std::memory_order_release);
-  if (request.streamBytes > kStreamRing) ring(channel.guestBell);
+  // A guest that waits for room is not woken for a little of it.
+  if (request.streamBytes > request.ringBytes && ready - taken <= request.ringBytes / 2) ring(channel.guestBell);
   return taken;
 }
 

@@ -17,7 +17,10 @@ namespace {
 constexpr NTSTATUS kGone = static_cast<NTSTATUS>(0xC00002B6);  // STATUS_DEVICE_REMOVED
 constexpr uint32_t kPiece = 64 * 1024;                         // of a stream that does not go in one
 constexpr uint32_t kWholeStream = 128 * 1024;                  // a stream up to here is written before the other side is told
-constexpr uint32_t kRoomSpin = 20000;                          // nanoseconds; the other side is at its replaying
+// From here on a flush that nobody waits for is left to the other side once its stream is in the ring. Such a stream is one
+// that has reached the driver's limit; any later flush of the context waits for it.
+constexpr uint32_t kDeferFrom = 8 * 1024 * 1024;
+constexpr uint32_t kRoomSpin = 20000;  // nanoseconds; the other side is at its replaying
 constexpr uint32_t kLongestPath = 32 * 1024;
 constexpr uint32_t kLongestPacket = 256;
 constexpr uint32_t kAliveCheck = 200;  // milliseconds of waiting between two looks at whether the other half is still there
@@ -34,10 +37,13 @@ struct GuestLink::ContextChannel {
       : memory_(std::move(memory)), transport_(transport) {}
 
   // Sends the flush, waits for its answer and brings the replies home. False when the other half is gone.
-  bool flush(const FlushPacket& packet, FlushAnswer& answer);
+  // `finishReads`, when there is one, is called while the other half draws already. A deferred flush is only sent: its commands
+  // and its failure are told with the next answer.
+  bool flush(const FlushPacket& packet, FlushAnswer& answer, void (*finishReads)(void* context), void* context);
 
  private:
   bool sendStream(const FlushPacket& packet);
+  bool finishDeferred();
   bool answered() const { return memory_->answers.load(std::memory_order_acquire) == requests_; }
   bool closed() const { return memory_->closed.load(std::memory_order_relaxed) != 0; }
   void publish() {
@@ -56,13 +62,16 @@ struct GuestLink::ContextChannel {
   OwnMemory guest_;
   uint32_t requests_ = 0;
   bool published_ = false;
+  bool deferred_ = false;             // the last request has not been waited for
+  FlushAnswer lateAnswer_;            // of deferred flushes, not yet told
   SpinBudget replySpin_, frameSpin_;  // by what the guest waits for
 };
 
-bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& answer) {
+bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& answer, void (*finishReads)(void* context),
+                                      void* context) {
   const std::lock_guard lock(mutex_);
   ChannelMemory& channel = *memory_;
-  if (closed()) return false;
+  if (closed() || !finishDeferred()) return false;
   FlushRequest& request = channel.flush;
   request.processId = packet.processId;
   request.windowId = packet.windowId;
@@ -72,13 +81,23 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   request.streamBytes = packet.stream.address == 0 ? 0 : packet.stream.size;
   request.replyBytes = packet.reply.address == 0 ? 0 : packet.reply.size;
   request.reply2Bytes = packet.reply2.address == 0 ? 0 : packet.reply2.size;
+  deferred_ =
+      request.streamBytes >= kDeferFrom && packet.presentMode == 0 && packet.reply.address == 0 && packet.reply2.address == 0;
+  request.ringBytes = deferred_ ? kDeferredRing : kStreamRing;
   channel.streamWritten.store(0, std::memory_order_relaxed);
   channel.streamFault.store(0, std::memory_order_relaxed);
   channel.replyRead.store(0, std::memory_order_relaxed);
   ++requests_;
   published_ = false;
   const uint64_t from = detail::monotonicNanoseconds();
+  if (finishReads == nullptr) channel.writable.store(requests_, std::memory_order_relaxed);  // published with the request
   if (!sendStream(packet)) return false;
+  if (deferred_) return true;
+  if (finishReads != nullptr) {
+    finishReads(context);
+    channel.writable.store(requests_, std::memory_order_release);
+    ring(channel.peerBell);
+  }
 
   // The first length is known before the first byte arrives, the second with it.
   const auto fetch = [&](uint64_t at, uint32_t bytes) {
@@ -114,6 +133,9 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   }
   spin.waited(detail::monotonicNanoseconds() - from);
   answer = channel.answer;
+  answer.commands += lateAnswer_.commands;
+  if (lateAnswer_.status != 0) answer.status = lateAnswer_.status;
+  lateAnswer_ = {};
   if (unwritable && answer.status == 0) {
     logLine("context %u: a reply buffer of %u and %u bytes cannot be written", packet.contextId, packet.reply.size,
             packet.reply2.size);
@@ -122,22 +144,32 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   return true;
 }
 
+bool GuestLink::ContextChannel::finishDeferred() {
+  if (!deferred_) return true;
+  if (!wait(kRoomSpin, [&] { return answered(); })) return false;
+  deferred_ = false;
+  lateAnswer_.commands += memory_->answer.commands;
+  if (memory_->answer.status != 0) lateAnswer_.status = memory_->answer.status;
+  return true;
+}
+
 // False when the other half is gone. A stream that cannot be read, or that the other half gives up on, is not a failure here.
 bool GuestLink::ContextChannel::sendStream(const FlushPacket& packet) {
   ChannelMemory& channel = *memory_;
-  const uint32_t total = channel.flush.streamBytes;
+  const uint32_t total = channel.flush.streamBytes, ringBytes = channel.flush.ringBytes;
   uint32_t written = 0;
   while (written < total) {
     uint32_t piece = std::min(total - written, total <= kWholeStream ? kWholeStream : kPiece);
-    const auto room = [&] { return written - channel.streamRead.load(std::memory_order_acquire) + piece <= kStreamRing; };
-    if (!room()) {
+    const auto used = [&] { return written - channel.streamRead.load(std::memory_order_acquire); };
+    if (used() + piece > ringBytes) {
       publish();
       ring(channel.peerBell);
-      if (!wait(kRoomSpin, [&] { return room() || answered(); })) return false;
+      // For much room at once, not for a piece at a time.
+      if (!wait(kRoomSpin, [&] { return used() <= ringBytes / 2 || answered(); })) return false;
     }
     if (published_ && answered()) return true;
-    const uint32_t at = written % kStreamRing;
-    piece = std::min(piece, kStreamRing - at);
+    const uint32_t at = written % ringBytes;
+    piece = std::min(piece, ringBytes - at);
     if (!guest_.read(packet.stream.address + written, channel.streamRing + at, piece)) {
       channel.streamFault.store(1, std::memory_order_release);
       break;
@@ -158,13 +190,13 @@ GuestLink::GuestLink(std::unique_ptr<GuestTransport> transport)
     : transport_(std::move(transport)), totals_(std::make_unique<Totals>()) {}
 GuestLink::~GuestLink() = default;
 
-NTSTATUS GuestLink::escape(void* packet, uint32_t size) {
+NTSTATUS GuestLink::escape(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) {
   totals_->packets.fetch_add(1, std::memory_order_relaxed);
   uint8_t* const bytes = static_cast<uint8_t*>(packet);
   EscapeHeader header;
   if (bytes != nullptr && size >= sizeof header) {
     std::memcpy(&header, bytes, sizeof header);
-    if (header.code == EscapeCode::Flush) return flush(bytes, size);
+    if (header.code == EscapeCode::Flush) return flush(bytes, size, finishReads, context);
   }
   if (bytes == nullptr || size < sizeof header || size > kLongestPacket) {
     // There is no status field to write.
@@ -217,7 +249,7 @@ std::shared_ptr<GuestLink::ContextChannel> GuestLink::find(uint32_t contextId) {
   return at == channels_.end() ? nullptr : at->second;
 }
 
-NTSTATUS GuestLink::flush(uint8_t* bytes, uint32_t size) {
+NTSTATUS GuestLink::flush(uint8_t* bytes, uint32_t size, void (*finishReads)(void* context), void* context) {
   constexpr size_t kStatusAt = offsetof(EscapeHeader, status);
   const auto failed = [&] {
     const int32_t status = kStatusMalformed;
@@ -249,7 +281,7 @@ NTSTATUS GuestLink::flush(uint8_t* bytes, uint32_t size) {
   if (packet.reply.address != 0 || packet.reply2.address != 0) totals_->roundTrips.fetch_add(1, std::memory_order_relaxed);
   if (packet.stream.address != 0) totals_->streamBytes.fetch_add(packet.stream.size, std::memory_order_relaxed);
   FlushAnswer answer;
-  if (!channel->flush(packet, answer)) return kGone;
+  if (!channel->flush(packet, answer, finishReads, context)) return kGone;
   totals_->commands.fetch_add(answer.commands, std::memory_order_relaxed);
   std::memcpy(bytes + kStatusAt, &answer.status, sizeof answer.status);
   std::memcpy(bytes + offsetof(FlushPacket, reply) + offsetof(EscapeBufferRow, size), &answer.replyBytes, 4);

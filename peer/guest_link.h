@@ -40,7 +40,7 @@ class GuestLink {
   GuestLink& operator=(const GuestLink&) = delete;
 
   // As sim::GpuLink.
-  NTSTATUS escape(void* packet, uint32_t size);
+  NTSTATUS escape(void* packet, uint32_t size, void (*finishReads)(void* context) = nullptr, void* context = nullptr);
   bool openAllocation(const sim::GpuAllocation& allocation) { return transport_->openAllocation(allocation); }
   void closeAllocation(uint32_t handle) { transport_->closeAllocation(handle); }
 
@@ -50,7 +50,7 @@ class GuestLink {
  private:
   struct ContextChannel;
   NTSTATUS control(uint8_t* packet, uint32_t size);
-  NTSTATUS flush(uint8_t* packet, uint32_t size);
+  NTSTATUS flush(uint8_t* packet, uint32_t size, void (*finishReads)(void* context), void* context);
   std::shared_ptr<ContextChannel> find(uint32_t contextId);
 
   std::unique_ptr<GuestTransport> transport_;

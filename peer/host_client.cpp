@@ -165,6 +165,9 @@ std::unique_ptr<HostClientGpu> startOwnHost(std::string& error) {
 HostClientGpu::HostClientGpu(std::unique_ptr<GuestLink> link) : link_(std::move(link)) {}
 HostClientGpu::~HostClientGpu() = default;
 NTSTATUS HostClientGpu::escape(void* packet, uint32_t size) { return link_->escape(packet, size); }
+NTSTATUS HostClientGpu::escapeFrame(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) {
+  return link_->escape(packet, size, finishReads, context);
+}
 bool HostClientGpu::openAllocation(const sim::GpuAllocation& allocation) { return link_->openAllocation(allocation); }
 void HostClientGpu::closeAllocation(uint32_t handle) { link_->closeAllocation(handle); }
 GuestStatistics HostClientGpu::statistics() const { return link_->statistics(); }

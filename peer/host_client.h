@@ -19,6 +19,7 @@ class HostClientGpu final : public sim::GpuLink {
   ~HostClientGpu() override;
 
   NTSTATUS escape(void* packet, uint32_t size) override;
+  NTSTATUS escapeFrame(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) override;
   bool openAllocation(const sim::GpuAllocation& allocation) override;
   void closeAllocation(uint32_t handle) override;
 

@@ -18,6 +18,7 @@ class InProcessGpu final : public sim::GpuLink {
   ~InProcessGpu() override;
 
   NTSTATUS escape(void* packet, uint32_t size) override;
+  NTSTATUS escapeFrame(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) override;
   bool openAllocation(const sim::GpuAllocation& allocation) override;
   void closeAllocation(uint32_t handle) override;
 

@@ -11,6 +11,7 @@
 #include "loader/glx/driver_session.h"
 #include "loader/glx/environment.h"
 #include "loader/glx/presenter.h"
+#include "loader/opengl32/opengl32.h"
 #include "peer/host_client.h"
 
 namespace qv::loader {
@@ -21,6 +22,10 @@ using Clock = std::chrono::steady_clock;
 std::atomic<uint64_t> frames{0};
 std::atomic<int64_t> firstFrame{0}, lastFrame{0};  // nanoseconds of the clock
 std::atomic<bool> finished{false};
+// The figures as of the last frame asked for, before anything that the run's end adds; and the GL error that it found.
+peer::GuestStatistics totalsAtEnd;
+std::atomic<bool> endReached{false};
+std::atomic<unsigned> errorAtEnd{0};
 
 int64_t now() { return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count(); }
 
@@ -60,12 +65,15 @@ void reportFigures() {
     report("stat", text("%llu frames", static_cast<unsigned long long>(count)));
   }
   if (!host()) return;
-  const peer::GuestStatistics totals = host()->statistics();
+  const peer::GuestStatistics totals = endReached.load() ? totalsAtEnd : host()->statistics();
   report("stat",
          text("%.1f commands and %.1f bytes per frame", perFrame(totals.commands, count), perFrame(totals.streamBytes, count)));
   report("stat",
          text("%llu round trips for a reply, %.3f per frame; %llu packets", static_cast<unsigned long long>(totals.roundTrips),
               perFrame(totals.roundTrips, count), static_cast<unsigned long long>(totals.packets)));
+  if (!endReached.load()) return;
+  const unsigned error = errorAtEnd.load();
+  report("stat", error ? text("GL error 0x%04x after the last frame", error) : "no GL error after the last frame");
 }
 
 }  // namespace
@@ -78,8 +86,15 @@ void countFrame() {
   const uint64_t count = frames.fetch_add(1) + 1;
   if (count == 1) firstFrame.store(time);
   lastFrame.store(time);
+  if (count != environment().frames) return;
+  if (environment().stats && host()) {
+    totalsAtEnd = host()->statistics();
+    const auto getError = reinterpret_cast<unsigned (*)()>(reinterpret_cast<void*>(driverProcAddress("glGetError")));
+    if (getError) errorAtEnd.store(getError());
+    endReached.store(true);
+  }
   // Only one thread of a program with several ends it; the others go on until they are stopped.
-  if (count == environment().frames) std::exit(0);
+  std::exit(0);
 }
 
 void finishRun() {

@@ -20,6 +20,9 @@ bool replayEndList(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayCallLists(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayClientState(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayPushClientAttrib(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
+bool replayEnable(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
+bool replayDisable(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
+bool replayBlendFunc(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayGetString(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 // Of vertex runs, which have no row.
 bool replayBrokenRun(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
@@ -41,6 +44,9 @@ QV_HAND_WRITTEN(glCallLists, replayCallLists, 12, kAnySpan)
 QV_HAND_WRITTEN(glEnableClientState, replayClientState, 4, 0)
 QV_HAND_WRITTEN(glDisableClientState, replayClientState, 4, 0)
 QV_HAND_WRITTEN(glClientActiveTexture, replayClientState, 4, 0)
+QV_HAND_WRITTEN(glEnable, replayEnable, 4, 0)
+QV_HAND_WRITTEN(glDisable, replayDisable, 4, 0)
+QV_HAND_WRITTEN(glBlendFunc, replayBlendFunc, 8, 0)
 QV_HAND_WRITTEN(glPushClientAttrib, replayPushClientAttrib, 4, 0)
 QV_HAND_WRITTEN(glGetString, replayGetString, 4, 0)
 #undef QV_HAND_WRITTEN

@@ -36,16 +36,40 @@ constexpr OpcodeEntry entryOf() {
   }
 }
 
+// One element per row, in the order of the table, as constants: code that walked the rows would be one function of them all.
+struct RowEntry {
+  int opcode = kNoOpcode;
+  bool command = false;  // false for a routine that writes none
+  OpcodeEntry entry;
+  Handler missing = nullptr;  // for a host without the function
+};
+
+template <typename Row>
+constexpr RowEntry rowEntryOf() {
+  if constexpr (Row::kOpcode != kNoOpcode && !std::is_same_v<typename Row::Form, Local>) {
+    return {Row::kOpcode, true, entryOf<Row>(), &passOverRow<Row, kNoFunction>};
+  } else {
+    return {};
+  }
+}
+
+constexpr RowEntry kRows[] = {
+#define QV_ROW(name, ...) rowEntryOf<op::name>(),
+#include "driver/stream/entry_points.def"
+};
+static_assert(sizeof(GlFunctions) == std::size(kRows) * sizeof(void*));
+
 Table makeTable() {
   Table table;
   // A number without a row is skipped by its size, whatever that is.
   table.fill({nullptr, 0, kAnySpan});
-  forEachRow([&]<typename Row>(Row) {
-    if constexpr (Row::kOpcode != kNoOpcode && !std::is_same_v<typename Row::Form, Local>) {
-      table[opcodeOf<Row>] = entryOf<Row>();
-      if (realFunction<Row>() == nullptr) table[opcodeOf<Row>] = {&passOverRow<Row, kNoFunction>, 0, kAnySpan};
-    }
-  });
+  for (size_t i = 0; i < std::size(kRows); ++i) {
+    const RowEntry& row = kRows[i];
+    if (!row.command) continue;
+    void* function = nullptr;
+    std::memcpy(&function, reinterpret_cast<const uint8_t*>(&gl) + i * sizeof function, sizeof function);
+    table[static_cast<size_t>(row.opcode)] = function != nullptr ? row.entry : OpcodeEntry{row.missing, 0, kAnySpan};
+  }
   table[kRunBroken] = {&replayBrokenRun, 4, kAnySpan};
   table[kRunEnded] = {&replayEndedRun, 4, kAnySpan};
   return table;

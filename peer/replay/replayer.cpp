@@ -34,6 +34,7 @@ void Replayer::begin() {
 
 Replayer::Result Replayer::replay(const uint8_t* data, uint32_t bytes, uint32_t left) {
   const OpcodeEntry* const table = opcodeTable();
+  end_ = data + bytes;
   uint32_t at = 0;
   while (left - at >= 4) {
     if (bytes - at < 4) return {Outcome::NeedMore, at, 4};

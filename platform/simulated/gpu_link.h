@@ -25,6 +25,13 @@ class GpuLink {
   // process. On return the status and reply fields of the packet and all direction-1 memory have been written. The result is
   // that of D3DKMTEscape; a negative one means that the packet was not delivered.
   virtual NTSTATUS escape(void* packet, uint32_t size) = 0;
+  // The same for a flush that writes a frame into the back buffer. `finishReads(context)` is called at most once, on this
+  // thread, before the frame is written, and returns when nobody reads the buffer's last picture any more; a link that can lets
+  // the host draw meanwhile, and write after.
+  virtual NTSTATUS escapeFrame(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) {
+    finishReads(context);
+    return escape(packet, size);
+  }
   // From now on packets may name this allocation. False when the GPU cannot take it.
   virtual bool openAllocation(const GpuAllocation& allocation) = 0;
   virtual void closeAllocation(uint32_t handle) = 0;

@@ -284,7 +284,15 @@ NTSTATUS APIENTRY D3DKMTEscape(const D3DKMT_ESCAPE* escape) {
     // The host is about to write a frame: whoever still shows the buffer's last one must be done with it.
     PresentSink* sink = presentSink();
     if (packet.header.code == EscapeCode::Flush && packet.presentMode != 0 && packet.backBuffer != 0 && sink != nullptr) {
-      sink->finishReads(packet.backBuffer);
+      struct Reads {
+        PresentSink* sink;
+        uint32_t allocation;
+      } reads{sink, packet.backBuffer};
+      const auto finish = [](void* context) {
+        const Reads* const r = static_cast<Reads*>(context);
+        r->sink->finishReads(r->allocation);
+      };
+      return call.result(link->escapeFrame(escape->pPrivateDriverData, escape->PrivateDriverDataSize, finish, &reads));
     }
   }
   return call.result(link->escape(escape->pPrivateDriverData, escape->PrivateDriverDataSize));

@@ -72,6 +72,12 @@ TEST_P(Pictures, EqualToMesa) { compare(GetParam(), {}); }
 
 INSTANTIATE_TEST_SUITE_P(, Pictures, testing::ValuesIn(pictures()), [](const auto& scene) { return scene.param; });
 
+// With libGL's entry points left as they are.
+TEST(PictureRoads, ThroughTheDispatchTable) {
+  compare("run_breaks", {{"QV_PATCH", "0"}});
+  compare("drawables", {{"QV_PATCH", "0"}});
+}
+
 // The same without shared memory between the library and the X server, and on a composed desktop.
 TEST(PictureRoads, WithoutSharedMemory) { compare("lit_list", {{"QV_X_SHM", "0"}}); }
 TEST(PictureRoads, Composed) { compare("lit_list", {{"QV_COMPOSED", "1"}}); }

@@ -50,7 +50,8 @@ TEST(Programs, GlxgearsRuns300Frames) {
   EXPECT_EQ(linesOf(report, "loaded").size(), 1u) << report;
   EXPECT_EQ(linesOf(report, "error").size(), 0u) << report;
   const std::vector<std::string> figures = linesOf(report, "stat");
-  ASSERT_EQ(figures.size(), 3u) << report;
+  ASSERT_EQ(figures.size(), 4u) << report;
+  EXPECT_EQ(figures[3], "no GL error after the last frame");
   EXPECT_EQ(figures[0].rfind("300 frames, ", 0), 0u) << report;
   double commands = 0, bytes = 0;
   ASSERT_EQ(std::sscanf(figures[1].c_str(), "%lf commands and %lf bytes", &commands, &bytes), 2) << report;
@@ -60,6 +61,33 @@ TEST(Programs, GlxgearsRuns300Frames) {
   EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1a\n");
   EXPECT_GT(png.size(), 3000u);  // three shaded wheels do not compress to nothing
   EXPECT_EQ(host.process().errors(), "");
+}
+
+// Contexts by attributes, sharing, swap intervals, X errors: everything as GLX has it, and no word of the peer.
+TEST(Programs, GlxFeatures) {
+  Host host;
+  Variables variables = throughDriver();
+  variables["QV_HOST_SOCKET"] = host.socket();
+  ChildProcess program({QV_FEATURES_PROGRAM}, variables);
+  EXPECT_EQ(program.wait(), 0) << program.errors();
+  EXPECT_EQ(program.output(), "");
+  EXPECT_EQ(program.errors(), "");
+  EXPECT_EQ(host.process().errors(), "");
+}
+
+// More of mesa-utils.
+TEST(Programs, GlxheadsAndFullscreenGears) {
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"glxheads"}, std::vector<std::string>{"glxgears", "-fullscreen"}}) {
+    Host host;
+    Variables variables = throughDriver();
+    variables["QV_HOST_SOCKET"] = host.socket();
+    variables["QV_FRAMES"] = "60";
+    ChildProcess program(command, variables);
+    EXPECT_EQ(program.wait(), 0) << command[0];
+    EXPECT_EQ(program.errors(), "") << command[0];
+    EXPECT_EQ(host.process().errors(), "") << command[0];
+  }
 }
 
 // A process whose host cannot be started tells so once; the program sees a screen without OpenGL.

@@ -276,6 +276,41 @@ TEST_F(Pictures, LongStream) {
   EXPECT_EQ(guest.surface->pixel(3, 3) & 0xFFFFFF, 0x00FFFFu);
 }
 
+// A long stream that nobody waits for is replayed before anything that comes after it, by whatever flush; its failure is told
+// by that flush.
+TEST_F(Pictures, DeferredStream) {
+  Stream stream;
+  for (uint32_t i = 0; i < 1000000; ++i) stream.add(206, 0.0f, 0.0f, 0.0f, 1.0f);
+  stream.add(305, 0, 0, 55, 5).add(206, 1.0f, 1.0f, 0.0f, 1.0f).add(203, kColorBit);
+  ASSERT_EQ(guest.flush(stream), 0);
+  ASSERT_EQ(guest.flush(stream), 0);
+  stream.data.assign(stream.data.size(), 0xFF);  // it has been read
+  const std::vector<uint8_t> viewport = guest.ask(Stream().add(263, 0x0BA2u, 4u), 16);
+  ASSERT_EQ(viewport.size(), 16u);
+  EXPECT_EQ(viewport[8], 55);
+  ASSERT_EQ(guest.flush(Stream(), kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(3, 3) & 0xFFFFFF, 0xFFFF00u);
+  EXPECT_EQ(gpu.statistics().commands, 2u * 1000003 + 1);
+  ASSERT_EQ(guest.flush(stream), 0);
+  EXPECT_NE(guest.flush(Stream().add(217)), 0);
+  EXPECT_EQ(log.take().size(), 1u);
+  EXPECT_EQ(guest.flush(Stream().add(217)), 0);
+}
+
+// A context that is deleted right after such a stream has drawn it.
+TEST_F(Pictures, DeletedBehindADeferredStream) {
+  Stream stream;
+  for (uint32_t i = 0; i < 500000; ++i) stream.add(206, 0.0f, 1.0f, 0.0f, 1.0f);
+  stream.add(203, kColorBit);
+  ASSERT_EQ(guest.flush(stream), 0);
+  DeleteContextPacket packet;
+  packet.contextId = guest.context;
+  ASSERT_EQ(guest.send(packet), 0);
+  guest.context = guest.createContext().contextId;
+  ASSERT_EQ(guest.flush(Stream(), kBack), 0);
+  EXPECT_EQ(guest.surface->pixel(3, 3) & 0xFFFFFF, 0x00FF00u);
+}
+
 // One command that is longer than the ring.
 TEST_F(Pictures, LongRun) {
   std::vector<float> values;
@@ -355,6 +390,33 @@ TEST_F(Pictures, Errors) {
   ASSERT_EQ(guest.flush(Stream().add(215, 0x12345u)), 0);
   EXPECT_EQ(guest.glError(), 0x500u);
   EXPECT_EQ(guest.glError(), 0u);
+}
+
+// State that is set twice in a row ends as it was set last, errors and side effects included.
+TEST_F(Pictures, StateSetTwiceInARow) {
+  const auto enabled = [&](uint32_t capability) { return guest.ask(Stream().add(286, capability), 1).at(0); };
+  ASSERT_EQ(guest.flush(Stream().add(215, 3042u).add(214, 3042u).add(215, 3042u)), 0);
+  EXPECT_EQ(enabled(3042), 1);
+  ASSERT_EQ(guest.flush(Stream().add(215, 3042u).add(214, 3042u)), 0);
+  EXPECT_EQ(enabled(3042), 0);
+  ASSERT_EQ(guest.flush(Stream().add(215, 3042u).add(214, 2929u).add(215, 2929u).add(214, 3042u)), 0);
+  EXPECT_EQ(enabled(2929), 1);
+  EXPECT_EQ(guest.glError(), 0u);
+  // A capability that is none is an error however often it is set.
+  ASSERT_EQ(guest.flush(Stream().add(215, 0x12345u).add(214, 0x12345u).add(203, 0u)), 0);
+  EXPECT_EQ(guest.glError(), 0x500u);
+  // Colour material takes the current colour at once and keeps it.
+  Stream material;
+  material.add(151, 0x0404u, 0x1602u).add(13, 0.25f, 0.5f, 0.75f).add(215, 2903u).add(214, 2903u);
+  ASSERT_EQ(guest.flush(material), 0);
+  EXPECT_EQ(guest.ask(Stream().add(269, 0x0404u, 0x1200u, 4u), 16), floats({0.25f, 0.5f, 0.75f, 1.0f}));
+  // Blend factors.
+  ASSERT_EQ(guest.flush(Stream().add(241, 1u, 0u).add(241, 0x302u, 0x303u)), 0);
+  EXPECT_EQ(guest.askFor<uint32_t>(Stream().add(263, 0x80C9u, 1u)), 0x302u);
+  EXPECT_EQ(guest.glError(), 0u);
+  ASSERT_EQ(guest.flush(Stream().add(241, 0x999u, 0u).add(241, 1u, 0u)), 0);
+  EXPECT_EQ(guest.askFor<uint32_t>(Stream().add(263, 0x80C9u, 1u)), 1u);
+  EXPECT_EQ(guest.glError(), 0x500u);
 }
 
 // An opcode that nobody knows is skipped by its size, in both header forms.

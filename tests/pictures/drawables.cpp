@@ -131,6 +131,13 @@ int main(int argc, char** argv) {
   pixels += windowPixels(display, plain, kSize, kSize);
   printGlErrors();
   glXMakeCurrent(other, None, nullptr);
+  // Without a context calls do nothing, those for vertices too.
+  glBegin(GL_POINTS);
+  glColor3f(1.0f, 1.0f, 1.0f);
+  glVertex2f(0.0f, 0.0f);
+  glEnd();
+  glFlush();
+  expect(glGetError() == GL_NO_ERROR, "no error without a context");
 
   glXDestroyContext(other, second);
   glXDestroyContext(display, pbufferContext);
