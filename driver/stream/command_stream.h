@@ -25,7 +25,7 @@ class CommandStream {
   uint64_t capacity = 0;     // bytes allocated
 
  protected:
-  // Moves the written bytes into a fresh buffer of `capacity` bytes.
+  // Makes the buffer `capacity` bytes long; the written bytes stay, at another address perhaps.
   void reallocate();
 };
 

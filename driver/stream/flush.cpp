@@ -11,7 +11,6 @@
 namespace qv {
 namespace {
 
-constexpr uint64_t kFlushAtCapacity = 0x6000000;  // 96 MiB
 constexpr uint64_t kFirstCapacity = 0x40000;      // 256 KiB
 constexpr int32_t kFinish = op::glFinish::kOpcode;
 constexpr int32_t kFlush = op::glFlush::kOpcode;

@@ -7,6 +7,9 @@ namespace qv {
 
 class GlContext;
 
+// A stream whose buffer has this many bytes is flushed when it has no more room, instead of growing: 96 MiB.
+inline constexpr uint64_t kFlushAtCapacity = 0x6000000;
+
 // Submits everything written so far and empties the stream, whatever the submit reports. `presentMode` is 0, GL_FRONT (1028)
 // or GL_BACK (1029); `reply` and `reply2` are caller memory or null with their sizes in bytes. Returns the low 32 bits of the
 // length the host reports (SubmitFlush).

@@ -1,6 +1,7 @@
 // The flush, the growth of the stream, glFlush, glFinish and glGetError.
-#include "driver/lists/display_list_stream.h"
 #include "driver/stream/flush.h"
+
+#include "driver/lists/display_list_stream.h"
 #include "driver/stream/vertex_run.h"
 #include "driver/stream/write_command.h"
 #include "platform/simulated/control.h"
@@ -62,6 +63,24 @@ TEST_F(Flush, FlushesAtTheLimit) {
   EXPECT_EQ(host().submissions.size(), 1u);
   EXPECT_GT(context().capacity, capacity);
   QV_CALL(glEnd)();
+}
+
+// A run that begins at or behind 96 MiB flushes what is there first, though there be room: within runs the buffer only grows.
+TEST_F(Flush, RunBeginsAfreshBehindTheLimit) {
+  context().reserve(0x6000000 + 4096);
+  for (const uint64_t written : {uint64_t{0x6000000 - 4}, uint64_t{0x6000000}}) {
+    context().cursor = context().base + written;
+    context().remaining = context().capacity - written;
+    host().submissions.clear();
+    QV_CALL(glBegin)(GL_POINTS);
+    const bool flushed = written >= 0x6000000;
+    ASSERT_EQ(host().submissions.size(), flushed ? 1u : 0u);
+    if (flushed) {
+      EXPECT_EQ(host().submissions[0].stream.size(), written);
+    }
+    EXPECT_EQ(context().run.start, flushed ? 0u : written);
+    QV_CALL(glEnd)();
+  }
 }
 
 // A list's recording grows in steps of 512 bytes and keeps its buffer when it starts over.
