@@ -23,6 +23,7 @@ bool replayPushClientAttrib(Replayer& replayer, const uint8_t* payload, uint32_t
 bool replayEnable(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayDisable(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayBlendFunc(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
+bool replayLoadMatrixf(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayGetString(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 // Of vertex runs, which have no row.
 bool replayBrokenRun(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
@@ -47,6 +48,7 @@ QV_HAND_WRITTEN(glClientActiveTexture, replayClientState, 4, 0)
 QV_HAND_WRITTEN(glEnable, replayEnable, 4, 0)
 QV_HAND_WRITTEN(glDisable, replayDisable, 4, 0)
 QV_HAND_WRITTEN(glBlendFunc, replayBlendFunc, 8, 0)
+QV_HAND_WRITTEN(glLoadMatrixf, replayLoadMatrixf, 64, 0)
 QV_HAND_WRITTEN(glPushClientAttrib, replayPushClientAttrib, 4, 0)
 QV_HAND_WRITTEN(glGetString, replayGetString, 4, 0)
 #undef QV_HAND_WRITTEN

@@ -78,12 +78,13 @@ Replayer::Result Replayer::replay(const uint8_t* data, uint32_t bytes, uint32_t 
       return {Outcome::Failed, at, 0};
     }
     ++commands_;
+    // The pad bytes of the stream's last command may be missing.
+    next_ = data + std::min(at + padded(total), bytes);
     if (entry.handler != nullptr && !entry.handler(*this, data + at + head, payload)) [[unlikely]] {
       opcode_ = opcode;
       return {Outcome::Failed, at, 0};
     }
-    // The pad bytes of the stream's last command may be missing.
-    at = std::min(at + padded(total), bytes);
+    at = static_cast<uint32_t>(next_ - data);
   }
   if (left != at) {
     opcode_ = 0;

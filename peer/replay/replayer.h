@@ -58,6 +58,11 @@ class Replayer {
   static constexpr uint32_t kScratchBytes = 65536;
   void answer(const void* data, uint32_t bytes);
   // Bytes of the stretch from `at` on, which is at or behind the end of the command being replayed; they may be looked at.
+  // For a handler that has replayed `commands` more commands, up to `next`, a command's start within the stretch or its end.
+  void took(const uint8_t* next, uint64_t commands) {
+    next_ = next;
+    commands_ += commands;
+  }
   size_t bytesFrom(const uint8_t* at) const { return at < end_ ? static_cast<size_t>(end_ - at) : 0; }
   void setInsideBegin(bool inside) { insideBegin_ = inside; }
   void setListOpen(bool open) { listOpen_ = open; }
@@ -67,7 +72,8 @@ class Replayer {
  private:
   static const std::vector<uint8_t> kNoReply;
 
-  const uint8_t* end_ = nullptr;  // of the stretch
+  const uint8_t* end_ = nullptr;   // of the stretch
+  const uint8_t* next_ = nullptr;  // the command behind the one being replayed
   uint64_t commands_ = 0;
   uint64_t replyAt_ = ~uint64_t{0};  // value of commands_ when the reply was made
   std::vector<uint8_t> reply_, reply2_;

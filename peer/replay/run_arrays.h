@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 namespace qv::peer {
 
@@ -20,7 +21,11 @@ class RunArrays {
   // Draws `vertices` vertices of `stride` bytes at `data`. The current values of the attributes are undefined afterwards.
   void draw(uint32_t mode, const uint8_t* data, int32_t vertices, int32_t stride, const RunAttribute* attributes, uint32_t count);
 
+  // Memory for the vertices of several runs that are drawn as one.
+  std::vector<uint8_t>& joined() { return joined_; }
+
  private:
+  std::vector<uint8_t> joined_;
   uint64_t enabled_ = 0;  // bits of attribute numbers
 };
 

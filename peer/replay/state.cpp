@@ -1,8 +1,10 @@
 // Replay of state commands that need not reach GL when the very next command undoes them.
 //
-// Programs switch state to and fro between draws; of two commands in a row that set the same thing, GL only has to see the
-// second. A command is left out only if that can be told from the two alone: no side effect, and no error that the second one
+// Programs switch state to and fro between draws; of commands in a row that set the same thing, GL only has to see the last.
+// A command is left out only if that can be told from it and the next alone: no side effect, and no error that the next one
 // would not raise too.
+#include <cstring>
+
 #include "driver/stream/opcodes.h"
 #include "peer/gl_functions.h"
 #include "peer/replay/hand_written.h"
@@ -14,6 +16,7 @@ namespace {
 constexpr uint32_t kEnable = smallHeader(opcodeOf<op::glEnable>, op::glEnable::kSize);
 constexpr uint32_t kDisable = smallHeader(opcodeOf<op::glDisable>, op::glDisable::kSize);
 constexpr uint32_t kBlendFunc = smallHeader(opcodeOf<op::glBlendFunc>, op::glBlendFunc::kSize);
+constexpr uint32_t kLoadMatrix = smallHeader(opcodeOf<op::glLoadMatrixf>, op::glLoadMatrixf::kSize);
 
 // Capabilities that are a flag and nothing more. (Enabling GL_COLOR_MATERIAL, for one, changes the material.)
 bool isPlainFlag(GLenum capability) {
@@ -52,34 +55,58 @@ bool isBlendFactor(GLenum factor) {
          (factor >= GL_CONSTANT_COLOR && factor <= GL_ONE_MINUS_CONSTANT_ALPHA);
 }
 
-bool capabilityIsSetAgain(const Replayer& replayer, const uint8_t* payload) {
-  const uint8_t* const next = payload + 4;
-  if (replayer.bytesFrom(next) < op::glEnable::kSize) return false;
-  const uint32_t header = get<uint32_t>(next);
+// Replays glEnable and glDisable: the last of those in a row that set the capability of the first.
+bool replayCapability(Replayer& replayer, const uint8_t* payload, bool on) {
   const GLenum capability = get<GLenum>(payload);
-  return (header == kEnable || header == kDisable) && get<GLenum>(next + 4) == capability && isPlainFlag(capability);
+  const uint8_t* const first = payload + 4;
+  const uint8_t* next = first;
+  const auto setsItAgain = [&] {
+    if (replayer.bytesFrom(next) < op::glEnable::kSize) return false;
+    const uint32_t header = get<uint32_t>(next);
+    return (header == kEnable || header == kDisable) && get<GLenum>(next + 4) == capability;
+  };
+  if (setsItAgain() && isPlainFlag(capability)) {
+    do {
+      on = get<uint32_t>(next) == kEnable;
+      next += op::glEnable::kSize;
+    } while (setsItAgain());
+    replayer.took(next, static_cast<uint64_t>(next - first) / op::glEnable::kSize);
+  }
+  (on ? gl.glEnable : gl.glDisable)(capability);
+  return true;
+}
+
+// Skips to the last of the commands in a row from `payload` on that have `header` and occupy `size` bytes, as long as
+// `mayBeLeftOut(payload)`. Returns that command's payload.
+template <typename MayBeLeftOut>
+const uint8_t* lastInARow(Replayer& replayer, const uint8_t* payload, uint32_t header, uint32_t size,
+                          MayBeLeftOut&& mayBeLeftOut) {
+  const uint8_t* const first = payload;
+  while (replayer.bytesFrom(payload - 4 + size) >= size && get<uint32_t>(payload - 4 + size) == header && mayBeLeftOut(payload))
+    payload += size;
+  if (payload != first) replayer.took(payload - 4 + size, static_cast<uint64_t>(payload - first) / size);
+  return payload;
 }
 
 }  // namespace
 
-bool replayEnable(Replayer& replayer, const uint8_t* payload, uint32_t) {
-  if (!capabilityIsSetAgain(replayer, payload)) gl.glEnable(get<GLenum>(payload));
-  return true;
-}
+bool replayEnable(Replayer& replayer, const uint8_t* payload, uint32_t) { return replayCapability(replayer, payload, true); }
 
-bool replayDisable(Replayer& replayer, const uint8_t* payload, uint32_t) {
-  if (!capabilityIsSetAgain(replayer, payload)) gl.glDisable(get<GLenum>(payload));
-  return true;
-}
+bool replayDisable(Replayer& replayer, const uint8_t* payload, uint32_t) { return replayCapability(replayer, payload, false); }
 
 bool replayBlendFunc(Replayer& replayer, const uint8_t* payload, uint32_t) {
-  const GLenum source = get<GLenum>(payload), destination = get<GLenum>(payload + 4);
-  const uint8_t* const next = payload + 8;
-  if (replayer.bytesFrom(next) >= op::glBlendFunc::kSize && get<uint32_t>(next) == kBlendFunc && isBlendFactor(source) &&
-      isBlendFactor(destination)) {
-    return true;
-  }
-  gl.glBlendFunc(source, destination);
+  payload = lastInARow(replayer, payload, kBlendFunc, op::glBlendFunc::kSize, [](const uint8_t* factors) {
+    return isBlendFactor(get<GLenum>(factors)) && isBlendFactor(get<GLenum>(factors + 4));
+  });
+  gl.glBlendFunc(get<GLenum>(payload), get<GLenum>(payload + 4));
+  return true;
+}
+
+bool replayLoadMatrixf(Replayer& replayer, const uint8_t* payload, uint32_t) {
+  payload = lastInARow(replayer, payload, kLoadMatrix, op::glLoadMatrixf::kSize, [](const uint8_t*) { return true; });
+  GLfloat matrix[16];
+  std::memcpy(matrix, payload, sizeof matrix);
+  gl.glLoadMatrixf(matrix);
   return true;
 }
 

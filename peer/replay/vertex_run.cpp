@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "driver/stream/opcodes.h"
 #include "peer/replay/generic.h"
 #include "peer/replay/run_arrays.h"
 
@@ -155,6 +156,60 @@ void draw(Replayer& replayer, uint32_t mode, const RunLayout& layout, const uint
   give(layout, data + (vertices - 1) * size_t{layout.stride}, layout.slots - 1);
 }
 
+// Vertices per primitive of the modes whose primitives share none; 0 for the others.
+constexpr uint32_t ownVertices(uint32_t mode) {
+  switch (mode) {
+    case GL_POINTS:
+      return 1;
+    case GL_LINES:
+      return 2;
+    case GL_TRIANGLES:
+      return 3;
+    case GL_QUADS:
+      return 4;
+    default:
+      return 0;
+  }
+}
+
+// Whole runs that follow the one at `payload` and have its mode and layout are drawn with it: programs draw primitive after
+// primitive in a glBegin of its own, and a draw costs as much as hundreds of vertices. Returns the vertices of all, `vertices`
+// and `data` having been those of the first.
+uint32_t joinRuns(Replayer& replayer, const uint8_t* payload, uint32_t dataAt, const RunLayout& layout, const uint8_t*& data,
+                  uint32_t vertices) {
+  const uint32_t mode = get<uint32_t>(payload) >> 24, perPrimitive = ownVertices(mode);
+  if (perPrimitive == 0 || vertices == 0 || vertices % perPrimitive != 0) return vertices;
+  constexpr uint32_t kHead = 8;
+  const uint8_t* next = data + size_t{vertices} * layout.stride;
+  uint32_t bytes = 0;  // of vertices of the run at `next`
+  const auto belongs = [&] {
+    const size_t there = replayer.bytesFrom(next);
+    if (there < kHead + dataAt || get<uint32_t>(next) != kRunEnded) return false;
+    const uint32_t total = get<uint32_t>(next + 4);
+    if (total > there || total <= kHead + dataAt) return false;
+    bytes = total - kHead - dataAt;
+    // The packed word and the tags, without the place behind a lone tag, which has no defined value.
+    return bytes % (layout.stride * perPrimitive) == 0 && std::memcmp(next + kHead, payload, 4 + 2 * layout.slots) == 0;
+  };
+  if (!belongs()) return vertices;
+  // A program of the guest's may look at the number of a primitive, which counts from its glBegin on.
+  GLint program = 0;
+  gl.glGetIntegerv(GL_CURRENT_PROGRAM, &program);
+  if (program != 0) return vertices;
+  std::vector<uint8_t>& joined = replayer.runArrays().joined();
+  joined.assign(data, next);
+  uint64_t runs = 0;
+  do {
+    const uint8_t* const more = next + kHead + dataAt;
+    joined.insert(joined.end(), more, more + bytes);
+    next = more + bytes;
+    ++runs;
+  } while (belongs());
+  replayer.took(next, runs);
+  data = joined.data();
+  return static_cast<uint32_t>(joined.size() / layout.stride);
+}
+
 }  // namespace
 
 bool replayRun(Replayer& replayer, const uint8_t* payload, uint32_t bytes, bool ended) {
@@ -166,16 +221,17 @@ bool replayRun(Replayer& replayer, const uint8_t* payload, uint32_t bytes, bool 
   RunLayout layout;
   if (!readLayout(replayer, packed, payload + 4, layout)) return false;
 
-  const uint8_t* const data = payload + dataAt;
+  const uint8_t* data = payload + dataAt;
   const uint32_t dataBytes = bytes - dataAt;
-  const uint32_t vertices = layout.stride == 0 ? 0 : dataBytes / layout.stride;
+  uint32_t vertices = layout.stride == 0 ? 0 : dataBytes / layout.stride;
   // A vertex that was cut short has whole slots.
   uint32_t rest = dataBytes - vertices * layout.stride, wholeSlots = 0;
   while (rest != 0 && wholeSlots < layout.slots && layout.slot[wholeSlots].width <= rest) rest -= layout.slot[wholeSlots++].width;
   if (rest != 0) return replayer.fail("%u bytes behind %u vertices of %u", rest, vertices, layout.stride);
 
-  const bool arrays = ended && layout.positioned && layout.arrays && vertices >= kLeastForArrays && mode < kModes &&
-                      !replayer.insideBegin() && !replayer.listOpen();
+  bool arrays = ended && layout.positioned && layout.arrays && mode < kModes && !replayer.insideBegin() && !replayer.listOpen();
+  if (arrays && wholeSlots == 0) vertices = joinRuns(replayer, payload, dataAt, layout, data, vertices);
+  arrays = arrays && vertices >= kLeastForArrays;
   if (arrays) {
     draw(replayer, mode, layout, data, vertices);
   } else {

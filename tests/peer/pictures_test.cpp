@@ -179,6 +179,36 @@ TEST_P(Runs, EqualPlainCommands) {
   EXPECT_EQ(current, plainCurrent);
 }
 
+// Runs that follow one another, with whole primitives or not, give what their plain commands give.
+TEST_P(Runs, SeveralInARowEqualPlainCommands) {
+  const auto [name, mode, n] = GetParam();
+  for (const uint32_t each : {12u, 5u}) {
+    const auto plain = picture([&](Stream& stream) {
+      for (uint32_t from = 0; from < n; from += each) {
+        stream.add(7, mode);
+        for (uint32_t i = from; i < std::min(n, from + each); ++i) {
+          const std::vector<float> v = vertex(i, n);
+          stream.add(13, v[0], v[1], v[2]).add(56, v[3], v[4], v[5]).add(96, v[6]).add(136, v[7], v[8], v[9]);
+        }
+        stream.add(43);
+      }
+    });
+    const std::vector<uint8_t> plainCurrent = current;
+    const auto runs = picture([&](Stream& stream) {
+      for (uint32_t from = 0; from < n; from += each) {
+        std::vector<uint8_t> packed;
+        for (uint32_t i = from; i < std::min(n, from + each); ++i) {
+          const std::vector<uint8_t> bytes = floats(vertex(i, n));
+          packed.insert(packed.end(), bytes.begin(), bytes.end());
+        }
+        stream.large(2008, runPayload(mode, {0x3103, 0x3102, 0x1108, 0x3100}, 40, packed));
+      }
+    });
+    EXPECT_EQ(runs, plain) << each;
+    EXPECT_EQ(current, plainCurrent) << each;
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Modes, Runs,
                          testing::Values(RunCase{"points", 0, 7}, RunCase{"pointsArray", 0, 100}, RunCase{"lines", 1, 8},
                                          RunCase{"linesArray", 1, 60}, RunCase{"lineLoop", 2, 9}, RunCase{"lineLoopArray", 2, 49},
@@ -251,6 +281,29 @@ TEST_F(Pictures, BareRunHeadOpensThePrimitive) {
   ASSERT_EQ(guest.flush(rest, kBack), 0);
   EXPECT_EQ(guest.surface->pixel(10, 10) & 0xFFFFFF, 0x00FF00u);
   EXPECT_EQ(guest.glError(), 0u);
+}
+
+// A run of another layout, mode or kind, and one with a part of a vertex, is not drawn with the runs before it.
+TEST_F(Pictures, DifferentRunsInARow) {
+  const auto triangle = [](float x, float r, float g) {
+    return floats({r, g, 0, x, -1, 0, r, g, 0, x + 1, -1, 0, r, g, 0, x, 1, 0});
+  };
+  const std::vector<uint16_t> tags = {0x3103, 0x3100};
+  Stream stream = clear(0, 0, 0);
+  stream.large(2008, runPayload(4, tags, 24, triangle(-1, 1, 0)));
+  stream.large(2008, runPayload(5, tags, 24, triangle(-1, 0, 1)));  // a strip over it
+  stream.large(2008, runPayload(4, {0x3102, 0x3100}, 24, floats({0, 0, 1, 0, -1, 0, 0, 0, 1, 1, -1, 0, 0, 0, 1, 0, 1, 0})));
+  std::vector<uint8_t> longer = triangle(0, 1, 1);
+  const std::vector<uint8_t> part = floats({0, 0, 1});
+  longer.insert(longer.end(), part.begin(), part.end());
+  stream.large(2008, runPayload(4, tags, 24, longer));
+  stream.large(2007, runPayload(4, tags, 24, triangle(0, 1, 0))).add(43);
+  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  EXPECT_EQ(guest.glError(), 0u);
+  const uint32_t bottom = guest.height - 2;
+  EXPECT_EQ(guest.surface->pixel(1, bottom) & 0xFFFFFF, 0x00FF00u);
+  EXPECT_EQ(guest.surface->pixel(guest.width / 2 + 1, bottom) & 0xFFFFFF, 0xFF0000u);
+  EXPECT_EQ(guest.ask(Stream().add(262, 0x0B00u, 4u), 16), floats({1, 0, 0, 1}));
 }
 
 // Runs do not disturb a bound array buffer or what the guest finds in its own array state.
@@ -410,6 +463,19 @@ TEST_F(Pictures, StateSetTwiceInARow) {
   material.add(151, 0x0404u, 0x1602u).add(13, 0.25f, 0.5f, 0.75f).add(215, 2903u).add(214, 2903u);
   ASSERT_EQ(guest.flush(material), 0);
   EXPECT_EQ(guest.ask(Stream().add(269, 0x0404u, 0x1200u, 4u), 16), floats({0.25f, 0.5f, 0.75f, 1.0f}));
+  // Matrices: the last one of a row, and only of a row.
+  std::vector<float> first(16, 0.0f), second(16, 0.0f);
+  for (size_t i = 0; i < 16; i += 5) first[i] = 2, second[i] = 3;
+  const auto load = [](Stream& to, const std::vector<float>& m) { to.bytes(291, floats(m)); };
+  Stream matrices;
+  load(matrices, first);
+  load(matrices, second);
+  matrices.add(298);
+  load(matrices, first);
+  ASSERT_EQ(guest.flush(matrices), 0);
+  EXPECT_EQ(guest.ask(Stream().add(262, 0x0BA6u, 16u), 64), floats(first));
+  ASSERT_EQ(guest.flush(Stream().add(297)), 0);
+  EXPECT_EQ(guest.ask(Stream().add(262, 0x0BA6u, 16u), 64), floats(second));
   // Blend factors.
   ASSERT_EQ(guest.flush(Stream().add(241, 1u, 0u).add(241, 0x302u, 0x303u)), 0);
   EXPECT_EQ(guest.askFor<uint32_t>(Stream().add(263, 0x80C9u, 1u)), 0x302u);
