@@ -2,6 +2,7 @@
 #pragma once
 
 #include "driver/objects/share_group.h"
+#include "driver/pixels/textures.h"
 #include "driver/state/capabilities.h"
 #include "driver/state/gl_context.h"
 #include "driver/state/matrix.h"
@@ -269,6 +270,10 @@ QV_SHADOW(glClientActiveTexture) {
 };
 
 // --- bindings and names ---
+
+QV_SHADOW(glBindTexture) {
+  static void apply(GlContext* c, GLenum target, GLuint texture) { bindTextureName(c, target, texture); }
+};
 
 QV_SHADOW(glPrimitiveRestartIndex) {
   static void apply(GlContext* c, GLuint index) { c->restartIndex = index; }
