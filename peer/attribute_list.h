@@ -19,6 +19,8 @@ struct DrawableAttributes {
   uint16_t textureTarget = 0;  // GL_TEXTURE_2D, GL_TEXTURE_CUBE_MAP or 0
   bool mipmapped = false;
 
+  // Of a context's list: compatibility is what there is without a word about it.
+  bool core() const { return profileMask != 0 && (profileMask & 2) == 0; }
   bool operator==(const DrawableAttributes&) const = default;
 };
 

@@ -15,6 +15,7 @@
 #include "peer/guest.h"
 #include "peer/log.h"
 #include "peer/replay/opcode_table.h"
+#include "peer/side_context.h"
 
 namespace qv::peer {
 namespace {
@@ -36,7 +37,7 @@ Context::Context(Guest& guest, uint32_t id, const DrawableAttributes& attributes
 
 Context::~Context() {
   if (thread_.joinable()) {
-    stop_.store(true);
+    stop();
     // Once more after a while: the guest can falsify the word that the thread sleeps on.
     while (!ended_.load()) {
       ringAlways(channel_->peerBell);
@@ -70,6 +71,11 @@ bool Context::start() {
   return true;
 }
 
+void Context::stop() {
+  stop_.store(true);
+  if (channel_ != nullptr) ringAlways(channel_->peerBell);
+}
+
 void Context::requestRelease() {
   releaseRequested_.store(true);
   ringAlways(channel_->peerBell);
@@ -77,7 +83,7 @@ void Context::requestRelease() {
 
 void Context::run() {
   ChannelMemory& channel = *channel_;
-  replayer_ = std::make_unique<Replayer>();
+  replayer_ = std::make_unique<Replayer>(static_cast<WindowCommands*>(this));
   for (;;) {
     waitForRequest();
     if (releaseRequested_.exchange(false)) unbindWindow();
@@ -100,6 +106,7 @@ void Context::run() {
     ring(channel.guestBell);
   }
   unbindWindow();
+  side_.reset();
   replayer_.reset();
   guest_.display().endThread();
   ended_.store(true);
@@ -157,7 +164,7 @@ FlushAnswer Context::serve(const FlushRequest& request) {
       const bool writable = waitFor(
           channel_->peerBell, kStreamSpin, 0, [&] { return mayWrite() || stop_.load(); }, [] { return true; });
       if (!writable || stop_.load()) return answer;
-      copyFrame(window_->width, window_->height, *target, replayer_->listOpen());
+      if (!copyPicture(*target)) answer.status = kStatusUnavailable;
     } else if (request.replyBytes == 0 && guest_.shares().shared(*this)) {
       // What this context has done becomes visible to those it shares with.
       gl.glFlush();
@@ -184,7 +191,7 @@ bool Context::bindWindow(const FlushRequest& request) {
   }
   const bool fresh = egl_ == EGL_NO_CONTEXT;
   if (fresh) egl_ = guest_.shares().create(*this, attributes_);
-  if (egl_ == EGL_NO_CONTEXT || !guest_.display().makeCurrent(window->surface, egl_)) {
+  if (egl_ == EGL_NO_CONTEXT || !guest_.display().makeCurrent(window->surface(), egl_)) {
     guest_.display().release();
     guest_.windows().release(*window);
     return complain("no OpenGL context of version %u for window %u", attributes_.version, request.windowId);
@@ -197,6 +204,28 @@ bool Context::bindWindow(const FlushRequest& request) {
     gl.glReadBuffer(buffer);
   }
   return true;
+}
+
+bool Context::copyPicture(const Allocation& target) {
+  if (window_->offer.samples == 0) {
+    const uint32_t level = window_->selected.level;
+    copyFrame(window_->widthOf(level), window_->heightOf(level), target, replayer_->listOpen());
+    return true;
+  }
+  const char* why = sideContext().copyResolvedFrame(*window_, target);
+  if (!rebindDrawable()) why = kDrawableLost;
+  return why == nullptr || complain("no frame: %s", why);
+}
+
+SideContext& Context::sideContext() {
+  if (side_ == nullptr) side_ = std::make_unique<SideContext>(guest_.display(), guest_.counters(), attributes_, egl_);
+  return *side_;
+}
+
+bool Context::rebindDrawable() {
+  if (guest_.display().makeCurrent(window_->surface(), egl_)) return true;
+  unbindWindow();
+  return false;
 }
 
 void Context::unbindWindow() {

@@ -7,19 +7,22 @@
 #include <thread>
 #include <vector>
 
+#include "peer/allocation.h"
 #include "peer/attribute_list.h"
 #include "peer/channel.h"
 #include "peer/live_counters.h"
 #include "peer/replay/replayer.h"
+#include "peer/replay/window_commands.h"
 #include "peer/window.h"
 
 namespace qv::peer {
 
 class Guest;
+class SideContext;
 
 // The thread belongs to the context for life, so that the OpenGL context stays current on it from one flush to the next. It
 // spins shortly for the next flush and sleeps after that.
-class Context {
+class Context final : private WindowCommands {
  public:
   Context(Guest& guest, uint32_t id, const DrawableAttributes& attributes);
   // Ends the thread, which finishes the flush it is at.
@@ -36,6 +39,8 @@ class Context {
   int channelFile() const { return channelFile_; }
   const std::shared_ptr<ChannelMemory>& channel() const { return channel_; }
 
+  // From any thread: the thread ends instead of waiting for the guest. Only the end of the object may follow.
+  void stop();
   // From any thread: lets go of its window as soon as no flush is under way.
   void requestRelease();
 
@@ -48,6 +53,19 @@ class Context {
   bool replayStream(const FlushRequest& request);
   uint32_t pull(const FlushRequest& request, uint8_t* to, uint32_t most);
   void sendReplies(const FlushAnswer& answer);
+  const char* selectImage(uint32_t windowId, GLenum face, uint32_t level) override;
+  const char* bindTexImage(uint32_t windowId) override;
+  const char* releaseTexImage(uint32_t windowId) override;
+  bool accumulates() const override;
+  const char* accumulate(GLenum operation, GLfloat value) override;
+  const char* clearAccumulation() override;
+  // The part of the drawable that the scissor test leaves.
+  PixelRect scissored() const;
+  // Makes the drawable of window_ current again. On failure the window is let go.
+  bool rebindDrawable();
+  // The window's picture, without an open primitive.
+  bool copyPicture(const Allocation& target);
+  SideContext& sideContext();
   [[gnu::format(printf, 2, 3)]] bool complain(const char* format, ...);
 
   Guest& guest_;
@@ -67,8 +85,9 @@ class Context {
   EGLContext egl_ = EGL_NO_CONTEXT;
   std::shared_ptr<Window> window_;  // bound to this thread; null when none is
   std::unique_ptr<Replayer> replayer_;
-  std::vector<uint64_t> stretch_;  // stream bytes in hand, of 64-bit units for their alignment
-  uint32_t pulled_ = 0;            // bytes of this flush's stream taken out of the ring
+  std::unique_ptr<SideContext> side_;  // null until something is done in it
+  std::vector<uint64_t> stretch_;      // stream bytes in hand, of 64-bit units for their alignment
+  uint32_t pulled_ = 0;                // bytes of this flush's stream taken out of the ring
   SpinBudget idleSpin_;
 };
 

@@ -69,8 +69,7 @@ uint16_t EglDisplay::probeVersion(uint16_t profileMask) const {
 }
 
 bool EglDisplay::offers(const DrawableAttributes& attributes) const {
-  const bool core = attributes.profileMask != 0 && (attributes.profileMask & kCompatibilityBit) == 0;
-  return attributes.version <= (core ? coreVersion_ : compatibilityVersion_);
+  return attributes.version <= (attributes.core() ? coreVersion_ : compatibilityVersion_);
 }
 
 EGLContext EglDisplay::createContext(const DrawableAttributes& attributes, EGLContext share) const {
@@ -83,16 +82,14 @@ EGLContext EglDisplay::createContext(const DrawableAttributes& attributes, EGLCo
                 {EGL_CONTEXT_MAJOR_VERSION, attributes.version / 100, EGL_CONTEXT_MINOR_VERSION, attributes.version % 100 / 10});
   }
   if (attributes.version >= 320) {
-    const bool compatibility = attributes.profileMask == 0 || (attributes.profileMask & kCompatibilityBit) != 0;
-    list.insert(list.end(), {EGL_CONTEXT_OPENGL_PROFILE_MASK,
-                             compatibility ? EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT : EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT});
+    list.insert(list.end(), {EGL_CONTEXT_OPENGL_PROFILE_MASK, attributes.core() ? EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT
+                                                                                : EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT});
   }
   list.push_back(EGL_NONE);
   return eglCreateContext(display_, EGL_NO_CONFIG_KHR, share, list.data());
 }
 
-EGLSurface EglDisplay::createSurface(const DrawableAttributes& attributes, int32_t width, int32_t height) const {
-  if (!eglBindAPI(EGL_OPENGL_API)) return EGL_NO_SURFACE;
+DrawableOffer EglDisplay::offer(const DrawableAttributes& attributes) const {
   const EGLint componentType = attributes.floatColors ? EGL_COLOR_COMPONENT_TYPE_FLOAT_EXT : EGL_COLOR_COMPONENT_TYPE_FIXED_EXT;
   const EGLint colorBits = attributes.floatColors ? 16 : 8;
   // EGL's own order of preference decides among the configs that have at least what is asked for; a sample count that it does
@@ -121,23 +118,32 @@ EGLSurface EglDisplay::createSurface(const DrawableAttributes& attributes, int32
                              EGL_NONE};
     EGLConfig configs[64];
     EGLint count = 0;
-    if (!eglChooseConfig(display_, wanted, configs, 64, &count)) return EGL_NO_SURFACE;
+    if (!eglChooseConfig(display_, wanted, configs, 64, &count)) return {};
     for (EGLint i = 0; i < count; ++i) {
       // Deeper colours than asked for sort first.
-      EGLint red = 0;
-      eglGetConfigAttrib(display_, configs[i], EGL_RED_SIZE, &red);
-      if (red != colorBits) continue;
-      const EGLint size[] = {EGL_WIDTH,
-                             width,
-                             EGL_HEIGHT,
-                             height,
-                             EGL_GL_COLORSPACE_KHR,
-                             attributes.srgb ? EGL_GL_COLORSPACE_SRGB_KHR : EGL_GL_COLORSPACE_LINEAR_KHR,
-                             EGL_NONE};
-      return eglCreatePbufferSurface(display_, configs[i], size);
+      DrawableOffer found;
+      eglGetConfigAttrib(display_, configs[i], EGL_RED_SIZE, &found.colorBits);
+      if (found.colorBits != colorBits) continue;
+      found.config = configs[i];
+      eglGetConfigAttrib(display_, configs[i], EGL_SAMPLES, &found.samples);
+      return found;
     }
-    if (samples == 0) return EGL_NO_SURFACE;
+    if (samples == 0) return {};
   }
+}
+
+EGLSurface EglDisplay::createSurface(const DrawableAttributes& attributes, int32_t width, int32_t height) const {
+  if (!eglBindAPI(EGL_OPENGL_API)) return EGL_NO_SURFACE;
+  const DrawableOffer offered = offer(attributes);
+  if (offered.config == nullptr) return EGL_NO_SURFACE;
+  const EGLint list[] = {EGL_WIDTH,
+                         width,
+                         EGL_HEIGHT,
+                         height,
+                         EGL_GL_COLORSPACE_KHR,
+                         attributes.srgb ? EGL_GL_COLORSPACE_SRGB_KHR : EGL_GL_COLORSPACE_LINEAR_KHR,
+                         EGL_NONE};
+  return eglCreatePbufferSurface(display_, offered.config, list);
 }
 
 bool EglDisplay::makeCurrent(EGLSurface surface, EGLContext context) const {

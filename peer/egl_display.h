@@ -10,6 +10,13 @@
 
 namespace qv::peer {
 
+// What a drawable really gets.
+struct DrawableOffer {
+  EGLConfig config = nullptr;  // null when there is no drawable to be had
+  EGLint samples = 0;
+  EGLint colorBits = 0;  // per component
+};
+
 class EglDisplay {
  public:
   // The process's display, opened at the first call, with the GL functions loaded. Null when there is no usable EGL; the
@@ -24,8 +31,11 @@ class EglDisplay {
 
   // A context that can draw to every surface below. EGL_NO_CONTEXT on failure. `share` may be EGL_NO_CONTEXT.
   EGLContext createContext(const DrawableAttributes& attributes, EGLContext share) const;
+  // The nearest to what the attributes ask for.
+  DrawableOffer offer(const DrawableAttributes& attributes) const;
   // A drawable with depth 24, stencil 8 and the nearest colour format and sample count that EGL offers. EGL gives no
-  // accumulation buffer, and one colour buffer that answers to both GL_FRONT and GL_BACK, whose contents survive a swap.
+  // accumulation buffer (AccumulationBuffer stands in), and one colour buffer that answers to both GL_FRONT and GL_BACK, whose
+  // contents survive a swap. Every drawable of Mesa's obeys GL_FRAMEBUFFER_SRGB, also one that nobody wanted that of.
   EGLSurface createSurface(const DrawableAttributes& attributes, int32_t width, int32_t height) const;
 
   bool makeCurrent(EGLSurface surface, EGLContext context) const;

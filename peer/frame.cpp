@@ -55,7 +55,11 @@ GLint integer(GLenum name) {
   return value;
 }
 
-void readRows(int32_t width, int32_t height, int32_t rows, const Allocation& target) {
+}  // namespace
+
+void readFrame(int32_t width, int32_t height, const Allocation& target) {
+  const int32_t columns = static_cast<int32_t>(std::min<int64_t>(width, target.description.width));
+  const int32_t rows = static_cast<int32_t>(std::min<int64_t>(height, target.description.height));
   const PackSetting alignment(GL_PACK_ALIGNMENT, 4);
   const PackSetting rowLength(GL_PACK_ROW_LENGTH, static_cast<GLint>(target.description.pitch / 4));
   const PackSetting skipRows(GL_PACK_SKIP_ROWS, 0);
@@ -63,22 +67,17 @@ void readRows(int32_t width, int32_t height, int32_t rows, const Allocation& tar
   const PackSetting swapBytes(GL_PACK_SWAP_BYTES, GL_FALSE);
   const PackSetting lsbFirst(GL_PACK_LSB_FIRST, GL_FALSE);
   const PackSetting invert(kPackInvert, GL_TRUE);
-  // In bounds: rows and width are cut to the allocation's, whose height * pitch bytes are mapped.
-  gl.glReadPixels(0, height - rows, width, rows, GL_BGRA, GL_UNSIGNED_BYTE, target.memory);
+  // In bounds: rows and columns are cut to the allocation's, whose height * pitch bytes are mapped.
+  gl.glReadPixels(0, height - rows, columns, rows, GL_BGRA, GL_UNSIGNED_BYTE, target.memory);
 }
 
-}  // namespace
-
 void copyFrame(int32_t width, int32_t height, const Allocation& target, bool listOpen) {
-  const int32_t columns = static_cast<int32_t>(std::min<int64_t>(width, target.description.width));
-  const int32_t rows = static_cast<int32_t>(std::min<int64_t>(height, target.description.height));
-
   const GLint packBuffer = integer(GL_PIXEL_PACK_BUFFER_BINDING);
   if (packBuffer != 0) gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
   const GLint readFramebuffer = integer(GL_READ_FRAMEBUFFER_BINDING);
   if (readFramebuffer != 0) gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
   if (listOpen) {
-    readRows(columns, height, rows, target);
+    readFrame(width, height, target);
   } else {
     const GLint readBuffer = integer(GL_READ_BUFFER);
     if (readBuffer != GL_BACK) gl.glReadBuffer(GL_BACK);
@@ -88,7 +87,7 @@ void copyFrame(int32_t width, int32_t height, const Allocation& target, bool lis
       const TransferSetting redBias(GL_RED_BIAS, 0), greenBias(GL_GREEN_BIAS, 0), blueBias(GL_BLUE_BIAS, 0),
           alphaBias(GL_ALPHA_BIAS, 0);
       const TransferSetting mapColor(GL_MAP_COLOR, 0);
-      readRows(columns, height, rows, target);
+      readFrame(width, height, target);
     }
     if (readBuffer != GL_BACK) gl.glReadBuffer(static_cast<GLenum>(readBuffer));
   }

@@ -13,4 +13,7 @@ namespace qv::peer {
 // as the guest has set it.
 void copyFrame(int32_t width, int32_t height, const Allocation& target, bool listOpen);
 
+// The same from the current read framebuffer and buffer, under the state of a fresh context but for the pixel store.
+void readFrame(int32_t width, int32_t height, const Allocation& target);
+
 }  // namespace qv::peer

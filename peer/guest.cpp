@@ -42,7 +42,7 @@ Guest::Guest(LiveCounters& counters, const EglDisplay& display)
       number_(lastNumber.fetch_add(1) + 1),
       counter_(counters.guests),
       shares_(counters, display),
-      windows_(counters, display),
+      windows_(counters, display, number_),
       allocations_(counters) {}
 
 Guest::~Guest() {
@@ -51,6 +51,8 @@ Guest::~Guest() {
     const std::lock_guard lock(mutex_);
     gone.swap(contexts_);
   }
+  // All at once: one may be waiting for a window that another one holds.
+  for (const auto& [id, context] : gone) context->stop();
   gone.clear();
 }
 

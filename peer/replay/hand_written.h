@@ -24,10 +24,15 @@ bool replayEnable(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayDisable(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayBlendFunc(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayLoadMatrixf(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
+bool replayAccum(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
+bool replayClear(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayGetString(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
-// Of vertex runs, which have no row.
+// Of commands that have no row.
 bool replayBrokenRun(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 bool replayEndedRun(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
+bool replayPbufferAttrib(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
+bool replayBindTexImage(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
+bool replayReleaseTexImage(Replayer& replayer, const uint8_t* payload, uint32_t bytes);
 
 #define QV_HAND_WRITTEN(name, handler, least, span)                \
   template <>                                                      \
@@ -49,6 +54,8 @@ QV_HAND_WRITTEN(glEnable, replayEnable, 4, 0)
 QV_HAND_WRITTEN(glDisable, replayDisable, 4, 0)
 QV_HAND_WRITTEN(glBlendFunc, replayBlendFunc, 8, 0)
 QV_HAND_WRITTEN(glLoadMatrixf, replayLoadMatrixf, 64, 0)
+QV_HAND_WRITTEN(glAccum, replayAccum, 8, 0)
+QV_HAND_WRITTEN(glClear, replayClear, 4, 0)
 QV_HAND_WRITTEN(glPushClientAttrib, replayPushClientAttrib, 4, 0)
 QV_HAND_WRITTEN(glGetString, replayGetString, 4, 0)
 #undef QV_HAND_WRITTEN

@@ -72,6 +72,9 @@ Table makeTable() {
   }
   table[kRunBroken] = {&replayBrokenRun, 4, kAnySpan};
   table[kRunEnded] = {&replayEndedRun, 4, kAnySpan};
+  table[kOpcodePbufferAttrib] = {&replayPbufferAttrib, 12, 0};
+  table[kOpcodeBindTexImage] = {&replayBindTexImage, 8, 0};
+  table[kOpcodeReleaseTexImage] = {&replayReleaseTexImage, 8, 0};
   return table;
 }
 

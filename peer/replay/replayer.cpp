@@ -22,8 +22,8 @@ constexpr uint32_t kHeadOfRun = 12;  // two header words and the packed word
 
 const std::vector<uint8_t> Replayer::kNoReply;
 
-Replayer::Replayer()
-    : scratch_(kScratchBytes / sizeof(uint64_t)), passedOver_(kOpcodes), runArrays_(std::make_unique<RunArrays>()) {}
+Replayer::Replayer(WindowCommands* windows)
+    : windows_(windows), scratch_(kScratchBytes / sizeof(uint64_t)), runArrays_(std::make_unique<RunArrays>()) {}
 Replayer::~Replayer() = default;
 
 void Replayer::begin() {
@@ -105,9 +105,7 @@ bool Replayer::fail(const char* format, ...) {
 }
 
 void Replayer::passOver(uint32_t opcode, const char* name, const char* why) {
-  if (passedOver_[opcode]) return;
-  passedOver_[opcode] = true;
-  logLine("opcode %u (%s) passed over: %s", opcode, name, why);
+  if (passedOver_.emplace(opcode, why).second) logLine("opcode %u (%s) passed over: %s", opcode, name, why);
 }
 
 uint8_t* Replayer::scratch(uint32_t bytes) {

@@ -3,18 +3,23 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace qv::peer {
 
+class WindowCommands;
 class RunArrays;
 
 // Commands come in stretches of a stream. Nothing in a stretch is trusted, but it must be memory that no guest can change
 // while it is read: values are checked in one place and used in another.
 class Replayer {
  public:
-  Replayer();
+  // Without `windows`, which outlives it, the commands on pbuffers and on accumulation
+  // buffers are passed over or GL's to answer.
+  explicit Replayer(WindowCommands* windows = nullptr);
   ~Replayer();
   Replayer(const Replayer&) = delete;
   Replayer& operator=(const Replayer&) = delete;
@@ -50,7 +55,8 @@ class Replayer {
 
   // Says why the command is malformed. Always false, the handlers' own result then.
   [[gnu::format(printf, 2, 3)]] bool fail(const char* format, ...);
-  // Complains, once per opcode, about a command that is passed over.
+  // Complains, once per opcode and reason, about a command that is passed over.
+  // `why` is one of a few constants.
   void passOver(uint32_t opcode, const char* name, const char* why);
   // At least kScratchBytes of memory for what GL writes, of which the first `bytes` are zero and the rest is left over from
   // earlier uses. Aligned to 8, valid until the next call.
@@ -68,10 +74,12 @@ class Replayer {
   void setListOpen(bool open) { listOpen_ = open; }
   bool listOpen() const { return listOpen_; }
   RunArrays& runArrays() { return *runArrays_; }
+  WindowCommands* windows() { return windows_; }
 
  private:
   static const std::vector<uint8_t> kNoReply;
 
+  WindowCommands* const windows_;
   const uint8_t* end_ = nullptr;   // of the stretch
   const uint8_t* next_ = nullptr;  // the command behind the one being replayed
   uint64_t commands_ = 0;
@@ -82,7 +90,7 @@ class Replayer {
   uint32_t opcode_ = 0;    // of the malformed command
   std::string complaint_;
   std::vector<uint64_t> scratch_;
-  std::vector<bool> passedOver_;
+  std::set<std::pair<uint32_t, const char*>> passedOver_;
   std::unique_ptr<RunArrays> runArrays_;
 };
 

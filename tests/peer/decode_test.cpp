@@ -139,10 +139,12 @@ inline constexpr bool kWholeInFixedPart = std::is_same_v<Form, Fixed>;
 template <uint32_t N>
 inline constexpr bool kWholeInFixedPart<Vec<N>> = true;
 
-// Rows of the fixed form that a function replays because it looks at the command behind, too: one alone is replayed by its form.
+// Rows of the fixed form that a function replays because it looks at the command behind, or at the window, too: one alone, in a
+// stream without windows, is replayed by its form.
 template <typename Row>
-inline constexpr bool kLooksAhead = std::is_same_v<Row, op::glEnable> || std::is_same_v<Row, op::glDisable> ||
-                                    std::is_same_v<Row, op::glBlendFunc> || std::is_same_v<Row, op::glLoadMatrixf>;
+inline constexpr bool kLooksBeyond =
+    std::is_same_v<Row, op::glEnable> || std::is_same_v<Row, op::glDisable> || std::is_same_v<Row, op::glBlendFunc> ||
+    std::is_same_v<Row, op::glLoadMatrixf> || std::is_same_v<Row, op::glAccum> || std::is_same_v<Row, op::glClear>;
 
 // Every row as constants.
 struct RowKind {
@@ -160,7 +162,7 @@ constexpr RowKind kindOf() {
               std::is_same_v<Form, Family>,
               kFixed,
               nullptr};
-  if constexpr (kFixed && kWithheld<Row> == nullptr && (!HandWritten<Row>::kIs || kLooksAhead<Row>))
+  if constexpr (kFixed && kWithheld<Row> == nullptr && (!HandWritten<Row>::kIs || kLooksBeyond<Row>))
     out.make = &RowCaseOf<Row>::make;
   return out;
 }
