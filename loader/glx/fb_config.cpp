@@ -46,6 +46,7 @@ constexpr std::array kDefaults{
     Criterion{GLX_TRANSPARENT_TYPE, Rule::Exact, GLX_NONE},
     Criterion{GLX_FRAMEBUFFER_SRGB_CAPABLE_ARB, Rule::Exact, kDontCare},
     Criterion{GLX_VISUAL_ID, Rule::Exact, kDontCare},
+    Criterion{GLX_SWAP_METHOD_OML, Rule::Exact, kDontCare},
     // Their values say nothing about a configuration without transparency, and the pbuffer limits are not criteria.
     Criterion{GLX_TRANSPARENT_INDEX_VALUE, Rule::Ignored, kDontCare},
     Criterion{GLX_TRANSPARENT_RED_VALUE, Rule::Ignored, kDontCare},
@@ -216,6 +217,9 @@ int fbConfigAttribute(const FbConfig& config, int attribute, int* value) {
       return 0;
     case GLX_SAMPLES:
       *value = config.samples;
+      return 0;
+    case GLX_SWAP_METHOD_OML:
+      *value = GLX_SWAP_UNDEFINED_OML;
       return 0;
     case GLX_FRAMEBUFFER_SRGB_CAPABLE_ARB:
       *value = config.srgb;

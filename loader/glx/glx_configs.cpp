@@ -15,6 +15,7 @@ constexpr char kVersion[] = "1.4";
 constexpr char kExtensions[] =
     "GLX_ARB_create_context GLX_ARB_create_context_profile GLX_ARB_fbconfig_float GLX_ARB_framebuffer_sRGB "
     "GLX_ARB_get_proc_address GLX_ARB_multisample GLX_EXT_framebuffer_sRGB GLX_EXT_swap_control GLX_MESA_swap_control "
+    "GLX_OML_swap_method "
     "GLX_SGI_swap_control";
 
 // A copy of the visual's description for the program to free.

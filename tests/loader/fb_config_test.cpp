@@ -136,6 +136,7 @@ TEST_F(FbConfigTest, Attributes) {
   EXPECT_EQ(value(usual, GLX_MAX_PBUFFER_WIDTH), 2048);
   EXPECT_EQ(value(usual, GLX_MAX_PBUFFER_PIXELS), 4194304);
   EXPECT_EQ(value(usual, GLX_SAMPLE_BUFFERS), 0);
+  EXPECT_EQ(value(usual, GLX_SWAP_METHOD_OML), GLX_SWAP_UNDEFINED_OML);
   EXPECT_EQ(value(configs[13], GLX_SAMPLE_BUFFERS), 1);
   EXPECT_EQ(value(configs[13], GLX_SAMPLES), 8);
   EXPECT_EQ(value(configs[13], GLX_FRAMEBUFFER_SRGB_CAPABLE_ARB), 1);

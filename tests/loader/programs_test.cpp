@@ -75,18 +75,34 @@ TEST(Programs, GlxFeatures) {
   EXPECT_EQ(host.process().errors(), "");
 }
 
-// More of mesa-utils.
-TEST(Programs, GlxheadsAndFullscreenGears) {
-  for (const std::vector<std::string>& command :
-       {std::vector<std::string>{"glxheads"}, std::vector<std::string>{"glxgears", "-fullscreen"}}) {
+// The other GLX programs of mesa-utils: no GL error, no X error, no line of the peer but of what its OpenGL cannot do.
+TEST(Programs, OthersOfMesaUtils) {
+  struct Run {
+    std::vector<std::string> command;
+    const char* frames;
+    const char* told = "";
+  };
+  // The sRGB formats have eight samples, and Mesa's software renderer has four at most.
+  constexpr const char* kFourSamples = "qv peer: guest 1: windows of 8 samples get 4\n";
+  for (const Run& run :
+       {Run{{"glxheads"}, "60"}, Run{{"glxgears", "-fullscreen"}, "60"}, Run{{"glxgears", "-samples", "4"}, "60"},
+        Run{{"glxgears", "-srgb"}, "60", kFourSamples}, Run{{"glxdemo"}, "1"}, Run{{"glxinfo", "-v", "-l"}, ""}}) {
+    SCOPED_TRACE(testing::PrintToString(run.command));
+    ScratchFolder folder;
     Host host;
-    Variables variables = throughDriver();
+    Variables variables = throughDriver(folder / "report");
     variables["QV_HOST_SOCKET"] = host.socket();
-    variables["QV_FRAMES"] = "60";
-    ChildProcess program(command, variables);
-    EXPECT_EQ(program.wait(), 0) << command[0];
-    EXPECT_EQ(program.errors(), "") << command[0];
-    EXPECT_EQ(host.process().errors(), "") << command[0];
+    if (*run.frames != 0) variables["QV_FRAMES"] = run.frames;
+    ChildProcess program(run.command, variables);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_EQ(program.errors(), "");
+    EXPECT_EQ(host.process().errors(), run.told);
+    const std::string report = readFile(folder / "report");
+    EXPECT_EQ(linesOf(report, "error").size(), 0u) << report;
+    if (*run.frames != 0) {
+      EXPECT_NE(report.find("no GL error after the last frame"), std::string::npos) << report;
+    }
+    EXPECT_EQ(program.output().find("Unknown"), std::string::npos);
   }
 }
 
