@@ -78,7 +78,7 @@ DHGLRC APIENTRY DrvCreateContext(HDC hdc) {
 
   uint16_t version = request != nullptr ? request->version : kLowestVersion;
   uint8_t compatibility = request != nullptr ? request->compatibility : 1;
-  // Overrides what the application asked for, too.
+  // Overrides what the application asked for, too, as is required.
   applyVersionProfile(version, compatibility);
   const AttributeList attributes = contextAttributes(format, version, compatibility);
   std::copy_n(attributes.words(), kAttributeWords, packet.attributes);

@@ -52,17 +52,6 @@ struct PbufferAttributes {
   uint32_t mipmapLevels = 0;
 };
 
-// The levels of a full chain, counted on height OR width.
-uint32_t countMipmapLevels(int width, int height) {
-  const uint32_t extent = static_cast<uint32_t>(height) | static_cast<uint32_t>(width);
-  uint32_t levels = 0, power;
-  do {
-    power = 1u << levels;
-    ++levels;
-  } while (power < extent && levels < 32);
-  return levels;
-}
-
 // False for an unknown key and for a texture format that does not go with the target; an empty list asks for no texture.
 bool readPbufferAttributes(const int* list, int width, int height, PbufferAttributes& out) {
   if (list == nullptr || list[0] == 0) return true;
@@ -136,6 +125,16 @@ ATOM registerPbufferClass() {
 }
 
 void unregisterPbufferClass() { UnregisterClassW(className(), ModuleInstance); }
+
+uint32_t countMipmapLevels(int width, int height) {
+  const uint32_t extent = static_cast<uint32_t>(height) | static_cast<uint32_t>(width);
+  uint32_t levels = 0, power;
+  do {
+    power = 1u << levels;
+    ++levels;
+  } while (power < extent && levels < 32);
+  return levels;
+}
 
 namespace gl {
 

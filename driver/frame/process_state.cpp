@@ -59,7 +59,7 @@ bool processAttach() {
   if (!askHostVersion()) {
     closeDevice();
     freeTlsSlot(ContextTlsSlot);
-    return false;  // the other slot stays until the detach that follows
+    return false;  // the other slot stays until the detach that follows, as is required
   }
   createSubmissionContext();
   InitializeCriticalSection(&DriverLock);

@@ -44,8 +44,8 @@ static_assert(sizeof(EscapeBufferRow) == 16);
 
 struct VersionQueryPacket {
   EscapeHeader header{.code = EscapeCode::VersionQuery, .layout = 4};
-  uint16_t major = 3;  // reply: GL major version of the host
-  uint16_t minor = 0;
+  uint16_t major = 3;  // sent as 3, which the kernel driver requires; reply: GL major version of the host
+  uint16_t minor = 0;  // reply: GL minor version of the host
   uint32_t zero = 0;
 };
 static_assert(sizeof(VersionQueryPacket) == 32 && offsetof(VersionQueryPacket, major) == 24 &&

@@ -14,7 +14,7 @@ namespace {
 
 inline constexpr uint32_t kEndWord = 65640;
 inline constexpr uint32_t kCopyWord = 65617;
-// The kernel driver's names for the place of a source and of a destination in a command.
+// The kernel driver's names for the place of a source and of a destination in a command; it requires these numbers.
 inline constexpr uint32_t kSourceSlot = 23;
 inline constexpr uint32_t kDestinationSlot = 17;
 

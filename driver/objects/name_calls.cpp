@@ -43,7 +43,8 @@ void makeOwn(NameTable GlContext::*table, GLsizei n, GLuint* names, const char* 
   if (context != nullptr) reportUnless(context, (context->*table).generate(n, names), text);
 }
 
-// True for a name that was generated, bound or not.
+// True for a name that was generated, bound or not. That some kinds are told by their name and others by their object, as
+// below, is required.
 template <typename Row, ShareSlot Slot>
 GLboolean isNamed(GLuint name) {
   GlContext* const context = enter<Row>();

@@ -20,7 +20,7 @@ enum class Clamp : uint8_t {
 struct LimitRow {
   GLenum pname;
   int32_t LimitCache::*field;
-  int32_t unset;  // the value of a limit that is not known; where it is -1, -2 counts as unset too
+  int32_t unset;  // the value of a limit that is not known; -2 counts as unset too where it is -1, but see isUnset
   Clamp clamp;
   int32_t highest;      // for a limit of indexed bindings or units, the length of the context's array
   uint16_t minVersion;  // below it nothing is stored or answered
@@ -69,7 +69,12 @@ int32_t clamped(const LimitRow& row, int32_t value) {
   return value;
 }
 
-bool isUnset(const LimitRow& row, int32_t value) { return value == row.unset || (row.unset == -1 && value == -2); }
+// Two limits have the one marker -1: of the binary formats any other value below 1 is the host's and reads as 0.
+bool isUnset(const LimitRow& row, int32_t value) {
+  if (value == row.unset) return true;
+  const bool oneMarker = row.pname == GL_NUM_SHADER_BINARY_FORMATS || row.pname == GL_MAX_UNIFORM_BUFFER_BINDINGS;
+  return row.unset == -1 && value == -2 && !oneMarker;
+}
 
 bool store(GlContext* context, GLenum pname, int32_t value) {
   const LimitRow* const row = limitRow(pname);

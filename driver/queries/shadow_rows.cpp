@@ -176,7 +176,8 @@ constexpr double kDepthRangeScale = 4294967295.0 * 0.5;
 
 // clang-format off
 constexpr ShadowRow kUnsortedRows[] = {
-    // Constants.
+    // Constants. Below its version a name goes on to the table of value counts, which lacks it, and so is GL_INVALID_ENUM, as is
+    // required.
     {GL_MAX_CLIENT_ATTRIB_STACK_DEPTH, 0, constant<16>},
     {GL_MAX_VERTEX_ATTRIBS, 0, constant<16>},
     {GL_NUM_PROGRAM_BINARY_FORMATS, 0, constant<0>},

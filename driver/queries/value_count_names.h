@@ -1,6 +1,6 @@
 // The pnames of valueCount by their number of values and the lowest version that has them.
 //
-// The counts stand as the wire has them, also where the GL specification gives a name another width:
+// The counts stand as the wire requires them, also where the GL specification gives a name another width:
 // GL_POINT_SPRITE_COORD_ORIGIN is of two values here, and the two default patch levels are of one. A name that is answered from
 // the shadow at every version stands in no group.
 #pragma once

@@ -22,7 +22,7 @@ void writeWord(GlContext* context, int32_t opcode) {
 }
 
 // Common end of glFlush and glFinish, their word being written: shows what was drawn to the front buffer, makes the work
-// visible to contexts that share, and otherwise leaves the stream to grow.
+// visible to contexts that share, and otherwise sends nothing: required, so that such a call in every frame costs no round trip.
 void flushAfterMark(GlContext* context) {
   const bool doubleBuffered = (pixelFormat(context->pixelFormatIndex).dwFlags & PFD_DOUBLEBUFFER) != 0;
   if (!doubleBuffered || context->frontDirty) {

@@ -211,6 +211,20 @@ TEST_F(ProfileTest, Translations) {
   EXPECT_EQ(run(), kNone);
 }
 
+// The number of look-ups is bounded by the size of the list in bytes and not by its entries: one entry of four bytes allows four.
+// This is required.
+TEST_F(ProfileTest, TranslationsAreBoundedInBytes) {
+  sim::VersionInfo info;
+  info.translations = {{0x1111, 0x2222}};
+  // Something behind the list that is long enough to be read as three entries more.
+  info.strings[u"\\StringFileInfo\\99999999\\ProductName"] = u"nothing that is looked for";
+  sim::setVersionInfo(info);
+  const uint64_t before = sim::callCount("VerQueryValueW");
+  EXPECT_EQ(run(), kNone);
+  // The fixed record, the list, and four names.
+  EXPECT_EQ(sim::callCount("VerQueryValueW") - before, 6u);
+}
+
 // The profile overrides what was asked for, and the host has the last word.
 TEST_F(ProfileTest, HostHasTheLastWord) {
   sim::setImagePath(u"C:\\a\\harbourlight.exe");

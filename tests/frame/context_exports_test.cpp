@@ -217,6 +217,43 @@ TEST_F(ContextExportsTest, SetContextBinds) {
   EXPECT_EQ(gpu.count(EscapeCode::Flush), 4u);
 }
 
+// A viewport that the application has set stays: only one whose width and height are both negative is filled.
+TEST_F(ContextExportsTest, SetContextKeepsAViewport) {
+  const HWND window = makeWindow(4, {10, 20, 330, 260});
+  const HDC hdc = dc(window);
+  const ViewportState set[] = {{.x = 5, .y = 6, .width = 7, .height = 8},
+                               {.x = 5, .y = 6, .width = 0, .height = 0},
+                               {.x = 5, .y = 6, .width = -1, .height = 0},
+                               {.x = 5, .y = 6, .width = 0, .height = -1}};
+  for (const ViewportState& before : set) {
+    const DHGLRC handle = makeContext(window);
+    contextOf(handle)->viewport.current() = before;
+    ASSERT_NE(DrvSetContext(hdc, handle, nullptr), nullptr);
+    const ViewportState& after = contextOf(handle)->viewport.current();
+    EXPECT_EQ(after.x, 5);
+    EXPECT_EQ(after.y, 6);
+    EXPECT_EQ(after.width, before.width);
+    EXPECT_EQ(after.height, before.height);
+  }
+  const DHGLRC handle = makeContext(window);
+  contextOf(handle)->viewport.current() = {.x = 5, .y = 6, .width = -3, .height = -4};
+  ASSERT_NE(DrvSetContext(hdc, handle, nullptr), nullptr);
+  EXPECT_EQ(contextOf(handle)->viewport.current().x, 0);
+  EXPECT_EQ(contextOf(handle)->viewport.current().width, 320);
+}
+
+// Whether a context is current is not looked at when it is deleted: the thread's slot keeps its address.
+TEST_F(ContextExportsTest, DeleteLeavesTheSlot) {
+  const DHGLRC handle = makeCurrent(makeWindow());
+  const void* const address = currentContext();
+  EXPECT_EQ(DrvDeleteContext(handle), 1);
+  EXPECT_EQ(TlsGetValue(ContextTlsSlot), address);
+  SetLastError(0);
+  EXPECT_EQ(DrvDeleteContext(handle), 0);
+  EXPECT_EQ(GetLastError(), 6u);
+  TlsSetValue(ContextTlsSlot, nullptr);
+}
+
 // Only the current context of the thread can be released.
 TEST_F(ContextExportsTest, ReleaseOfAnotherContext) {
   const HWND window = makeWindow();

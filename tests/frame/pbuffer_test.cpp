@@ -1,4 +1,6 @@
 // Pbuffers and render-to-texture.
+#include "driver/frame/pbuffer.h"
+
 #include "driver/host/submit.h"
 #include "tests/frame/frame_test.h"
 
@@ -78,6 +80,43 @@ TEST_F(PbufferTest, Creation) {
   EXPECT_EQ(GetPixelFormat(hdc), 4);
   EXPECT_EQ(WindowFromDC(hdc), window);
   EXPECT_EQ(gl::wglReleasePbufferDCARB(pbuffer, hdc), 1);
+}
+
+// The class and the hidden window: name, extra bytes and their five places, style, and what the window procedure answers.
+TEST_F(PbufferTest, ClassAndWindow) {
+  WNDCLASSW sameName{};
+  sameName.lpfnWndProc = DefWindowProcW;
+  sameName.lpszClassName = u"QuillvaneGLpbuffer";
+  EXPECT_EQ(RegisterClassW(&sameName), 0);
+  EXPECT_EQ(GetLastError(), 1410u);
+  const HPBUFFERARB pbuffer = create(4, 8, 8, {kTextureFormat, kRgba, kTextureTarget, kCubeMap});
+  const HWND window = windowOf(pbuffer);
+  EXPECT_EQ(GetClassLongW(window, -26), 0u);   // style of the class
+  EXPECT_EQ(GetClassLongW(window, -18), 20u);  // extra bytes of its windows
+  EXPECT_EQ(static_cast<DWORD>(GetWindowLongW(window, -16)), 0x86000000u);
+  EXPECT_EQ(GetWindowLongW(window, 0), 900);
+  EXPECT_EQ(GetWindowLongW(window, 4), kRgba);
+  EXPECT_EQ(GetWindowLongW(window, 8), kCubeMap);
+  EXPECT_EQ(GetWindowLongW(window, 12), kPositiveX);
+  EXPECT_EQ(GetWindowLongW(window, 16), 0);
+  const uint64_t before = sim::callCount("DefWindowProcW");
+  for (const UINT message : {0x0001u, 0x000Fu, 0x0010u, 0x0014u}) {  // create, paint, close, erase background
+    sim::sendMessage(window, message, 0, 0);
+  }
+  EXPECT_EQ(sim::callCount("DefWindowProcW"), before);
+  EXPECT_TRUE(sim::isAlive(window));
+  sim::sendMessage(window, 0x0005, 0, 0);  // size
+  EXPECT_EQ(sim::callCount("DefWindowProcW"), before + 1);
+}
+
+// The levels of a full mipmap chain count on height OR width, up to 32.
+TEST_F(PbufferTest, MipmapLevels) {
+  EXPECT_EQ(countMipmapLevels(256, 256), 9u);
+  EXPECT_EQ(countMipmapLevels(3, 4), 4u);
+  EXPECT_EQ(countMipmapLevels(1, 1), 1u);
+  EXPECT_EQ(countMipmapLevels(0, 0), 1u);
+  EXPECT_EQ(countMipmapLevels(256, 1), 10u);  // 257
+  EXPECT_EQ(countMipmapLevels(-1, 1), 32u);
 }
 
 TEST_F(PbufferTest, Formats) {

@@ -203,6 +203,17 @@ TEST_F(PresentTest, OpenRefused) {
   EXPECT_EQ(sim::presents().back().route, sim::PresentRecord::Route::Blt);
 }
 
+// The end of a composed window gives back both its surfaces before the host is told.
+TEST_F(PresentTest, TeardownOfAComposedWindow) {
+  sim::setComposition(true);
+  start();
+  present();
+  ASSERT_NE(tracked().composition.resource, 0u);
+  startTrace();
+  sim::sendMessage(window, WM_DESTROY, 0, 0);
+  expectCalls({"GetCurrentProcessId", "D3DKMTDestroyAllocation", "D3DKMTDestroyAllocation", "D3DKMTEscape", "CallNextHookEx"});
+}
+
 // A window without a picture shows nothing.
 TEST_F(PresentTest, NoBackBuffer) {
   sim::setComposition(true);
@@ -248,6 +259,23 @@ TEST_F(PacingTest, OnePresentPerRefresh) {
   sim::advanceVBlanks(7);
   present();
   EXPECT_EQ(waits(), 1u);
+}
+
+// The statistics asked for are those of presents, type 4, and the blank waited for is that of source 0.
+TEST_F(PacingTest, WhatIsAsked) {
+  start();
+  currentContext()->swapInterval = 1;
+  present();
+  startTrace();
+  present();
+  bool asked = false, waited = false;
+  for (const std::string& line : sim::trace()) {
+    asked = asked || (line.find("D3DKMTGetDeviceState") != std::string::npos && line.find("type 4") != std::string::npos);
+    waited = waited ||
+             (line.find("D3DKMTWaitForVerticalBlankEvent") != std::string::npos && line.find("source 0") != std::string::npos);
+  }
+  EXPECT_TRUE(asked);
+  EXPECT_TRUE(waited);
 }
 
 // The copy of the composition road is paced too, inside the submission.

@@ -307,5 +307,59 @@ TEST_F(ThunkRecordsTest, Residency) {
   EXPECT_EQ(lastEvict.Flags, 0u);
 }
 
+D3DKMT_CREATEPAGINGQUEUE lastQueue;
+D3DDDI_DESTROYPAGINGQUEUE lastDestroyedQueue;
+D3DKMT_REGISTERTRIMNOTIFICATION lastRegistered;
+D3DKMT_UNREGISTERTRIMNOTIFICATION lastUnregistered;
+PFND3DKMT_CREATEPAGINGQUEUE realCreateQueue;
+PFND3DKMT_DESTROYPAGINGQUEUE realDestroyQueue;
+PFND3DKMT_REGISTERTRIMNOTIFICATION realRegister;
+PFND3DKMT_UNREGISTERTRIMNOTIFICATION realUnregister;
+
+template <typename Thunk>
+void standInFront(const char* name, Thunk& real, Thunk front) {
+  real = reinterpret_cast<Thunk>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(u"Gdi32.dll"), name)));
+  sim::registerExportAddress(u"Gdi32.dll", name, reinterpret_cast<PROC>(reinterpret_cast<void*>(front)));
+}
+
+// The paging queue and the trim notification of a process, from attach to detach. The next reset brings the thunks back.
+TEST_F(ThunkRecordsTest, PagingQueueAndTrim) {
+  standInFront<PFND3DKMT_CREATEPAGINGQUEUE>("D3DKMTCreatePagingQueue", realCreateQueue, [](D3DKMT_CREATEPAGINGQUEUE* create) {
+    lastQueue = *create;
+    return realCreateQueue(create);
+  });
+  standInFront<PFND3DKMT_DESTROYPAGINGQUEUE>("D3DKMTDestroyPagingQueue", realDestroyQueue,
+                                             [](D3DDDI_DESTROYPAGINGQUEUE* destroy) {
+                                               lastDestroyedQueue = *destroy;
+                                               return realDestroyQueue(destroy);
+                                             });
+  standInFront<PFND3DKMT_REGISTERTRIMNOTIFICATION>("D3DKMTRegisterTrimNotification", realRegister,
+                                                   [](D3DKMT_REGISTERTRIMNOTIFICATION* trim) {
+                                                     lastRegistered = *trim;
+                                                     return realRegister(trim);
+                                                   });
+  standInFront<PFND3DKMT_UNREGISTERTRIMNOTIFICATION>("D3DKMTUnregisterTrimNotification", realUnregister,
+                                                     [](D3DKMT_UNREGISTERTRIMNOTIFICATION* trim) {
+                                                       lastUnregistered = *trim;
+                                                       return realUnregister(trim);
+                                                     });
+  sim::setResidency(true);
+  ASSERT_EQ(attach(), 1);
+  const D3DKMT_HANDLE queue = Host.pagingQueue;
+  void* const notification = Host.trimNotification;
+  EXPECT_EQ(lastQueue.hDevice, Host.device);
+  EXPECT_EQ(lastQueue.Priority, 0u);
+  EXPECT_EQ(lastQueue.PhysicalAdapterIndex, 0u);
+  EXPECT_EQ(lastRegistered.AdapterLuid.LowPart, sim::adapterLuid().LowPart);
+  EXPECT_EQ(lastRegistered.hDevice, Host.device);
+  EXPECT_NE(lastRegistered.Callback, nullptr);
+  EXPECT_EQ(lastRegistered.Context, nullptr);
+  EXPECT_NE(notification, nullptr);
+  detach();
+  EXPECT_EQ(lastDestroyedQueue.hPagingQueue, queue);
+  EXPECT_EQ(lastUnregistered.Handle, notification);
+  EXPECT_EQ(lastUnregistered.Callback, lastRegistered.Callback);
+}
+
 }  // namespace
 }  // namespace qv::test

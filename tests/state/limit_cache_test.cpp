@@ -136,7 +136,7 @@ TEST_F(LimitCacheTest, FilledByEveryGetter) {
   EXPECT_EQ(d, 16.5);
 }
 
-// The unset markers: 0, or -1 and -2.
+// The unset markers: 0, or -1 and -2; for two limits -1 alone.
 TEST_F(LimitCacheTest, UnsetMarkers) {
   for (const Row& row : kRows) {
     // The fixed-function units of this version are the image units.
@@ -144,7 +144,8 @@ TEST_F(LimitCacheTest, UnsetMarkers) {
     int32_t value = 0;
     for (const int32_t marker : {0, -1, -2}) {
       c->limits.*(row.field) = marker;
-      const bool unset = row.unset == 0 ? marker == 0 : marker < 0;
+      const bool oneMarker = row.pname == GL_NUM_SHADER_BINARY_FORMATS || row.pname == GL_MAX_UNIFORM_BUFFER_BINDINGS;
+      const bool unset = row.unset == 0 ? marker == 0 : marker == -1 || (marker == -2 && !oneMarker);
       EXPECT_EQ(cachedLimit(c.get(), row.pname, value), !unset) << row.pname << " " << marker;
     }
   }
@@ -186,9 +187,12 @@ TEST_F(LimitCacheTest, AnswersBelow300) {
 
 // A negative count of binary formats reads as 0.
 TEST_F(LimitCacheTest, NegativeBinaryFormats) {
-  c->limits.numShaderBinaryFormats = -500;
-  EXPECT_EQ(get(GL_NUM_SHADER_BINARY_FORMATS), 0);
-  EXPECT_EQ(shaderBinaryFormatCount(c.get()), 0);
+  for (const int32_t reply : {-2, -500}) {
+    c->limits.numShaderBinaryFormats = reply;
+    EXPECT_EQ(get(GL_NUM_SHADER_BINARY_FORMATS), 0);
+    EXPECT_EQ(shaderBinaryFormatCount(c.get()), 0);
+  }
+  EXPECT_TRUE(host.submissions.empty());
   c->limits.numShaderBinaryFormats = 4;
   EXPECT_EQ(shaderBinaryFormatCount(c.get()), 4);
 }

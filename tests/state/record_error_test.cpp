@@ -1,6 +1,7 @@
 // Error recording: which code stays, when nothing is recorded, and the text that the debug log is given.
 #include "driver/diagnostics/record_error.h"
 
+#include <functional>
 #include <string>
 
 #include "driver/diagnostics/debug_log.h"
@@ -145,6 +146,54 @@ TEST_F(RecordErrorTest, TextThatIsTooLong) {
   EXPECT_EQ(c->recordedError, 1281u);
   ASSERT_EQ(messages.size(), 1u);
   EXPECT_EQ(messages[0].length, 4095);
+}
+
+// The errors that have a text of their own, word for word, and the calls that they come from.
+TEST_F(RecordErrorTest, TextsOfTheirOwn) {
+  attachLog();
+  c->limits.maxTextureCoords = 8;
+  c->limits.maxTransformFeedbackSeparateAttribs = 8;
+  GLuint name = 0;
+  GLint value[16] = {};
+  const std::function<void()> calls[] = {
+      [&] { gl::glGenBuffers(0, &name); },
+      [&] { gl::glGenTextures(0, &name); },
+      [&] { gl::glGenTransformFeedbacks(0, &name); },
+      [&] { gl::glGenLists(-1); },
+      [&] { gl::glGenVertexArrays(0, &name); },
+      [&] { gl::glGenQueries(0, &name); },
+      [&] { call<op::glEnableClientState>(GLenum{GL_BLEND}); },
+      [&] { call<op::glDisableClientState>(GLenum{GL_BLEND}); },
+      [&] { gl::glGetIntegeri_v(GL_TRANSFORM_FEEDBACK_BUFFER_BINDING, 8, value); },
+      [&] { gl::glGetIntegeri_v(GL_VERTEX_BINDING_OFFSET, 16, value); },
+      [&] {
+        c->activeTextureUnit = 9;
+        gl::glGetIntegerv(GL_TEXTURE_MATRIX, value);
+        c->activeTextureUnit = 0;
+      },
+      [&] { gl::glGetIntegerv(0, value); },
+  };
+  const char* const texts[] = {
+      "GL_INVALID_OPERATION in glGenBuffers(): failed",
+      "GL_INVALID_OPERATION in glGenTextures(): failed",
+      "GL_INVALID_OPERATION in GenTransformFeedbacks(): failed",
+      "GL_INVALID_OPERATION in glGenLists(): failed",
+      "GL_INVALID_OPERATION in glGenVertexArrays(): failed",
+      "GL_INVALID_OPERATION in glGenQueries(): failed",
+      "UNKNOWN_ERROR in EnableClientState(): bad array",
+      "UNKNOWN_ERROR in EnableClientState(): bad array",
+      "GL_INVALID_VALUE in glGetIntegeri_v(): bad index",
+      "GL_INVALID_VALUE in glGetIntegeri_v(): bad index",
+      "GL_INVALID_OPERATION in (activeTex(9) >= maxTexCoords(8)) GLerror 0x0502",
+      "UNKNOWN_ERROR in Orbeck todo",
+  };
+  static_assert(std::size(calls) == std::size(texts));
+  for (size_t i = 0; i < std::size(calls); ++i) {
+    messages.clear();
+    calls[i]();
+    ASSERT_EQ(messages.size(), 1u) << texts[i];
+    EXPECT_EQ(messages[0].text, texts[i]);
+  }
 }
 
 // Ids count up from 0, so the word served first keeps 0 and is served again.

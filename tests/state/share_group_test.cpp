@@ -33,10 +33,18 @@ TEST_F(ShareGroupTest, StartsWithElevenEmptyTables) {
     EXPECT_EQ(table->capacity, 256u);
   }
   EXPECT_EQ(c->shareGroup->refCount, 0);
-  EXPECT_EQ(static_cast<uint32_t>(ShareSlot::kTextures), 4u);
-  EXPECT_EQ(static_cast<uint32_t>(ShareSlot::kBuffers), 6u);
-  EXPECT_EQ(static_cast<uint32_t>(ShareSlot::kPrograms), 7u);
-  EXPECT_EQ(static_cast<uint32_t>(ShareSlot::kLists), 10u);
+}
+
+// The slots' numbers, which are also the order of teardown.
+TEST_F(ShareGroupTest, SlotNumbers) {
+  const ShareSlot slots[] = {
+      ShareSlot::kFramebuffers, ShareSlot::kRenderbuffers, ShareSlot::kSamplers, ShareSlot::kTransformFeedbacks,
+      ShareSlot::kTextures,     ShareSlot::kSyncs,         ShareSlot::kBuffers,  ShareSlot::kPrograms,
+      ShareSlot::kPipelines,    ShareSlot::kShaders,       ShareSlot::kLists};
+  for (uint32_t number = 0; number < 11; ++number) {
+    EXPECT_EQ(static_cast<uint32_t>(slots[number]), number);
+    EXPECT_EQ(&c->shareGroup->table(slots[number]), c->shareGroup->tables[number]);
+  }
 }
 
 // The lock lets its owner in again and keeps others out.

@@ -9,8 +9,8 @@ namespace {
 class Lists : public ContextTest {
  protected:
   std::vector<uint8_t> recording(GLuint name) {
-    auto* const list = static_cast<DisplayListStream*>(
-        context().shareGroup->table(ShareSlot::kLists).findAs<CommandStream>(name));
+    auto* const list =
+        static_cast<DisplayListStream*>(context().shareGroup->table(ShareSlot::kLists).findAs<CommandStream>(name));
     return list ? std::vector<uint8_t>(list->base, list->cursor) : std::vector<uint8_t>{};
   }
 };
@@ -78,6 +78,26 @@ TEST_F(Lists, BlendFuncActsAtOnce) {
   QV_CALL(glBlendFunc)(GL_ZERO, GL_ONE);
   EXPECT_EQ(context().colorBuffer.current().blendSrc, static_cast<uint32_t>(GL_ZERO));
   EXPECT_EQ(context().colorBuffer.current().blendDstAlpha, static_cast<uint32_t>(GL_ONE));
+  QV_CALL(glEndList)();
+}
+
+// So do the other calls whose effect no replay of a list repeats; this is required.
+TEST_F(Lists, CallsThatActAtOnce) {
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  QV_CALL(glBlendFuncSeparate)(2, 3, 4, 5);
+  EXPECT_EQ(context().colorBuffer.current().blendSrcRgb, 2u);
+  EXPECT_EQ(context().colorBuffer.current().blendDstRgb, 3u);
+  EXPECT_EQ(context().colorBuffer.current().blendSrcAlpha, 4u);
+  EXPECT_EQ(context().colorBuffer.current().blendDstAlpha, 5u);
+  QV_CALL(glPolygonOffset)(6.0f, 7.0f);
+  EXPECT_EQ(context().polygon.current().offsetFactor, 6.0f);
+  EXPECT_EQ(context().polygon.current().offsetUnits, 7.0f);
+  QV_CALL(glClientActiveTexture)(GL_TEXTURE3);
+  EXPECT_EQ(context().clientActiveUnit, 3u);
+  QV_CALL(glPrimitiveRestartIndex)(8);
+  EXPECT_EQ(context().restartIndex, 8u);
+  QV_CALL(glPrimitiveRestartIndexNV)(9);
+  EXPECT_EQ(context().restartNvIndex, 9u);
   QV_CALL(glEndList)();
 }
 
@@ -156,9 +176,9 @@ TEST_F(Lists, CallsAreRecorded) {
 // The size of a list name by type: 2, 3 and 4 bytes where the type says so, else 1.
 TEST_F(Lists, CallListsSizes) {
   const uint8_t names[16] = {};
-  const std::pair<GLenum, uint32_t> sizes[] = {{GL_BYTE, 1},       {GL_UNSIGNED_BYTE, 1}, {GL_SHORT, 2}, {GL_UNSIGNED_SHORT, 2},
-                                               {GL_INT, 4},        {GL_UNSIGNED_INT, 4},  {GL_FLOAT, 4}, {GL_2_BYTES, 2},
-                                               {GL_3_BYTES, 3},    {GL_4_BYTES, 4},       {0x9999, 1}};
+  const std::pair<GLenum, uint32_t> sizes[] = {{GL_BYTE, 1},    {GL_UNSIGNED_BYTE, 1}, {GL_SHORT, 2}, {GL_UNSIGNED_SHORT, 2},
+                                               {GL_INT, 4},     {GL_UNSIGNED_INT, 4},  {GL_FLOAT, 4}, {GL_2_BYTES, 2},
+                                               {GL_3_BYTES, 3}, {GL_4_BYTES, 4},       {0x9999, 1}};
   for (const auto& [type, size] : sizes) {
     QV_CALL(glCallLists)(4, type, names);
     const std::vector<uint8_t> bytes = pending();

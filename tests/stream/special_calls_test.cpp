@@ -31,6 +31,32 @@ TEST_F(SpecialCalls, MaterialInsideBegin) {
   QV_CALL(glEnd)();
 }
 
+// A count that comes from the cache of the binary formats is no error when it is 0: nothing is sent, on the write side too.
+TEST_F(SpecialCalls, BinaryFormatsAsAPname) {
+  const float values[4] = {};
+  for (const int32_t cached : {-1, 0}) {
+    context().limits.numShaderBinaryFormats = cached;
+    QV_CALL(glLightfv)(GL_LIGHT0, GL_SHADER_BINARY_FORMATS, values);
+    EXPECT_EQ(context().lastOpcode, 160);
+    QV_CALL(glMaterialfv)(GL_FRONT, GL_SHADER_BINARY_FORMATS, values);
+    EXPECT_EQ(context().lastOpcode, 170);
+    EXPECT_EQ(context().recordedError, 0u);
+    EXPECT_TRUE(pending().empty());
+  }
+  context().limits.numShaderBinaryFormats = 2;
+  QV_CALL(glLightfv)(GL_LIGHT0, GL_SHADER_BINARY_FORMATS, values);
+  expectStream(words({24u << 12 | 160, 0x4000, 0x8DF8, 2, 0, 0}));
+}
+
+// The restart index of the NV calls is the guest's own: no command, whatever the mode.
+TEST_F(SpecialCalls, RestartIndexOfTheGuest) {
+  QV_CALL(glPrimitiveRestartIndexNV)(0xFFFF);
+  EXPECT_EQ(context().restartNvIndex, 0xFFFFu);
+  EXPECT_EQ(context().restartIndex, 0u);
+  EXPECT_EQ(context().lastOpcode, 1400);
+  EXPECT_TRUE(pending().empty());
+}
+
 // Units above 15 go to the host, which complains; the shadow moves for the first sixteen only.
 TEST_F(SpecialCalls, ActiveTexture) {
   QV_CALL(glActiveTexture)(GL_TEXTURE5);
@@ -97,6 +123,53 @@ TEST_F(SpecialCalls, IsCallsAskTheHost) {
   EXPECT_EQ(host().submissions[0].stream, words({0x8605, 3}));
 }
 
+// Every call whose answer is one byte, and every call that takes its names from the host: command and length of reply.
+TEST_F(SpecialCalls, HostAnswersByNumber) {
+  host().answer = {1, 0, 0, 0};
+  const std::pair<const char*, uint32_t> tests[] = {
+      {"glIsFramebuffer", 1541}, {"glIsFramebufferEXT", 1416},  {"glIsRenderbuffer", 1535}, {"glIsRenderbufferEXT", 1410},
+      {"glIsSampler", 2133},     {"glIsProgramPipeline", 2269}, {"glIsProgramARB", 723}};
+  for (const auto& [name, opcode] : tests) {
+    host().submissions.clear();
+    EXPECT_EQ((*gl<decltype(::glIsFramebuffer)>(name))(3), GL_TRUE) << name;
+    ASSERT_EQ(host().submissions.size(), 1u) << name;
+    EXPECT_EQ(host().submissions[0].stream, words({8u << 12 | opcode, 3})) << name;
+    EXPECT_EQ(host().submissions[0].replySize, 1u) << name;
+  }
+  host().submissions.clear();
+  EXPECT_EQ(QV_CALL(glIsSync)(reinterpret_cast<GLsync>(uintptr_t{5})), GL_TRUE);
+  ASSERT_EQ(host().submissions.size(), 1u);
+  EXPECT_EQ(host().submissions[0].stream, words({8u << 12 | 1566, 5}));
+  EXPECT_EQ(host().submissions[0].replySize, 1u);
+  const std::pair<const char*, uint32_t> makers[] = {
+      {"glGenFramebuffers", 1544}, {"glGenFramebuffersEXT", 1419},  {"glGenRenderbuffers", 1538}, {"glGenRenderbuffersEXT", 1413},
+      {"glGenSamplers", 2131},     {"glGenProgramPipelines", 2268}, {"glGenProgramsARB", 704}};
+  host().answer = words({21, 22});
+  for (const auto& [name, opcode] : makers) {
+    host().submissions.clear();
+    GLuint names[2] = {};
+    (*gl<decltype(::glGenFramebuffers)>(name))(2, names);
+    ASSERT_EQ(host().submissions.size(), 1u) << name;
+    EXPECT_EQ(host().submissions[0].stream, words({8u << 12 | opcode, 2})) << name;
+    EXPECT_EQ(host().submissions[0].replySize, 8u) << name;
+    EXPECT_EQ(names[1], 22u) << name;
+  }
+}
+
+// Replies whose length the pname decides.
+TEST_F(SpecialCalls, RepliesByPname) {
+  GLint values[4] = {};
+  QV_CALL(glGetTexGeniv)(GL_S, GL_TEXTURE_GEN_MODE, values);
+  EXPECT_EQ(host().submissions.back().replySize, 4u);
+  QV_CALL(glGetTexGeniv)(GL_S, GL_OBJECT_PLANE, values);
+  EXPECT_EQ(host().submissions.back().replySize, 16u);
+  GLfloat reals[4] = {};
+  QV_CALL(glGetTexGenfv)(GL_T, GL_TEXTURE_GEN_MODE, reals);
+  EXPECT_EQ(host().submissions.back().replySize, 4u);
+  QV_CALL(glGetTexGenfv)(GL_T, GL_EYE_PLANE, reals);
+  EXPECT_EQ(host().submissions.back().replySize, 16u);
+}
+
 // Names made in the guest write no command, set lastOpcode, and refuse a count of 0; this is required.
 TEST_F(SpecialCalls, GuestNames) {
   GLuint name = 0;
@@ -137,6 +210,37 @@ TEST_F(SpecialCalls, TextureDeletesAreDeferred) {
   EXPECT_EQ(again, 2u);
   QV_CALL(glGetError)();
   EXPECT_EQ(QV_CALL(glIsTexture)(names[0]), GL_FALSE);
+}
+
+// Deletes take the labels of host-named objects and the context's own queries out of their tables, and no other rows.
+TEST_F(SpecialCalls, DeletesReachTheirTables) {
+  const GLuint names[2] = {5, 9};
+  const struct {
+    const char* call;
+    uint32_t opcode;
+    uint32_t slot;
+  } kinds[] = {{"glDeleteFramebuffers", 1543, 0},  {"glDeleteFramebuffersEXT", 1418, 0},
+               {"glDeleteRenderbuffers", 1537, 1}, {"glDeleteRenderbuffersEXT", 1412, 1},
+               {"glDeleteSamplers", 2132, 2},      {"glDeleteTransformFeedbacks", 2253, 3}};
+  for (const auto& kind : kinds) {
+    for (NameTable* const table : context().shareGroup->tables) table->clear();
+    for (uint32_t slot = 0; slot < 4; ++slot) {
+      for (const GLuint name : {5u, 7u, 9u}) context().shareGroup->tables[slot]->set(name, new LabelRecord);
+    }
+    (*gl<decltype(::glDeleteFramebuffers)>(kind.call))(2, names);
+    expectStream(words({16u << 12 | kind.opcode, 2, 5, 9}));
+    for (uint32_t slot = 0; slot < 4; ++slot) {
+      NameTable& table = *context().shareGroup->tables[slot];
+      EXPECT_EQ(table.count, slot == kind.slot ? 1 : 3) << kind.call << " " << slot;
+      EXPECT_TRUE(table.contains(7)) << kind.call;
+    }
+  }
+  for (const GLuint name : {5u, 7u, 9u}) context().queryTable.set(name, new LabelledRecord);
+  QV_CALL(glDeleteQueries)(2, names);
+  expectStream(words({16u << 12 | 466, 2, 5, 9}));
+  EXPECT_EQ(context().queryTable.count, 1);
+  EXPECT_TRUE(context().queryTable.contains(7));
+  EXPECT_EQ(context().recordedError, 0u);
 }
 
 // The single values of the attribute groups.

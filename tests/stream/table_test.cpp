@@ -62,6 +62,60 @@ TEST(Table, OpcodesAreUniqueAndInTheirBlocks) {
   EXPECT_EQ(*seen.rbegin(), 2386);
 }
 
+// FNV-1a, 64 bits.
+uint64_t digest(const std::string& text) {
+  uint64_t hash = 0xCBF29CE484222325;
+  for (const char c : text) hash = (hash ^ static_cast<uint8_t>(c)) * 0x100000001B3;
+  return hash;
+}
+
+// Every name with its opcode and size, the order of the core routines, which rows record, which are refused inside glBegin, and
+// which names are one routine: none of it may ever change, since hosts in the field know these numbers. The digests were made
+// from the wire contract and not from the table.
+TEST(Table, NumbersAreThoseOfTheContract) {
+  std::map<std::string, std::string> numbers;
+  std::map<int, std::string> core;
+  std::set<std::string> records, checked;
+  for (const RowFacts& row : rows()) {
+    const std::string size = row.size == kVariable ? "v" : row.size == kNoCommand ? "-" : std::to_string(row.size);
+    numbers[row.name] = row.opcode == kNoOpcode ? "none" : std::to_string(row.opcode) + "/" + size;
+    if (row.core != kNotCore) core[row.core] = row.name;
+    if ((row.properties & kRecords) != 0) records.insert(row.name);
+    if ((row.properties & kBeginCheck) != 0) checked.insert(row.name);
+  }
+  std::map<std::string, std::set<std::string>> aliases;
+#define QV_ALIAS(name, row) aliases[#row].insert(#name);
+#include "driver/stream/entry_points.def"
+  std::set<std::string> groups;
+  for (auto& [routine, names] : aliases) {
+    const auto row = numbers.find(routine);
+    if (row != numbers.end()) {
+      for (const std::string& name : names) numbers[name] = row->second;
+    }
+    names.insert(routine);
+    std::string group;
+    for (const std::string& name : names) group += (group.empty() ? "" : " ") + name;
+    groups.insert(group + "\n");
+  }
+  std::string text;
+  for (const auto& [name, number] : numbers) text += name + "=" + number + "\n";
+  EXPECT_EQ(numbers.size(), 1335u);
+  EXPECT_EQ(digest(text), 0xC27A143A9E7A5444u);
+  text.clear();
+  for (const auto& [index, name] : core) text += name + "\n";
+  EXPECT_EQ(digest(text), 0x8A05321F7D560146u);
+  text.clear();
+  for (const std::string& name : records) text += name + "\n";
+  EXPECT_EQ(digest(text), 0xC8F34279222B56EAu);
+  text.clear();
+  for (const std::string& name : checked) text += name + "\n";
+  EXPECT_EQ(digest(text), 0x4BDA01F8D2A47CC1u);
+  text.clear();
+  for (const std::string& group : groups) text += group;
+  EXPECT_EQ(groups.size(), 247u);
+  EXPECT_EQ(digest(text), 0x5F12D84F7942E55Au);
+}
+
 // As many routines as the contract says record, are refused inside glBegin, or read the list mode.
 TEST(Table, PropertiesHaveTheirNumbers) {
   EXPECT_EQ(countWith(kRecords), 131u);

@@ -1,5 +1,8 @@
 // Vertex runs byte by byte: opening, layouts, every way to break one, and what stays plain.
+#include <string>
+
 #include "tests/stream/recording_host.h"
+#include "tests/stream/row_cases.h"
 
 namespace qv::test {
 namespace {
@@ -75,6 +78,53 @@ TEST_F(VertexRuns, OtherTypeBreaksTheRun) {
   QV_CALL(glVertex2i)(5, 6);
   QV_CALL(glEnd)();
   expectStream(words({2007, 24, 1u << 16 | 8, 0x2100, kOne, kOne, 12u << 12 | 130, 5, 6, 0x402B}));
+}
+
+// Tag and bytes of each of the 130 participants, read off its name: family, components, type.
+TEST_F(VertexRuns, EveryParticipantHasItsTag) {
+  const std::pair<std::string, uint32_t> families[] = {
+      {"glVertex", 0}, {"glNormal", 2}, {"glColor", 3}, {"glTexCoord", 8}, {"glMultiTexCoord", 8}};
+  struct Type {
+    const char* suffix;
+    uint32_t code, bytes;
+  };
+  const Type types[] = {{"d", 0, 8}, {"f", 1, 4},  {"i", 2, 4}, {"ui", 3, 4},
+                        {"s", 4, 2}, {"us", 5, 2}, {"b", 6, 1}, {"ub", 7, 1}};
+  fillMemory();
+  int participants = 0;
+  for (const RowCase& row : stampedRows()) {
+    if (!row.attribute) continue;
+    ++participants;
+    const std::string name = row.name;
+    const size_t digit = name.find_first_of("1234");
+    const std::string family = name.substr(0, digit);
+    std::string suffix = name.substr(digit + 1);
+    if (suffix.back() == 'v') suffix.pop_back();
+    uint32_t attribute = 99;
+    for (const auto& [known, number] : families)
+      if (known == family) attribute = number;
+    const Type* type = nullptr;
+    for (const Type& each : types)
+      if (each.suffix == suffix) type = &each;
+    ASSERT_NE(type, nullptr) << name;
+    const uint32_t components = static_cast<uint32_t>(name[digit] - '0');
+    const uint32_t bytes = (components * type->bytes + 3) / 4 * 4;
+    std::vector<Arg> args = argumentsOf(row, {});
+    if (family == "glMultiTexCoord") {
+      args[0].bits = GL_TEXTURE0 + 5;
+      attribute = 13;
+    }
+    drop();
+    QV_CALL(glBegin)(GL_LINES);
+    row.call(findProc(row.name), args);
+    QV_CALL(glEnd)();
+    const std::vector<uint8_t> run = pending();
+    ASSERT_EQ(run.size(), 16u + bytes) << name;
+    EXPECT_EQ(std::vector<uint8_t>(run.begin(), run.begin() + 12), words({2008, 16 + bytes, 1u << 24 | 1u << 16 | bytes}))
+        << name;
+    EXPECT_EQ(run[12] | run[13] << 8, static_cast<int>(components << 12 | type->code << 8 | attribute)) << name;
+  }
+  EXPECT_EQ(participants, 130);
 }
 
 // Fifteen attributes and a position make sixteen slots; the whole layout repeats.

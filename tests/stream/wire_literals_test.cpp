@@ -42,6 +42,76 @@ TEST(WireTable, RowsHaveTheirNumbers) {
   for (const auto& [name, numbers] : known) EXPECT_EQ(table.at(name), numbers) << name;
 }
 
+// The components behind a pointer are as many as the name of the call says. The header's total does not tell: beside wider
+// arguments a vector of bytes or shorts fills whole words, whether it has one component or four.
+TEST(WireTable, VectorsCarryAllTheirComponents) {
+  const std::map<std::string, uint32_t> unnumbered = {{"glEdgeFlagv", 1},
+                                                      {"glIndexdv", 1},
+                                                      {"glIndexfv", 1},
+                                                      {"glIndexiv", 1},
+                                                      {"glIndexsv", 1},
+                                                      {"glIndexubv", 1},
+                                                      {"glRectdv", 2},
+                                                      {"glRectfv", 2},
+                                                      {"glRectiv", 2},
+                                                      {"glRectsv", 2},
+                                                      {"glClipPlane", 4},
+                                                      {"glLoadMatrixf", 16},
+                                                      {"glLoadMatrixd", 16},
+                                                      {"glMultMatrixf", 16},
+                                                      {"glMultMatrixd", 16},
+                                                      {"glFogCoordfv", 1},
+                                                      {"glFogCoorddv", 1},
+                                                      {"glColorTableParameterfv", 4},
+                                                      {"glViewportIndexedfv", 4},
+                                                      {"glScissorIndexedv", 4},
+                                                      {"glColorTableParameteriv", 4},
+                                                      {"glLoadTransposeMatrixf", 16},
+                                                      {"glLoadTransposeMatrixd", 16},
+                                                      {"glMultTransposeMatrixf", 16},
+                                                      {"glMultTransposeMatrixd", 16}};
+  uint32_t numbered = 0, found = 0;
+  forEachRow([&](auto row) {
+    using Row = decltype(row);
+    constexpr uint32_t kComponents = FormTraits<typename Row::Form>::kVector;
+    if constexpr (kComponents != 0) {
+      const std::string name = Row::kName;
+      const auto listed = unnumbered.find(name);
+      if (listed != unnumbered.end()) {
+        EXPECT_EQ(kComponents, listed->second) << name;
+        ++found;
+        return;
+      }
+      const size_t digit = name.find_first_of("1234");
+      ASSERT_NE(digit, std::string::npos) << name;
+      // The packed forms hold all their components in one word.
+      const bool packed = name[digit - 1] == 'P' && name.compare(digit + 1, 3, "uiv") == 0;
+      EXPECT_EQ(kComponents, packed ? 1u : static_cast<uint32_t>(name[digit] - '0')) << name;
+      ++numbered;
+    }
+  });
+  EXPECT_EQ(found, unnumbered.size());
+  EXPECT_GE(numbered, 150u);
+}
+
+// Vectors of bytes and shorts behind a number of 32 bits, whole.
+TEST_F(WireLiterals, SmallVectorsBesideANumber) {
+  const GLubyte bytes[4] = {1, 2, 3, 4};
+  const GLshort shorts[4] = {5, 6, 7, 8};
+  QV_CALL(glVertexAttrib4Nubv)(9, bytes);
+  expectStream(words({12u << 12 | 562, 9, 0x04030201}));
+  QV_CALL(glVertexAttrib4sv)(9, shorts);
+  expectStream(words({16u << 12 | 572, 9, 0x00060005, 0x00080007}));
+  QV_CALL(glVertexAttrib2sv)(9, shorts);
+  expectStream(words({12u << 12 | 551, 9, 0x00060005}));
+  QV_CALL(glVertexAttribI4ubv)(9, bytes);
+  expectStream(words({12u << 12 | 2084, 9, 0x04030201}));
+  QV_CALL(glMultiTexCoord2sv)(GL_TEXTURE1, shorts);
+  expectStream(words({12u << 12 | 391, 0x84C1, 0x00060005}));
+  QV_CALL(glMultiTexCoord4sv)(GL_TEXTURE1, shorts);
+  expectStream(words({16u << 12 | 407, 0x84C1, 0x00060005, 0x00080007}));
+}
+
 // Plain commands as they stand on the wire, with no run open.
 TEST_F(WireLiterals, FixedCommands) {
   QV_CALL(glVertex3f)(1.0f, 2.0f, -0.5f);
