@@ -50,10 +50,10 @@ class Drawing {
 };
 
 template <typename Function>
-Function procedure(const char* name, Function) {
+Function procedure(const char* name) {
   return reinterpret_cast<Function>(reinterpret_cast<void*>(loader::driverProcAddress(name)));
 }
-#define QV_PROC(name) procedure(#name, &::name)
+#define QV_PROC(name) procedure<decltype(&::name)>(#name)
 
 double nanosecondsOfGetpid() {
   constexpr int kCalls = 20000;
