@@ -25,11 +25,7 @@ using loader::wglSwapBuffers;
 constexpr int kThreads = 8;
 constexpr int kSharedLists = 4;
 // Frames of all threads together, so many that each build is done in well under a minute on two busy processors.
-#if defined(__SANITIZE_THREAD__)
-constexpr int kFrames = 4000;
-#else
 constexpr int kFrames = 10000;
-#endif
 constexpr uint32_t kSeed = 20240611;
 
 uint32_t numberFromEnvironment(const char* name, uint32_t otherwise) {
