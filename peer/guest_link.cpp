@@ -190,7 +190,7 @@ GuestLink::GuestLink(std::unique_ptr<GuestTransport> transport)
     : transport_(std::move(transport)), totals_(std::make_unique<Totals>()) {}
 GuestLink::~GuestLink() = default;
 
-NTSTATUS GuestLink::escape(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) {
+NTSTATUS GuestLink::escapeFrame(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) {
   totals_->packets.fetch_add(1, std::memory_order_relaxed);
   uint8_t* const bytes = static_cast<uint8_t*>(packet);
   EscapeHeader header;

@@ -32,19 +32,22 @@ class GuestTransport {
   virtual PeerCounters counters() = 0;
 };
 
-class GuestLink {
+// A sim::GpuLink over any transport. Any thread may call any member.
+class GuestLink : public sim::GpuLink {
  public:
   explicit GuestLink(std::unique_ptr<GuestTransport> transport);
-  ~GuestLink();
+  ~GuestLink() override;
   GuestLink(const GuestLink&) = delete;
   GuestLink& operator=(const GuestLink&) = delete;
 
-  // As sim::GpuLink.
-  NTSTATUS escape(void* packet, uint32_t size, void (*finishReads)(void* context) = nullptr, void* context = nullptr);
-  bool openAllocation(const sim::GpuAllocation& allocation) { return transport_->openAllocation(allocation); }
-  void closeAllocation(uint32_t handle) { transport_->closeAllocation(handle); }
+  NTSTATUS escape(void* packet, uint32_t size) override { return escapeFrame(packet, size, nullptr, nullptr); }
+  NTSTATUS escapeFrame(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) override;
+  bool openAllocation(const sim::GpuAllocation& allocation) override { return transport_->openAllocation(allocation); }
+  void closeAllocation(uint32_t handle) override { transport_->closeAllocation(handle); }
 
+  // This guest's totals. The counts of commands come from the other half with each flush.
   GuestStatistics statistics() const;
+  // What the whole other half holds now; asks it. All zero when nobody is there.
   PeerCounters counters() const { return transport_->counters(); }
 
  private:

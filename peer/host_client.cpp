@@ -113,7 +113,7 @@ std::unique_ptr<HostClientGpu> clientOn(int socket) {
   // The first exchange tells whether anybody is there who speaks the protocol.
   transport->counters();
   if (!transport->alive()) return nullptr;
-  return std::make_unique<HostClientGpu>(std::make_unique<GuestLink>(std::move(transport)));
+  return std::make_unique<HostClientGpu>(std::move(transport));
 }
 
 // Where qv-host is: QV_HOST_BINARY, else beside the file that this code is in, else its bare name for the search path.
@@ -161,17 +161,6 @@ std::unique_ptr<HostClientGpu> startOwnHost(std::string& error) {
 }
 
 }  // namespace
-
-HostClientGpu::HostClientGpu(std::unique_ptr<GuestLink> link) : link_(std::move(link)) {}
-HostClientGpu::~HostClientGpu() = default;
-NTSTATUS HostClientGpu::escape(void* packet, uint32_t size) { return link_->escape(packet, size); }
-NTSTATUS HostClientGpu::escapeFrame(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) {
-  return link_->escape(packet, size, finishReads, context);
-}
-bool HostClientGpu::openAllocation(const sim::GpuAllocation& allocation) { return link_->openAllocation(allocation); }
-void HostClientGpu::closeAllocation(uint32_t handle) { link_->closeAllocation(handle); }
-GuestStatistics HostClientGpu::statistics() const { return link_->statistics(); }
-PeerCounters HostClientGpu::counters() const { return link_->counters(); }
 
 std::unique_ptr<HostClientGpu> connectToHost(const std::string& socketPath) {
   sockaddr_un address{};

@@ -4,32 +4,14 @@
 #include <memory>
 #include <string>
 
-#include "peer/statistics.h"
-#include "platform/simulated/gpu_link.h"
+#include "peer/guest_link.h"
 
 namespace qv::peer {
 
-class GuestLink;
-
-// Packets travel to a qv-host. Any thread may call any member. When the host goes away every escape fails with a negative
-// result from then on; nothing blocks.
-class HostClientGpu final : public sim::GpuLink {
+// Packets travel to a qv-host. When the host goes away every escape fails with a negative result from then on; nothing blocks.
+class HostClientGpu final : public GuestLink {
  public:
-  explicit HostClientGpu(std::unique_ptr<GuestLink> link);
-  ~HostClientGpu() override;
-
-  NTSTATUS escape(void* packet, uint32_t size) override;
-  NTSTATUS escapeFrame(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) override;
-  bool openAllocation(const sim::GpuAllocation& allocation) override;
-  void closeAllocation(uint32_t handle) override;
-
-  // This guest's totals. The counts of commands come from the host with each flush.
-  GuestStatistics statistics() const;
-  // What the whole host holds now; asks it. All zero when the host is gone.
-  PeerCounters counters() const;
-
- private:
-  std::unique_ptr<GuestLink> link_;
+  using GuestLink::GuestLink;
 };
 
 // Connects to the host that listens at `socketPath`. Null when there is none.

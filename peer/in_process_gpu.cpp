@@ -3,7 +3,6 @@
 
 #include "peer/egl_display.h"
 #include "peer/guest.h"
-#include "peer/guest_link.h"
 #include "peer/live_counters.h"
 #include "peer/log.h"
 
@@ -45,15 +44,6 @@ class LocalTransport final : public GuestTransport {
 
 }  // namespace
 
-InProcessGpu::InProcessGpu() : link_(std::make_unique<GuestLink>(std::make_unique<LocalTransport>())) {}
-InProcessGpu::~InProcessGpu() = default;
-NTSTATUS InProcessGpu::escape(void* packet, uint32_t size) { return link_->escape(packet, size); }
-NTSTATUS InProcessGpu::escapeFrame(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) {
-  return link_->escape(packet, size, finishReads, context);
-}
-bool InProcessGpu::openAllocation(const sim::GpuAllocation& allocation) { return link_->openAllocation(allocation); }
-void InProcessGpu::closeAllocation(uint32_t handle) { link_->closeAllocation(handle); }
-GuestStatistics InProcessGpu::statistics() const { return link_->statistics(); }
-PeerCounters InProcessGpu::counters() const { return link_->counters(); }
+InProcessGpu::InProcessGpu() : GuestLink(std::make_unique<LocalTransport>()) {}
 
 }  // namespace qv::peer

@@ -14,7 +14,8 @@ constexpr int32_t kStackNames = 1024;  // ranges up to here need no heap
 template <typename Use>
 void withNames(int32_t n, Use&& use) {
   uint32_t onStack[kStackNames];
-  uint32_t* const names = n <= kStackNames ? onStack : static_cast<uint32_t*>(std::malloc(static_cast<size_t>(n) * sizeof(uint32_t)));
+  uint32_t* const names =
+      n <= kStackNames ? onStack : static_cast<uint32_t*>(std::malloc(static_cast<size_t>(n) * sizeof(uint32_t)));
   use(names);
   if (names != onStack) std::free(names);
 }
@@ -46,25 +47,6 @@ bool startListCall(GlContext* context, uint32_t opcode) {
   if (context->run.open) closeRun(context, kRunBroken);
   context->lastOpcode = static_cast<int32_t>(opcode);
   return true;
-}
-
-// Bytes of one list name of glCallLists. A type that is no list type counts as a byte, and the host refuses it.
-uint32_t listNameBytes(GLenum type) {
-  switch (type) {
-    case GL_SHORT:
-    case GL_UNSIGNED_SHORT:
-    case GL_2_BYTES:
-      return 2;
-    case GL_3_BYTES:
-      return 3;
-    case GL_INT:
-    case GL_UNSIGNED_INT:
-    case GL_FLOAT:
-    case GL_4_BYTES:
-      return 4;
-    default:
-      return 1;
-  }
 }
 
 void writeCallLists(CommandStream& stream, GLsizei n, GLenum type, const void* lists, uint32_t bytes) {

@@ -32,6 +32,38 @@ inline constexpr uint32_t kByTarget = 255;  // the texture coordinate set is the
 template <uint32_t Number>
 struct Attribute {};
 
+// Type code in the tag of a run's attribute, bits 11..8.
+template <typename T>
+constexpr uint32_t runTypeCode() {
+  if (std::is_same_v<T, GLdouble>) return 0;
+  if (std::is_same_v<T, GLfloat>) return 1;
+  if (std::is_same_v<T, GLint>) return 2;
+  if (std::is_same_v<T, GLuint>) return 3;
+  if (std::is_same_v<T, GLshort>) return 4;
+  if (std::is_same_v<T, GLushort>) return 5;
+  if (std::is_same_v<T, GLbyte>) return 6;
+  return 7;
+}
+
+// Bytes of one list name of glCallLists. A type that is no list type counts as a byte, and the host refuses it.
+constexpr uint32_t listNameBytes(GLenum type) {
+  switch (type) {
+    case GL_SHORT:
+    case GL_UNSIGNED_SHORT:
+    case GL_2_BYTES:
+      return 2;
+    case GL_3_BYTES:
+      return 3;
+    case GL_INT:
+    case GL_UNSIGNED_INT:
+    case GL_FLOAT:
+    case GL_4_BYTES:
+      return 4;
+    default:
+      return 1;
+  }
+}
+
 // --- forms ---
 
 // Which table a value count comes from. The pname is the last scalar, but for ValueFirst, where an index follows it.

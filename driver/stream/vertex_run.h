@@ -5,6 +5,7 @@
 
 #include "driver/frame/process_state.h"
 #include "driver/state/gl_context.h"
+#include "driver/stream/forms.h"
 #include "driver/stream/opcodes.h"
 #include "driver/stream/write_command.h"
 
@@ -23,17 +24,6 @@ void closeRun(GlContext* context, uint32_t kind);
 void fixRunLayout(GlContext* context, uint32_t signature, uint32_t bytes);
 
 // Signature words: marker 1 in bits 31..24, component count in 15..12, type code in 11..8, attribute number in 7..0.
-template <typename T>
-constexpr uint32_t runTypeCode() {
-  if (std::is_same_v<T, GLdouble>) return 0;
-  if (std::is_same_v<T, GLfloat>) return 1;
-  if (std::is_same_v<T, GLint>) return 2;
-  if (std::is_same_v<T, GLuint>) return 3;
-  if (std::is_same_v<T, GLshort>) return 4;
-  if (std::is_same_v<T, GLushort>) return 5;
-  if (std::is_same_v<T, GLbyte>) return 6;
-  return 7;
-}
 template <typename T>
 constexpr uint32_t runSignature(uint32_t components, uint32_t attribute) {
   return 1u << 24 | components << 12 | runTypeCode<T>() << 8 | attribute;

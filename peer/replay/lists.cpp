@@ -5,28 +5,6 @@
 #include "peer/replay/replayer.h"
 
 namespace qv::peer {
-namespace {
-
-// Bytes of one list name. GL refuses a type that is none of these and reads nothing then; the guest counts 1 for it.
-uint32_t nameBytes(GLenum type) {
-  switch (type) {
-    case GL_SHORT:
-    case GL_UNSIGNED_SHORT:
-    case GL_2_BYTES:
-      return 2;
-    case GL_3_BYTES:
-      return 3;
-    case GL_INT:
-    case GL_UNSIGNED_INT:
-    case GL_FLOAT:
-    case GL_4_BYTES:
-      return 4;
-    default:
-      return 1;
-  }
-}
-
-}  // namespace
 
 bool replayNewList(Replayer& replayer, const uint8_t* payload, uint32_t) {
   const GLuint list = get<GLuint>(payload);
@@ -47,7 +25,7 @@ bool replayCallLists(Replayer& replayer, const uint8_t* payload, uint32_t bytes)
   const GLsizei n = get<GLsizei>(payload);
   const GLenum type = get<GLenum>(payload + 4);
   const uint32_t length = get<uint32_t>(payload + 8);
-  const uint64_t needed = n < 0 ? 0 : static_cast<uint64_t>(n) * nameBytes(type);
+  const uint64_t needed = n < 0 ? 0 : static_cast<uint64_t>(n) * listNameBytes(type);
   if (length != bytes - kFixed || length != needed) {
     return replayer.fail("%d list names of type 0x%x in %u bytes, payload %u", n, type, length, bytes);
   }

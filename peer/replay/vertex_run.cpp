@@ -16,21 +16,9 @@ constexpr uint32_t kArraySets = 8;  // texture coordinate sets that GL has array
 constexpr uint32_t kModes = 15;     // GL_POINTS to GL_PATCHES
 // From here on one array draw, set-up included, is cheaper than a call per attribute.
 constexpr uint32_t kLeastForArrays = 48;
-constexpr uint32_t kFloatType = 1;
+constexpr uint32_t kFloatType = runTypeCode<GLfloat>();
 constexpr uint32_t kTypes = 8;
 constexpr uint32_t kTypeWidths[kTypes] = {8, 4, 4, 4, 2, 2, 1, 1};
-
-template <typename T>
-constexpr uint32_t typeCode() {
-  if (std::is_same_v<T, GLdouble>) return 0;
-  if (std::is_same_v<T, GLfloat>) return kFloatType;
-  if (std::is_same_v<T, GLint>) return 2;
-  if (std::is_same_v<T, GLuint>) return 3;
-  if (std::is_same_v<T, GLshort>) return 4;
-  if (std::is_same_v<T, GLushort>) return 5;
-  if (std::is_same_v<T, GLbyte>) return 6;
-  return 7;
-}
 
 // Gives GL one attribute. `target` is the texture unit, for the calls that take one.
 using AttributeCall = void (*)(GLenum target, const uint8_t* data);
@@ -74,7 +62,7 @@ constexpr CallTable makeCallTable() {
     if constexpr (kFamily != kFamilies) {
       using Call = RowCall<Row>;
       if constexpr (Call::kPointers == 1) {
-        table[kFamily][Call::kSlots.slot[Call::kFirstPointer].count][typeCode<typename Call::Element>()] = &giveAttribute<Row>;
+        table[kFamily][Call::kSlots.slot[Call::kFirstPointer].count][runTypeCode<typename Call::Element>()] = &giveAttribute<Row>;
       }
     }
   });
