@@ -6,11 +6,11 @@
 #include <map>
 #include <string>
 
-#include "driver/frame/process_state.h"
-#include "driver/host/submit.h"
+#include "driver/base/current_context.h"
+#include "driver/host/flush_packet.h"
 #include "driver/state/gl_context.h"
 #include "driver/stream/flush.h"
-#include "driver/stream/proc_tables.h"
+#include "driver/tables/proc_tables.h"
 
 namespace qv {
 

@@ -15,11 +15,11 @@
 #include <fstream>
 #include <thread>
 
-#include "driver/stream/gl_api.h"
 #include "loader/opengl32/opengl32.h"
-#include "peer/host_client.h"
-#include "peer/null_gpu.h"
+#include "peer/link/host_client.h"
+#include "peer/link/null_gpu.h"
 #include "platform/simulated/control.h"
+#include "wire/gl_api.h"
 
 namespace {
 

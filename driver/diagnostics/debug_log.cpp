@@ -17,7 +17,7 @@ std::atomic<uint32_t> apiErrorId{0};
 
 void assignMessageId(GlContext* context, std::atomic<uint32_t>& slot) {
   if (slot.load(std::memory_order_relaxed) != 0) return;
-  const ShareLock held(context);
+  const ShareLock held(context->shareGroup);
   slot.store(nextMessageId.fetch_add(1, std::memory_order_relaxed), std::memory_order_relaxed);
 }
 

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <iterator>
 
+#include "driver/base/fetch.h"
+
 namespace qv {
 
 HostChannel Host;
@@ -28,11 +30,6 @@ static_assert(sizeof(AdapterCaps) == 36 && offsetof(AdapterCaps, caps) == 12);
 
 // Registered so that the kernel can call. The driver does not give memory back when asked: its few surfaces are in use.
 void APIENTRY trimNotification(D3DKMT_TRIMNOTIFICATION*) {}
-
-template <typename Function>
-void fetch(HMODULE library, const char* name, Function& function) {
-  function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
-}
 
 }  // namespace
 

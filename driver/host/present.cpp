@@ -1,13 +1,15 @@
-// The end of a frame: flip, composition or blit, and pacing.
+// The end of a frame: flip, composition or blit.
 #include "driver/host/present.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <utility>
 
-#include "driver/frame/process_state.h"
+#include "driver/base/process_state.h"
 #include "driver/host/host_channel.h"
-#include "driver/host/submission.h"
+#include "driver/host/owned_display.h"
+#include "driver/host/pacing.h"
+#include "driver/host/render_submission.h"
 #include "driver/state/gl_context.h"
 
 namespace qv {
@@ -133,23 +135,6 @@ NTSTATUS PresentWindow(WindowRecord* record, GlContext* context) {
   const NTSTATUS status = D3DKMTPresent(&present);
   if (status >= 0) std::swap(record->backBuffer, record->flip);
   return status;
-}
-
-void pacePresent(GlContext* context) {
-  if (context->swapInterval != 1) return;
-  D3DKMT_GETDEVICESTATE state{};
-  state.hDevice = Host.device;
-  state.StateType = D3DKMT_DEVICESTATE_PRESENT_DWM;
-  if (D3DKMTGetDeviceState(&state) < 0) return;
-  const uint32_t shown = state.PresentStateDWM.PresentStatsDWM.PresentRefreshCount;
-  const uint32_t before = std::exchange(context->lastRefreshCount, shown);
-  if (shown != before) return;
-  // No vertical blank since the last present.
-  D3DKMT_WAITFORVERTICALBLANKEVENT blank{};
-  blank.hAdapter = Host.adapter;
-  blank.hDevice = Host.device;
-  D3DKMTWaitForVerticalBlankEvent(&blank);
-  ++context->lastRefreshCount;
 }
 
 }  // namespace qv

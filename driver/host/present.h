@@ -26,7 +26,4 @@ void presentBuffers(WindowRecord* record, GlContext* context, D3DKMT_HANDLE shar
 // flip surface.
 NTSTATUS PresentWindow(WindowRecord* record, GlContext* context);
 
-// Holds a context with swap interval 1 to one present per vertical blank; one that is slower never waits.
-void pacePresent(GlContext* context);
-
 }  // namespace qv

@@ -1,16 +1,12 @@
-// Whether a window owns its display outright: it must fill a monitor whose mode it matches, in the foreground.
-#include <algorithm>
-#include <iterator>
+// Ownership of video present sources.
+#include "driver/host/source_owner.h"
 
-#include "driver/host/display_formats.h"
 #include "driver/host/host_channel.h"
-#include "driver/host/window_record.h"
 
 namespace qv {
 
 namespace {
 
-inline constexpr NTSTATUS kStatusStaysShared = static_cast<NTSTATUS>(0xC01E0000);
 inline constexpr NTSTATUS kStatusInvalidParameter = static_cast<NTSTATUS>(0xC000000D);
 
 NTSTATUS setSourceOwner(const D3DKMT_VIDPNSOURCEOWNER_TYPE* type, const D3DDDI_VIDEO_PRESENT_SOURCE_ID* source, UINT count) {
@@ -20,36 +16,6 @@ NTSTATUS setSourceOwner(const D3DKMT_VIDPNSOURCEOWNER_TYPE* type, const D3DDDI_V
   owner.pVidPnSourceId = source;
   owner.VidPnSourceCount = count;
   return D3DKMTSetVidPnSourceOwner(&owner);
-}
-
-// The source and the mode of a monitor.
-NTSTATUS readDisplayMode(const MONITORINFOEXW& monitor, uint32_t& source, D3DKMT_DISPLAYMODE& mode) {
-  D3DKMT_OPENADAPTERFROMGDIDISPLAYNAME open{};
-  std::copy(std::begin(monitor.szDevice), std::end(monitor.szDevice), std::begin(open.DeviceName));
-  NTSTATUS status = D3DKMTOpenAdapterFromGdiDisplayName(&open);
-  if (status < 0) return status;
-  D3DKMT_CURRENTDISPLAYMODE current{};
-  current.VidPnSourceId = open.VidPnSourceId;
-  D3DKMT_QUERYADAPTERINFO query{};
-  query.hAdapter = open.hAdapter;
-  query.Type = KMTQAITYPE_CURRENTDISPLAYMODE;
-  query.pPrivateDriverData = &current;
-  query.PrivateDriverDataSize = sizeof(current);
-  status = D3DKMTQueryAdapterInfo(&query);
-  D3DKMT_CLOSEADAPTER close{};
-  close.hAdapter = open.hAdapter;
-  D3DKMTCloseAdapter(&close);
-  source = open.VidPnSourceId;
-  mode = current.DisplayMode;
-  return status;
-}
-
-void disown(WindowRecord* record) {
-  const uint32_t source = record->ownedSource.load(std::memory_order_relaxed);
-  if (source != kNoSource) {
-    ReleaseSourceOwner(source);
-    record->ownedSource.store(kNoSource, std::memory_order_relaxed);
-  }
 }
 
 }  // namespace
@@ -66,56 +32,9 @@ NTSTATUS ReleaseSourceOwner(uint32_t source) {
   return status == kStatusInvalidParameter ? setSourceOwner(nullptr, nullptr, 0) : status;
 }
 
-NTSTATUS checkSourceOwner(WindowRecord* record, const RECT& client) {
-  disown(record);
-  if (record->flip.resource != 0) DestroySurfaceAllocation(record->flip);
-
-  const HWND window = record->window;
-  if (GetAncestor(window, GA_ROOT) != GetForegroundWindow() || !IsWindowVisible(window)) return kStatusStaysShared;
-
-  MONITORINFOEXW monitor{};
-  monitor.cbSize = sizeof(monitor);
-  const HMONITOR handle = MonitorFromWindow(window, MONITOR_DEFAULTTONULL);
-  if (handle == nullptr || !GetMonitorInfoW(handle, &monitor)) return kStatusStaysShared;
-  const RECT& screen = monitor.rcMonitor;
-  if (screen.left != client.left || screen.top != client.top || screen.right != client.right || screen.bottom != client.bottom) {
-    return kStatusStaysShared;
-  }
-
-  uint32_t source = 0;
-  D3DKMT_DISPLAYMODE mode{};
-  NTSTATUS status = readDisplayMode(monitor, source, mode);
-  if (status < 0) return status;
-  if (mode.Width != static_cast<uint32_t>(client.right) - static_cast<uint32_t>(client.left) ||
-      mode.Height != static_cast<uint32_t>(client.bottom) - static_cast<uint32_t>(client.top)) {
-    return kStatusStaysShared;
-  }
-
-  status = TakeSourceOwner(source);
-  if (status < 0) return status;
-  record->ownedSource.store(source, std::memory_order_relaxed);
-
-  SurfaceDescriptor descriptor = windowSurfaceDescriptor();
-  descriptor.sourceId = source;
-  descriptor.refreshNumerator = mode.RefreshRate.Numerator;
-  descriptor.refreshDenominator = mode.RefreshRate.Denominator;
-  status = CreateSurfaceAllocation(descriptor, mode.Width, mode.Height, record->flip);
-  if (status < 0) {
-    disown(record);
-    return status;
-  }
-
-  D3DKMT_SETDISPLAYMODE set{};
-  set.hDevice = Host.device;
-  set.hPrimaryAllocation = record->flip.allocation;
-  set.ScanLineOrdering = mode.ScanLineOrdering;
-  set.DisplayOrientation = mode.DisplayOrientation;
-  status = D3DKMTSetDisplayMode(&set);
-  if (status < 0) {
-    DestroySurfaceAllocation(record->flip);
-    disown(record);
-  }
-  return status;
+void giveUpSource(std::atomic<uint32_t>& owned) {
+  const uint32_t source = owned.exchange(kNoSource, std::memory_order_relaxed);
+  if (source != kNoSource) ReleaseSourceOwner(source);
 }
 
 }  // namespace qv

@@ -1,5 +1,7 @@
 // The hook on threads that own tracked windows: it sees the changes of geometry that the next flush must act on, and the end.
-#include "driver/frame/process_state.h"
+#include "driver/host/window_hook.h"
+
+#include "driver/base/driver_lock.h"
 #include "driver/host/window_record.h"
 
 namespace qv {
@@ -31,11 +33,7 @@ void noteGeometryChange(HWND window) {
     if (found != nullptr) found->holds.fetch_add(1, std::memory_order_relaxed);
   }
   if (found == nullptr) return;
-  const uint32_t source = found->ownedSource.load(std::memory_order_relaxed);
-  if (source != kNoSource) {
-    ReleaseSourceOwner(source);
-    found->ownedSource.store(kNoSource, std::memory_order_relaxed);
-  }
+  giveUpSource(found->ownedSource);
   found->recheckNeeded.store(1, std::memory_order_relaxed);
   releaseWindowRecord(found);
 }

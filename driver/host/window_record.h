@@ -4,13 +4,12 @@
 #include <atomic>
 #include <cstdint>
 
+#include "driver/host/source_owner.h"
 #include "driver/host/surface_allocation.h"
 #include "platform/d3dkmt.h"
 #include "platform/win32.h"
 
 namespace qv {
-
-inline constexpr uint32_t kNoSource = 0xFFFFFFFF;
 
 struct WindowRecord {
   WindowRecord* next = nullptr;
@@ -37,20 +36,11 @@ struct WindowRecord {
   }
 };
 
-// One per thread that owns a tracked window.
-struct ThreadHookRecord {
-  ThreadHookRecord* next = nullptr;
-  DWORD threadId = 0;
-  HHOOK hook = nullptr;  // null when the hook could not be installed
-};
-
-// Both guarded by DriverLock.
+// Guarded by DriverLock.
 extern WindowRecord* WindowRecordList;
-extern ThreadHookRecord* ThreadHookList;
 
-// Host window id of `window`, 0 on failure. Makes the record, tells the host of the window with `attributes` (a zero-terminated
-// list of at most 60 words; the first caller's list wins) and hooks the thread that owns the window.
-uint32_t FindOrCreateWindowRecord(HWND window, const uint16_t* attributes);
+// The record of `window`, or null. DriverLock is held.
+WindowRecord* findWindowRecord(HWND window);
 
 // The record of `window` with a hold on it, or null.
 WindowRecord* holdWindowRecord(HWND window);
@@ -59,23 +49,5 @@ void releaseWindowRecord(WindowRecord* record);
 
 // Takes the record of exactly this window out of the list and gives the list's hold back; nothing without one.
 void forgetWindow(HWND window);
-
-// Measures the window and brings the record's rectangle, back buffer and ownership of the display up to date.
-void MeasureWindow(WindowRecord* record);
-
-// Gives up what display the window owns, then takes the one that it fills. A negative status says that it stays shared.
-NTSTATUS checkSourceOwner(WindowRecord* record, const RECT& client);
-
-NTSTATUS TakeSourceOwner(uint32_t source);
-NTSTATUS ReleaseSourceOwner(uint32_t source);
-
-// Installs the hook on a thread that has none yet. DriverLock is held.
-void hookThread(DWORD threadId);
-// Steps of thread detach and process detach.
-void unhookCurrentThread();
-void unhookAllThreads();
-
-// The hook routine: WH_CALLWNDPROC of every thread that owns a tracked window.
-LRESULT CALLBACK windowHook(int code, WPARAM wParam, LPARAM lParam);
 
 }  // namespace qv

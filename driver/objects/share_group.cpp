@@ -1,11 +1,8 @@
-// Share groups: their tables, how contexts join and leave them, and the deferred removal of deleted textures.
+// Share groups: their tables and their end.
 #include "driver/objects/share_group.h"
 
-#include <cstdlib>
-#include <cstring>
-
+#include "driver/base/command_stream.h"
 #include "driver/objects/tracked_object.h"
-#include "driver/state/gl_context.h"
 
 namespace qv {
 
@@ -41,44 +38,8 @@ ShareGroup::~ShareGroup() {
   DeleteCriticalSection(&lock);
 }
 
-ShareLock::ShareLock(GlContext* context) : ShareLock(context->shareGroup) {}
-
 void releaseShareGroup(ShareGroup* group) {
   if (--group->refCount < 0) delete group;
-}
-
-void joinGroup(GlContext* context, GlContext* source) {
-  if (context == source) return;
-  releaseShareGroup(context->shareGroup);
-  context->shareGroup = source->shareGroup;
-  ++context->shareGroup->refCount;
-}
-
-void deferTextureDelete(GlContext* context, uint32_t name) {
-  NameTable& textures = context->shareGroup->table(ShareSlot::kTextures);
-  if (textures.find(name) == nullptr) {
-    textures.removeNames(1, &name);
-    return;
-  }
-  DeferredDeleteList& list = context->deferredDeletes;
-  if (list.count + 1 > list.capacity) {
-    const uint32_t wanted = list.count * 2;
-    uint32_t* const fresh = static_cast<uint32_t*>(std::malloc(sizeof(uint32_t) * wanted));
-    // In bounds: `count` names move into twice that room; the list starts with room for some, so `count` is not 0 here.
-    std::memcpy(fresh, list.names, sizeof(uint32_t) * list.count);
-    std::free(list.names);
-    list.names = fresh;
-    list.capacity = wanted;
-  }
-  list.names[list.count++] = name;
-}
-
-void releaseDeferredDeletes(GlContext* context) {
-  DeferredDeleteList& list = context->deferredDeletes;
-  if (list.count == 0) return;
-  const ShareLock held(context);
-  context->shareGroup->table(ShareSlot::kTextures).removeNames(static_cast<int32_t>(list.count), list.names);
-  list.count = 0;
 }
 
 }  // namespace qv

@@ -8,8 +8,6 @@
 
 namespace qv {
 
-class GlContext;
-
 enum class ShareSlot : uint32_t {
   kFramebuffers,
   kRenderbuffers,
@@ -45,7 +43,6 @@ struct ShareGroup {
 class ShareLock {
  public:
   explicit ShareLock(ShareGroup* group) : held(&group->lock) { EnterCriticalSection(held); }
-  explicit ShareLock(GlContext* context);
   ShareLock(const ShareLock&) = delete;
   ShareLock& operator=(const ShareLock&) = delete;
   ~ShareLock() { LeaveCriticalSection(held); }
@@ -56,15 +53,5 @@ class ShareLock {
 
 // Takes one user off the group and destroys it with its last one.
 void releaseShareGroup(ShareGroup* group);
-
-// Moves `context` from its group into that of `source`; its old group, with all objects in it, dies if it was the last user.
-void joinGroup(GlContext* context, GlContext* source);
-
-// The guest's side of glDeleteTextures for one name, the group's lock being held: a texture that has been bound keeps its row
-// until the next flush has given the delete to the host, any other row goes at once.
-void deferTextureDelete(GlContext* context, uint32_t name);
-
-// Removes the rows of the textures deleted since the last flush; for flushStream, after the host has taken the stream.
-void releaseDeferredDeletes(GlContext* context);
 
 }  // namespace qv

@@ -15,8 +15,7 @@ namespace {
 void writeCommand(GlContext* context, uint32_t opcode, std::initializer_list<uint32_t> words, const uint32_t* last) {
   if (context->run.open) closeRun(context, kRunBroken);
   context->lastOpcode = static_cast<int32_t>(opcode);
-  const uint32_t count = static_cast<uint32_t>(words.size()) + (last != nullptr);
-  uint8_t* at = beginCommand(*context, opcode, 4 + 4 * count);
+  uint8_t* at = beginCommand(*context, opcode, 4 * (words.size() + (last != nullptr)));
   for (const uint32_t word : words) {
     put(at, word);
     at += 4;

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <initializer_list>
 
-#include "driver/stream/gl_api.h"
+#include "wire/gl_api.h"
 
 namespace qv {
 

@@ -3,13 +3,12 @@
 #include <type_traits>
 
 #include "driver/diagnostics/record_error.h"
-#include "driver/frame/process_state.h"
 #include "driver/queries/forward.h"
 #include "driver/queries/limit_cache.h"
 #include "driver/queries/shadow_answer.h"
 #include "driver/state/capabilities.h"
-#include "driver/stream/entry_points.h"
-#include "driver/stream/opcodes.h"
+#include "driver/stream/entry.h"
+#include "driver/stream/gl_routines.h"
 
 namespace qv {
 
@@ -46,18 +45,6 @@ bool answerLocally(GlContext* context, GLenum pname, GLuint index, T* out) {
   if (!answerUnitEnable(context, pname, index, &enabled)) return false;
   *out = static_cast<T>(enabled);
   return true;
-}
-
-template <typename Row>
-GlContext* enter() {
-  GlContext* const context = currentContext();
-  if (context == nullptr) return nullptr;
-  context->lastOpcode = Row::kOpcode;
-  if (has<Row>(kBeginCheck) && context->insideBegin) {
-    recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
-    return nullptr;
-  }
-  return context;
 }
 
 template <typename Row, typename T>

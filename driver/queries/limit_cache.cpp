@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "driver/queries/conversion.h"
+#include "driver/base/conversion.h"
 #include "driver/state/gl_context.h"
-#include "driver/stream/entry_points.h"
+#include "driver/stream/gl_routines.h"
 
 namespace qv {
 
@@ -149,6 +149,12 @@ bool cachedLimit(GlContext* context, GLenum pname, int32_t& value) {
 }
 
 int32_t shaderBinaryFormatCount(const GlContext* context) { return std::max(context->limits.numShaderBinaryFormats, 0); }
+
+int32_t queryStackLimit(GLenum pname) {
+  GLint limit = 0;
+  gl::glGetIntegerv(pname, &limit);
+  return limit;
+}
 
 void warmLimits(GlContext* context) {
   warm(context, GL_MAX_TEXTURE_UNITS, 0);

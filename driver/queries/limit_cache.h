@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "driver/stream/gl_api.h"
+#include "wire/gl_api.h"
 
 namespace qv {
 
@@ -23,6 +23,10 @@ bool cachedLimit(GlContext* context, GLenum pname, int32_t& value);
 
 // Entries that GL_SHADER_BINARY_FORMATS has, 0 while that is not known.
 int32_t shaderBinaryFormatCount(const GlContext* context);
+
+// The host's limit of an attribute or matrix stack, asked by the driver's own glGetIntegerv on the current context; 0 when the
+// host does not tell.
+int32_t queryStackLimit(GLenum pname);
 
 // Fetches the limits that the driver itself needs and that are still unset, each by a round trip on the current context,
 // which must be `context`.

@@ -4,10 +4,11 @@
 #include <cmath>
 #include <type_traits>
 
+#include "driver/base/conversion.h"
 #include "driver/diagnostics/debug_log.h"
 #include "driver/diagnostics/record_error.h"
-#include "driver/queries/conversion.h"
 #include "driver/state/capabilities.h"
+#include "driver/state/shared_objects.h"
 
 namespace qv {
 

@@ -2,14 +2,14 @@
 #include <algorithm>
 #include <array>
 
+#include "driver/base/pixel_formats.h"
 #include "driver/diagnostics/debug_log.h"
 #include "driver/diagnostics/record_error.h"
-#include "driver/frame/pixel_formats.h"
-#include "driver/lists/display_list_stream.h"
+#include "driver/objects/display_list_stream.h"
 #include "driver/queries/limit_cache.h"
 #include "driver/queries/shadow_answer.h"
 #include "driver/queries/strings.h"
-#include "driver/state/gl_context.h"
+#include "driver/state/shared_objects.h"
 
 namespace qv {
 

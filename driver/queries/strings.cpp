@@ -3,13 +3,15 @@
 
 #include <cstring>
 
+#include "driver/base/current_context.h"
+#include "driver/base/process_state.h"
 #include "driver/diagnostics/record_error.h"
-#include "driver/frame/process_state.h"
 #include "driver/queries/forward.h"
 #include "driver/queries/known_extensions.h"
-#include "driver/state/gl_context.h"
-#include "driver/stream/entry_points.h"
-#include "driver/stream/opcodes.h"
+#include "driver/state/string_block.h"
+#include "driver/stream/entry.h"
+#include "driver/stream/gl_routines.h"
+#include "wire/entry_table.h"
 
 namespace qv {
 
@@ -20,12 +22,6 @@ static_assert(kKnown == 264);
 
 // Added from version 3 on.
 constexpr char kLegacyFormatExtensions[] = "GL_EXT_abgr GL_EXT_bgra";
-
-// Lowest version of each block but the first, from the last block down.
-constexpr uint16_t kBlockVersions[] = {430, 420, 410, 400, 330, 320, 310, 300};
-constexpr uint32_t kBlocks = std::size(kBlockVersions) + 1;
-
-StringBlock blocks[kBlocks];
 
 size_t tokenLength(const char* text) { return std::strcspn(text, " "); }
 
@@ -88,15 +84,6 @@ StringPlace placeOf(GlContext* context, GLenum name) {
 
 }  // namespace
 
-StringBlock& stringBlockFor(uint16_t contextVersion) {
-  uint32_t block = kBlocks - 1;
-  for (const uint16_t lowest : kBlockVersions) {
-    if (contextVersion >= lowest) break;
-    --block;
-  }
-  return blocks[block];
-}
-
 uint32_t extensionCount(GlContext* context) {
   const StringBlock& block = stringBlockFor(context->contextVersion);
   if (block.extensionCount == 0) gl::glGetString(GL_EXTENSIONS);
@@ -156,17 +143,11 @@ void filterExtensions(GlContext* context, char* text, size_t capacity) {
 namespace gl {
 
 const GLubyte* APIENTRY glGetString(GLenum name) {
-  constexpr uint32_t kOpcode = opcodeOf<op::glGetString>;
-  GlContext* const context = currentContext();
+  GlContext* const context = enter<op::glGetString>();
   if (context == nullptr) return nullptr;
-  context->lastOpcode = static_cast<int32_t>(kOpcode);
-  if (context->insideBegin) {
-    recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
-    return nullptr;
-  }
   const StringPlace place = placeOf(context, name);
   if (!place.cached || place.text[0] == 0) {
-    askHost(context, kOpcode, {name}, place.text, place.size);
+    askHost(context, opcodeOf<op::glGetString>, {name}, place.text, place.size);
     place.text[place.size - 1] = 0;  // the host's word that the text ends is not taken
     if (name == GL_EXTENSIONS) filterExtensions(context, place.text, place.size);
   }

@@ -5,8 +5,7 @@
 #include <array>
 
 #include "driver/queries/value_count_names.h"
-#include "driver/stream/entry_points.h"
-#include "driver/stream/entry_template.h"
+#include "driver/stream/gl_routines.h"
 
 namespace qv {
 
@@ -50,19 +49,6 @@ constexpr bool eachOnce() {
 }
 static_assert(eachOnce(), "a pname stands in two groups");
 
-struct MapShape {
-  int32_t components, dimensions;
-};
-
-MapShape mapShape(GLenum target) {
-  // In the order of the enums, which are consecutive from GL_MAP1_COLOR_4 and from GL_MAP2_COLOR_4.
-  static constexpr int32_t kComponents[] = {4, 1, 3, 1, 2, 3, 4, 3, 4};
-  static_assert(GL_MAP1_VERTEX_4 - GL_MAP1_COLOR_4 == 8 && GL_MAP2_VERTEX_4 - GL_MAP2_COLOR_4 == 8);
-  if (target >= GL_MAP1_COLOR_4 && target <= GL_MAP1_VERTEX_4) return {kComponents[target - GL_MAP1_COLOR_4], 1};
-  if (target >= GL_MAP2_COLOR_4 && target <= GL_MAP2_VERTEX_4) return {kComponents[target - GL_MAP2_COLOR_4], 2};
-  return {0, 0};
-}
-
 }  // namespace
 
 int32_t valueCount(uint16_t contextVersion, GLenum pname) {
@@ -75,30 +61,6 @@ int32_t valueCount(uint16_t contextVersion, GLenum pname) {
                                     [](const CountRow& each, GLenum wanted) { return each.pname < wanted; });
   if (row == kCounts.end() || row->pname != pname || contextVersion < row->minVersion) return 0;
   return row->count;
-}
-
-int32_t mapValueCount(GLenum target, GLenum query) {
-  const MapShape shape = mapShape(target);
-  if (shape.dimensions == 0) return 0;
-  switch (query) {
-    case GL_COEFF: {
-      GLint order[2] = {1, 1};
-      Entry<op::glGetMapiv>::call(target, GL_ORDER, order);
-      // The order is the host's word: a product that is no count of values makes the query unknown.
-      int32_t total = 0;
-      if (order[0] < 0 || order[1] < 0 || __builtin_mul_overflow(order[0], order[1], &total) ||
-          __builtin_mul_overflow(total, shape.components, &total)) {
-        return 0;
-      }
-      return total;
-    }
-    case GL_ORDER:
-      return shape.dimensions;
-    case GL_DOMAIN:
-      return shape.dimensions * 2;
-    default:
-      return 0;
-  }
 }
 
 int32_t pixelMapSize(GLenum map) {

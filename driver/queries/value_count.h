@@ -3,16 +3,13 @@
 
 #include <cstdint>
 
-#include "driver/stream/gl_api.h"
+#include "wire/gl_api.h"
 
 namespace qv {
 
 // Values of `pname` in a context of that version; 0 when it is unknown there. GL_COMPRESSED_TEXTURE_FORMATS alone asks the
 // host, through glGetIntegerv on the current context, each time.
 int32_t valueCount(uint16_t contextVersion, GLenum pname);
-
-// Values of glGetMap for an evaluator target; 0 for a bad target or query. GL_COEFF asks the host for the order.
-int32_t mapValueCount(GLenum target, GLenum query);
 
 // Entries of a pixel map, asked of the host; 0 without asking for a bad map.
 int32_t pixelMapSize(GLenum map);

@@ -5,7 +5,7 @@
 // the shadow at every version stands in no group.
 #pragma once
 
-#include "driver/stream/gl_api.h"
+#include "wire/gl_api.h"
 
 namespace qv::counts {
 

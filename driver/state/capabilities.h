@@ -114,20 +114,6 @@ inline bool storeCapability(GlContext* context, CapabilityHome home, uint8_t val
 // for another enum.
 uint8_t* clientStateByte(GlContext* context, GLenum array);
 
-// True when `array` is a client array; otherwise records GL_INVALID_ENUM.
-bool setClientState(GlContext* context, GLenum array, uint8_t value);
-
-// The capabilities that have no byte of their own in the context: client arrays given to glEnable, and debug output.
-bool setDistantCapability(GlContext* context, GLenum capability, uint8_t value);
-
-// True when the shadow knows the capability. False is no error: the host decides, and later queries go there. Inlined into
-// glEnable and glDisable, which are called often.
-[[gnu::always_inline]] inline bool setCapability(GlContext* context, GLenum capability, uint8_t value) {
-  if (storeCapability(context, capabilityHome(context, capability), value)) [[likely]]
-    return true;
-  return setDistantCapability(context, capability, value);
-}
-
 // False for a unit of 16 or more, and for all but the five texture targets.
 inline bool setUnitCapability(GlContext* context, GLenum capability, uint32_t unit, uint8_t value) {
   return storeCapability(context, unitCapabilityHome(context, capability, unit), value);

@@ -3,11 +3,10 @@
 
 #include <cstdlib>
 
-#include "driver/frame/application_profile.h"
-#include "driver/frame/pixel_formats.h"
+#include "driver/base/pixel_formats.h"
 #include "driver/objects/share_group.h"
+#include "driver/state/application_profile.h"
 #include "driver/state/matrix.h"
-#include "driver/stream/entry_points.h"
 
 namespace qv {
 
@@ -16,12 +15,6 @@ namespace {
 constexpr uint32_t kDeferredNames = 32;
 
 }  // namespace
-
-int32_t queryStackLimit(GLenum pname) {
-  GLint limit = 0;
-  gl::glGetIntegerv(pname, &limit);
-  return limit;
-}
 
 GlContext::GlContext(int32_t pixelFormat, uint16_t version, uint8_t compatibility)
     : nextSharer(this),

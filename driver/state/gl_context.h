@@ -4,13 +4,14 @@
 
 #include <cstdint>
 
+#include "driver/base/command_stream.h"
 #include "driver/objects/name_table.h"
 #include "driver/objects/tracked_object.h"
-#include "driver/pixels/pixel_store.h"
+#include "driver/objects/vertex_array_object.h"
 #include "driver/state/attribute_groups.h"
+#include "driver/state/pixel_store.h"
 #include "driver/state/state_stack.h"
-#include "driver/stream/command_stream.h"
-#include "driver/vertex/vertex_array_object.h"
+#include "platform/win32.h"
 
 namespace qv {
 

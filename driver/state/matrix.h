@@ -54,9 +54,10 @@ void ortho(GlContext* context, double left, double right, double bottom, double 
 void rotate(GlContext* context, double angle, double x, double y, double z);
 void scale(GlContext* context, double x, double y, double z);
 void translate(GlContext* context, double x, double y, double z);
-// The first push of a stack asks the host for its limit. Past the limit nothing happens: the host reports the overflow.
-inline void pushMatrix(GlContext* context) {
-  if (context->currentMatrixStack != nullptr) context->currentMatrixStack->push();
+// The first push of a stack asks for its limit. Past the limit nothing happens: the host reports the overflow.
+template <typename AskLimit>
+inline void pushMatrix(GlContext* context, AskLimit&& askLimit) {
+  if (context->currentMatrixStack != nullptr) context->currentMatrixStack->push(askLimit);
 }
 inline void popMatrix(GlContext* context) {
   if (context->currentMatrixStack != nullptr) context->currentMatrixStack->pop();

@@ -5,15 +5,12 @@
 #include <cstdlib>
 #include <new>
 
-#include "driver/stream/gl_api.h"
+#include "wire/gl_api.h"
 
 namespace qv {
 
-// Asks the driver's own glGetIntegerv for `pname` on the current context and returns the first value, 0 if there is none.
-int32_t queryStackLimit(GLenum pname);
-
-// `T` is default-constructed to the group's defaults. Element 0 exists from construction; the first push asks for the host's
-// limit and allocates limit + 1 elements.
+// `T` is default-constructed to the group's defaults. Element 0 exists from construction; the first push asks for the limit and
+// allocates limit + 1 elements.
 template <typename T>
 struct StateStack {
   explicit StateStack(GLenum limit) : limitPname(limit) { elements = allocate(1); }
@@ -24,9 +21,10 @@ struct StateStack {
   T& current() { return elements[top]; }
   const T& current() const { return elements[top]; }
 
-  // Copies the top element above itself. False, and no change, at the limit.
-  bool push() {
-    if (capacity == 1) grow();
+  // Copies the top element above itself. False, and no change, at the limit. `askLimit(limitPname)` is the host's limit.
+  template <typename AskLimit>
+  bool push(AskLimit&& askLimit) {
+    if (capacity == 1) grow(askLimit(limitPname));
     if (top + 1 >= capacity) return false;
     elements[top + 1] = elements[top];
     ++top;
@@ -47,8 +45,7 @@ struct StateStack {
     for (uint32_t i = 0; i < n; ++i) new (fresh + i) T;
     return fresh;
   }
-  void grow() {
-    const int32_t limit = queryStackLimit(limitPname);
+  void grow(int32_t limit) {
     // A host that fails answers 0 and one that lies may answer anything: the stack then keeps its single element.
     if (limit < 1 || limit > 65536) return;
     const uint32_t wanted = static_cast<uint32_t>(limit) + 1;

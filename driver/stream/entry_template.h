@@ -5,95 +5,49 @@
 #include <cstring>
 #include <tuple>
 
-#include "driver/diagnostics/record_error.h"
-#include "driver/frame/process_state.h"
-#include "driver/lists/display_list_stream.h"
-#include "driver/queries/limit_cache.h"
-#include "driver/queries/value_count.h"
+#include "driver/base/current_context.h"
+#include "driver/objects/display_list_stream.h"
 #include "driver/state/gl_context.h"
+#include "driver/stream/entry.h"
 #include "driver/stream/flush.h"
-#include "driver/stream/shadow_hooks.h"
 #include "driver/stream/vertex_run.h"
 #include "driver/stream/write_command.h"
+#include "wire/entry_table.h"
 
 namespace qv {
-
-// Records an error of the whole family's standard text and leaves the stream as it was.
-inline void refuse(GlContext* context, uint32_t opcode, GLenum code) {
-  recordError(context, code, 0, kErrorText);
-  context->lastOpcode = static_cast<int32_t>(opcode);
-}
 
 template <size_t I, typename... A>
 constexpr std::tuple_element_t<I, std::tuple<A...>> argument(A... args) {
   return std::get<I>(std::tuple<A...>(args...));
 }
 
-// Index of the last scalar, of the first and of the last pointer among the arguments.
-template <typename... A>
-struct Arguments {
-  static constexpr size_t kCount = sizeof...(A);
-  static constexpr size_t npos = ~size_t{0};
-  static constexpr std::array<bool, kCount + 1> kPointers = {kIsPointer<A>..., false};
-  static constexpr size_t kFirstPointer = [] {
-    for (size_t i = 0; i < kCount; ++i)
-      if (kPointers[i]) return i;
-    return npos;
-  }();
-  static constexpr size_t kLastScalar = [] {
-    for (size_t i = kCount; i-- > 0;)
-      if (!kPointers[i]) return i;
-    return npos;
-  }();
-};
-
 // --- what is decided before anything is written ---
 
 struct Plan {
-  uint32_t total = 0;    // small-form total
-  uint32_t count = 0;    // elements or data bytes, by form
-  GLenum error = 0;      // the code of a refusal
+  uint64_t payload = 0;  // bytes, as payloadOf says
+  uint32_t count = 0;    // the form's own word, or the elements of a reply
+  GLenum error = 0;      // the code of a refusal; a refusal may be silent
   bool refused = false;
 };
 
-// Value count of a pname that decides how many elements an array has. GL_SHADER_BINARY_FORMATS has no row in the tables: its
-// count is the cached limit, and a count of 0 stops the call without an error.
-inline Plan planCount(const GlContext* context, CountRule rule, GLenum first, GLenum pname) {
-  Plan plan;
-  int32_t count = 0;
-  plan.error = GL_INVALID_ENUM;
-  if (rule == CountRule::Value || rule == CountRule::ValueFirst) {
-    if (pname == GL_SHADER_BINARY_FORMATS) {
-      count = shaderBinaryFormatCount(context);
-      plan.error = 0;
-    } else {
-      count = valueCount(context->contextVersion, pname);
-    }
-  } else if (rule == CountRule::TexEnv) {
-    count = texEnvValueCount(pname);
-  } else {
-    count = mapValueCount(first, pname);
-  }
-  plan.refused = count < 1;
-  plan.count = plan.refused ? 0 : static_cast<uint32_t>(count);
-  return plan;
-}
-
 // --- writers, one per form ---
 
-// make(): the plan. write(): the whole command; `stream` is a context's or a list's.
+// make(context, arguments...): the plan. write(stream, opcode, plan, arguments...): the whole command; the stream is a context's
+// or a list's. The forms whose counts come from the tables of value counts have theirs in driver/queries/counted.h.
 template <typename Form, typename... A>
 struct Writer;
 
+// Commands of one size.
 template <typename Form, typename... A>
 struct FixedWriter {
   using L = Layout<Form, A...>;
-  static Plan make(GlContext*, A...) { return {.total = L::kTotal}; }
+  static constexpr uint32_t kTotal = kSmallHeaderBytes + L::kPayload;
+  static Plan make(GlContext*, A...) { return {.payload = L::kPayload}; }
   template <typename Stream>
   static inline void write(Stream& stream, uint32_t opcode, const Plan&, A... args) {
-    uint8_t* const at = takeRoom(stream, padded(L::kTotal));
-    put(at, smallHeader(opcode, L::kTotal));
-    L::store(at + 4, args...);
+    uint8_t* const at = takeRoom(stream, padded(kTotal));
+    put(at, smallHeader(opcode, kTotal));
+    L::store(at + kSmallHeaderBytes, args...);
   }
 };
 template <typename... A>
@@ -103,126 +57,84 @@ struct Writer<Vec<N>, A...> : FixedWriter<Vec<N>, A...> {};
 template <typename Reply, typename... A>
 struct Writer<Query<Reply>, A...> : FixedWriter<Query<Reply>, A...> {};
 
-template <CountRule Rule, typename... A>
-struct Writer<Query<CountedReply<Rule>>, A...> {
-  using L = Layout<Query<CountedReply<Rule>>, A...>;
-  static Plan make(GlContext* context, A... args) {
-    constexpr size_t kPname = Rule == CountRule::ValueFirst ? 0 : Arguments<A...>::kLastScalar;
-    Plan plan = planCount(context, Rule, static_cast<GLenum>(argument<0>(args...)), static_cast<GLenum>(argument<kPname>(args...)));
-    plan.total = L::kTotal;
-    return plan;
+// Writes a command whose data stands behind one pointer: scalars, the form's own word, data up to the end of the payload.
+template <typename Form, typename... A>
+struct DataWriter {
+  using L = Layout<Form, A...>;
+  using Args = Arguments<A...>;
+  using Element = typename Args::Element;
+  static Plan plan(uint64_t elements, uint64_t word) {
+    return {.payload = payloadOf(L::kPayload, elements * sizeof(Element)),
+            .count = word > 0xFFFFFFFF ? 0xFFFFFFFF : static_cast<uint32_t>(word)};
   }
   template <typename Stream>
   static void write(Stream& stream, uint32_t opcode, const Plan& plan, A... args) {
-    uint8_t* const at = beginCommand(stream, opcode, plan.total);
+    uint8_t* const at = beginCommand(stream, opcode, plan.payload);
     L::store(at, args...);
-    put(at + L::kExtraAt, plan.count);
-  }
-};
-
-template <CountRule Rule, typename... A>
-struct Writer<Counted<Rule>, A...> {
-  using L = Layout<Counted<Rule>, A...>;
-  static constexpr size_t kData = Arguments<A...>::kFirstPointer;
-  using Element = Pointee<std::tuple_element_t<kData, std::tuple<A...>>>;
-  static Plan make(GlContext* context, A... args) {
-    Plan plan = planCount(context, Rule, static_cast<GLenum>(argument<0>(args...)), static_cast<GLenum>(argument<kData - 1>(args...)));
-    plan.total = L::kTotal + plan.count * static_cast<uint32_t>(sizeof(Element));
-    return plan;
-  }
-  template <typename Stream>
-  static void write(Stream& stream, uint32_t opcode, const Plan& plan, A... args) {
-    uint8_t* const at = beginCommand(stream, opcode, plan.total);
-    L::store(at, args...);
-    put(at + L::kExtraAt, plan.count);
-    // In bounds: the total counts these elements.
-    std::memcpy(at + L::kPayload, argument<kData>(args...), plan.count * sizeof(Element));
+    if constexpr (FormTraits<Form>::kExtraWords != 0) put(at + L::kExtraAt, plan.count);
+    // In bounds: the payload was taken as room, and its fixed part has kPayload bytes.
+    if (plan.payload != L::kPayload) std::memcpy(at + L::kPayload, argument<Args::kFirstPointer>(args...), plan.payload - L::kPayload);
   }
 };
 
 template <uint32_t Key, uint32_t Otherwise, uint32_t Listed, GLenum... Keys, typename... A>
-struct Writer<Sized<Key, Otherwise, Listed, Keys...>, A...> {
-  using Form = Sized<Key, Otherwise, Listed, Keys...>;
-  using L = Layout<Form, A...>;
-  static constexpr size_t kData = Arguments<A...>::kFirstPointer;
-  using Element = Pointee<std::tuple_element_t<kData, std::tuple<A...>>>;
+struct Writer<Sized<Key, Otherwise, Listed, Keys...>, A...> : DataWriter<Sized<Key, Otherwise, Listed, Keys...>, A...> {
   static Plan make(GlContext*, A... args) {
-    const uint32_t count = Form::components(static_cast<GLenum>(argument<Key>(args...)));
-    return {.total = L::kTotal + count * static_cast<uint32_t>(sizeof(Element)), .count = count};
-  }
-  template <typename Stream>
-  static void write(Stream& stream, uint32_t opcode, const Plan& plan, A... args) {
-    uint8_t* const at = beginCommand(stream, opcode, plan.total);
-    L::store(at, args...);
-    // In bounds: the total counts these components.
-    std::memcpy(at + L::kPayload, argument<kData>(args...), plan.count * sizeof(Element));
+    const uint32_t count = Sized<Key, Otherwise, Listed, Keys...>::components(static_cast<GLenum>(argument<Key>(args...)));
+    return Writer::plan(count, count);
   }
 };
+
+template <typename... A>
+struct Writer<Text, A...> : DataWriter<Text, A...> {
+  static Plan make(GlContext*, A... args) {
+    const uint64_t bytes = std::strlen(argument<Arguments<A...>::kFirstPointer>(args...)) + 1;
+    return Writer::plan(bytes, bytes);
+  }
+};
+template <typename... A>
+struct Writer<TextQuery, A...> : Writer<Text, A...> {};
 
 template <uint32_t Per, typename... A>
 struct Writer<Array<Per>, A...> {
   using L = Layout<Array<Per>, A...>;
-  using Args = Arguments<A...>;
   static Plan make(GlContext*, A... args) {
-    const auto count = argument<Args::kFirstPointer - 1>(args...);
-    // A negative count goes to the host with no elements behind it, and the host reports it.
-    const uint32_t elements = static_cast<int64_t>(count) < 0 ? 0 : static_cast<uint32_t>(count) * Per;
-    const uint32_t fixed = L::kTotal;
-    const uint32_t total = fixed + elements * kElementBytes;
-    return {.total = total, .count = total < fixed ? 0 : elements};
+    return {.payload = payloadOf(L::kPayload, bytesOf(argument<L::kCountArg>(args...), L::kEach))};
   }
   template <typename Stream>
   static void write(Stream& stream, uint32_t opcode, const Plan& plan, A... args) {
-    uint8_t* const at = beginCommand(stream, opcode, plan.total);
+    uint8_t* const at = beginCommand(stream, opcode, plan.payload);
     L::store(at, args...);
     uint8_t* data = at + L::kPayload;
-    (writeElements<A>(data, plan.count, args), ...);
+    const uint64_t elements = (plan.payload - L::kPayload) / L::kEach * Per;  // behind each pointer
+    (writeElements<A>(data, elements, args), ...);
   }
 
  private:
   template <typename T>
-  static constexpr uint32_t elementBytes() {
+  static void writeElements(uint8_t*& data, uint64_t elements, T value) {
     if constexpr (kIsPointer<T>) {
-      if constexpr (std::is_void_v<Pointee<T>>) {
-        return 1;
-      } else {
-        return sizeof(Pointee<T>);
-      }
-    } else {
-      return 0;
-    }
-  }
-  static constexpr uint32_t kElementBytes = (elementBytes<A>() + ...);
-  template <typename T>
-  static void writeElements(uint8_t*& data, uint32_t count, T value) {
-    if constexpr (kIsPointer<T>) {
-      const size_t bytes = size_t{count} * elementBytes<T>();
-      // In bounds: the total counts the elements behind every pointer.
+      const size_t bytes = elements * sizeof(typename Arguments<T>::Element);
+      // In bounds: kEach counts the elements behind every pointer.
       if (bytes != 0) std::memcpy(data, value, bytes);
       data += bytes;
     }
   }
 };
 
-template <typename... A>
-struct Writer<Text, A...> {
-  using L = Layout<Text, A...>;
-  static constexpr size_t kText = Arguments<A...>::kFirstPointer;
-  static Plan make(GlContext*, A... args) {
-    const uint32_t bytes = static_cast<uint32_t>(std::strlen(argument<kText>(args...)) + 1);
-    return {.total = L::kTotal + bytes, .count = bytes};
-  }
+template <typename Record, typename... A>
+struct Writer<As<Record>, A...> {
+  using Args = Arguments<A...>;
+  static Plan make(GlContext*, A... args) { return {.payload = payloadOf(sizeof(Record), Record::of(args...).tailBytes())}; }
   template <typename Stream>
   static void write(Stream& stream, uint32_t opcode, const Plan& plan, A... args) {
-    uint8_t* const at = beginCommand(stream, opcode, plan.total);
-    L::store(at, args...);
-    put(at + L::kExtraAt, plan.count);
-    // In bounds: the total counts the text, unless it wrapped in 32 bits, and then nothing is copied.
-    if (plan.total >= L::kTotal) std::memcpy(at + L::kPayload, argument<kText>(args...), plan.count);
+    uint8_t* const at = beginCommand(stream, opcode, plan.payload);
+    put(at, Record::of(args...));
+    // In bounds: the payload was taken as room.
+    if (plan.payload != sizeof(Record))
+      std::memcpy(at + sizeof(Record), argument<Args::kFirstPointer>(args...), plan.payload - sizeof(Record));
   }
 };
-template <typename... A>
-struct Writer<TextQuery, A...> : Writer<Text, A...> {};
 
 // --- replies ---
 
@@ -240,14 +152,12 @@ inline constexpr bool kAnswersByPointer<Query<Reply>> = !std::is_same_v<Reply, A
 
 // Elements that come back behind the pointer.
 template <typename Form, typename... A>
-struct ReplyCount;
+struct ReplyCount {
+  static uint32_t of(const Plan& plan, A...) { return plan.count; }
+};
 template <uint32_t N, typename... A>
 struct ReplyCount<Query<Components<N>>, A...> {
   static uint32_t of(const Plan&, A...) { return N; }
-};
-template <CountRule Rule, typename... A>
-struct ReplyCount<Query<CountedReply<Rule>>, A...> {
-  static uint32_t of(const Plan& plan, A...) { return plan.count; }
 };
 template <uint32_t Key, uint32_t Otherwise, uint32_t Listed, GLenum... Keys, typename... A>
 struct ReplyCount<Query<SizedReply<Key, Otherwise, Listed, Keys...>>, A...> {
@@ -283,6 +193,8 @@ inline constexpr bool kOneSize<Fixed> = true;
 template <uint32_t N>
 inline constexpr bool kOneSize<Vec<N>> = true;
 
+// The shadow step of a row is the overload shadow(op::name, context, arguments...) in the header of its family (driver/calls/).
+// A row that names a shadow step and has none does not compile.
 template <typename Row, typename R, typename... A>
 struct Entry<Row, R(APIENTRY*)(A...)> {
   using Form = typename Row::Form;
@@ -290,12 +202,12 @@ struct Entry<Row, R(APIENTRY*)(A...)> {
 
   static R APIENTRY call(A... args) {
     if constexpr (kOneSize<Form>) {
-      constexpr uint32_t kBytes = padded(LayoutOf<Row>::kTotal);
+      constexpr uint32_t kBytes = padded(kSmallHeaderBytes + LayoutOf<Row>::kPayload);
       GlContext* const context = currentContext();
       if (context && isIdle(context) && context->remaining >= kBytes) [[likely]] {
         context->lastOpcode = static_cast<int32_t>(kOpcode);
         Writer<Form, A...>::write(*context, kOpcode, Plan{}, args...);
-        if constexpr (has<Row>(kListTest | kShadow)) Shadow<Row>::apply(context, args...);
+        if constexpr (has<Row>(kListTest | kShadow)) shadow(Row{}, context, args...);
         return;
       }
       everyStep(args...);  // out of line, so that the fast path saves no registers
@@ -350,9 +262,9 @@ struct Entry<Row, R(APIENTRY*)(A...)> {
     Writer<Form, A...>::write(*context, kOpcode, plan, args...);
     if constexpr (has<Row>(kListTest)) {
       if (context->listMode != GL_COMPILE) [[likely]]
-        Shadow<Row>::apply(context, args...);
+        shadow(Row{}, context, args...);
     } else if constexpr (has<Row>(kShadow)) {
-      Shadow<Row>::apply(context, args...);
+      shadow(Row{}, context, args...);
     }
     if constexpr (kAnswersByValue<Form>) {
       R answer{};
@@ -366,6 +278,35 @@ struct Entry<Row, R(APIENTRY*)(A...)> {
     }
   }
 };
+
+// --- the same steps for hand-written entry points ---
+
+// Closes an open run, sets lastOpcode and writes the row's command from its arguments.
+template <typename Row, typename... A>
+inline void send(GlContext* context, A... args) {
+  const auto write = [&]<typename R, typename... P>(R(APIENTRY*)(P...)) {
+    if (context->run.open) [[unlikely]]
+      closeRun(context, kRunBroken);
+    context->lastOpcode = Row::kOpcode;
+    using W = Writer<typename Row::Form, P...>;
+    W::write(*context, opcodeOf<Row>, W::make(context, args...), args...);
+  };
+  write(typename Row::Prototype::Pointer{});
+}
+
+// Writes the row's command into the list that is being recorded, if one is.
+template <typename Row, typename... A>
+inline void recordInList(GlContext* context, A... args) {
+  DisplayListStream* const list = context->recordingList;
+  if (!list) [[likely]]
+    return;
+  const auto write = [&]<typename R, typename... P>(R(APIENTRY*)(P...)) {
+    list->lastOpcode = Row::kOpcode;
+    using W = Writer<typename Row::Form, P...>;
+    W::write(*list, opcodeOf<Row>, W::make(context, args...), args...);
+  };
+  write(typename Row::Prototype::Pointer{});
+}
 
 // --- vertex run participants ---
 

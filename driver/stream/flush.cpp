@@ -1,45 +1,14 @@
-// The flush, the growth of a context's stream, and the routines whose whole work is flushing: glFlush, glFinish, glGetError.
+// The flush, the growth of a context's stream, and the marks that end a frame.
 #include "driver/stream/flush.h"
 
-#include "driver/diagnostics/record_error.h"
-#include "driver/frame/pixel_formats.h"
-#include "driver/host/submit.h"
-#include "driver/objects/share_group.h"
-#include "driver/stream/entry_points.h"
+#include "driver/host/flush_packet.h"
+#include "driver/state/shared_objects.h"
 #include "driver/stream/vertex_run.h"
 
 namespace qv {
 namespace {
 
 constexpr uint64_t kFirstCapacity = 0x40000;      // 256 KiB
-constexpr int32_t kFinish = op::glFinish::kOpcode;
-constexpr int32_t kFlush = op::glFlush::kOpcode;
-constexpr int32_t kGetError = op::glGetError::kOpcode;
-
-void writeWord(GlContext* context, int32_t opcode) {
-  context->lastOpcode = opcode;
-  beginCommand(*context, static_cast<uint32_t>(opcode), 4);
-}
-
-// Common end of glFlush and glFinish, their word being written: shows what was drawn to the front buffer, makes the work
-// visible to contexts that share, and otherwise sends nothing: required, so that such a call in every frame costs no round trip.
-void flushAfterMark(GlContext* context) {
-  const bool doubleBuffered = (pixelFormat(context->pixelFormatIndex).dwFlags & PFD_DOUBLEBUFFER) != 0;
-  if (!doubleBuffered || context->frontDirty) {
-    flushStream(context, IsWindowVisible(context->window) ? GL_FRONT : 0, nullptr, 0, nullptr, 0);
-  } else if (context->nextSharer != context) {
-    flushStream(context, 0, nullptr, 0, nullptr, 0);
-  }
-  context->frontDirty = context->drawBufferMode == GL_FRONT;
-}
-
-bool refusedInsideBegin(GlContext* context, int32_t opcode) {
-  if (!context->insideBegin) return false;
-  recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
-  context->lastOpcode = opcode;
-  return true;
-}
-
 }  // namespace
 
 void GlContext::reserve(uint64_t n) {
@@ -75,49 +44,15 @@ uint32_t flushStream(GlContext* context, uint32_t presentMode, void* reply, uint
   return static_cast<uint32_t>(result);
 }
 
+void writeMark(GlContext* context, uint32_t opcode) {
+  context->lastOpcode = static_cast<int32_t>(opcode);
+  beginCommand(*context, opcode, 0);
+}
+
 void markFrameEnd(GlContext* context) {
-  if (context->lastOpcode == kFinish || context->lastOpcode == kFlush) return;
-  writeWord(context, kFlush);
+  if (context->lastOpcode == op::glFinish::kOpcode || context->lastOpcode == op::glFlush::kOpcode) return;
+  writeMark(context, opcodeOf<op::glFlush>);
   context->frontDirty = context->drawBufferMode == GL_FRONT;
 }
 
-namespace gl {
-
-void APIENTRY glFinish() {
-  GlContext* const context = currentContext();
-  if (!context || refusedInsideBegin(context, kFinish)) return;
-  if (context->lastOpcode == kFinish) return;
-  writeWord(context, kFinish);
-  flushAfterMark(context);
-}
-
-void APIENTRY glFlush() {
-  GlContext* const context = currentContext();
-  if (!context || refusedInsideBegin(context, kFlush)) return;
-  if (context->lastOpcode == kFinish || context->lastOpcode == kFlush) return;
-  writeWord(context, kFlush);
-  flushAfterMark(context);
-}
-
-GLenum APIENTRY glGetError() {
-  GlContext* const context = currentContext();
-  if (!context || refusedInsideBegin(context, kGetError)) return 0;
-  if (context->recordedError != 0) {
-    // The command clears the host's own flag; its answer is thrown away and there is no flush.
-    const GLenum error = context->recordedError;
-    context->recordedError = 0;
-    writeWord(context, kGetError);
-    return error;
-  }
-  const bool askedLast = context->lastOpcode == kGetError && context->lastHostError == 0;
-  if (askedLast || (context->quirkFlags & kQuirkNoHostErrors)) return 0;
-  if (context->run.open) closeRun(context, kRunBroken);
-  writeWord(context, kGetError);
-  uint32_t reply = 0;
-  flushStream(context, 0, &reply, sizeof reply, nullptr, 0);
-  context->lastHostError = reply;
-  return reply;
-}
-
-}  // namespace gl
 }  // namespace qv

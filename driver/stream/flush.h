@@ -16,6 +16,9 @@ inline constexpr uint64_t kFlushAtCapacity = 0x6000000;
 uint32_t flushStream(GlContext* context, uint32_t presentMode, void* reply, uint32_t replySize, void* reply2,
                      uint32_t reply2Size);
 
+// Writes a command without payload, inside a run too, and sets lastOpcode.
+void writeMark(GlContext* context, uint32_t opcode);
+
 // Closes what has been written as a frame or a release does: unless the last command was a glFlush or a glFinish, writes the
 // 217 word and sets frontDirty from drawBufferMode.
 void markFrameEnd(GlContext* context);

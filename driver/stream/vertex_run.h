@@ -3,15 +3,16 @@
 
 #include <cstdint>
 
-#include "driver/frame/process_state.h"
+#include "driver/base/current_context.h"
 #include "driver/state/gl_context.h"
-#include "driver/stream/forms.h"
-#include "driver/stream/opcodes.h"
 #include "driver/stream/write_command.h"
+#include "wire/entry_table.h"
 
 namespace qv {
 
-inline constexpr uint32_t kRunHeadBytes = 12;
+// How a run ends.
+inline constexpr uint32_t kRunBroken = opcodeOf<op::qvRunBroken>;  // the primitive goes on with plain commands
+inline constexpr uint32_t kRunEnded = opcodeOf<op::qvRunEnded>;    // glEnd came
 
 // Opens a run for the glBegin mode: leaves room for its head, which closeRun fills. The caller knows that none is open.
 void openRun(GlContext* context, uint32_t mode);
@@ -26,7 +27,7 @@ void fixRunLayout(GlContext* context, uint32_t signature, uint32_t bytes);
 // Signature words: marker 1 in bits 31..24, component count in 15..12, type code in 11..8, attribute number in 7..0.
 template <typename T>
 constexpr uint32_t runSignature(uint32_t components, uint32_t attribute) {
-  return 1u << 24 | components << 12 | runTypeCode<T>() << 8 | attribute;
+  return 1u << 24 | RunTag::of(components, runTypeCode<T>(), 0).bits | attribute;
 }
 
 // A participant's call that repeats the layout of the run: stores its components and is done. False, with nothing changed,
@@ -34,7 +35,7 @@ constexpr uint32_t runSignature(uint32_t components, uint32_t attribute) {
 // the position, behind which the next vertex begins.
 template <uint32_t Number, typename T, uint32_t Components, typename Store>
 inline bool repeatAttribute(GlContext* context, uint32_t number, Store&& store) {
-  constexpr uint32_t kBytes = padded(Components * sizeof(T));
+  constexpr uint32_t kBytes = runAttributeBytes(Components, sizeof(T));
   VertexRun& run = context->run;
   const uint32_t index = run.slotIndex;
   // No run open: all signatures are zero and the compare fails.
@@ -52,7 +53,7 @@ inline bool repeatAttribute(GlContext* context, uint32_t number, Store&& store) 
 // run. `plain` writes the ordinary command.
 template <uint32_t Number, typename T, uint32_t Components, typename Store, typename Plain>
 inline void defineAttribute(GlContext* context, uint32_t number, Store&& store, Plain&& plain) {
-  constexpr uint32_t kBytes = padded(Components * sizeof(T));
+  constexpr uint32_t kBytes = runAttributeBytes(Components, sizeof(T));
   VertexRun& run = context->run;
   const uint32_t signature = runSignature<T>(Components, 0) | number;
   const uint32_t index = run.slotIndex;

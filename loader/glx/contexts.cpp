@@ -4,7 +4,7 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "driver/frame/wgl_api.h"
+#include "driver/base/wgl_api.h"
 #include "loader/opengl32/opengl32.h"
 
 namespace qv::loader {

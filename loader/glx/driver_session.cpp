@@ -12,7 +12,7 @@
 #include "loader/glx/run_control.h"
 #include "loader/opengl32/contexts.h"
 #include "loader/opengl32/opengl32.h"
-#include "peer/host_client.h"
+#include "peer/link/host_client.h"
 #include "platform/simulated/control.h"
 
 namespace qv::loader {

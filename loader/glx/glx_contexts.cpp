@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "driver/frame/wgl_api.h"
+#include "driver/base/wgl_api.h"
 #include "loader/glx/contexts.h"
 #include "loader/glx/driver_session.h"
 #include "loader/glx/glx_functions.h"

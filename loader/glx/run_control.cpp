@@ -12,7 +12,7 @@
 #include "loader/glx/environment.h"
 #include "loader/glx/presenter.h"
 #include "loader/opengl32/opengl32.h"
-#include "peer/host_client.h"
+#include "peer/link/host_client.h"
 
 namespace qv::loader {
 namespace {

@@ -8,7 +8,7 @@
 #include <memory>
 #include <mutex>
 
-#include "driver/frame/wgl_api.h"
+#include "driver/base/wgl_api.h"
 #include "loader/glx/driver_session.h"
 #include "loader/opengl32/opengl32.h"
 

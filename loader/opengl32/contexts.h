@@ -1,7 +1,7 @@
 // The handles that wglCreateContext gives out, and which thread has which of them current.
 #pragma once
 
-#include "driver/frame/drv_exports.h"
+#include "driver/icd/drv_exports.h"
 #include "platform/win32.h"
 
 namespace qv::loader {

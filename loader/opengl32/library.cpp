@@ -1,5 +1,5 @@
 // Loading and unloading of the driver, and the composition callback that the driver is given.
-#include "driver/frame/process_state.h"
+#include "driver/icd/attach.h"
 #include "loader/opengl32/contexts.h"
 #include "loader/opengl32/opengl32.h"
 #include "platform/simulated/control.h"

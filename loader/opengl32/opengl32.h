@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-#include "driver/frame/drv_exports.h"
+#include "driver/icd/drv_exports.h"
 #include "platform/win32.h"
 
 namespace qv::loader {

@@ -1,5 +1,5 @@
 // The WGL functions: what is current on which thread, and the calls of the driver that each of them stands for.
-#include "driver/stream/proc_tables.h"
+#include "driver/tables/proc_tables.h"
 #include "loader/opengl32/contexts.h"
 #include "loader/opengl32/opengl32.h"
 

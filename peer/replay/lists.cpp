@@ -1,36 +1,24 @@
-// Replay of the display list commands that are more than their arguments.
-#include "driver/stream/forms.h"
-#include "peer/gl_functions.h"
-#include "peer/replay/hand_written.h"
+// Replay of the display list commands that are more than a call.
+#include "peer/replay/gl_functions.h"
+#include "peer/replay/replay_functions.h"
+#include "peer/replay/replay_state.h"
 #include "peer/replay/replayer.h"
 
-namespace qv::peer {
+namespace qv::peer::replay {
 
-bool replayNewList(Replayer& replayer, const uint8_t* payload, uint32_t) {
-  const GLuint list = get<GLuint>(payload);
-  const GLenum mode = get<GLenum>(payload + 4);
+void glNewList(Replayer& replayer, GLuint list, GLenum mode) {
   gl.glNewList(list, mode);
-  if (list != 0 && (mode == GL_COMPILE || mode == GL_COMPILE_AND_EXECUTE)) replayer.setListOpen(true);
-  return true;
+  if (list != 0 && (mode == GL_COMPILE || mode == GL_COMPILE_AND_EXECUTE)) replayer.state().listOpen = true;
 }
 
-bool replayEndList(Replayer& replayer, const uint8_t*, uint32_t) {
+void glEndList(Replayer& replayer) {
   gl.glEndList();
-  replayer.setListOpen(false);
-  return true;
+  replayer.state().listOpen = false;
 }
 
-bool replayCallLists(Replayer& replayer, const uint8_t* payload, uint32_t bytes) {
-  constexpr uint32_t kFixed = 12;
-  const GLsizei n = get<GLsizei>(payload);
-  const GLenum type = get<GLenum>(payload + 4);
-  const uint32_t length = get<uint32_t>(payload + 8);
-  const uint64_t needed = n < 0 ? 0 : static_cast<uint64_t>(n) * listNameBytes(type);
-  if (length != bytes - kFixed || length != needed) {
-    return replayer.fail("%d list names of type 0x%x in %u bytes, payload %u", n, type, length, bytes);
-  }
-  gl.glCallLists(n, type, payload + kFixed);
-  return true;
+void glCallLists(Replayer& replayer, const CallListsRecord& record, Reader& names) {
+  if (record.bytes != names.left()) return replayer.fail("%u bytes of names told, %u there", record.bytes, static_cast<uint32_t>(names.left()));
+  gl.glCallLists(record.count, record.type, names.rest().data());
 }
 
-}  // namespace qv::peer
+}  // namespace qv::peer::replay

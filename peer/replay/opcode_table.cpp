@@ -3,78 +3,90 @@
 
 #include <array>
 
-#include "driver/stream/opcodes.h"
-#include "peer/replay/generic.h"
-#include "peer/replay/hand_written.h"
+#include "peer/replay/row_replay.h"
+#include "peer/replay/withheld.h"
 
 namespace qv::peer {
 namespace {
 
-using Table = std::array<OpcodeEntry, kOpcodes>;
+using Table = std::array<Handler, kOpcodes>;
 
 constexpr const char* kNoFunction = "the host's OpenGL has no such function";
 constexpr const char* kNoFamily = "its family is not replayed";
 
 template <typename Row, const char* const& Why>
-bool passOverRow(Replayer& replayer, const uint8_t*, uint32_t) {
+bool passOverRow(Replayer& replayer, Reader) {
   replayer.passOver(opcodeOf<Row>, Row::kName, Why);
   return true;
 }
+template <typename Row, const char* const& Why>
+void passOverChecked(Replayer& replayer, const uint8_t*, Reader&) {
+  replayer.passOver(opcodeOf<Row>, Row::kName, Why);
+}
 
-template <typename Row>
-constexpr OpcodeEntry entryOf() {
+// `Own` is the row's own function, of any type where the row has none.
+template <typename Row, auto Own>
+constexpr Handler handlerOf() {
   using Form = typename Row::Form;
-  if constexpr (HandWritten<Row>::kIs) {
-    return HandWritten<Row>::kEntry;
+  using L = LayoutOf<Row>;
+  if constexpr (std::is_same_v<Form, Family>) {
+    return &passOverRow<Row, kNoFamily>;
   } else if constexpr (kWithheld<Row> != nullptr) {
-    return {&passOverRow<Row, kWithheld<Row>>, FormReplay<Row, Form>::kLeast, FormReplay<Row, Form>::kSpan};
-  } else if constexpr (std::is_same_v<Form, Family>) {
-    return {&passOverRow<Row, kNoFamily>, 0, kAnySpan};
+    return &replayCommand<Row, L, &passOverChecked<Row, kWithheld<Row>>>;
+  } else if constexpr (kHasOwnReplay<Row>) {
+    return &replayCommand<Row, L, &callOwn<Row, L, Own>>;
   } else {
-    using Replay = FormReplay<Row, Form>;
-    return {&Replay::replay, Replay::kLeast, Replay::kSpan};
+    return &replayCommand<Row, L, &FormReplay<Row, Form>::replay>;
   }
 }
 
 // One element per row, in the order of the table, as constants: code that walked the rows would be one function of them all.
 struct RowEntry {
-  int opcode = kNoOpcode;
-  bool command = false;  // false for a routine that writes none
-  OpcodeEntry entry;
+  int opcode = kNoOpcode;  // of a routine that writes a command
+  Handler handler = nullptr;
   Handler missing = nullptr;  // for a host without the function
 };
 
-template <typename Row>
+template <typename Row, auto Own>
 constexpr RowEntry rowEntryOf() {
-  if constexpr (Row::kOpcode != kNoOpcode && !std::is_same_v<typename Row::Form, Local>) {
-    return {Row::kOpcode, true, entryOf<Row>(), &passOverRow<Row, kNoFunction>};
+  if constexpr (kHasCommand<Row>) {
+    return {Row::kOpcode, handlerOf<Row, Own>(), &passOverRow<Row, kNoFunction>};
   } else {
     return {};
   }
 }
 
+// The address of a function that nobody defines may not be taken: a row without a function of its own names none.
+template <typename Row>
+struct NoOwn;
+#define QV_OWN(name)                                     \
+  [] {                                                   \
+    if constexpr (kHasOwnReplay<op::name>) {             \
+      return rowEntryOf<op::name, &replay::name>();      \
+    } else {                                             \
+      return rowEntryOf<op::name, nullptr>();            \
+    }                                                    \
+  }()
+
 constexpr RowEntry kRows[] = {
-#define QV_ROW(name, ...) rowEntryOf<op::name>(),
-#include "driver/stream/entry_points.def"
+#define QV_ROW(name, ...) QV_OWN(name),
+#include "wire/entry_points.def"
 };
 static_assert(sizeof(GlFunctions) == std::size(kRows) * sizeof(void*));
 
 Table makeTable() {
-  Table table;
-  // A number without a row is skipped by its size, whatever that is.
-  table.fill({nullptr, 0, kAnySpan});
+  Table table{};
   for (size_t i = 0; i < std::size(kRows); ++i) {
     const RowEntry& row = kRows[i];
-    if (!row.command) continue;
+    if (row.opcode == kNoOpcode) continue;
     void* function = nullptr;
     std::memcpy(&function, reinterpret_cast<const uint8_t*>(&gl) + i * sizeof function, sizeof function);
-    table[static_cast<size_t>(row.opcode)] = function != nullptr ? row.entry : OpcodeEntry{row.missing, 0, kAnySpan};
+    table[static_cast<size_t>(row.opcode)] = function != nullptr ? row.handler : row.missing;
   }
-  table[kRunBroken] = {&replayBrokenRun, 4, kAnySpan};
-  table[kRunEnded] = {&replayEndedRun, 4, kAnySpan};
-  table[kOpcodePbufferAttrib] = {&replayPbufferAttrib, 12, 0};
-  table[kOpcodeBindTexImage] = {&replayBindTexImage, 8, 0};
-  table[kOpcodeReleaseTexImage] = {&replayReleaseTexImage, 8, 0};
+#define QV_PRIVATE(name, ...)                    \
+  table[static_cast<size_t>(op::name::kOpcode)] = \
+      &replayCommand<op::name, Layout<op::name::Form>, &callOwn<op::name, Layout<op::name::Form>, &replay::name>>;
+#include "wire/entry_points.def"
   return table;
 }
 
@@ -83,20 +95,14 @@ constexpr std::array<const char*, kOpcodes> makeNames() {
   forEachRow([&]<typename Row>(Row) {
     if constexpr (Row::kOpcode != kNoOpcode) names[Row::kOpcode] = Row::kName;
   });
-  names[kOpcodePbufferAttrib] = "pbuffer attribute";
-  names[kOpcodeBindTexImage] = "bind pbuffer";
-  names[kOpcodeReleaseTexImage] = "release pbuffer";
-  names[kOpcodeActiveAttributes] = "active attributes";
-  names[kOpcodeActiveUniforms] = "active uniforms";
-  names[kRunBroken] = "broken run";
-  names[kRunEnded] = "run";
-  names[kOpcodeQueryBatch] = "query batch";
+#define QV_PRIVATE(name, opcode, record) names[opcode] = #name;
+#include "wire/entry_points.def"
   return names;
 }
 
 }  // namespace
 
-const OpcodeEntry* opcodeTable() {
+const Handler* opcodeTable() {
   static const Table table = makeTable();
   return table.data();
 }

@@ -6,101 +6,125 @@
 #include <cstdio>
 #include <cstring>
 
-#include "driver/stream/opcodes.h"
-#include "peer/log.h"
+#include "peer/link/log.h"
 #include "peer/replay/opcode_table.h"
-#include "peer/replay/run_arrays.h"
+#include "peer/replay/replay_state.h"
 #include "peer/replay/vertex_run.h"
+#include "wire/entry_table.h"
 
 namespace qv::peer {
 
-namespace {
-
-constexpr uint32_t kHeadOfRun = 12;  // two header words and the packed word
-
-}  // namespace
-
 const std::vector<uint8_t> Replayer::kNoReply;
 
-Replayer::Replayer(WindowCommands* windows)
-    : windows_(windows), scratch_(kScratchBytes / sizeof(uint64_t)), runArrays_(std::make_unique<RunArrays>()) {}
+Replayer::Replayer(WindowCommands* windows) : scratch_(kScratchBytes / sizeof(uint64_t)), state_(std::make_unique<ReplayState>()) {
+  state_->windows = windows;
+}
 Replayer::~Replayer() = default;
+
+bool Replayer::insideBegin() const { return state_->insideBegin; }
+bool Replayer::listOpen() const { return state_->listOpen; }
 
 void Replayer::begin() {
   reply_.clear();
   reply2_.clear();
   replyAt_ = ~uint64_t{0};
+  failed_ = false;
 }
 
 Replayer::Result Replayer::replay(const uint8_t* data, uint32_t bytes, uint32_t left) {
-  const OpcodeEntry* const table = opcodeTable();
+  const Handler* const table = opcodeTable();
   end_ = data + bytes;
   uint32_t at = 0;
-  while (left - at >= 4) {
-    if (bytes - at < 4) return {Outcome::NeedMore, at, 4};
+  state_->joinSeen = data;
+  const auto failed = [&](uint32_t opcode) {
+    opcode_ = opcode;
+    beforeFailure_ = commands_;
+    return Result{Outcome::Failed, at, 0};
+  };
+  while (left - at >= kSmallHeaderBytes) {
+    if (bytes - at < kSmallHeaderBytes) return {Outcome::NeedMore, at, kSmallHeaderBytes};
     const uint32_t header = get<uint32_t>(data + at);
     const uint32_t opcode = header & (kOpcodes - 1);
     uint32_t total = header >> 12;
-    uint32_t head = 4;
-    if (total < 4) [[unlikely]] {
-      if (left - at < 8) {
-        opcode_ = opcode;
+    uint32_t head = kSmallHeaderBytes;
+    if (total < kSmallHeaderBytes) [[unlikely]] {
+      if (left - at < kLargeHeaderBytes) {
         fail("the stream ends inside its header");
-        return {Outcome::Failed, at, 0};
+        return failed(opcode);
       }
-      if (bytes - at < 8) return {Outcome::NeedMore, at, 8};
-      total = get<uint32_t>(data + at + 4);
-      head = 8;
+      if (bytes - at < kLargeHeaderBytes) return {Outcome::NeedMore, at, kLargeHeaderBytes};
+      total = get<uint32_t>(data + at + kSmallHeaderBytes);
+      head = kLargeHeaderBytes;
     }
     if (total > bytes - at || total < head) [[unlikely]] {
-      opcode_ = opcode;
       if (total < head) {
         fail("a total of %u bytes", total);
-        return {Outcome::Failed, at, 0};
+        return failed(opcode);
       }
       if (total <= left - at) return {Outcome::NeedMore, at, total};
       // A swap or a release that finds a glBegin without a vertex sends the run's head with the length that the run gets
       // later, and nothing behind it: the primitive is open and has no vertex yet.
-      if (opcode == kRunBroken && head == 8 && left - at == kHeadOfRun) {
-        if (bytes - at < kHeadOfRun) return {Outcome::NeedMore, at, kHeadOfRun};
+      if (opcode == opcodeOf<op::qvRunBroken> && head == kLargeHeaderBytes && left - at == kRunHeadBytes) {
+        if (bytes - at < kRunHeadBytes) return {Outcome::NeedMore, at, kRunHeadBytes};
         ++commands_;
-        openBareRun(*this, get<uint32_t>(data + at + 8));
-        return {Outcome::Done, at + kHeadOfRun, 0};
+        openBareRun(*this, get<VertexRunRecord>(data + at + head));
+        return {Outcome::Done, at + kRunHeadBytes, 0};
       }
       fail("%u bytes long, %u are left", total, left - at);
-      return {Outcome::Failed, at, 0};
-    }
-    const uint32_t payload = total - head;
-    const OpcodeEntry& entry = table[opcode];
-    if (payload - entry.least > entry.span) [[unlikely]] {
-      opcode_ = opcode;
-      fail("a payload of %u bytes", payload);
-      return {Outcome::Failed, at, 0};
+      return failed(opcode);
     }
     ++commands_;
+    remembered_[commands_ % kRemembered] = static_cast<uint16_t>(opcode);
     // The pad bytes of the stream's last command may be missing.
-    next_ = data + std::min(at + padded(total), bytes);
-    if (entry.handler != nullptr && !entry.handler(*this, data + at + head, payload)) [[unlikely]] {
-      opcode_ = opcode;
-      return {Outcome::Failed, at, 0};
+    next_ = data + std::min<uint64_t>(at + padded(total), bytes);
+    const Handler handler = table[opcode];
+    if (handler != nullptr && !handler(*this, Reader(data + at + head, total - head))) [[unlikely]] {
+      const Result result = failed(opcode);
+      --beforeFailure_;
+      return result;
     }
     at = static_cast<uint32_t>(next_ - data);
   }
   if (left != at) {
-    opcode_ = 0;
     fail("%u stray bytes at the end", left - at);
-    return {Outcome::Failed, at, 0};
+    return failed(0);
   }
   return {Outcome::Done, at, 0};
 }
 
-bool Replayer::fail(const char* format, ...) {
+std::string Replayer::lastCommands() const {
+  std::string out;
+  // The malformed command may have been remembered itself, in the place of the oldest one.
+  uint64_t n = commands_ > kRemembered ? commands_ - kRemembered + 1 : 1;
+  while (n <= beforeFailure_) {
+    const uint32_t opcode = remembered_[n % kRemembered];
+    uint64_t times = 0;
+    while (n <= beforeFailure_ && remembered_[n % kRemembered] == opcode) ++n, ++times;
+    if (!out.empty()) out += ", ";
+    const char* const name = opcodeName(opcode);
+    out += name != nullptr ? name : std::to_string(opcode);
+    if (times > 1) out += " x" + std::to_string(times);
+  }
+  return out;
+}
+
+void Replayer::fail(const char* format, ...) {
   char text[160];
   std::va_list arguments;
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
   complaint_ = text;
+  failed_ = true;
+}
+
+bool Replayer::wrongSize(uint64_t bytes, uint64_t expected) {
+  fail("a payload of %llu bytes instead of %llu", static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(expected));
+  return false;
+}
+
+bool Replayer::wrongData() {
+  if (!failed_) fail("its data are not what its words say");
   return false;
 }
 
@@ -108,8 +132,8 @@ void Replayer::passOver(uint32_t opcode, const char* name, const char* why) {
   if (passedOver_.emplace(opcode, why).second) logLine("opcode %u (%s) passed over: %s", opcode, name, why);
 }
 
-uint8_t* Replayer::scratch(uint32_t bytes) {
-  const size_t units = (size_t{bytes} + 7) / 8;
+uint8_t* Replayer::scratch(uint64_t bytes) {
+  const size_t units = (bytes + 7) / 8;
   if (scratch_.size() < units) scratch_.resize(units);
   uint8_t* const memory = reinterpret_cast<uint8_t*>(scratch_.data());
   std::memset(memory, 0, bytes);
@@ -121,6 +145,13 @@ void Replayer::answer(const void* data, uint32_t bytes) {
   reply_.assign(from, from + bytes);
   reply2_.clear();
   replyAt_ = commands_;
+}
+
+void Replayer::took(const uint8_t* next, uint64_t commands) {
+  next_ = next;
+  const uint16_t opcode = remembered_[commands_ % kRemembered];
+  for (uint64_t n = std::min<uint64_t>(commands, kRemembered); n > 0; --n) remembered_[(commands_ + commands - n + 1) % kRemembered] = opcode;
+  commands_ += commands;
 }
 
 }  // namespace qv::peer

@@ -6,6 +6,9 @@
 
 namespace qv::peer {
 
+struct RunDraw;
+struct RunLayout;
+
 // An attribute of a run's vertex: 1 to 4 floats.
 struct RunAttribute {
   uint32_t number = 0;  // of the tag: 0 position, 2 normal, 3 color, 8 + n texture coordinate set n
@@ -18,8 +21,8 @@ struct RunAttribute {
 // a guest's command that changes them. (GL refuses pointers to memory in any other vertex array object.)
 class RunArrays {
  public:
-  // Draws `vertices` vertices of `stride` bytes at `data`. The current values of the attributes are undefined afterwards.
-  void draw(uint32_t mode, const uint8_t* data, int32_t vertices, int32_t stride, const RunAttribute* attributes, uint32_t count);
+  // The current values of the attributes are undefined afterwards.
+  void draw(const RunLayout& layout, const RunDraw& draw);
 
   // Memory for the vertices of several runs that are drawn as one.
   std::vector<uint8_t>& joined() { return joined_; }

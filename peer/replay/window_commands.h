@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "driver/stream/gl_api.h"
+#include "wire/gl_api.h"
 
 namespace qv::peer {
 

@@ -5,9 +5,9 @@
 #include <atomic>
 #include <cstring>
 
-#include "driver/host/escape_packets.h"
 #include "platform/simulated/calls.h"
 #include "platform/simulated/window_system.h"
+#include "wire/packets.h"
 
 namespace qv::sim {
 

@@ -1,5 +1,7 @@
 // Application profiles: every row of the match table, and the reading of path and version resource.
-#include "driver/frame/application_profile.h"
+#include "driver/base/process_state.h"
+#include "driver/state/application_profile.h"
+#include "driver/state/string_block.h"
 
 #include <cstring>
 #include <string>

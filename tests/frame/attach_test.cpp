@@ -1,6 +1,10 @@
 // Attach and detach of the process and of threads.
 #include <thread>
 
+#include "driver/base/current_context.h"
+#include "driver/base/process_state.h"
+#include "driver/host/window_hook.h"
+#include "driver/icd/attach.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

@@ -1,6 +1,8 @@
 // The registry of contexts behind the exports.
 #include <cstring>
 
+#include "driver/base/current_context.h"
+#include "driver/base/process_state.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

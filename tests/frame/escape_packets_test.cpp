@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "driver/host/submit.h"
-#include "driver/stream/entry_points.h"
+#include "driver/base/current_context.h"
+#include "driver/host/flush_packet.h"
+#include "driver/host/window_tracking.h"
+#include "driver/stream/gl_routines.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

@@ -4,6 +4,9 @@
 #include <functional>
 #include <thread>
 
+#include "driver/base/current_context.h"
+#include "driver/base/driver_lock.h"
+#include "driver/icd/attach.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

@@ -4,7 +4,11 @@
 #include <algorithm>
 #include <cstring>
 
-#include "driver/frame/context_registry.h"
+#include "driver/base/current_context.h"
+#include "driver/base/process_state.h"
+#include "driver/host/window_hook.h"
+#include "driver/icd/attach.h"
+#include "driver/icd/context_registry.h"
 
 namespace qv::test {
 

@@ -8,12 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "driver/frame/drv_exports.h"
-#include "driver/frame/process_state.h"
-#include "driver/frame/wgl_entry_points.h"
 #include "driver/host/host_channel.h"
 #include "driver/host/window_record.h"
+#include "driver/icd/drv_exports.h"
 #include "driver/state/gl_context.h"
+#include "driver/tables/wgl_routines.h"
 #include "platform/simulated/control.h"
 #include "tests/frame/recording_gpu.h"
 

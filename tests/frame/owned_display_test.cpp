@@ -1,5 +1,8 @@
 // Windows that own their display: the owner check with each of its stops, flips, and the ways to lose a display.
-#include "driver/host/submit.h"
+#include "driver/base/current_context.h"
+#include "driver/host/flush_packet.h"
+#include "driver/host/owned_display.h"
+#include "driver/host/window_tracking.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

@@ -1,7 +1,9 @@
 // Pbuffers and render-to-texture.
-#include "driver/frame/pbuffer.h"
+#include "driver/base/current_context.h"
+#include "driver/base/process_state.h"
+#include "driver/icd/pbuffer.h"
 
-#include "driver/host/submit.h"
+#include "driver/host/flush_packet.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

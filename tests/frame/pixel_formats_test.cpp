@@ -1,5 +1,6 @@
 // The fourteen pixel formats and the functions that read them.
-#include "driver/frame/pixel_formats.h"
+#include "driver/base/pixel_formats.h"
+#include "driver/base/process_state.h"
 
 #include <cstring>
 #include <limits>

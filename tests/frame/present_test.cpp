@@ -1,9 +1,10 @@
 // The blit and the composition road, and pacing.
+#include "driver/base/current_context.h"
 #include "driver/host/present.h"
 
 #include <algorithm>
 
-#include "driver/host/submit.h"
+#include "driver/host/flush_packet.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

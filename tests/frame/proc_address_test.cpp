@@ -1,7 +1,7 @@
 // DrvGetProcAddress: the halving search over the names.
 #include <string>
 
-#include "driver/stream/proc_tables.h"
+#include "driver/tables/proc_tables.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

@@ -8,8 +8,8 @@
 #include <set>
 #include <vector>
 
-#include "driver/host/escape_packets.h"
 #include "platform/simulated/gpu_link.h"
+#include "wire/packets.h"
 
 namespace qv::test {
 

@@ -1,5 +1,5 @@
 // Surfaces, submissions and the paging fence.
-#include "driver/host/submission.h"
+#include "driver/host/render_submission.h"
 
 #include "driver/host/display_formats.h"
 #include "driver/host/surface_allocation.h"

@@ -1,7 +1,8 @@
 // DrvSwapBuffers, and what glFlush and glFinish leave to the window.
 #include <thread>
 
-#include "driver/stream/entry_points.h"
+#include "driver/base/current_context.h"
+#include "driver/stream/gl_routines.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

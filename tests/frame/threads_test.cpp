@@ -4,6 +4,8 @@
 #include <random>
 #include <thread>
 
+#include "driver/base/current_context.h"
+#include "driver/icd/attach.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

@@ -1,7 +1,8 @@
 // The records handed to the kernel thunks, field by field. The linker puts the functions below in front of the simulated thunks.
 #include <atomic>
 
-#include "driver/host/submit.h"
+#include "driver/base/current_context.h"
+#include "driver/host/flush_packet.h"
 #include "tests/frame/frame_test.h"
 
 namespace {

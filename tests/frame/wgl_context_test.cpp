@@ -1,9 +1,11 @@
 // WGL functions on contexts: creation with attributes, swap interval, current read, extension string.
 #include <cstring>
 
+#include "driver/base/current_context.h"
+#include "driver/base/process_state.h"
 #include "driver/diagnostics/debug_log.h"
-#include "driver/frame/context_registry.h"
-#include "driver/stream/entry_points.h"
+#include "driver/icd/context_registry.h"
+#include "driver/stream/gl_routines.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

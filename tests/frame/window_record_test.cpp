@@ -1,7 +1,11 @@
 // Tracking of windows: records, hooks, geometry, teardown, measurement.
 #include <thread>
 
-#include "driver/host/submit.h"
+#include "driver/base/current_context.h"
+#include "driver/host/flush_packet.h"
+#include "driver/host/window_hook.h"
+#include "driver/host/window_tracking.h"
+#include "driver/icd/attach.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {

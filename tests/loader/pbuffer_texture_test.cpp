@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "driver/frame/wgl_api.h"
-#include "driver/frame/wgl_entry_points.h"
-#include "driver/stream/gl_api.h"
+#include "driver/base/wgl_api.h"
+#include "driver/tables/wgl_routines.h"
 #include "loader/opengl32/opengl32.h"
-#include "peer/in_process_gpu.h"
+#include "peer/host/in_process_gpu.h"
 #include "platform/simulated/control.h"
+#include "wire/gl_api.h"
 
 namespace qv::loader {
 namespace {

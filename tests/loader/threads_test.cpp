@@ -9,11 +9,11 @@
 #include <thread>
 #include <vector>
 
-#include "driver/stream/gl_api.h"
 #include "loader/opengl32/opengl32.h"
-#include "peer/in_process_gpu.h"
-#include "peer/log.h"
+#include "peer/host/in_process_gpu.h"
+#include "peer/link/log.h"
 #include "platform/simulated/control.h"
+#include "wire/gl_api.h"
 
 namespace qv::loader {
 namespace {

@@ -4,12 +4,13 @@
 #include <cstring>
 #include <thread>
 
-#include "driver/frame/process_state.h"
-#include "driver/frame/wgl_api.h"
-#include "driver/host/escape_packets.h"
+#include "driver/base/current_context.h"
+#include "driver/base/process_state.h"
+#include "driver/base/wgl_api.h"
 #include "loader/opengl32/opengl32.h"
-#include "peer/null_gpu.h"
+#include "peer/link/null_gpu.h"
 #include "platform/simulated/control.h"
+#include "wire/packets.h"
 
 namespace qv::loader {
 namespace {

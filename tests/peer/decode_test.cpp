@@ -4,11 +4,12 @@
 #include <algorithm>
 #include <cstring>
 
-#include "peer/egl_display.h"
-#include "peer/gl_functions.h"
-#include "peer/replay/hand_written.h"
+#include "peer/host/egl_display.h"
+#include "peer/replay/gl_functions.h"
 #include "peer/replay/opcode_table.h"
+#include "peer/replay/replay_functions.h"
 #include "peer/replay/replayer.h"
+#include "peer/replay/withheld.h"
 #include "test_guest.h"
 
 namespace qv::peer::test {
@@ -126,7 +127,7 @@ class Decode : public testing::Test {
     before_ = gl;
     opcodeTable();  // while the real functions are there
 #define QV_ROW(name, ...) gl.name = &Recorder<op::name>::call;
-#include "driver/stream/entry_points.def"
+#include "wire/entry_points.def"
   }
   void TearDown() override { gl = before_; }
 
@@ -139,12 +140,9 @@ inline constexpr bool kWholeInFixedPart = std::is_same_v<Form, Fixed>;
 template <uint32_t N>
 inline constexpr bool kWholeInFixedPart<Vec<N>> = true;
 
-// Rows of the fixed form that a function replays because it looks at the command behind, or at the window, too: one alone, in a
-// stream without windows, is replayed by its form.
+// Rows that a function replays because it looks at the window too: in a stream without windows, that is the replay of the form.
 template <typename Row>
-inline constexpr bool kLooksBeyond =
-    std::is_same_v<Row, op::glEnable> || std::is_same_v<Row, op::glDisable> || std::is_same_v<Row, op::glBlendFunc> ||
-    std::is_same_v<Row, op::glLoadMatrixf> || std::is_same_v<Row, op::glAccum> || std::is_same_v<Row, op::glClear>;
+inline constexpr bool kLooksBeyond = std::is_same_v<Row, op::glAccum> || std::is_same_v<Row, op::glClear>;
 
 // Every row as constants.
 struct RowKind {
@@ -156,19 +154,19 @@ template <typename Row>
 constexpr RowKind kindOf() {
   using Form = typename Row::Form;
   constexpr bool kFixed = Row::kOpcode != kNoOpcode && kWholeInFixedPart<Form>;
-  RowKind out{Row::kOpcode != kNoOpcode && !std::is_same_v<Form, Local>,
-              HandWritten<Row>::kIs,
+  RowKind out{kHasCommand<Row>,
+              kHasOwnReplay<Row>,
               kWithheld<Row> != nullptr,
               std::is_same_v<Form, Family>,
               kFixed,
               nullptr};
-  if constexpr (kFixed && kWithheld<Row> == nullptr && (!HandWritten<Row>::kIs || kLooksBeyond<Row>))
+  if constexpr (kFixed && kWithheld<Row> == nullptr && (!kHasOwnReplay<Row> || kLooksBeyond<Row>))
     out.make = &RowCaseOf<Row>::make;
   return out;
 }
 constexpr RowKind kRowKinds[] = {
 #define QV_ROW(name, ...) kindOf<op::name>(),
-#include "driver/stream/entry_points.def"
+#include "wire/entry_points.def"
 };
 
 // Fixed and vector rows, scalars and components alike. What is left out is counted.

@@ -1,7 +1,7 @@
 // A guest process that draws frames, long streams and queries until it is killed. Its argument is the host's socket.
 #include <unistd.h>
 
-#include "peer/host_client.h"
+#include "peer/link/host_client.h"
 #include "test_guest.h"
 
 int main(int argc, char** argv) {

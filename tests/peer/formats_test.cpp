@@ -4,9 +4,9 @@
 #include <cmath>
 #include <set>
 
-#include "driver/stream/gl_api.h"
-#include "peer/in_process_gpu.h"
+#include "peer/host/in_process_gpu.h"
 #include "test_guest.h"
+#include "wire/gl_api.h"
 
 namespace qv::peer::test {
 namespace {

@@ -14,7 +14,7 @@
 #include <sstream>
 #include <thread>
 
-#include "peer/host_client.h"
+#include "peer/link/host_client.h"
 #include "test_guest.h"
 
 extern char** environ;

@@ -6,9 +6,9 @@
 
 #include <random>
 
-#include "driver/stream/entry_table.h"
-#include "peer/in_process_gpu.h"
+#include "peer/host/in_process_gpu.h"
 #include "test_guest.h"
+#include "wire/entry_table.h"
 
 namespace qv::peer::test {
 namespace {
@@ -98,7 +98,7 @@ TEST_F(Hostile, FixedRowsOfAnotherSize) {
 }
 
 TEST_F(Hostile, CountedArrays) {
-  expectRefused(Stream().add(160, 0x4000u, 0x1200u, 4u, 1.0f, 1.0f, 1.0f), {"opcode 160", "4 elements"});
+  expectRefused(Stream().add(160, 0x4000u, 0x1200u, 4u, 1.0f, 1.0f, 1.0f), {"opcode 160", "24 bytes instead of 28"});
   expectRefused(Stream().add(160, 0x4000u, 0x1200u, 0x40000001u, 1.0f), {"opcode 160"});
   expectRefused(Stream().add(160, 0x4000u, 0x1200u), {"opcode 160"});
   // Fewer values than the name has are met with zeros, not with what lies behind them.
@@ -113,7 +113,7 @@ TEST_F(Hostile, SizedArrays) {
 }
 
 TEST_F(Hostile, NamesBeyondTheCommand) {
-  expectRefused(Stream().add(328, 3, 1u, 2u), {"opcode 328", "3 elements"});
+  expectRefused(Stream().add(328, 3, 1u, 2u), {"opcode 328", "12 bytes instead of 16"});
   expectRefused(Stream().add(328, 0x40000001, 1u), {"opcode 328"});
   expectRefused(Stream().add(328, 1), {"opcode 328"});
   ASSERT_EQ(guest.flush(Stream().add(328, -1)), 0);
@@ -132,10 +132,10 @@ TEST_F(Hostile, TextWithoutItsEnd) {
   ASSERT_EQ(guest.flush(Stream().bytes(490, withZero)), 0);
   std::vector<uint8_t> open = withZero;
   open.back() = 'c';
-  expectRefused(Stream().bytes(490, open), {"opcode 490", "text"});
+  expectRefused(Stream().bytes(490, open), {"opcode 490", "text without its end"});
   std::vector<uint8_t> longer = withZero;
   longer[8] = 200;
-  expectRefused(Stream().bytes(490, longer), {"opcode 490", "text of 200"});
+  expectRefused(Stream().bytes(490, longer), {"opcode 490", "15 bytes instead of 212"});
   expectRefused(Stream().bytes(490, {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}), {"opcode 490"});
 }
 
@@ -163,8 +163,8 @@ TEST_F(Hostile, Runs) {
   refused(runPayload(4, {0x1100}, 4, {}), "tag 0x1100");       // a position of one component
   refused(runPayload(4, {0x3728}, 4, {}), "tag 0x3728");       // texture coordinate set 32
   refused(runPayload(4, {0x3100, 0x3103}, 24, {}), "slot 1");  // behind the position
-  refused(runPayload(4, {0x3100}, 12, {1, 2, 3, 4}), "4 bytes behind 0 vertices");
-  refused(runPayload(4, {}, 0, {1, 2, 3, 4}), "4 bytes behind");
+  refused(runPayload(4, {0x3100}, 12, {1, 2, 3, 4}), "4 bytes in vertices of 12");
+  refused(runPayload(4, {}, 0, {1, 2, 3, 4}), "4 bytes in vertices of 0");
   // A primitive that GL does not know is GL's own error.
   ASSERT_EQ(guest.flush(Stream().large(2008, runPayload(200, {0x3100}, 12, one))), 0);
   EXPECT_EQ(guest.glError(), 0x500u);

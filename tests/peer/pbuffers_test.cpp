@@ -5,9 +5,9 @@
 #include <atomic>
 #include <thread>
 
-#include "driver/stream/gl_api.h"
-#include "peer/in_process_gpu.h"
+#include "peer/host/in_process_gpu.h"
 #include "test_guest.h"
+#include "wire/gl_api.h"
 
 namespace qv::peer::test {
 namespace {
@@ -415,7 +415,7 @@ TEST_F(Pbuffers, DestroyedWhileBound) {
   EXPECT_EQ(gpu.counters().windows, before.windows);
   EXPECT_EQ(pictureOf(3)[1] & 0xFFFFFF, color(8));
   ASSERT_EQ(guest.flush(Stream().add(kRelease, plain, GL_BACK)), 0);
-  expectOneLine("2002 (release pbuffer) passed over: there is no such window");
+  expectOneLine("2002 (qvReleaseTexImage) passed over: there is no such window");
 
   DeleteContextPacket packet;
   packet.contextId = guest.context;
@@ -443,8 +443,8 @@ TEST_F(Pbuffers, WrongNames) {
     EXPECT_EQ(guest.glError(), 0u);
   };
   for (const uint32_t missing : {0u, 999u, 0xFFFFFFFFu}) {
-    passedOver(Stream().add(kBind, missing, GL_BACK), plain, "2001 (bind pbuffer) passed over: there is no such window");
-    passedOver(Stream().add(kRelease, missing, GL_BACK), plain, "2002 (release pbuffer) passed over: there is no such window");
+    passedOver(Stream().add(kBind, missing, GL_BACK), plain, "2001 (qvBindTexImage) passed over: there is no such window");
+    passedOver(Stream().add(kRelease, missing, GL_BACK), plain, "2002 (qvReleaseTexImage) passed over: there is no such window");
     passedOver(Stream().add(kAttrib, missing, kPositiveX, 0u), plain, "there is no such window");
     guest.context = guest.createContext().contextId;
   }

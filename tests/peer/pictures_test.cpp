@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "peer/in_process_gpu.h"
+#include "peer/host/in_process_gpu.h"
 #include "test_guest.h"
 
 namespace qv::peer::test {

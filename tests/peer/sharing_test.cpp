@@ -4,7 +4,7 @@
 #include <atomic>
 #include <thread>
 
-#include "peer/in_process_gpu.h"
+#include "peer/host/in_process_gpu.h"
 #include "test_guest.h"
 
 namespace qv::peer::test {

@@ -9,7 +9,7 @@
 #include <mutex>
 #include <utility>
 
-#include "peer/log.h"
+#include "peer/link/log.h"
 
 namespace qv::peer::test {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "driver/host/escape_packets.h"
 #include "platform/simulated/gpu_link.h"
+#include "wire/packets.h"
 
 namespace qv::peer::test {
 

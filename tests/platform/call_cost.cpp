@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "driver/host/escape_packets.h"
 #include "platform/d3dkmt.h"
 #include "platform/simulated/control.h"
+#include "wire/packets.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "driver/host/escape_packets.h"
 #include "tests/platform/simulated_test.h"
+#include "wire/packets.h"
 
 namespace qv::test {
 

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "driver/stream/gl_api.h"
 #include "loader/opengl32/opengl32.h"
-#include "peer/null_gpu.h"
+#include "peer/link/null_gpu.h"
 #include "platform/simulated/control.h"
 #include "tests/soak/heap_counter.h"
+#include "wire/gl_api.h"
 
 namespace qv::test {
 namespace {

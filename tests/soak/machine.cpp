@@ -4,8 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "driver/host/window_hook.h"
 #include "driver/host/window_record.h"
-#include "peer/log.h"
+#include "peer/link/log.h"
 
 namespace qv::test {
 
@@ -50,7 +51,7 @@ peer::GlFunctions driverFunctions() {
   peer::GlFunctions gl;
 #define QV_ROW(name, ...) \
   gl.name = reinterpret_cast<decltype(gl.name)>(reinterpret_cast<void*>(loader::driverProcAddress(#name)));
-#include "driver/stream/entry_points.def"
+#include "wire/entry_points.def"
   return gl;
 }
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "loader/opengl32/opengl32.h"
-#include "peer/gl_functions.h"
-#include "peer/in_process_gpu.h"
+#include "peer/host/in_process_gpu.h"
+#include "peer/replay/gl_functions.h"
 #include "platform/simulated/control.h"
 
 namespace qv::test {

@@ -4,8 +4,8 @@
 #include <map>
 #include <utility>
 
-#include "peer/egl_display.h"
-#include "peer/gl_functions.h"
+#include "peer/host/egl_display.h"
+#include "peer/replay/gl_functions.h"
 #include "tests/soak/machine.h"
 
 namespace qv::test {

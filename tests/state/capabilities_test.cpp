@@ -1,7 +1,9 @@
 // Enables: both homes of every capability, texture units, client arrays, and what stays with the host.
+#include "driver/queries/limit_cache.h"
+#include "driver/calls/enables.h"
 #include "driver/state/capabilities.h"
 
-#include "driver/lists/display_list_stream.h"
+#include "driver/objects/display_list_stream.h"
 #include "harness.h"
 
 namespace qv::test {
@@ -234,7 +236,7 @@ TEST_F(CapabilitiesTest, CompilingLeavesTheShadowAlone) {
 // The two homes part when one group is pushed, and each keeps its own element.
 TEST_F(CapabilitiesTest, HomesLiveOnTheirOwnStacks) {
   c->limits.maxAttribStackDepth = 16;
-  c->enables.push();
+  c->enables.push(queryStackLimit);
   call<op::glEnable>(GLenum{GL_DEPTH_TEST});
   EXPECT_EQ(c->enables.current().flags[15], 1);
   c->enables.pop();

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "driver/queries/limit_cache.h"
+#include "driver/state/shared_objects.h"
 #include "harness.h"
 
 namespace qv::test {
@@ -225,13 +226,13 @@ TEST_F(ContextTest, GroupDefaults) { expectGroupDefaults(*c); }
 TEST_F(ContextTest, GrownElementsHaveTheDefaults) {
   host.answer<int32_t>(0x0D35, {16});
   c->depth.current().func = 519;
-  EXPECT_TRUE(c->depth.push());
+  EXPECT_TRUE(c->depth.push(queryStackLimit));
   EXPECT_EQ(c->depth.capacity, 17u);
   EXPECT_EQ(c->depth.top, 1u);
   EXPECT_EQ(c->depth.current().func, 519u);
   EXPECT_EQ(c->depth.elements[2].func, 513u);
   EXPECT_EQ(c->depth.elements[2].clearValue, 1.0);
-  EXPECT_TRUE(c->multisample.push());
+  EXPECT_TRUE(c->multisample.push(queryStackLimit));
   EXPECT_EQ(c->multisample.elements[16].enabled, 1);
   // The limit is in the cache by now: one round trip for both.
   EXPECT_EQ(host.submissions.size(), 1u);
@@ -239,13 +240,13 @@ TEST_F(ContextTest, GrownElementsHaveTheDefaults) {
 
 // A host without a limit, or with a wild one, leaves the stack at its one element.
 TEST_F(ContextTest, StackOfAHostThatAnswersNothing) {
-  EXPECT_FALSE(c->depth.push());
+  EXPECT_FALSE(c->depth.push(queryStackLimit));
   EXPECT_EQ(c->depth.top, 0u);
   host.answer<int32_t>(0x0D35, {-7});
-  EXPECT_FALSE(c->depth.push());
+  EXPECT_FALSE(c->depth.push(queryStackLimit));
   host.answer<int32_t>(0x0D35, {INT32_MAX});
   c->limits.maxAttribStackDepth = 0;
-  EXPECT_FALSE(c->depth.push());
+  EXPECT_FALSE(c->depth.push(queryStackLimit));
   EXPECT_EQ(c->depth.capacity, 1u);
 }
 
@@ -362,7 +363,7 @@ TEST_F(ContextTest, MakeCurrentWithAFailingHost) {
 // Destruction frees what the context's tables hold; leaks would be reported by the sanitizer.
 TEST_F(ContextTest, TeardownFreesEverything) {
   host.answer<int32_t>(0x0D36, {32});
-  c->modelview.push();
+  c->modelview.push(queryStackLimit);
   c->vertexArrayTable.set(1, static_cast<TrackedObject*>(new VertexArrayObject));
   c->queryTable.set(1, new LabelledRecord{-1, static_cast<char*>(std::malloc(4))});
   c->defaultVertexArray.label = static_cast<char*>(std::malloc(4));

@@ -1,10 +1,12 @@
 // The platform, the driver frame and the sender of flushes, as far as the code under test touches them.
 #include <pthread.h>
 
-#include "driver/frame/application_profile.h"
-#include "driver/frame/process_state.h"
-#include "driver/host/submit.h"
+#include "driver/base/current_context.h"
+#include "driver/base/process_state.h"
+#include "driver/host/flush_packet.h"
 #include "driver/queries/strings.h"
+#include "driver/state/application_profile.h"
+#include "driver/state/string_block.h"
 #include "harness.h"
 
 namespace qv::sim {

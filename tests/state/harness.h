@@ -9,10 +9,11 @@
 #include <memory>
 #include <vector>
 
-#include "driver/frame/pixel_formats.h"
+#include "driver/base/pixel_formats.h"
+#include "driver/calls/all.h"
 #include "driver/state/gl_context.h"
-#include "driver/stream/entry_points.h"
 #include "driver/stream/entry_template.h"
+#include "driver/stream/gl_routines.h"
 
 namespace qv::test {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "driver/diagnostics/debug_log.h"
-#include "driver/lists/display_list_stream.h"
+#include "driver/objects/display_list_stream.h"
 #include "harness.h"
 
 namespace qv::test {

@@ -1,7 +1,8 @@
 // Every pname with a local answer: the value it gives in each form, that nothing is sent, and its version gate.
 #include <functional>
 
-#include "driver/lists/display_list_stream.h"
+#include "driver/queries/limit_cache.h"
+#include "driver/objects/display_list_stream.h"
 #include "harness.h"
 
 namespace qv::test {
@@ -83,12 +84,12 @@ class ShadowAnswersTest : public StateTest {
     l.maxShaderStorageBufferBindings = 24;
     l.maxVertexAttribBindings = 310;
     l.maxVertexAttribRelativeOffset = 311;
-    g.modelview.push();  // by the cached limits, with no round trip
-    g.projection.push();
-    g.projection.push();
-    for (int i = 0; i < 3; ++i) g.color.push();
-    for (int i = 0; i < 4; ++i) g.textureMatrices[2]->push();
-    for (int i = 0; i < 5; ++i) g.attribMasks.push();
+    g.modelview.push(queryStackLimit);  // by the cached limits, with no round trip
+    g.projection.push(queryStackLimit);
+    g.projection.push(queryStackLimit);
+    for (int i = 0; i < 3; ++i) g.color.push(queryStackLimit);
+    for (int i = 0; i < 4; ++i) g.textureMatrices[2]->push(queryStackLimit);
+    for (int i = 0; i < 5; ++i) g.attribMasks.push(queryStackLimit);
     EXPECT_TRUE(host.submissions.empty());
   }
 };

@@ -1,5 +1,6 @@
 // Share groups, the names given out by the guest, and deferred deletes.
 #include "driver/objects/share_group.h"
+#include "driver/state/shared_objects.h"
 
 #include <atomic>
 #include <thread>
@@ -15,7 +16,7 @@ class ShareGroupTest : public StateTest {
   NameTable& textures() { return c->shareGroup->table(ShareSlot::kTextures); }
   // What a first glBindTexture does to the table.
   void bindFirst(GLuint name) {
-    const ShareLock held(c.get());
+    const ShareLock held(c->shareGroup);
     textures().set(name, new LabelRecord);
   }
 };
@@ -236,7 +237,7 @@ TEST_F(ShareGroupTest, DeferredListGrows) {
   gl::glGenTextures(40, names.data());
   for (const GLuint name : names) bindFirst(name);
   {
-    const ShareLock held(c.get());
+    const ShareLock held(c->shareGroup);
     for (const GLuint name : names) deferTextureDelete(c.get(), name);
     deferTextureDelete(c.get(), names[3]);
     deferTextureDelete(c.get(), 4711);  // unknown

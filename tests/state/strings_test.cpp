@@ -1,10 +1,11 @@
 // The strings: one question to the host for each, the filter of the extension list, and its tokens.
 #include "driver/queries/strings.h"
+#include "driver/state/string_block.h"
 
 #include <set>
 #include <string>
 
-#include "driver/frame/process_state.h"
+#include "driver/base/process_state.h"
 #include "extension_list.h"
 #include "harness.h"
 

@@ -1,7 +1,7 @@
 // An independent list of the pnames with a value count: name, count and lowest version. Nothing in the driver reads it.
 #pragma once
 
-#include "driver/stream/gl_api.h"
+#include "wire/gl_api.h"
 
 namespace qv::test {
 

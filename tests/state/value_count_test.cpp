@@ -1,4 +1,5 @@
 // Value counts: every known pname with its count and gate, every other enum, and the three companions.
+#include "driver/queries/counted.h"
 #include "driver/queries/value_count.h"
 
 #include <map>

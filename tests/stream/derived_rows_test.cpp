@@ -2,7 +2,7 @@
 // The expected bytes come from an encoder of this file's own, written from the payload rules.
 #include <iostream>
 
-#include "driver/lists/display_list_stream.h"
+#include "driver/objects/display_list_stream.h"
 #include "tests/stream/recording_host.h"
 #include "tests/stream/row_cases.h"
 

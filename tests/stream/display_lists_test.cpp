@@ -1,5 +1,5 @@
 // Recording of display lists: what goes into the guest's copy, what goes to the host, and the names of lists.
-#include "driver/lists/display_list_stream.h"
+#include "driver/objects/display_list_stream.h"
 #include "driver/objects/share_group.h"
 #include "tests/stream/recording_host.h"
 

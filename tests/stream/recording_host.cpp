@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <bit>
 
-#include "driver/host/submit.h"
+#include "driver/base/current_context.h"
+#include "driver/host/flush_packet.h"
 
 namespace qv {
 

@@ -8,9 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "driver/frame/process_state.h"
 #include "driver/state/gl_context.h"
-#include "driver/stream/proc_tables.h"
+#include "driver/tables/proc_tables.h"
 
 namespace qv::test {
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "driver/stream/entry_table.h"
 #include "platform/win32.h"
+#include "wire/entry_table.h"
 
 namespace qv::test {
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "driver/stream/entry_table.h"
-#include "driver/stream/proc_tables.h"
+#include "driver/tables/proc_tables.h"
+#include "wire/entry_table.h"
 
 namespace qv {
 namespace {
@@ -85,7 +85,7 @@ TEST(Table, NumbersAreThoseOfTheContract) {
   }
   std::map<std::string, std::set<std::string>> aliases;
 #define QV_ALIAS(name, row) aliases[#row].insert(#name);
-#include "driver/stream/entry_points.def"
+#include "wire/entry_points.def"
   std::set<std::string> groups;
   for (auto& [routine, names] : aliases) {
     const auto row = numbers.find(routine);
@@ -136,7 +136,7 @@ TEST(Table, AliasesShareTheirRoutine) {
 #define QV_ROW(name, ...) routineOf[#name] = #name;
 #define QV_WGL(name, ...) routineOf[#name] = #name;
 #define QV_ALIAS(name, row) routineOf[#name] = #row;
-#include "driver/stream/entry_points.def"
+#include "wire/entry_points.def"
   EXPECT_EQ(routineOf.size(), 1366u);
   std::set<std::string> routines;
   for (const auto& [name, routine] : routineOf) {

@@ -1,5 +1,5 @@
 // Texture names, bindings and the filter in front of glTexParameter.
-#include "driver/lists/display_list_stream.h"
+#include "driver/objects/display_list_stream.h"
 #include "driver/objects/share_group.h"
 #include "driver/objects/tracked_object.h"
 #include "tests/stream/recording_host.h"

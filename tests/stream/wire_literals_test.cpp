@@ -2,9 +2,9 @@
 #include <map>
 #include <string>
 
-#include "driver/stream/entry_table.h"
 #include "driver/stream/write_command.h"
 #include "tests/stream/recording_host.h"
+#include "wire/entry_table.h"
 
 namespace qv::test {
 namespace {
@@ -182,25 +182,25 @@ TEST_F(WireLiterals, NameArrays) {
 
 // A payload of 0xFFFFB bytes is the largest small command; 0xFFFFC bytes go in large form with total 0x100004.
 TEST_F(WireLiterals, LargeFormBegins) {
-  uint8_t* payload = beginCommand(context(), 3, 4 + 0xFFFFB);
+  uint8_t* payload = beginCommand(context(), 3, 0xFFFFB);
   EXPECT_EQ(payload, context().base + 4);
   EXPECT_EQ(get<uint32_t>(context().base), 0xFFFFF003u);
   EXPECT_EQ(context().cursor - context().base, 0x100000);
   drop();
-  payload = beginCommand(context(), 3, 4 + 0xFFFFC);
+  payload = beginCommand(context(), 3, 0xFFFFC);
   EXPECT_EQ(payload, context().base + 8);
   EXPECT_EQ(get<uint32_t>(context().base), 3u);
   EXPECT_EQ(get<uint32_t>(context().base + 4), 0x100004u);
   EXPECT_EQ(context().cursor - context().base, 0x100004);
 }
 
-// Totals that wrap in 32 bits count as small: with 16 fixed bytes a text takes the large form above 0xFFFEF and below
-// 0xFFFFFFF0 bytes only.
-TEST(WireForms, WrappedTotalsAreSmall) {
-  EXPECT_FALSE(needsLargeForm(16 + 0xFFFEFu));
-  EXPECT_TRUE(needsLargeForm(16 + 0xFFFF0u));
-  EXPECT_TRUE(needsLargeForm(16 + 0xFFFFFFEFu));
-  EXPECT_FALSE(needsLargeForm(16 + 0xFFFFFFF0u));
+// Sizes do not wrap: a tail that fits no command of 32 bits, padded, is left out as a whole.
+TEST(WireForms, WhatFitsNoCommandIsLeftOut) {
+  EXPECT_EQ(payloadOf(12, 0xFFFFFFFC - 8 - 12), 0xFFFFFFF4u);
+  EXPECT_EQ(payloadOf(12, 0xFFFFFFFC - 8 - 11), 12u);
+  EXPECT_EQ(payloadOf(12, 0x100000000), 12u);
+  EXPECT_EQ(payloadOf(12, ~uint64_t{0}), 12u);
+  EXPECT_TRUE(needsLargeForm(0xFFFFFFF4u));
 }
 
 }  // namespace

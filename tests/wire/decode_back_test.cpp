@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-#include "peer/gl_functions.h"
+#include "peer/replay/gl_functions.h"
 #include "peer/replay/replayer.h"
 #include "tests/stream/recording_host.h"
 #include "tests/stream/row_cases.h"
@@ -54,7 +54,7 @@ class DecodeBack : public ContextTest {
   DecodeBack() {
     fillMemory();
 #define QV_ROW(name, ...) peer::gl.name = &Recorder<op::name>::call;
-#include "driver/stream/entry_points.def"
+#include "wire/entry_points.def"
   }
 };
 

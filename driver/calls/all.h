@@ -1,0 +1,11 @@
+// The shadow steps of every family, for whoever stamps all rows of the table.
+#pragma once
+
+#include "driver/calls/enables.h"
+#include "driver/calls/fixed_state.h"
+#include "driver/calls/framebuffers.h"
+#include "driver/calls/lists.h"
+#include "driver/calls/matrices.h"
+#include "driver/calls/names.h"
+#include "driver/calls/textures.h"
+#include "driver/queries/counted.h"

@@ -1,6 +1,0 @@
-// The DLL's entry point on Windows.
-#include "driver/frame/process_state.h"
-
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved) {
-  return qv::driverMain(instance, reason, reserved);
-}

@@ -1,0 +1,21 @@
+// Growth of a list's recording.
+#include "driver/objects/display_list_stream.h"
+
+namespace qv {
+
+void DisplayListStream::reserve(uint64_t n) {
+  constexpr uint64_t kStep = 512;
+  if (capacity == 0) capacity = remaining = kStep;
+  while (n > remaining) {
+    capacity += kStep;
+    remaining += kStep;
+  }
+  reallocate();
+}
+
+void DisplayListStream::restart() {
+  cursor = base;
+  remaining = capacity;
+}
+
+}  // namespace qv

@@ -1,0 +1,71 @@
+// Counts that decide about a call, and the count of an evaluator query, which is a call itself.
+#include "driver/queries/counted.h"
+
+#include "driver/queries/limit_cache.h"
+#include "driver/queries/value_count.h"
+
+namespace qv {
+
+namespace {
+
+struct MapShape {
+  int32_t components, dimensions;
+};
+
+MapShape mapShape(GLenum target) {
+  // In the order of the enums, which are consecutive from GL_MAP1_COLOR_4 and from GL_MAP2_COLOR_4.
+  static constexpr int32_t kComponents[] = {4, 1, 3, 1, 2, 3, 4, 3, 4};
+  static_assert(GL_MAP1_VERTEX_4 - GL_MAP1_COLOR_4 == 8 && GL_MAP2_VERTEX_4 - GL_MAP2_COLOR_4 == 8);
+  if (target >= GL_MAP1_COLOR_4 && target <= GL_MAP1_VERTEX_4) return {kComponents[target - GL_MAP1_COLOR_4], 1};
+  if (target >= GL_MAP2_COLOR_4 && target <= GL_MAP2_VERTEX_4) return {kComponents[target - GL_MAP2_COLOR_4], 2};
+  return {0, 0};
+}
+
+}  // namespace
+
+int32_t mapValueCount(GLenum target, GLenum query) {
+  const MapShape shape = mapShape(target);
+  if (shape.dimensions == 0) return 0;
+  switch (query) {
+    case GL_COEFF: {
+      GLint order[2] = {1, 1};
+      Entry<op::glGetMapiv>::call(target, GL_ORDER, order);
+      // The order is the host's word: a product that is no count of values makes the query unknown.
+      int32_t total = 0;
+      if (order[0] < 0 || order[1] < 0 || __builtin_mul_overflow(order[0], order[1], &total) ||
+          __builtin_mul_overflow(total, shape.components, &total)) {
+        return 0;
+      }
+      return total;
+    }
+    case GL_ORDER:
+      return shape.dimensions;
+    case GL_DOMAIN:
+      return shape.dimensions * 2;
+    default:
+      return 0;
+  }
+}
+
+Plan planCount(const GlContext* context, CountRule rule, GLenum first, GLenum pname) {
+  Plan plan;
+  int32_t count = 0;
+  plan.error = GL_INVALID_ENUM;
+  if (rule == CountRule::Value || rule == CountRule::ValueFirst) {
+    if (pname == GL_SHADER_BINARY_FORMATS) {
+      count = shaderBinaryFormatCount(context);
+      plan.error = 0;
+    } else {
+      count = valueCount(context->contextVersion, pname);
+    }
+  } else if (rule == CountRule::TexEnv) {
+    count = texEnvValueCount(pname);
+  } else {
+    count = mapValueCount(first, pname);
+  }
+  plan.refused = count < 1;
+  plan.count = plan.refused ? 0 : static_cast<uint32_t>(count);
+  return plan;
+}
+
+}  // namespace qv

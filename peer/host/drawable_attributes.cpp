@@ -1,0 +1,53 @@
+// Walks an AttributeList.
+#include "peer/host/drawable_attributes.h"
+
+#include "wire/gl_api.h"
+
+namespace qv::peer {
+
+std::optional<DrawableAttributes> readAttributeList(std::span<const uint16_t> words) {
+  DrawableAttributes out;
+  for (size_t i = 0; i < words.size(); ++i) {
+    const uint16_t token = words[i];
+    const bool hasValue = token == GL_SAMPLES || token == GL_VERSION || token == GL_CONTEXT_PROFILE_MASK;
+    if (hasValue && i + 1 >= words.size()) return std::nullopt;
+    switch (token) {
+      case 0:
+        return out;
+      case GL_DOUBLEBUFFER:
+        out.doubleBuffered = true;
+        break;
+      case GL_SAMPLES:
+        out.samples = words[++i];
+        break;
+      case GL_FRAMEBUFFER_SRGB:
+        out.srgb = true;
+        break;
+      case GL_VERSION:
+        out.version = words[++i];
+        break;
+      case GL_CONTEXT_PROFILE_MASK:
+        out.profileMask = words[++i];
+        break;
+      case GL_RGBA32F:
+        out.floatColors = true;
+        break;
+      case GL_RGB:
+      case GL_RGBA:
+        out.textureFormat = token;
+        break;
+      case GL_TEXTURE_2D:
+      case GL_TEXTURE_CUBE_MAP:
+        out.textureTarget = token;
+        break;
+      case GL_GENERATE_MIPMAP:
+        out.mipmapped = true;
+        break;
+      default:
+        return std::nullopt;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace qv::peer

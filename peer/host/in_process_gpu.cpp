@@ -1,0 +1,49 @@
+// Both halves of the peer in one process.
+#include "peer/host/in_process_gpu.h"
+
+#include "peer/host/egl_display.h"
+#include "peer/host/guest.h"
+#include "peer/host/live_counters.h"
+#include "peer/link/log.h"
+
+namespace qv::peer {
+namespace {
+
+class LocalTransport final : public GuestTransport {
+ public:
+  LocalTransport() {
+    std::string error;
+    if (const EglDisplay* const display = EglDisplay::get(&error)) {
+      guest_ = std::make_unique<Guest>(counters_, *display);
+    } else {
+      logLine("no OpenGL: %s", error.c_str());
+    }
+  }
+
+  bool deliver(std::span<uint8_t> packet, std::span<const uint8_t> path, bool pathReadable,
+               std::shared_ptr<ChannelMemory>& channel) override {
+    if (guest_ == nullptr) return false;
+    if (const std::shared_ptr<Context> made = guest_->answer(packet, {path, pathReadable})) channel = made->channel();
+    return true;
+  }
+  bool openAllocation(const sim::GpuAllocation& allocation) override {
+    return guest_ != nullptr &&
+           guest_->allocations().open({allocation.handle, allocation.size, allocation.width, allocation.height, allocation.pitch},
+                                      allocation.fd);
+  }
+  void closeAllocation(uint32_t handle) override {
+    if (guest_ != nullptr) guest_->allocations().close(handle);
+  }
+  bool alive() override { return true; }
+  PeerCounters counters() override { return counters_.read(); }
+
+ private:
+  LiveCounters counters_;
+  std::unique_ptr<Guest> guest_;
+};
+
+}  // namespace
+
+InProcessGpu::InProcessGpu() : GuestLink(std::make_unique<LocalTransport>()) {}
+
+}  // namespace qv::peer

@@ -1,0 +1,65 @@
+// Sets of sharing contexts.
+#include "peer/host/share_set.h"
+
+#include <algorithm>
+
+namespace qv::peer {
+
+void ShareSets::add(const Context& context) {
+  const std::lock_guard lock(mutex_);
+  sets_.push_back({{&context, EGL_NO_CONTEXT}});
+}
+
+void ShareSets::remove(const Context& context) {
+  const std::lock_guard lock(mutex_);
+  const size_t at = setOf(context);
+  Set& set = sets_[at];
+  const auto member = std::find_if(set.begin(), set.end(), [&](const Member& one) { return one.context == &context; });
+  if (member->egl != EGL_NO_CONTEXT) {
+    display_.destroyContext(member->egl);
+    counters_.glContexts.fetch_sub(1);
+  }
+  set.erase(member);
+  if (set.empty()) sets_.erase(sets_.begin() + static_cast<std::ptrdiff_t>(at));
+}
+
+bool ShareSets::join(const Context& first, const Context& second) {
+  const std::lock_guard lock(mutex_);
+  const size_t a = setOf(first), b = setOf(second);
+  if (a == b) return true;
+  if (anyMade(sets_[a]) != EGL_NO_CONTEXT && anyMade(sets_[b]) != EGL_NO_CONTEXT) return false;
+  sets_[a].insert(sets_[a].end(), sets_[b].begin(), sets_[b].end());
+  sets_.erase(sets_.begin() + static_cast<std::ptrdiff_t>(b));
+  return true;
+}
+
+EGLContext ShareSets::create(const Context& context, const DrawableAttributes& attributes) {
+  const std::lock_guard lock(mutex_);
+  Set& set = sets_[setOf(context)];
+  const EGLContext made = display_.createContext(attributes, anyMade(set));
+  if (made == EGL_NO_CONTEXT) return made;
+  counters_.glContexts.fetch_add(1);
+  std::find_if(set.begin(), set.end(), [&](const Member& one) { return one.context == &context; })->egl = made;
+  return made;
+}
+
+bool ShareSets::shared(const Context& context) {
+  const std::lock_guard lock(mutex_);
+  return sets_[setOf(context)].size() > 1;
+}
+
+size_t ShareSets::setOf(const Context& context) const {
+  return static_cast<size_t>(std::find_if(sets_.begin(), sets_.end(),
+                                          [&](const Set& set) {
+                                            return std::any_of(set.begin(), set.end(),
+                                                               [&](const Member& one) { return one.context == &context; });
+                                          }) -
+                             sets_.begin());
+}
+
+EGLContext ShareSets::anyMade(const Set& set) {
+  const auto at = std::find_if(set.begin(), set.end(), [](const Member& one) { return one.egl != EGL_NO_CONTEXT; });
+  return at == set.end() ? EGL_NO_CONTEXT : at->egl;
+}
+
+}  // namespace qv::peer

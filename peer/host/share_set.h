@@ -1,0 +1,48 @@
+// Which host contexts share objects, decided before their OpenGL contexts exist.
+#pragma once
+
+#include <mutex>
+#include <vector>
+
+#include "peer/host/egl_display.h"
+#include "peer/host/live_counters.h"
+
+namespace qv::peer {
+
+class Context;
+
+// One per guest. OpenGL takes a share partner at a context's creation only, while a guest names it later: OpenGL contexts are
+// made at the first flush, and two sets can be joined as long as not both of them have one.
+class ShareSets {
+ public:
+  ShareSets(LiveCounters& counters, const EglDisplay& display) : counters_(counters), display_(display) {}
+
+  void add(const Context& context);
+  // Its OpenGL context, if it has one, is destroyed; it must not be current.
+  void remove(const Context& context);
+  // False when both already have OpenGL contexts, of different sets.
+  bool join(const Context& first, const Context& second);
+  // Makes `context`'s OpenGL context, sharing with what its set has. EGL_NO_CONTEXT on failure.
+  EGLContext create(const Context& context, const DrawableAttributes& attributes);
+  // Whether the set has another member.
+  bool shared(const Context& context);
+
+ private:
+  struct Member {
+    const Context* context = nullptr;
+    EGLContext egl = EGL_NO_CONTEXT;
+  };
+  using Set = std::vector<Member>;
+  // Index of the set that holds the context; it always has one.
+  size_t setOf(const Context& context) const;
+  static EGLContext anyMade(const Set& set);
+
+  LiveCounters& counters_;
+  const EglDisplay& display_;
+  // Held while a context is made or destroyed: the partner must not go away meanwhile, and two members made at once must find
+  // each other.
+  std::mutex mutex_;
+  std::vector<Set> sets_;
+};
+
+}  // namespace qv::peer

@@ -1,0 +1,58 @@
+// SideContext: the peer's own OpenGL context beside a guest's, for work that the guest's state must not bend.
+#pragma once
+
+#include <vector>
+
+#include "peer/host/accumulation.h"
+#include "peer/host/allocation.h"
+#include "peer/host/egl_display.h"
+#include "peer/host/live_counters.h"
+#include "peer/host/window.h"
+
+namespace qv::peer {
+
+// Shares objects with the guest's context and has the state of a fresh one: nothing of the guest's state reaches what is done
+// here, none of it is changed, and a display list that the guest has open records nothing. Of one thread; the members leave it
+// current, so that the caller binds what it needs afterwards. Each returns null, or why it could not be done.
+class SideContext {
+ public:
+  // Beside `share`, which has these attributes.
+  SideContext(const EglDisplay& display, LiveCounters& counters, const DrawableAttributes& attributes, EGLContext share)
+      : display_(display), counters_(counters), attributes_(attributes), share_(share) {}
+  // On its thread, when it is not current.
+  ~SideContext();
+  SideContext(const SideContext&) = delete;
+  SideContext& operator=(const SideContext&) = delete;
+
+  // Defines every level and face of `texture`, a name of the pbuffer's target: those that have been drawn to by copying. A
+  // level that has not is made from level 0, and a level 0 that has not has no contents. The caller holds the pbuffer.
+  const char* copyTexImages(const Window& pbuffer, GLuint texture);
+  // Copies the picture of a multisampled window, its samples averaged, into the allocation, as copyFrame() does for others.
+  // The caller holds the window.
+  const char* copyResolvedFrame(const Window& window, const Allocation& target);
+
+  // The window's accumulation buffer becomes itself * `keep` + the picture * `scale`, within `rect`. The caller holds the window.
+  const char* accumulate(Window& window, const PixelRect& rect, float keep, float scale);
+  // The picture becomes the accumulation buffer * `scale`, within `rect` and in the components that `mask` lets through.
+  const char* returnAccumulation(const Window& window, const PixelRect& rect, float scale, const GLboolean (&mask)[4]);
+
+ private:
+  // Leaves a picture of one sample per pixel to read from.
+  void resolve(const Window& window);
+  bool bind(EGLSurface surface);
+  // Cuts a rectangle into pieces of moderate size, with pixels_ as large as each.
+  template <typename Work>
+  void forEachStrip(const PixelRect& rect, Work&& work);
+
+  const EglDisplay& display_;
+  LiveCounters& counters_;
+  const DrawableAttributes attributes_;
+  const EGLContext share_;
+  EGLContext egl_ = EGL_NO_CONTEXT;
+  std::vector<float> pixels_;  // of a strip
+  // One sample per pixel, of the last resolved frame's size.
+  GLuint framebuffer_ = 0, renderbuffer_ = 0;
+  int32_t width_ = 0, height_ = 0;
+};
+
+}  // namespace qv::peer

@@ -1,0 +1,103 @@
+// A guest's window on the peer: the drawable behind it, and which context's thread has it bound.
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <compare>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "peer/host/accumulation.h"
+#include "peer/host/drawable_attributes.h"
+#include "peer/host/egl_display.h"
+#include "peer/host/live_counters.h"
+#include "wire/gl_api.h"
+
+namespace qv::peer {
+
+class Context;
+
+// One of the pictures that a window holds: a pbuffer for textures has one for each face and level, other windows have one.
+struct WindowImage {
+  uint32_t face = 0, level = 0;
+  auto operator<=>(const WindowImage&) const = default;
+};
+
+// EGL binds a surface to one thread at a time, and every context has a thread: whoever needs a window that another context
+// has bound asks that context to let it go, which it does between two flushes.
+struct Window {
+  Window(LiveCounters& counters, const EglDisplay& egl, uint32_t windowId, const DrawableAttributes& windowAttributes,
+         const DrawableOffer& drawableOffer)
+      : id(windowId),
+        attributes(windowAttributes),
+        offer(drawableOffer),
+        display(egl),
+        counter(counters.windows),
+        live(counters) {}
+  ~Window();
+
+  const uint32_t id;
+  const DrawableAttributes attributes;
+  const DrawableOffer offer;  // what of the attributes it gets
+  // The rest is guarded by the WindowSet's mutex, but that the holder may read it without.
+  // An image has a surface from its first selection on, the selected one from the first acquire() on; each has ancillary
+  // buffers of its own.
+  std::map<WindowImage, EGLSurface> surfaces;
+  WindowImage selected;
+  int32_t width = 0, height = 0;  // of level 0
+  Context* holder = nullptr;
+  AccumulationBuffer accumulation;  // of level 0's size, shared by all images; empty until it is used
+
+  EGLSurface surface() const {
+    const auto at = surfaces.find(selected);
+    return at == surfaces.end() ? EGL_NO_SURFACE : at->second;
+  }
+  uint32_t faces() const { return attributes.textureTarget == GL_TEXTURE_CUBE_MAP ? 6 : 1; }
+  // Of a full chain: down to 1 x 1.
+  uint32_t levels() const {
+    return attributes.mipmapped ? static_cast<uint32_t>(std::bit_width(static_cast<uint32_t>(std::max({width, height, 1})))) : 1;
+  }
+  int32_t widthOf(uint32_t level) const { return std::max(width >> level, 1); }
+  int32_t heightOf(uint32_t level) const { return std::max(height >> level, 1); }
+
+  const EglDisplay& display;
+  CountHeld counter;
+  LiveCounters& live;
+};
+
+class WindowSet {
+ public:
+  WindowSet(LiveCounters& counters, const EglDisplay& display, uint32_t guest)
+      : counters_(counters), display_(display), guest_(guest) {}
+
+  uint32_t create(const DrawableAttributes& attributes);
+  // False when there is none. A context that has it bound keeps the drawable until it binds another one.
+  bool destroy(uint32_t id);
+  std::shared_ptr<Window> find(uint32_t id);
+
+  // Gives `window` to `context`, which holds no window now, and a drawable of the size to the window; a size of 0 or less
+  // keeps the one it has. A new size takes all images away. Waits for a holder to let go. False when there can be no such
+  // drawable; nothing is held then.
+  bool acquire(Window& window, Context& context, int32_t width, int32_t height);
+  // Called by the holder, which then binds the window's surface anew. False when there can be no such image; all is as before.
+  bool select(Window& window, WindowImage image);
+  // Called by the holder, with no surface bound.
+  void release(Window& window);
+
+ private:
+  void tellShortfalls(const DrawableAttributes& attributes, const DrawableOffer& offer);
+
+  LiveCounters& counters_;
+  const EglDisplay& display_;
+  const uint32_t guest_;  // its number
+  std::mutex mutex_;
+  std::condition_variable released_;
+  std::map<uint32_t, std::shared_ptr<Window>> windows_;
+  uint32_t lastId_ = 0;
+  bool toldSamples_ = false, toldFloats_ = false;
+};
+
+}  // namespace qv::peer

@@ -1,0 +1,303 @@
+// Carries a guest's packets: control packets by the transport, flushes through their context's channel.
+#include "peer/link/guest_link.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "peer/link/log.h"
+#include "peer/link/status.h"
+#include "wire/gl_api.h"
+
+namespace qv::peer {
+namespace {
+
+constexpr NTSTATUS kGone = static_cast<NTSTATUS>(0xC00002B6);  // STATUS_DEVICE_REMOVED
+constexpr uint32_t kPiece = 64 * 1024;                         // of a stream that does not go in one
+constexpr uint32_t kWholeStream = 128 * 1024;                  // a stream up to here is written before the other side is told
+// From here on a flush that nobody waits for is left to the other side once its stream is in the ring. Such a stream is one
+// that has reached the driver's limit; any later flush of the context waits for it.
+constexpr uint32_t kDeferFrom = 8 * 1024 * 1024;
+constexpr uint32_t kRoomSpin = 20000;  // nanoseconds; the other side is at its replaying
+constexpr uint32_t kLongestPath = 32 * 1024;
+constexpr uint32_t kLongestPacket = 256;
+constexpr uint32_t kAliveCheck = 200;  // milliseconds of waiting between two looks at whether the other half is still there
+
+}  // namespace
+
+struct GuestLink::Totals {
+  std::atomic<uint64_t> packets{0}, flushes{0}, frames{0}, roundTrips{0}, commands{0}, streamBytes{0};
+};
+
+// The guest's end of one context's channel. A context belongs to one thread, but a swap may flush it from another.
+struct GuestLink::ContextChannel {
+  ContextChannel(std::shared_ptr<ChannelMemory> memory, GuestTransport& transport)
+      : memory_(std::move(memory)), transport_(transport) {}
+
+  // Sends the flush, waits for its answer and brings the replies home. False when the other half is gone.
+  // `finishReads`, when there is one, is called while the other half draws already. A deferred flush is only sent: its commands
+  // and its failure are told with the next answer.
+  bool flush(const FlushPacket& packet, FlushAnswer& answer, void (*finishReads)(void* context), void* context);
+
+ private:
+  bool sendStream(const FlushPacket& packet);
+  bool finishDeferred();
+  bool answered() const { return memory_->answers.load(std::memory_order_acquire) == requests_; }
+  bool closed() const { return memory_->closed.load(std::memory_order_relaxed) != 0; }
+  void publish() {
+    if (published_) return;
+    memory_->requests.store(requests_, std::memory_order_release);
+    published_ = true;
+  }
+  template <typename Ready>
+  bool wait(uint32_t spin, Ready&& ready) {
+    return waitFor(memory_->guestBell, spin, kAliveCheck, ready, [&] { return !closed() && transport_.alive(); });
+  }
+
+  std::mutex mutex_;
+  const std::shared_ptr<ChannelMemory> memory_;
+  GuestTransport& transport_;
+  OwnMemory guest_;
+  uint32_t requests_ = 0;
+  bool published_ = false;
+  bool deferred_ = false;             // the last request has not been waited for
+  FlushAnswer lateAnswer_;            // of deferred flushes, not yet told
+  SpinBudget replySpin_, frameSpin_;  // by what the guest waits for
+};
+
+bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& answer, void (*finishReads)(void* context),
+                                      void* context) {
+  const std::lock_guard lock(mutex_);
+  ChannelMemory& channel = *memory_;
+  if (closed() || !finishDeferred()) return false;
+  FlushRequest& request = channel.flush;
+  request.processId = packet.processId;
+  request.windowId = packet.windowId;
+  request.presentMode = packet.presentMode;
+  std::copy_n(packet.clientRect, 4, request.clientRect);
+  request.backBuffer = packet.backBuffer;
+  request.streamBytes = packet.stream.address == 0 ? 0 : packet.stream.size;
+  request.replyBytes = packet.reply.address == 0 ? 0 : packet.reply.size;
+  request.reply2Bytes = packet.reply2.address == 0 ? 0 : packet.reply2.size;
+  deferred_ =
+      request.streamBytes >= kDeferFrom && packet.presentMode == 0 && packet.reply.address == 0 && packet.reply2.address == 0;
+  request.ringBytes = deferred_ ? kDeferredRing : kStreamRing;
+  channel.streamWritten.store(0, std::memory_order_relaxed);
+  channel.streamFault.store(0, std::memory_order_relaxed);
+  channel.replyRead.store(0, std::memory_order_relaxed);
+  ++requests_;
+  published_ = false;
+  const uint64_t from = detail::monotonicNanoseconds();
+  if (finishReads == nullptr) channel.writable.store(requests_, std::memory_order_relaxed);  // published with the request
+  if (!sendStream(packet)) return false;
+  if (deferred_) return true;
+  if (finishReads != nullptr) {
+    finishReads(context);
+    channel.writable.store(requests_, std::memory_order_release);
+    ring(channel.peerBell);
+  }
+
+  // The first length is known before the first byte arrives, the second with it.
+  const auto fetch = [&](uint64_t at, uint32_t bytes) {
+    const uint32_t inRing = static_cast<uint32_t>(at % kReplyRing);
+    const bool second = at >= channel.answer.replyBytes;
+    const uint64_t inPart = second ? at - channel.answer.replyBytes : at;
+    const uint64_t partLength = second ? channel.answer.reply2Bytes : channel.answer.replyBytes;
+    const auto piece = static_cast<uint32_t>(std::min<uint64_t>({bytes, partLength - inPart, kReplyRing - inRing}));
+    const bool done =
+        guest_.write((second ? packet.reply2.address : packet.reply.address) + inPart, channel.replyRing + inRing, piece);
+    return std::pair(done, piece);
+  };
+  SpinBudget& spin = packet.presentMode != 0 ? frameSpin_ : replySpin_;
+  uint64_t fetched = 0;
+  bool unwritable = false;
+  for (;;) {
+    uint32_t written = 0;
+    const bool ready = wait(spin.nanoseconds(), [&] {
+      written = channel.replyWritten.load(std::memory_order_acquire);
+      return answered() || written > static_cast<uint32_t>(fetched);
+    });
+    if (!ready) return false;
+    const bool last = answered();
+    const uint64_t there = last ? uint64_t{channel.answer.replyBytes} + channel.answer.reply2Bytes : written;
+    while (fetched < there) {
+      const auto [done, piece] = fetch(fetched, static_cast<uint32_t>(std::min<uint64_t>(there - fetched, kReplyRing)));
+      unwritable = unwritable || !done;
+      fetched += piece;
+    }
+    if (last) break;
+    channel.replyRead.store(static_cast<uint32_t>(fetched), std::memory_order_release);
+    ring(channel.peerBell);
+  }
+  spin.waited(detail::monotonicNanoseconds() - from);
+  answer = channel.answer;
+  answer.commands += lateAnswer_.commands;
+  if (lateAnswer_.status != 0) answer.status = lateAnswer_.status;
+  lateAnswer_ = {};
+  if (unwritable && answer.status == 0) {
+    logLine("context %u: a reply buffer of %u and %u bytes cannot be written", packet.contextId, packet.reply.size,
+            packet.reply2.size);
+    answer.status = kStatusMalformed;
+  }
+  return true;
+}
+
+bool GuestLink::ContextChannel::finishDeferred() {
+  if (!deferred_) return true;
+  if (!wait(kRoomSpin, [&] { return answered(); })) return false;
+  deferred_ = false;
+  lateAnswer_.commands += memory_->answer.commands;
+  if (memory_->answer.status != 0) lateAnswer_.status = memory_->answer.status;
+  return true;
+}
+
+// False when the other half is gone. A stream that cannot be read, or that the other half gives up on, is not a failure here.
+bool GuestLink::ContextChannel::sendStream(const FlushPacket& packet) {
+  ChannelMemory& channel = *memory_;
+  const uint32_t total = channel.flush.streamBytes, ringBytes = channel.flush.ringBytes;
+  uint32_t written = 0;
+  while (written < total) {
+    uint32_t piece = std::min(total - written, total <= kWholeStream ? kWholeStream : kPiece);
+    const auto used = [&] { return written - channel.streamRead.load(std::memory_order_acquire); };
+    if (used() + piece > ringBytes) {
+      publish();
+      ring(channel.peerBell);
+      // For much room at once, not for a piece at a time.
+      if (!wait(kRoomSpin, [&] { return used() <= ringBytes / 2 || answered(); })) return false;
+    }
+    if (published_ && answered()) return true;
+    const uint32_t at = written % ringBytes;
+    piece = std::min(piece, ringBytes - at);
+    if (!guest_.read(packet.stream.address + written, channel.streamRing + at, piece)) {
+      channel.streamFault.store(1, std::memory_order_release);
+      break;
+    }
+    written += piece;
+    channel.streamWritten.store(written, std::memory_order_release);
+    if (total > kWholeStream) {
+      publish();
+      ring(channel.peerBell);
+    }
+  }
+  publish();
+  ring(channel.peerBell);
+  return true;
+}
+
+GuestLink::GuestLink(std::unique_ptr<GuestTransport> transport)
+    : transport_(std::move(transport)), totals_(std::make_unique<Totals>()) {}
+GuestLink::~GuestLink() = default;
+
+NTSTATUS GuestLink::escapeFrame(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) {
+  totals_->packets.fetch_add(1, std::memory_order_relaxed);
+  uint8_t* const bytes = static_cast<uint8_t*>(packet);
+  EscapeHeader header;
+  if (bytes != nullptr && size >= sizeof header) {
+    std::memcpy(&header, bytes, sizeof header);
+    if (header.code == EscapeCode::Flush) return flush(bytes, size, finishReads, context);
+  }
+  if (bytes == nullptr || size < sizeof header || size > kLongestPacket) {
+    // There is no status field to write.
+    logLine("a packet of %u bytes", size);
+    return kStatusMalformed;
+  }
+  return control(bytes, size);
+}
+
+NTSTATUS GuestLink::control(uint8_t* packet, uint32_t size) {
+  std::vector<uint8_t> path;
+  bool readable = true;
+  uint32_t deleted = 0;
+  EscapeHeader header;
+  std::memcpy(&header, packet, sizeof header);
+  if (header.code == EscapeCode::CreateContext && size == sizeof(CreateContextPacket)) {
+    CreateContextPacket create;
+    std::memcpy(&create, packet, sizeof create);
+    if (create.imagePath.address != 0) {
+      readable = create.imagePath.size <= kLongestPath;
+      if (readable) path.resize(create.imagePath.size);
+      OwnMemory memory;
+      if (readable) readable = memory.read(create.imagePath.address, path.data(), path.size());
+    }
+  }
+  std::shared_ptr<ChannelMemory> channel;
+  if (!transport_->deliver({packet, size}, path, readable, channel)) return kGone;
+  if (header.code == EscapeCode::DeleteContext && size == sizeof(DeleteContextPacket)) {
+    DeleteContextPacket remove;
+    std::memcpy(&remove, packet, sizeof remove);
+    if (remove.header.status == 0) deleted = remove.contextId;
+  }
+  std::shared_ptr<ContextChannel> gone;  // unmapped outside the lock
+  const std::lock_guard lock(mutex_);
+  if (channel != nullptr) {
+    CreateContextPacket create;
+    std::memcpy(&create, packet, sizeof create);
+    channels_[create.contextId] = std::make_shared<ContextChannel>(std::move(channel), *transport_);
+  }
+  if (const auto at = channels_.find(deleted); at != channels_.end()) {
+    gone = std::move(at->second);
+    channels_.erase(at);
+  }
+  return 0;
+}
+
+std::shared_ptr<GuestLink::ContextChannel> GuestLink::find(uint32_t contextId) {
+  const std::lock_guard lock(mutex_);
+  const auto at = channels_.find(contextId);
+  return at == channels_.end() ? nullptr : at->second;
+}
+
+NTSTATUS GuestLink::flush(uint8_t* bytes, uint32_t size, void (*finishReads)(void* context), void* context) {
+  constexpr size_t kStatusAt = offsetof(EscapeHeader, status);
+  const auto failed = [&] {
+    const int32_t status = kStatusMalformed;
+    std::memcpy(bytes + kStatusAt, &status, sizeof status);
+    return NTSTATUS{0};
+  };
+  FlushPacket packet;
+  if (size != sizeof packet) {
+    logLine("a flush packet of %u bytes", size);
+    return failed();
+  }
+  std::memcpy(&packet, bytes, sizeof packet);
+  if (packet.header.packetClass != kPacketClass || packet.header.layout != FlushPacket{}.header.layout) {
+    logLine("a flush packet of class %u with layout word %u", packet.header.packetClass, packet.header.layout);
+    return failed();
+  }
+  if (packet.stream.direction != 0 || packet.reply.direction != 1 || packet.reply2.direction != 1) {
+    logLine("a flush packet with buffer directions %u, %u, %u", packet.stream.direction, packet.reply.direction,
+            packet.reply2.direction);
+    return failed();
+  }
+  const std::shared_ptr<ContextChannel> channel = find(packet.contextId);
+  if (channel == nullptr) {
+    logLine("a flush names context %u, which there is not", packet.contextId);
+    return failed();
+  }
+  totals_->flushes.fetch_add(1, std::memory_order_relaxed);
+  if (packet.presentMode != 0) totals_->frames.fetch_add(1, std::memory_order_relaxed);
+  if (packet.reply.address != 0 || packet.reply2.address != 0) totals_->roundTrips.fetch_add(1, std::memory_order_relaxed);
+  if (packet.stream.address != 0) totals_->streamBytes.fetch_add(packet.stream.size, std::memory_order_relaxed);
+  FlushAnswer answer;
+  if (!channel->flush(packet, answer, finishReads, context)) return kGone;
+  totals_->commands.fetch_add(answer.commands, std::memory_order_relaxed);
+  std::memcpy(bytes + kStatusAt, &answer.status, sizeof answer.status);
+  std::memcpy(bytes + offsetof(FlushPacket, reply) + offsetof(EscapeBufferRow, size), &answer.replyBytes, 4);
+  std::memcpy(bytes + offsetof(FlushPacket, reply2) + offsetof(EscapeBufferRow, size), &answer.reply2Bytes, 4);
+  return 0;
+}
+
+GuestStatistics GuestLink::statistics() const {
+  GuestStatistics out;
+  out.packets = totals_->packets.load();
+  out.flushes = totals_->flushes.load();
+  out.frames = totals_->frames.load();
+  out.roundTrips = totals_->roundTrips.load();
+  out.commands = totals_->commands.load();
+  out.streamBytes = totals_->streamBytes.load();
+  return out;
+}
+
+}  // namespace qv::peer

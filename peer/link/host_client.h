@@ -1,0 +1,25 @@
+// HostClientGpu: the guest's end of a connection to a qv-host process, and the start of such a process.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "peer/link/guest_link.h"
+
+namespace qv::peer {
+
+// Packets travel to a qv-host. When the host goes away every escape fails with a negative result from then on; nothing blocks.
+class HostClientGpu final : public GuestLink {
+ public:
+  using GuestLink::GuestLink;
+};
+
+// Connects to the host that listens at `socketPath`. Null when there is none.
+std::unique_ptr<HostClientGpu> connectToHost(const std::string& socketPath);
+
+// Connects to the host named by QV_HOST_SOCKET; without that, starts a qv-host of this process's own, which ends when the
+// process ends, and connects to it. The program is QV_HOST_BINARY, else `qv-host` beside the file that holds this code, else
+// the one on the path. Null on failure, with the reason in `error`.
+std::unique_ptr<HostClientGpu> startHost(std::string* error = nullptr);
+
+}  // namespace qv::peer

@@ -1,0 +1,45 @@
+// What goes over the socket between a guest and a qv-host: one message, one reply, each a packet of its own. Flushes do not
+// come this way; they go through the channel whose file a context's creation passes along.
+#pragma once
+
+#include <cstdint>
+
+#include "peer/host/allocation.h"
+#include "peer/link/statistics.h"
+
+namespace qv::peer {
+
+enum class HostMessage : uint32_t {
+  Counters = 1,         // asks for PeerCounters; also the first word of a connection
+  Packet = 2,           // an Escape packet but a flush; a created context's channel file comes with the reply
+  OpenAllocation = 3,   // its memory file comes with the message
+  CloseAllocation = 4,  // by allocation.handle
+};
+
+inline constexpr uint32_t kHostProtocol = 1;  // raised when any record here or in channel.h changes
+inline constexpr uint32_t kPacketRoom = 256;
+
+struct HostRequest {
+  uint32_t protocol = kHostProtocol;
+  HostMessage message{};
+  uint32_t packetBytes = 0;
+  uint32_t pathBytes = 0;  // of the image path, behind this record
+  uint32_t pathReadable = 1;
+  AllocationDescription allocation;
+  uint8_t packet[kPacketRoom] = {};
+};
+
+struct HostReply {
+  uint32_t protocol = kHostProtocol;
+  uint32_t done = 0;  // 1: the message was understood and, but for packets, carried out
+  PeerCounters counters;
+  uint8_t packet[kPacketRoom] = {};
+};
+
+// Sends `bytes` bytes in up to two parts, with a file if `fd` is not -1. False when the other side is gone.
+bool sendMessage(int socket, const void* first, uint32_t firstBytes, const void* second, uint32_t secondBytes, int fd);
+// Receives one message; a file that comes with it goes to `fd`, else -1. Returns its length, cut to `room`; 0 when the other
+// side is gone.
+uint32_t receiveMessage(int socket, void* to, uint32_t room, int& fd);
+
+}  // namespace qv::peer

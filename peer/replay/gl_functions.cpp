@@ -1,0 +1,13 @@
+// Fills the table of real OpenGL functions.
+#include "peer/replay/gl_functions.h"
+
+namespace qv::peer {
+
+GlFunctions gl;
+
+void loadGlFunctions(void (*(*resolve)(const char* name))()) {
+#define QV_ROW(name, ...) gl.name = reinterpret_cast<decltype(gl.name)>(resolve(#name));
+#include "wire/entry_points.def"
+}
+
+}  // namespace qv::peer

@@ -1,0 +1,20 @@
+// The real OpenGL as function pointers, one for each row of the table.
+#pragma once
+
+#include "wire/entry_table.h"
+
+namespace qv::peer {
+
+// The peer links no OpenGL library by name: it may live in one library with code that defines those very names.
+struct GlFunctions {
+#define QV_ROW(name, ...) decltype(&::name) name = nullptr;
+#include "wire/entry_points.def"
+};
+
+// Filled once, before the first context; valid for every context and every thread.
+extern GlFunctions gl;
+
+// Fetches every function with `resolve`, which answers null for a name it does not know.
+void loadGlFunctions(void (*(*resolve)(const char* name))());
+
+}  // namespace qv::peer

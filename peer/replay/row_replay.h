@@ -1,0 +1,264 @@
+// Replay of a command from its form: one handler per row, stamped from the layouts that the driver encodes with.
+//
+// A handler reads the fixed part and compares the rest with the length that the fixed part tells, before anything is called. What
+// a form or a family then reads of the rest it reads through a Reader, whose failure is looked at here afterwards.
+#pragma once
+
+#include <tuple>
+#include <utility>
+
+#include "peer/replay/gl_functions.h"
+#include "peer/replay/replay_functions.h"
+#include "peer/replay/replayer.h"
+#include "wire/reader.h"
+
+namespace qv::peer {
+
+// The real function of a row.
+template <typename Row>
+auto realFunction();
+#define QV_ROW(name, ...)                \
+  template <>                            \
+  inline auto realFunction<op::name>() { \
+    return gl.name;                      \
+  }
+#include "wire/entry_points.def"
+
+// The call of a row's real function.
+template <typename Row, typename Pointer = typename Row::Prototype::Pointer>
+struct RowCall;
+template <typename Row, typename R, typename... A>
+struct RowCall<Row, R(APIENTRY*)(A...)> : Arguments<A...> {
+  using L = Layout<typename Row::Form, A...>;
+
+  // Scalars from the fixed part, pointer number k from `pointers[k]`.
+  static R call(const uint8_t* fixed, void* const* pointers) { return call(fixed, pointers, std::index_sequence_for<A...>{}); }
+
+ private:
+  template <size_t I>
+  static auto argument(const uint8_t* fixed, void* const* pointers) {
+    using Argument = typename Arguments<A...>::template Type<I>;
+    if constexpr (kIsPointer<Argument>) {
+      constexpr size_t kNumber = [] {
+        size_t k = 0;
+        for (size_t i = 0; i < I; ++i) k += Arguments<A...>::kPointers[i];
+        return k;
+      }();
+      return static_cast<Argument>(pointers[kNumber]);
+    } else {
+      return L::template scalar<I>(fixed);
+    }
+  }
+  template <size_t... I>
+  static R call([[maybe_unused]] const uint8_t* fixed, [[maybe_unused]] void* const* pointers, std::index_sequence<I...>) {
+    return realFunction<Row>()(argument<I>(fixed, pointers)...);
+  }
+};
+
+// --- the replay of each form; one without does not compile ---
+
+// replay(replayer, fixed part, rest)
+template <typename Row, typename Form>
+struct FormReplay;
+
+template <typename Row>
+struct FormReplay<Row, Fixed> {
+  using Call = RowCall<Row>;
+  static_assert(Call::kPointerCount == 0, "a pointer that the host would follow");
+  static void replay(Replayer&, const uint8_t* fixed, Reader&) { Call::call(fixed, nullptr); }
+};
+
+template <typename Row, uint32_t N>
+struct FormReplay<Row, Vec<N>> {
+  using Call = RowCall<Row>;
+  static_assert(Call::kPointerCount >= 1 && Call::kFirstPointer + Call::kPointerCount == Call::kCount);
+  static void replay(Replayer&, const uint8_t* fixed, Reader&) {
+    typename Call::Element values[Call::kPointerCount][N];
+    void* pointers[Call::kPointerCount];
+    for (size_t k = 0; k < Call::kPointerCount; ++k) {
+      // In bounds: the fixed part holds N components at each pointer's slot.
+      std::memcpy(values[k], fixed + Call::L::kSlots.slot[Call::kFirstPointer + k].offset, sizeof values[k]);
+      pointers[k] = values[k];
+    }
+    Call::call(fixed, pointers);
+  }
+};
+
+// Data behind one pointer. GL itself decides by a name how much it reads, and no name makes it read more than 16 values: zeros
+// follow what the guest gave.
+template <typename Row>
+void replayData(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
+  using Call = RowCall<Row>;
+  static_assert(Call::kPointerCount == 1);
+  using Element = typename Call::Element;
+  const auto data = rest.rest();
+  uint8_t* const values = replayer.scratch(data.size() < 16 * sizeof(Element) ? 16 * sizeof(Element) : data.size());
+  data.copyTo(values);
+  void* const pointer = values;
+  Call::call(fixed, &pointer);
+}
+
+template <typename Row, uint32_t KeyArg, uint32_t Otherwise, uint32_t Listed, GLenum... Keys>
+struct FormReplay<Row, Sized<KeyArg, Otherwise, Listed, Keys...>> {
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) { replayData<Row>(replayer, fixed, rest); }
+};
+
+template <typename Row, CountRule Rule>
+struct FormReplay<Row, Counted<Rule>> {
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) { replayData<Row>(replayer, fixed, rest); }
+};
+
+template <typename Row, uint32_t Per>
+struct FormReplay<Row, Array<Per>> {
+  using Call = RowCall<Row>;
+  static_assert(Call::kPointerCount >= 1 && Call::kPointerCount <= 2 && Call::kFirstPointer >= 1);
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
+    const auto data = rest.rest();
+    uint8_t* const values = replayer.scratch(data.size() + 64);
+    data.copyTo(values);
+    void* const pointers[] = {values, values + data.size() / Call::kPointerCount};
+    Call::call(fixed, pointers);
+  }
+};
+
+template <typename Row>
+struct FormReplay<Row, Text> {
+  using Call = RowCall<Row>;
+  static_assert(Call::kPointerCount == 1);
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
+    const char* const text = rest.text(rest.left());
+    if (text == nullptr) return replayer.fail("a text without its end");
+    void* const pointer = const_cast<char*>(text);
+    Call::call(fixed, &pointer);
+  }
+};
+
+template <typename Row>
+struct FormReplay<Row, TextQuery> {
+  using Call = RowCall<Row>;
+  static_assert(Call::kPointerCount == 1);
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
+    const char* const text = rest.text(rest.left());
+    if (text == nullptr) return replayer.fail("a text without its end");
+    void* const pointer = const_cast<char*>(text);
+    const auto result = Call::call(fixed, &pointer);
+    replayer.answer(&result, sizeof result);
+  }
+};
+
+template <typename Row>
+struct FormReplay<Row, Query<Answer>> {
+  using Call = RowCall<Row>;
+  static_assert(Call::kPointerCount == 0);
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader&) {
+    const auto result = Call::call(fixed, nullptr);
+    static_assert(!std::is_pointer_v<std::remove_const_t<decltype(result)>>, "a handle needs a name of the peer's own");
+    // Answers go as their low 32 bits where they are wider.
+    replayer.answer(&result, sizeof result < 4 ? sizeof result : 4);
+  }
+};
+
+// Queries into memory. GL decides by the name how much it writes, and no name makes it write more than kScratchBytes; the
+// guest gets as much as the form says, zeros where GL wrote nothing.
+template <typename Row>
+void replayQuery(Replayer& replayer, const uint8_t* fixed, uint64_t elements, uint64_t most) {
+  using Call = RowCall<Row>;
+  static_assert(Call::kPointerCount == 1);
+  if (elements > most) return replayer.fail("%llu values asked for", static_cast<unsigned long long>(elements));
+  const auto bytes = static_cast<uint32_t>(elements * sizeof(typename Call::Element));
+  uint8_t* const values = replayer.scratch(bytes);
+  void* const pointer = values;
+  Call::call(fixed, &pointer);
+  replayer.answer(values, bytes);
+}
+
+template <typename Row, uint32_t N>
+struct FormReplay<Row, Query<Components<N>>> {
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader&) { replayQuery<Row>(replayer, fixed, N, N); }
+};
+
+template <typename Row, uint32_t KeyArg, uint32_t Otherwise, uint32_t Listed, GLenum... Keys>
+struct FormReplay<Row, Query<SizedReply<KeyArg, Otherwise, Listed, Keys...>>> {
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader&) {
+    const auto key = static_cast<GLenum>(RowCall<Row>::L::template scalar<KeyArg>(fixed));
+    replayQuery<Row>(replayer, fixed, SizedReply<KeyArg, Otherwise, Listed, Keys...>::components(key), 16);
+  }
+};
+
+template <typename Row, CountRule Rule>
+struct FormReplay<Row, Query<CountedReply<Rule>>> {
+  using Call = RowCall<Row>;
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader&) {
+    replayQuery<Row>(replayer, fixed, Call::L::extraWord(fixed), Replayer::kScratchBytes / sizeof(typename Call::Element));
+  }
+};
+
+// Here GL writes as many as it is told, so the scratch memory is sized by the number.
+template <typename Row, size_t CountArg>
+void replayLengthQuery(Replayer& replayer, const uint8_t* fixed) {
+  replayQuery<Row>(replayer, fixed, bytesOf(RowCall<Row>::L::template scalar<CountArg>(fixed), 1), 1u << 20);
+}
+
+template <typename Row>
+struct FormReplay<Row, Query<NamesReply>> {
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader&) { replayLengthQuery<Row, 0>(replayer, fixed); }
+};
+
+template <typename Row>
+struct FormReplay<Row, Query<LengthReply>> {
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader&) {
+    replayLengthQuery<Row, RowCall<Row>::kFirstPointer - 1>(replayer, fixed);
+  }
+};
+
+// --- functions of their own ---
+
+// Calls a row's own function with the record, or with the scalars of the fixed part.
+template <typename Row, typename L, auto Function>
+void callOwn(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
+  const auto call = [&](auto&&... arguments) {
+    if constexpr (L::kHasTail) {
+      Function(replayer, arguments..., rest);
+    } else {
+      Function(replayer, arguments...);
+    }
+  };
+  using Record = typename RecordOf<typename Row::Form>::Record;
+  if constexpr (!std::is_void_v<Record>) {
+    call(get<Record>(fixed));
+  } else {
+    [&]<size_t... I>(std::index_sequence<I...>) { call(L::template scalar<ScalarIndices<Row>::kIndex[I]>(fixed)...); }
+    (std::make_index_sequence<ScalarIndices<Row>::kCount>{});
+  }
+}
+
+// --- the handler ---
+
+template <typename Row, typename L, void (*Replay)(Replayer&, const uint8_t*, Reader&)>
+bool replayCommand(Replayer& replayer, Reader payload) {
+  const uint64_t bytes = payload.left();
+  if constexpr (!L::kHasTail) {
+    if (bytes != L::kPayload) [[unlikely]]
+      return replayer.wrongSize(bytes, L::kPayload);
+  }
+  const uint8_t* const fixed = payload.bytes(L::kPayload);
+  if (fixed == nullptr) [[unlikely]]
+    return replayer.wrongSize(bytes, L::kPayload);
+  if constexpr (L::kHasTail && !HasOpenTail<typename RecordOf<typename Row::Form>::Record>) {
+    const uint64_t tail = L::tailBytes(fixed);
+    if (payload.left() != tail) [[unlikely]] {
+      // A guest whose count makes no command sends the count alone.
+      if (payload.left() != 0 || payloadOf(L::kPayload, tail) != L::kPayload) return replayer.wrongSize(bytes, L::kPayload + tail);
+      replayer.passOver(opcodeOf<Row>, Row::kName, "its count makes no command");
+      return true;
+    }
+  }
+  Replay(replayer, fixed, payload);
+  if constexpr (L::kHasTail) {
+    if (payload.failed()) [[unlikely]]
+      return replayer.wrongData();
+  }
+  return replayer.sound();
+}
+
+}  // namespace qv::peer

@@ -1,0 +1,42 @@
+// RunLayout: the tags of a vertex run, decoded.
+#pragma once
+
+#include <cstdint>
+
+#include "peer/replay/run_arrays.h"
+#include "wire/entry_table.h"
+
+namespace qv::peer {
+
+class Replayer;
+
+// Gives GL one attribute. `target` is the texture unit, for the calls that take one.
+using AttributeCall = void (*)(GLenum target, const uint8_t* data);
+
+struct RunSlot {
+  AttributeCall call;
+  GLenum target;
+  uint32_t offset;  // from the vertex's start
+  uint32_t width;   // bytes
+};
+
+struct RunLayout {
+  // What it was decoded from. A record without slots is never equal to that of a run with vertices.
+  uint32_t slotsAndStride = 0;
+  RunTag tags[kRunSlots] = {};
+
+  uint32_t slots = 0;
+  uint32_t stride = 0;
+  bool positioned = false;  // the last slot is the position; without one the run gives attributes only
+  bool arrays = false;      // every slot is one that GL has float arrays for
+  RunSlot slot[kRunSlots];
+  // For array draws: of an attribute given twice in a vertex the later one counts.
+  uint32_t attributes = 0;
+  RunAttribute attribute[kRunSlots];
+};
+
+// Makes `layout` the layout of a run with this record and these tags, one for each slot. False for tags that no run has: why has
+// been told to the replayer, and the layout is then that of no run.
+bool readRunLayout(Replayer& replayer, VertexRunRecord record, const uint8_t* tags, RunLayout& layout);
+
+}  // namespace qv::peer

@@ -1,0 +1,47 @@
+// The rows that their form could replay and that are not replayed yet, each with its reason.
+#pragma once
+
+#include "wire/entry_table.h"
+
+namespace qv::peer {
+
+// Why a row that its form could replay is not: null for a row that is.
+template <typename Row>
+inline constexpr const char* kWithheld = nullptr;
+
+#define QV_WITHHELD(name, why) \
+  template <>                  \
+  inline constexpr const char* kWithheld<op::name> = why;
+
+// Vertex arrays. An array that is on without data of its own would make GL read at an address of the guest.
+inline constexpr const char* kGuestArrays = "vertex arrays are not replayed";
+QV_WITHHELD(glEnableVertexAttribArray, kGuestArrays)
+QV_WITHHELD(glDisableVertexAttribArray, kGuestArrays)
+QV_WITHHELD(glLockArraysEXT, kGuestArrays)
+QV_WITHHELD(glUnlockArraysEXT, kGuestArrays)
+QV_WITHHELD(glBindVertexArray, kGuestArrays)
+QV_WITHHELD(glDeleteVertexArrays, kGuestArrays)
+QV_WITHHELD(glVertexAttribDivisor, kGuestArrays)
+QV_WITHHELD(glVertexAttribDivisorARB, kGuestArrays)
+QV_WITHHELD(glBindVertexBuffer, kGuestArrays)
+QV_WITHHELD(glVertexAttribFormat, kGuestArrays)
+QV_WITHHELD(glVertexAttribIFormat, kGuestArrays)
+QV_WITHHELD(glVertexAttribLFormat, kGuestArrays)
+QV_WITHHELD(glVertexAttribBinding, kGuestArrays)
+QV_WITHHELD(glVertexBindingDivisor, kGuestArrays)
+QV_WITHHELD(glDrawTransformFeedback, kGuestArrays)
+QV_WITHHELD(glDrawTransformFeedbackStream, kGuestArrays)
+QV_WITHHELD(glDrawTransformFeedbackInstanced, kGuestArrays)
+QV_WITHHELD(glDrawTransformFeedbackStreamInstanced, kGuestArrays)
+// Sync objects. A real handle is a pointer, the guest's is a 32-bit name.
+inline constexpr const char* kSyncNames = "sync objects have no names yet";
+QV_WITHHELD(glFenceSync, kSyncNames)
+QV_WITHHELD(glIsSync, kSyncNames)
+QV_WITHHELD(glDeleteSync, kSyncNames)
+QV_WITHHELD(glClientWaitSync, kSyncNames)
+QV_WITHHELD(glWaitSync, kSyncNames)
+// GL would write into memory that the guest has named.
+QV_WITHHELD(glRenderMode, "selection and feedback buffers are not kept")
+#undef QV_WITHHELD
+
+}  // namespace qv::peer

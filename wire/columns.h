@@ -1,0 +1,28 @@
+// What stands in the columns of the table of entry points.
+#pragma once
+
+#include <cstdint>
+
+namespace qv {
+
+inline constexpr int kVariable = -1;   // size: computed at the call
+inline constexpr int kNoCommand = -2;  // size: the routine writes no command
+inline constexpr int kNoOpcode = -1;
+inline constexpr int kNotCore = -1;
+
+// Properties.
+inline constexpr uint32_t kRecords = 1;
+inline constexpr uint32_t kBeginCheck = 2;
+inline constexpr uint32_t kListTest = 4;
+inline constexpr uint32_t kShadow = 8;
+inline constexpr uint32_t kOwnReplay = 16;
+
+// Implementations in the driver.
+struct Stamped {};
+struct Custom {};
+struct Absent {};
+// A participant of vertex runs; `Number` is the attribute number of its tag.
+template <uint32_t Number>
+struct Attribute {};
+
+}  // namespace qv

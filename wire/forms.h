@@ -1,0 +1,48 @@
+// The payload forms of commands, as tags; layout.h says what each means in bytes.
+#pragma once
+
+#include <cstdint>
+
+#include "wire/gl_api.h"
+
+namespace qv {
+
+// Which table a value count comes from. The pname is the last scalar, but for ValueFirst, where an index follows it.
+enum class CountRule { Value, ValueFirst, TexEnv, Map };
+
+struct Fixed {};  // scalars only
+template <uint32_t N>
+struct Vec {};    // scalars, and N components behind each pointer
+// Scalars, then `Listed` components behind the pointer when argument KeyArg is one of Keys, else `Otherwise`. No count word.
+template <uint32_t KeyArg, uint32_t Otherwise, uint32_t Listed, GLenum... Keys>
+struct Sized {
+  static constexpr uint32_t kKeyArg = KeyArg;
+  static constexpr uint32_t kMost = Otherwise < Listed ? Listed : Otherwise;
+  static constexpr uint32_t components(GLenum key) { return ((key == Keys) || ...) ? Listed : Otherwise; }
+};
+template <CountRule Rule>
+struct Counted {};  // scalars, element count, elements; the count follows from the last scalar
+template <uint32_t Per>
+struct Array {};    // scalars, then count x Per elements behind each pointer; the count is the scalar before the first pointer
+struct Text {};       // scalars, byte count with the terminating zero, bytes
+struct TextQuery {};  // Text, answered by the return value
+template <typename Record>
+struct As {};       // words and data as the record of wire/records/ says
+struct Local {};    // no command
+struct Family {};   // laid out by the routine of its family, which is not built yet
+
+// Queries write their scalars and flush for a reply.
+template <typename Reply>
+struct Query {};
+struct Answer {};  // the return value
+struct Bytes {};   // a text, into memory that the routine chooses
+template <uint32_t N>
+struct Components {};  // N elements behind the pointer
+template <uint32_t KeyArg, uint32_t Otherwise, uint32_t Listed, GLenum... Keys>
+struct SizedReply : Sized<KeyArg, Otherwise, Listed, Keys...> {};
+template <CountRule Rule>
+struct CountedReply {};  // an element count follows the scalars, and as many elements come back
+struct NamesReply {};    // as many names as the first argument says
+struct LengthReply {};   // as many elements as the last scalar says
+
+}  // namespace qv

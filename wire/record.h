@@ -1,0 +1,38 @@
+// What a command record is: the words of a command that no form lays out, in wire order, as a plain struct.
+//
+// A record is stored, read, measured and dumped from its one definition. Each member is a word of the command:
+//
+//   struct Example {
+//     GLuint name;
+//     uint32_t bytes;
+//     static constexpr const char* kWords[] = {"name", "bytes"};  // for the dump, one per member
+//     uint64_t tailBytes() const { return bytes; }                 // length of the data behind the words; absent without data
+//     static Example of(GLuint name, const void* data);            // from the arguments of a stamped row; absent without one
+//   };
+//
+// A record whose data ends with its command, and says its length nowhere, has `static constexpr bool kOpenTail = true` instead
+// of tailBytes.
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <type_traits>
+
+namespace qv {
+
+template <typename R>
+concept CommandRecord = std::is_aggregate_v<R> && std::is_trivially_copyable_v<R> && alignof(R) == 4 &&
+                        std::size(R::kWords) * 4 == sizeof(R);
+
+template <typename R>
+concept HasOpenTail = CommandRecord<R> && R::kOpenTail;
+template <typename R>
+concept HasSizedTail = CommandRecord<R> && requires(const R& record) {
+  { record.tailBytes() } -> std::same_as<uint64_t>;
+};
+template <typename R>
+concept HasTail = HasOpenTail<R> || HasSizedTail<R>;
+
+}  // namespace qv

@@ -1,0 +1,45 @@
+// Headers of commands, their sizes and their padding: the one rule for what fits and what does not.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+namespace qv {
+
+inline constexpr uint32_t kSmallHeaderBytes = 4, kLargeHeaderBytes = 8;
+inline constexpr uint32_t kLargeFormAt = 0x100000;  // totals of the small form from here on do not fit into its header
+inline constexpr uint32_t kOpcodes = 4096;          // the opcode is the low 12 bits of a header
+
+// Commands begin at multiples of 4. The bytes that fill up a command are not counted in its total.
+constexpr uint64_t padded(uint64_t bytes) { return (bytes + 3) & ~uint64_t{3}; }
+
+// The longest payload of a command: in large form, padded, the total still fits into 32 bits.
+inline constexpr uint64_t kLongestPayload = 0xFFFFFFFC - kLargeHeaderBytes;
+
+// The payload that is written for a command of `fixed` bytes and `tail` bytes behind them. A tail that makes no command, since
+// a count of the program or of the host is too high, is left out as a whole; the host then passes the command over.
+constexpr uint64_t payloadOf(uint64_t fixed, uint64_t tail) { return tail <= kLongestPayload - fixed ? fixed + tail : fixed; }
+
+constexpr bool needsLargeForm(uint64_t payload) { return payload + kSmallHeaderBytes >= kLargeFormAt; }
+constexpr uint32_t headerBytes(uint64_t payload) { return needsLargeForm(payload) ? kLargeHeaderBytes : kSmallHeaderBytes; }
+
+constexpr uint32_t smallHeader(uint32_t opcode, uint32_t total) { return total << 12 | opcode; }
+
+template <typename T>
+inline void put(uint8_t* at, T value) {
+  std::memcpy(at, &value, sizeof value);
+}
+template <typename T>
+inline T get(const uint8_t* at) {
+  T value;
+  std::memcpy(&value, at, sizeof value);
+  return value;
+}
+
+// Writes a header of the large form at `at`; `total` counts the header.
+inline void putLargeHeader(uint8_t* at, uint32_t opcode, uint32_t total) {
+  put(at, opcode);
+  put(at + 4, total);
+}
+
+}  // namespace qv
