@@ -31,7 +31,7 @@ using NTSTATUS = LONG;
 #define WINAPI
 #define QV_WIDE(text) u##text
 
-#include "platform/simulated/win32_api.h"
+#include "platform/win32_api.h"
 
 #endif
 

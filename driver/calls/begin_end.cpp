@@ -12,6 +12,10 @@ void APIENTRY glBegin(GLenum mode) {
   const bool compiling = context->listMode == GL_COMPILE;
   if (!compiling && context->insideBegin) return refuse(context, opcodeOf<op::glBegin>, GL_INVALID_OPERATION);
   if ((context->quirkFlags & kQuirkVertexRuns) && !context->recordingList && !context->run.open) [[likely]] {
+    // The limit is looked at here too. Room runs out within runs as a rule, and there the buffer may only grow: a program that
+    // draws with runs alone would fill the memory and pass the 32 bits of a submission's length.
+    if (static_cast<uint64_t>(context->cursor - context->base) >= kFlushAtCapacity) [[unlikely]]
+      flushStream(context, 0, nullptr, 0, nullptr, 0);
     openRun(context, mode);
     context->lastOpcode = op::glBegin::kOpcode;
   } else {

@@ -3,6 +3,8 @@
 
 #include "driver/diagnostics/debug_log.h"
 #include "driver/diagnostics/record_error.h"
+#include "driver/stream/entry_template.h"
+#include "driver/stream/gl_routines.h"
 
 namespace qv {
 
@@ -35,4 +37,21 @@ bool setDistantCapability(GlContext* context, GLenum capability, uint8_t value) 
   }
 }
 
+namespace gl {
+namespace {
+
+// An unknown array is refused, and the restart of primitives by index is the guest's own: the host learns of neither.
+template <typename Row>
+void clientState(GLenum array, uint8_t value) {
+  GlContext* const context = enter<Row>();
+  if (!context || !setClientState(context, array, value) || array == GL_PRIMITIVE_RESTART_NV) return;
+  send<Row>(context, array);
+}
+
+}  // namespace
+
+void APIENTRY glEnableClientState(GLenum array) { clientState<op::glEnableClientState>(array, 1); }
+void APIENTRY glDisableClientState(GLenum array) { clientState<op::glDisableClientState>(array, 0); }
+
+}  // namespace gl
 }  // namespace qv

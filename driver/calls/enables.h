@@ -22,8 +22,6 @@ bool setDistantCapability(GlContext* context, GLenum capability, uint8_t value);
 
 inline void shadow(op::glEnable, GlContext* c, GLenum capability) { setCapability(c, capability, 1); }
 inline void shadow(op::glDisable, GlContext* c, GLenum capability) { setCapability(c, capability, 0); }
-inline void shadow(op::glEnableClientState, GlContext* c, GLenum array) { setClientState(c, array, 1); }
-inline void shadow(op::glDisableClientState, GlContext* c, GLenum array) { setClientState(c, array, 0); }
 
 inline void setIndexedCapability(GlContext* c, GLenum capability, GLuint index, uint8_t value) {
   if (!setUnitCapability(c, capability, index, value) && index == 0) setCapability(c, capability, value);

@@ -46,6 +46,7 @@ const char* errorName(uint32_t code) {
 }  // namespace
 
 void recordError(GlContext* context, uint32_t code, int force, const char* format, ...) {
+  ++context->errorsRaised;
   // While a list is only being compiled the commands are stored and not executed, so they cannot fail yet.
   if (context->recordingList != nullptr && context->listMode != GL_COMPILE_AND_EXECUTE && force == 0) return;
   assignMessageId(context, apiErrorId);

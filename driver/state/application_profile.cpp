@@ -5,7 +5,6 @@
 
 #include "driver/base/image_info.h"
 #include "driver/base/process_state.h"
-#include "driver/state/gl_context.h"
 #include "driver/state/profile_table.h"
 #include "driver/state/string_block.h"
 
@@ -68,14 +67,14 @@ bool applyVersionProfile(uint16_t& version, uint8_t& compatibility) {
   return input.productName != nullptr && runStage(kProductName, input, version, compatibility);
 }
 
-void applyQuirks(GlContext* context) {
-  if (context->contextVersion >= 300) context->quirkFlags |= kQuirkQueryTable;
+uint32_t applyQuirks(uint16_t contextVersion) {
+  uint32_t flags = contextVersion >= 300 ? kQuirkQueryTable : 0;
   ImagePath image;
-  if (!image.read()) return;
-  context->quirkFlags |= kQuirkVertexRuns;
+  if (!image.read()) return flags;
+  flags |= kQuirkVertexRuns;
 
   VersionResource resource;
-  if (!resource.read(image.path)) return;
+  if (!resource.read(image.path)) return flags;
   const WCHAR* productName = resource.text(QV_WIDE("\\StringFileInfo\\040904B0\\ProductName"));
   if (productName == nullptr) {
     productName = resource.text(QV_WIDE("\\StringFileInfo\\000004B0\\ProductName"));
@@ -83,18 +82,19 @@ void applyQuirks(GlContext* context) {
   const WCHAR* const fileName = image.tails[0];
   if (fileName != nullptr &&
       (matches(fileName, kQuirkTexts.imageNoHostErrors) || matches(fileName, kQuirkTexts.imageNoHostErrorsToo))) {
-    context->quirkFlags |= kQuirkNoHostErrors;
+    flags |= kQuirkNoHostErrors;
   }
-  if (productName == nullptr) return;
+  if (productName == nullptr) return flags;
   if (matches(productName, kQuirkTexts.ownVendor)) {
-    StringBlock& strings = stringBlockFor(context->contextVersion);
+    StringBlock& strings = stringBlockFor(contextVersion);
     std::strncpy(strings.vendor, "Quillvane Inc.", sizeof(strings.vendor));
-    context->quirkFlags |= kQuirkNoHostErrors | kQuirkFramebufferComplete;
+    flags |= kQuirkNoHostErrors | kQuirkFramebufferComplete;
   } else if (matches(productName, kQuirkTexts.primitiveRestart)) {
     GlExtensionAddendum = "GL_ARB_map_buffer_range GL_NV_primitive_restart";
   } else if (matches(productName, kQuirkTexts.shaderPacking)) {
     GlExtensionAddendum = "GL_ARB_map_buffer_range GL_ARB_shading_language_packing";
   }
+  return flags;
 }
 
 }  // namespace qv

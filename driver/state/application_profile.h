@@ -5,12 +5,18 @@
 
 namespace qv {
 
-class GlContext;
+// Bits of GlContext::quirkFlags.
+inline constexpr uint32_t kQuirkNoHostErrors = 1;         // glGetError never asks the host
+inline constexpr uint32_t kQuirkFramebufferComplete = 2;  // glCheckFramebufferStatus answers without asking
+inline constexpr uint32_t kQuirkVertexRuns = 4;           // glBegin may open a VertexRun
+inline constexpr uint32_t kQuirkQueryTable = 32;          // the query object read consults the object table
+inline constexpr uint32_t kQuirkFlushShared = 128;        // some program calls flush at once on a shared context
 
 // Runs at every DrvCreateContext. True when a row matched; `version` and `compatibility` are then overwritten.
 bool applyVersionProfile(uint16_t& version, uint8_t& compatibility);
 
-// Runs at the end of the GlContext constructor: sets the context's quirkFlags and the process-wide extension overrides.
-void applyQuirks(GlContext* context);
+// Runs at the end of the GlContext constructor: the quirkFlags of a context of that version. Sets the process-wide extension
+// overrides, and the vendor in the block of strings of the version.
+uint32_t applyQuirks(uint16_t contextVersion);
 
 }  // namespace qv

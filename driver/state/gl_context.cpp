@@ -5,8 +5,6 @@
 
 #include "driver/base/pixel_formats.h"
 #include "driver/objects/share_group.h"
-#include "driver/state/application_profile.h"
-#include "driver/state/matrix.h"
 
 namespace qv {
 
@@ -26,8 +24,8 @@ GlContext::GlContext(int32_t pixelFormat, uint16_t version, uint8_t compatibilit
   deferredDeletes.names = static_cast<uint32_t*>(std::malloc(sizeof(uint32_t) * kDeferredNames));
   deferredDeletes.capacity = kDeferredNames;
   for (MatrixStack*& stack : textureMatrices) stack = new MatrixStack(GL_MAX_TEXTURE_STACK_DEPTH);
-  setMatrixMode(this, transform.current().matrixMode);
-  applyQuirks(this);
+  currentMatrixStack = &modelview;  // the default of matrixMode
+  quirkFlags = applyQuirks(version);
 }
 
 GlContext::~GlContext() {

@@ -8,6 +8,7 @@
 #include "driver/objects/name_table.h"
 #include "driver/objects/tracked_object.h"
 #include "driver/objects/vertex_array_object.h"
+#include "driver/state/application_profile.h"
 #include "driver/state/attribute_groups.h"
 #include "driver/state/pixel_store.h"
 #include "driver/state/state_stack.h"
@@ -23,13 +24,6 @@ using MatrixStack = StateStack<Matrix>;
 
 // Values of GlContext::listMode besides 0, GL_COMPILE and GL_COMPILE_AND_EXECUTE.
 inline constexpr uint32_t kListScanning = 4866;
-
-// Bits of GlContext::quirkFlags.
-inline constexpr uint32_t kQuirkNoHostErrors = 1;         // glGetError never asks the host
-inline constexpr uint32_t kQuirkFramebufferComplete = 2;  // glCheckFramebufferStatus answers without asking
-inline constexpr uint32_t kQuirkVertexRuns = 4;           // glBegin may open a VertexRun
-inline constexpr uint32_t kQuirkQueryTable = 32;          // the query object read consults the object table
-inline constexpr uint32_t kQuirkFlushShared = 128;        // some program calls flush at once on a shared context
 
 inline constexpr uint64_t kNoRun = ~uint64_t{0};
 
@@ -107,6 +101,8 @@ class GlContext final : public CommandStream {
   MatrixStack* currentMatrixStack = nullptr;  // null while the matrix mode is no valid mode
   uint32_t recordedError = 0;                 // the error recorded last; glGetError takes it
   uint32_t lastHostError = 0;
+  uint32_t errorsRaised = 0;  // calls of recordError, those of a list being compiled too
+  uint32_t flushesDone = 0;   // since construction; flushCount below starts over with each frame
 
   // --- identity and registry ---
   GlContext* registryNext = nullptr;  // next in ContextList

@@ -41,6 +41,7 @@ uint32_t flushStream(GlContext* context, uint32_t presentMode, void* reply, uint
   context->remaining = context->capacity;
   if (context->deferredDeletes.count != 0) releaseDeferredDeletes(context);
   ++context->flushCount;
+  ++context->flushesDone;
   return static_cast<uint32_t>(result);
 }
 

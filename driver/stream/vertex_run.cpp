@@ -3,16 +3,11 @@
 
 #include <cstring>
 
-#include "driver/stream/flush.h"
 
 namespace qv {
 
 void openRun(GlContext* context, uint32_t mode) {
   VertexRun& run = context->run;
-  // The limit is looked at here too. Room runs out within runs as a rule, and there the buffer may only grow: a program that
-  // draws with runs alone would fill the memory and pass the 32 bits of a submission's length.
-  if (static_cast<uint64_t>(context->cursor - context->base) >= kFlushAtCapacity) [[unlikely]]
-    flushStream(context, 0, nullptr, 0, nullptr, 0);
   takeRoom(*context, kRunHeadBytes);
   run.start = static_cast<uint64_t>(context->cursor - context->base) - kRunHeadBytes;
   run.open = 1;

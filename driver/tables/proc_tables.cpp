@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "driver/calls/all.h"
+#include "driver/tables/checked_call.h"
 #include "driver/tables/wgl_routines.h"
 #include "driver/stream/entry_template.h"
 #include "driver/stream/gl_routines.h"
@@ -55,6 +56,16 @@ struct Generated<void, Absent> {
   static constexpr PROC pointer = nullptr;
 };
 
+// The routine itself, or the routine with the oracle of debug builds around it.
+template <typename Row, auto Pointer>
+constexpr auto checked() {
+  if constexpr (kChecksCalls && !std::is_same_v<typename Row::Implementation, Absent>) {
+    return &CheckedCall<Pointer, Row::kName>::call;
+  } else {
+    return Pointer;
+  }
+}
+
 // Where a hand-written function exists, which a template cannot name, it is taken; else what the row's implementation makes.
 #define QV_CHOOSE(name, row)                                                \
   template <typename Implementation>                                        \
@@ -69,7 +80,7 @@ struct Generated<void, Absent> {
   QV_CHOOSE(name, op::name)                                                 \
   template <>                                                               \
   struct Routine<k_##name> {                                                \
-    static constexpr auto pointer = choose_##name<implementation>();        \
+    static constexpr auto pointer = checked<op::name, choose_##name<implementation>()>(); \
     static constexpr int kCoreIndex = core;                                 \
   };
 #define QV_WGL(name, implementation)                                        \

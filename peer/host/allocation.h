@@ -7,16 +7,9 @@
 #include <mutex>
 
 #include "peer/host/live_counters.h"
+#include "peer/link/host_protocol.h"
 
 namespace qv::peer {
-
-// What the kernel driver tells of an allocation.
-struct AllocationDescription {
-  uint32_t handle = 0;
-  uint32_t size = 0;  // bytes
-  uint32_t width = 0, height = 0;
-  uint32_t pitch = 0;  // bytes per row
-};
 
 // Rows top-down, pixels B, G, R, X. `height * pitch` bytes from `memory` on are mapped for the life of the object.
 struct Allocation {

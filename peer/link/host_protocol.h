@@ -4,7 +4,6 @@
 
 #include <cstdint>
 
-#include "peer/host/allocation.h"
 #include "peer/link/statistics.h"
 
 namespace qv::peer {
@@ -18,6 +17,14 @@ enum class HostMessage : uint32_t {
 
 inline constexpr uint32_t kHostProtocol = 1;  // raised when any record here or in channel.h changes
 inline constexpr uint32_t kPacketRoom = 256;
+
+// What the kernel driver tells of an allocation.
+struct AllocationDescription {
+  uint32_t handle = 0;
+  uint32_t size = 0;  // bytes
+  uint32_t width = 0, height = 0;
+  uint32_t pitch = 0;  // bytes per row
+};
 
 struct HostRequest {
   uint32_t protocol = kHostProtocol;

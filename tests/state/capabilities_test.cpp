@@ -154,16 +154,16 @@ TEST_F(CapabilitiesTest, ClientArrays) {
   const std::pair<GLenum, uint32_t> rows[] = {{32884, 0}, {34477, 1}, {32885, 2}, {32886, 3}, {33886, 4},
                                               {33879, 5}, {32887, 6}, {32889, 7}, {32888, 8}};
   for (const auto& [array, row] : rows) {
-    call<op::glEnableClientState>(array);
+    gl::glEnableClientState(array);
     for (uint32_t i = 0; i < 16; ++i) EXPECT_EQ(c->defaultVertexArray.conventional[i].enabled, i == row ? 1 : 0) << array;
     EXPECT_EQ(gl::glIsEnabled(array), GL_TRUE);
-    call<op::glDisableClientState>(array);
+    gl::glDisableClientState(array);
     EXPECT_EQ(c->defaultVertexArray.conventional[row].enabled, 0);
   }
   call<op::glClientActiveTexture>(GLenum{GL_TEXTURE3});
-  call<op::glEnableClientState>(GLenum{GL_TEXTURE_COORD_ARRAY});
+  gl::glEnableClientState(GLenum{GL_TEXTURE_COORD_ARRAY});
   EXPECT_EQ(c->defaultVertexArray.conventional[11].enabled, 1);
-  call<op::glEnableClientState>(GLenum{34136});
+  gl::glEnableClientState(GLenum{34136});
   EXPECT_EQ(c->restartNvEnabled, 1);
   EXPECT_EQ(gl::glIsEnabled(34136), GL_TRUE);
 }
@@ -173,16 +173,47 @@ TEST_F(CapabilitiesTest, ClientArraysOfABoundObject) {
   VertexArrayObject* const bound = new VertexArrayObject;
   c->vertexArrayTable.set(9, static_cast<TrackedObject*>(bound));
   c->vertexArrayBinding = 9;
-  call<op::glEnableClientState>(GLenum{GL_NORMAL_ARRAY});
+  gl::glEnableClientState(GLenum{GL_NORMAL_ARRAY});
   EXPECT_EQ(bound->conventional[2].enabled, 1);
   EXPECT_EQ(c->defaultVertexArray.conventional[2].enabled, 0);
 }
 
-// An unknown client array is the one error of this family.
-TEST_F(CapabilitiesTest, UnknownClientArray) {
-  EXPECT_FALSE(setClientState(c.get(), GL_BLEND, 1));
+// An unknown client array is the one error of this family, and the host does not learn of it, for either call.
+TEST_F(CapabilitiesTest, UnknownClientArrayIsRefused) {
+  gl::glEnableClientState(GL_BLEND);
   EXPECT_EQ(takeError(), 1280u);
-  EXPECT_TRUE(setClientState(c.get(), GL_VERTEX_ARRAY, 1));
+  EXPECT_EQ(c->lastOpcode, 312);
+  gl::glDisableClientState(GL_BLEND);
+  EXPECT_EQ(takeError(), 1280u);
+  EXPECT_EQ(c->lastOpcode, 308);
+  EXPECT_EQ(pending().size(), 0u);
+  gl::glEnableClientState(GL_VERTEX_ARRAY);
+  EXPECT_EQ(takeError(), 0u);
+  ASSERT_EQ(pending().size(), 1u);
+  EXPECT_EQ(pending()[0].opcode, 312u);
+  EXPECT_EQ(pending()[0].words, std::vector<uint32_t>{32884});
+}
+
+// The restart by index of the NV extension is the guest's own: its token goes into the shadow and writes nothing.
+TEST_F(CapabilitiesTest, RestartTokenStaysInTheGuest) {
+  gl::glEnableClientState(34136);
+  EXPECT_EQ(c->restartNvEnabled, 1);
+  gl::glDisableClientState(34136);
+  EXPECT_EQ(c->restartNvEnabled, 0);
+  EXPECT_EQ(takeError(), 0u);
+  EXPECT_EQ(pending().size(), 0u);
+}
+
+// Inside glBegin both calls are refused with the shadow as it was.
+TEST_F(CapabilitiesTest, ClientStateInsideBeginIsRefused) {
+  c->insideBegin = 1;
+  gl::glEnableClientState(GL_VERTEX_ARRAY);
+  EXPECT_EQ(takeError(), 1282u);
+  gl::glEnableClientState(34136);
+  EXPECT_EQ(takeError(), 1282u);
+  EXPECT_EQ(c->restartNvEnabled, 0);
+  EXPECT_EQ(c->defaultVertexArray.conventional[0].enabled, 0);
+  EXPECT_EQ(pending().size(), 0u);
 }
 
 // Six client arrays pass through glEnable, the others do not, and the command goes out in any case.

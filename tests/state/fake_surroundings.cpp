@@ -50,9 +50,7 @@ DWORD ContextTlsSlot = 0;
 const char* WglExtensions = "WGL_ARB_extensions_string";
 const char* GlExtensionAddendum = "GL_ARB_map_buffer_range";
 
-void applyQuirks(GlContext* context) {
-  context->quirkFlags = kQuirkVertexRuns | (context->contextVersion >= 300 ? kQuirkQueryTable : 0);
-}
+uint32_t applyQuirks(uint16_t contextVersion) { return kQuirkVertexRuns | (contextVersion >= 300 ? kQuirkQueryTable : 0); }
 
 uint64_t SubmitFlush(GlContext*, uint32_t presentMode, const void* data, uint64_t length, void* reply, uint32_t replySize,
                      void* reply2, uint32_t reply2Size) {

@@ -162,8 +162,8 @@ TEST_F(RecordErrorTest, TextsOfTheirOwn) {
       [&] { gl::glGenLists(-1); },
       [&] { gl::glGenVertexArrays(0, &name); },
       [&] { gl::glGenQueries(0, &name); },
-      [&] { call<op::glEnableClientState>(GLenum{GL_BLEND}); },
-      [&] { call<op::glDisableClientState>(GLenum{GL_BLEND}); },
+      [&] { gl::glEnableClientState(GLenum{GL_BLEND}); },
+      [&] { gl::glDisableClientState(GLenum{GL_BLEND}); },
       [&] { gl::glGetIntegeri_v(GL_TRANSFORM_FEEDBACK_BUFFER_BINDING, 8, value); },
       [&] { gl::glGetIntegeri_v(GL_VERTEX_BINDING_OFFSET, 16, value); },
       [&] {

@@ -153,8 +153,6 @@ uint32_t countOf(uint32_t pname) {
 }
 
 std::vector<Fix> fixesOf(const RowCase& row) {
-  const std::string_view name = row.name;
-  if (name == "glEnableClientState" || name == "glDisableClientState") return {{0, GL_VERTEX_ARRAY}};  // checked in the guest
   const FormFacts& form = row.form;
   switch (form.kind) {
     case Kind::kSized:

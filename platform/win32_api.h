@@ -2,7 +2,7 @@
 // the simulation differs, the comment says so. Included by platform/win32.h only.
 #pragma once
 
-#include "platform/simulated/win32_types.h"
+#include "platform/win32_types.h"
 
 namespace qv::sim {
 
