@@ -13,6 +13,7 @@
 #include "loader/opengl32/contexts.h"
 #include "loader/opengl32/opengl32.h"
 #include "peer/link/host_client.h"
+#include "peer/link/stream_record.h"
 #include "platform/simulated/control.h"
 
 namespace qv::loader {
@@ -21,6 +22,15 @@ namespace {
 std::mutex mutex;
 bool tried = false;
 peer::HostClientGpu* link = nullptr;
+peer::RecordingLink* recording = nullptr;  // in front of the link, when the run is recorded
+
+void closeLink() {
+  sim::setGpuLink(nullptr);
+  delete recording;
+  recording = nullptr;
+  delete link;
+  link = nullptr;
+}
 
 // Registered when the driver has come up, and so run before the static state of this library and of its parts goes.
 void atProcessEnd() {
@@ -30,9 +40,7 @@ void atProcessEnd() {
   if (currentElsewhere(GetCurrentThreadId())) return;
   unloadDriver();
   sim::setPresentSink(nullptr);
-  sim::setGpuLink(nullptr);
-  delete link;
-  link = nullptr;
+  closeLink();
 }
 
 void describeMonitor(Display* display) {
@@ -49,14 +57,21 @@ bool start(Display* display) {
     return false;
   }
   sim::setGpuLink(link);
+  if (!environment().record.empty()) {
+    recording = new peer::RecordingLink(*link, environment().record, reason);
+    sim::setGpuLink(recording);
+    if (!reason.empty()) {
+      reportFailure("no recording: " + reason);
+      closeLink();
+      return false;
+    }
+  }
   sim::setPresentSink(presenter());
   describeMonitor(display);
   sim::setComposition(environment().composed);
   if (!loadDriver()) {
     reportFailure("the driver refuses to load: the host did not answer the version query");
-    sim::setGpuLink(nullptr);
-    delete link;
-    link = nullptr;
+    closeLink();
     return false;
   }
   reportLoaded();

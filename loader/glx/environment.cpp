@@ -16,6 +16,7 @@ Environment read() {
   found.frames = std::strtoull(text("QV_FRAMES").c_str(), nullptr, 10);
   found.png = text("QV_PNG");
   found.report = text("QV_REPORT");
+  found.record = text("QV_RECORD");
   found.stats = text("QV_STATS") == "1";
   found.useShm = text("QV_X_SHM") != "0";
   found.patch = text("QV_PATCH") != "0";

@@ -10,6 +10,7 @@ struct Environment {
   uint64_t frames = 0;    // QV_FRAMES: end the program after so many swaps; 0 never
   std::string png;        // QV_PNG: file for the last frame
   std::string report;     // QV_REPORT: file that gets one line when the driver loads, or cannot, and the figures at the end
+  std::string record;     // QV_RECORD: file that gets every stream
   bool stats = false;     // QV_STATS: figures into the report, or to standard error without one
   bool useShm = true;     // QV_X_SHM=0: pictures travel over the X connection
   bool patch = true;      // QV_PATCH=0: libGL's entry points stay as they are
