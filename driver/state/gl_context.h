@@ -10,9 +10,9 @@
 #include "driver/objects/vertex_array_object.h"
 #include "driver/state/application_profile.h"
 #include "driver/state/attribute_groups.h"
-#include "driver/state/pixel_store.h"
 #include "driver/state/state_stack.h"
 #include "platform/win32.h"
+#include "wire/pixel_store.h"
 
 namespace qv {
 
