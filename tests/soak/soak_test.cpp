@@ -107,14 +107,22 @@ class Worker {
     context_ = makeContext();
     guest_ = makeContext();
     makeCurrent(window_, context_);
-    ownList_ = gl_.glGenLists(1);
-    makeList(gl_, ownList_);
+    {
+      const std::lock_guard hold(shared_.group);
+      ownList_ = gl_.glGenLists(1);
+      makeList(gl_, ownList_);
+      gl_.glFinish();
+    }
     for (int frame = 0; frame < frames; ++frame) {
       act();
       drawFrame();
       sim::pumpMessages();
     }
-    gl_.glDeleteLists(ownList_, 1);
+    {
+      const std::lock_guard hold(shared_.group);
+      gl_.glDeleteLists(ownList_, 1);
+      gl_.glFinish();
+    }
     EXPECT_EQ(gl_.glGetError(), 0u);
     takeBackWindow();
     sim::pumpMessages();
@@ -210,9 +218,7 @@ class Worker {
         replaceContext();
         break;
       case 19:
-        gl_.glDeleteLists(ownList_, 1);
-        ownList_ = gl_.glGenLists(1);
-        makeList(gl_, ownList_);
+        replaceList();
         break;
       case 20:
       case 21:
@@ -281,6 +287,17 @@ class Worker {
     }
     ownList_ = gl_.glGenLists(1);
     makeList(gl_, ownList_);
+  }
+
+  // A deleted list's name is free for the other contexts of its group at once, and the host learns of the deletion with the next
+  // flush: without an order of the program's own the deletion would meet another thread's new list of that name.
+  void replaceList() {
+    const std::lock_guard hold(shared_.group);
+    gl_.glDeleteLists(ownList_, 1);
+    gl_.glFinish();
+    ownList_ = gl_.glGenLists(1);
+    makeList(gl_, ownList_);
+    gl_.glFinish();
   }
 
   LentWindow& mine() { return shared_.lent[static_cast<size_t>(index_)]; }
