@@ -139,10 +139,6 @@ FlushAnswer Context::serve(const FlushRequest& request) {
       return answer;
     }
   }
-  if (request.ringBytes != kStreamRing && request.ringBytes != kDeferredRing) {
-    complain("a flush through a ring of %u bytes", request.ringBytes);
-    return answer;
-  }
   if (!bindWindow(request)) return answer;
 
   const uint64_t commandsBefore = replayer_->commands();
@@ -187,19 +183,18 @@ bool Context::bindWindow(const FlushRequest& request) {
   if (!guest_.windows().acquire(*window, *this, static_cast<int32_t>(width), static_cast<int32_t>(height))) {
     return complain("no drawable of %lld x %lld", static_cast<long long>(width), static_cast<long long>(height));
   }
-  const bool fresh = egl_ == EGL_NO_CONTEXT;
-  if (fresh) egl_ = guest_.shares().create(*this, attributes_);
-  if (egl_ == EGL_NO_CONTEXT || !guest_.display().makeCurrent(window->surface(), egl_)) {
-    guest_.display().release();
-    guest_.windows().release(*window);
+  window_ = std::move(window);
+  if (egl_ == EGL_NO_CONTEXT) egl_ = guest_.shares().create(*this, attributes_);
+  if (egl_ == EGL_NO_CONTEXT || !bindDrawable()) {
+    unbindWindow();
     return complain("no OpenGL context of version %u for window %u", attributes_.version, request.windowId);
   }
-  window_ = std::move(window);
-  if (fresh) {
+  if (!set_) {
     // The drawable has one colour buffer under both names; the guest's pixel format says which name is the default.
     const GLenum buffer = attributes_.doubleBuffered ? GL_BACK : GL_FRONT;
     gl.glDrawBuffer(buffer);
     gl.glReadBuffer(buffer);
+    set_ = true;
   }
   return true;
 }
@@ -211,7 +206,7 @@ bool Context::copyPicture(const Allocation& target) {
     return true;
   }
   const char* why = sideContext().copyResolvedFrame(*window_, target);
-  if (!rebindDrawable()) why = kDrawableLost;
+  if (!bindDrawable()) why = drawableLost().why;
   return why == nullptr || complain("no frame: %s", why);
 }
 
@@ -220,8 +215,13 @@ SideContext& Context::sideContext() {
   return *side_;
 }
 
-bool Context::rebindDrawable() {
-  if (guest_.display().makeCurrent(window_->surface(), egl_)) return true;
+bool Context::bindDrawable() {
+  WindowSurface& surface = window_->surface();
+  // A clear would obey the guest's state: once there is any, it is done beside the guest's context.
+  if ((surface.cleared || !set_ || sideContext().clear(surface) == nullptr) && guest_.display().makeCurrent(surface.egl, egl_)) {
+    if (!surface.cleared) clearSurface(surface);
+    return true;
+  }
   unbindWindow();
   return false;
 }
@@ -290,19 +290,19 @@ uint32_t Context::pull(const FlushRequest& request, uint8_t* to, uint32_t most) 
     return 0;
   }
   const uint32_t ready = written - pulled_;
-  if (written > request.streamBytes || ready > request.ringBytes) {
+  if (written > request.streamBytes || ready > kStreamRing) {
     complain("%u bytes of a stream of %u are said to be there", written, request.streamBytes);
     return 0;
   }
   const uint32_t taken = std::min(ready, most);
-  const uint32_t at = pulled_ % request.ringBytes, first = std::min(taken, request.ringBytes - at);
+  const uint32_t at = pulled_ % kStreamRing, first = std::min(taken, kStreamRing - at);
   // In bounds: `most` is the room at `to`, and the two parts lie within the ring.
   std::memcpy(to, channel.streamRing + at, first);
   std::memcpy(to + first, channel.streamRing, taken - first);
   pulled_ += taken;
   channel.streamRead.store(pulled_, std::memory_order_release);
   // A guest that waits for room is not woken for a little of it.
-  if (request.streamBytes > request.ringBytes && ready - taken <= request.ringBytes / 2) ring(channel.guestBell);
+  if (request.streamBytes > kStreamRing && ready - taken <= kStreamRing / 2) ring(channel.guestBell);
   return taken;
 }
 

@@ -57,16 +57,16 @@ class Context final : private WindowCommands {
   bool complainOfCommand(uint32_t offset);
   uint32_t pull(const FlushRequest& request, uint8_t* to, uint32_t most);
   void sendReplies(const FlushAnswer& answer);
-  const char* selectImage(uint32_t windowId, GLenum face, uint32_t level) override;
-  const char* bindTexImage(uint32_t windowId) override;
-  const char* releaseTexImage(uint32_t windowId) override;
+  Result selectImage(uint32_t windowId, GLenum face, uint32_t level) override;
+  Result bindTexImage(uint32_t windowId) override;
+  Result releaseTexImage(uint32_t windowId) override;
   bool accumulates() const override;
-  const char* accumulate(GLenum operation, GLfloat value) override;
-  const char* clearAccumulation() override;
+  Result accumulate(GLenum operation, GLfloat value) override;
+  Result clearAccumulation() override;
   // The part of the drawable that the scissor test leaves.
   PixelRect scissored() const;
-  // Makes the drawable of window_ current again. On failure the window is let go.
-  bool rebindDrawable();
+  // Makes the drawable of window_ current, cleared if it is fresh. On failure the window is let go.
+  bool bindDrawable();
   // The window's picture, without an open primitive.
   bool copyPicture(const Allocation& target);
   SideContext& sideContext();
@@ -87,6 +87,7 @@ class Context final : private WindowCommands {
   // Of the thread alone.
   uint32_t served_ = 0;  // value of the channel's `requests` that has been answered
   EGLContext egl_ = EGL_NO_CONTEXT;
+  bool set_ = false;                // the OpenGL context has been given what the guest's one starts with
   std::shared_ptr<Window> window_;  // bound to this thread; null when none is
   std::unique_ptr<Replayer> replayer_;
   std::unique_ptr<SideContext> side_;  // null until something is done in it

@@ -14,28 +14,32 @@ constexpr const char* kNoTexture = "the window is no pbuffer for textures";
 constexpr const char* kNoMemory = "there is no memory for an accumulation buffer";
 constexpr const char* kNoDrawable = "there can be no such drawable";
 
+WindowCommands::Result resultOf(const char* why) {
+  return why == nullptr ? WindowCommands::Result{} : WindowCommands::passOver(why);
+}
+
 bool isForTextures(const Window& window) { return window.attributes.textureTarget != 0 && window.attributes.textureFormat != 0; }
 
 }  // namespace
 
-const char* Context::selectImage(uint32_t windowId, GLenum face, uint32_t level) {
+WindowCommands::Result Context::selectImage(uint32_t windowId, GLenum face, uint32_t level) {
   const std::shared_ptr<Window> window = guest_.windows().find(windowId);
-  if (window == nullptr) return kNoWindow;
-  if (window != window_) return "the pbuffer is not the current drawable";
-  if (!isForTextures(*window)) return kNoTexture;
+  if (window == nullptr) return passOver(kNoWindow);
+  if (window != window_) return passOver("the pbuffer is not the current drawable");
+  if (!isForTextures(*window)) return passOver(kNoTexture);
   // A pbuffer without faces is addressed by any of them.
-  if (face < GL_TEXTURE_CUBE_MAP_POSITIVE_X || face > GL_TEXTURE_CUBE_MAP_NEGATIVE_Z) return "there is no such face";
-  if (level >= window->levels()) return "there is no such level";
+  if (face < GL_TEXTURE_CUBE_MAP_POSITIVE_X || face > GL_TEXTURE_CUBE_MAP_NEGATIVE_Z) return passOver("there is no such face");
+  if (level >= window->levels()) return passOver("there is no such level");
   const WindowImage image = {window->faces() == 1 ? 0 : face - GL_TEXTURE_CUBE_MAP_POSITIVE_X, level};
-  if (image == window->selected) return nullptr;
-  if (!guest_.windows().select(*window_, image)) return kNoDrawable;
-  return rebindDrawable() ? nullptr : kDrawableLost;
+  if (image == window->selected) return {};
+  if (!guest_.windows().select(*window_, image)) return passOver(kNoDrawable);
+  return bindDrawable() ? Result{} : drawableLost();
 }
 
-const char* Context::bindTexImage(uint32_t windowId) {
+WindowCommands::Result Context::bindTexImage(uint32_t windowId) {
   const std::shared_ptr<Window> pbuffer = guest_.windows().find(windowId);
-  if (pbuffer == nullptr) return kNoWindow;
-  if (!isForTextures(*pbuffer)) return kNoTexture;
+  if (pbuffer == nullptr) return passOver(kNoWindow);
+  if (!isForTextures(*pbuffer)) return passOver(kNoTexture);
   const GLenum target = pbuffer->attributes.textureTarget;
   GLint texture = 0;
   gl.glGetIntegerv(target == GL_TEXTURE_CUBE_MAP ? GL_TEXTURE_BINDING_CUBE_MAP : GL_TEXTURE_BINDING_2D, &texture);
@@ -43,7 +47,7 @@ const char* Context::bindTexImage(uint32_t windowId) {
   const char* why = nullptr;
   if (pbuffer == window_) {
     why = sideContext().copyTexImages(*pbuffer, static_cast<GLuint>(texture));
-    if (!rebindDrawable()) return kDrawableLost;
+    if (!bindDrawable()) return drawableLost();
   } else {
     // Whoever has the pbuffer bound may be waiting for this context's drawable just now: nothing is held while waiting.
     const std::shared_ptr<Window> drawable = window_;
@@ -56,20 +60,20 @@ const char* Context::bindTexImage(uint32_t windowId) {
     } else {
       why = kNoDrawable;
     }
-    if (!guest_.windows().acquire(*drawable, *this, width, height)) return kDrawableLost;
+    if (!guest_.windows().acquire(*drawable, *this, width, height)) return drawableLost();
     window_ = drawable;
-    if (!rebindDrawable()) return kDrawableLost;
+    if (!bindDrawable()) return drawableLost();
   }
   // What another context has changed is seen from the next binding on. (An open list would record it.)
   if (!replayer_->listOpen()) gl.glBindTexture(target, static_cast<GLuint>(texture));
-  return why;
+  return resultOf(why);
 }
 
 // The texture has copies, so that the pbuffer is never out of use. What the texture holds after the release is undefined.
-const char* Context::releaseTexImage(uint32_t windowId) {
+WindowCommands::Result Context::releaseTexImage(uint32_t windowId) {
   const std::shared_ptr<Window> pbuffer = guest_.windows().find(windowId);
-  if (pbuffer == nullptr) return kNoWindow;
-  return isForTextures(*pbuffer) ? nullptr : kNoTexture;
+  if (pbuffer == nullptr) return passOver(kNoWindow);
+  return isForTextures(*pbuffer) ? Result{} : passOver(kNoTexture);
 }
 
 bool Context::accumulates() const {
@@ -91,14 +95,14 @@ PixelRect Context::scissored() const {
   return rect;
 }
 
-const char* Context::accumulate(GLenum operation, GLfloat value) {
+WindowCommands::Result Context::accumulate(GLenum operation, GLfloat value) {
   AccumulationBuffer& buffer = window_->accumulation;
   const PixelRect rect = scissored();
-  if (rect.empty()) return nullptr;
-  if (!buffer.resize(window_->width, window_->height)) return kNoMemory;
+  if (rect.empty()) return {};
+  if (!buffer.resize(window_->width, window_->height)) return passOver(kNoMemory);
   if (operation == GL_ADD || operation == GL_MULT) {
     buffer.change(rect, operation == GL_MULT ? value : 1, operation == GL_ADD ? value : 0);
-    return nullptr;
+    return {};
   }
   const char* why = nullptr;
   if (operation == GL_RETURN) {
@@ -106,25 +110,25 @@ const char* Context::accumulate(GLenum operation, GLfloat value) {
     gl.glGetBooleanv(GL_COLOR_WRITEMASK, mask);
     GLint drawBuffer = GL_NONE;
     gl.glGetIntegerv(GL_DRAW_BUFFER, &drawBuffer);
-    if (drawBuffer == GL_NONE) return nullptr;
+    if (drawBuffer == GL_NONE) return {};
     why = sideContext().returnAccumulation(*window_, rect, value, mask);
   } else {
     why = sideContext().accumulate(*window_, rect, operation == GL_ACCUM ? 1 : 0, value);
   }
-  return rebindDrawable() ? why : kDrawableLost;
+  return bindDrawable() ? resultOf(why) : drawableLost();
 }
 
-const char* Context::clearAccumulation() {
+WindowCommands::Result Context::clearAccumulation() {
   GLfloat color[4] = {};
   gl.glGetFloatv(GL_ACCUM_CLEAR_VALUE, color);
   AccumulationBuffer& buffer = window_->accumulation;
   // A new buffer is zero.
-  if (buffer.empty() && std::all_of(color, color + 4, [](GLfloat part) { return part == 0; })) return nullptr;
+  if (buffer.empty() && std::all_of(color, color + 4, [](GLfloat part) { return part == 0; })) return {};
   const PixelRect rect = scissored();
-  if (rect.empty()) return nullptr;
-  if (!buffer.resize(window_->width, window_->height)) return kNoMemory;
+  if (rect.empty()) return {};
+  if (!buffer.resize(window_->width, window_->height)) return passOver(kNoMemory);
   buffer.fill(rect, color);
-  return nullptr;
+  return {};
 }
 
 }  // namespace qv::peer

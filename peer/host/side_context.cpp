@@ -43,6 +43,12 @@ void clearErrors() {
 
 }  // namespace
 
+void clearSurface(WindowSurface& surface) {
+  gl.glDrawBuffer(GL_BACK);
+  gl.glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
+  surface.cleared = true;
+}
+
 SideContext::~SideContext() {
   if (egl_ == EGL_NO_CONTEXT) return;
   if (framebuffer_ != 0 && display_.makeCurrent(EGL_NO_SURFACE, egl_)) {
@@ -55,16 +61,20 @@ SideContext::~SideContext() {
   counters_.glContexts.fetch_sub(1);
 }
 
-bool SideContext::bind(EGLSurface surface) {
+bool SideContext::bind(WindowSurface& surface) {
   if (egl_ == EGL_NO_CONTEXT) {
     egl_ = display_.createContext(attributes_, share_);
     if (egl_ == EGL_NO_CONTEXT) return false;
     counters_.glContexts.fetch_add(1);
   }
-  return display_.makeCurrent(surface, egl_);
+  if (!display_.makeCurrent(surface.egl, egl_)) return false;
+  if (!surface.cleared) clearSurface(surface);
+  return true;
 }
 
-const char* SideContext::copyTexImages(const Window& pbuffer, GLuint texture) {
+const char* SideContext::clear(WindowSurface& surface) { return bind(surface) ? nullptr : kNoContext; }
+
+const char* SideContext::copyTexImages(Window& pbuffer, GLuint texture) {
   if (!bind(pbuffer.surface())) return kNoContext;
   gl.glReadBuffer(GL_BACK);
 
@@ -80,7 +90,7 @@ const char* SideContext::copyTexImages(const Window& pbuffer, GLuint texture) {
       const int32_t width = pbuffer.widthOf(level), height = pbuffer.heightOf(level);
       const auto drawn = pbuffer.surfaces.find({face, level});
       if (drawn != pbuffer.surfaces.end()) {
-        if (!display_.makeCurrent(drawn->second, egl_)) return kNoContext;
+        if (!bind(drawn->second)) return kNoContext;
         gl.glCopyTexImage2D(image, static_cast<GLint>(level), format, 0, 0, width, height, 0);
       } else if (level == 0) {
         gl.glTexImage2D(image, 0, static_cast<GLint>(format), width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
@@ -116,7 +126,7 @@ void SideContext::resolve(const Window& window) {
   gl.glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
 }
 
-const char* SideContext::copyResolvedFrame(const Window& window, const Allocation& target) {
+const char* SideContext::copyResolvedFrame(Window& window, const Allocation& target) {
   if (!bind(window.surface())) return kNoContext;
   resolve(window);
   readFrame(window.widthOf(window.selected.level), window.heightOf(window.selected.level), target);
@@ -150,7 +160,7 @@ const char* SideContext::accumulate(Window& window, const PixelRect& rect, float
   return nullptr;
 }
 
-const char* SideContext::returnAccumulation(const Window& window, const PixelRect& rect, float scale,
+const char* SideContext::returnAccumulation(Window& window, const PixelRect& rect, float scale,
                                             const GLboolean (&mask)[4]) {
   if (!bind(window.surface())) return kNoContext;
   gl.glDrawBuffer(GL_BACK);

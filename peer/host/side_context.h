@@ -11,6 +11,10 @@
 
 namespace qv::peer {
 
+// Makes the current surface black, its depths 1 and its stencil values 0, so that nobody sees what its memory held before. Under
+// the state of a fresh context.
+void clearSurface(WindowSurface& surface);
+
 // Shares objects with the guest's context and has the state of a fresh one: nothing of the guest's state reaches what is done
 // here, none of it is changed, and a display list that the guest has open records nothing. Of one thread; the members leave it
 // current, so that the caller binds what it needs afterwards. Each returns null, or why it could not be done.
@@ -26,20 +30,23 @@ class SideContext {
 
   // Defines every level and face of `texture`, a name of the pbuffer's target: those that have been drawn to by copying. A
   // level that has not is made from level 0, and a level 0 that has not has no contents. The caller holds the pbuffer.
-  const char* copyTexImages(const Window& pbuffer, GLuint texture);
+  const char* copyTexImages(Window& pbuffer, GLuint texture);
+  // clearSurface() on a surface that nobody has bound.
+  const char* clear(WindowSurface& surface);
   // Copies the picture of a multisampled window, its samples averaged, into the allocation, as copyFrame() does for others.
   // The caller holds the window.
-  const char* copyResolvedFrame(const Window& window, const Allocation& target);
+  const char* copyResolvedFrame(Window& window, const Allocation& target);
 
   // The window's accumulation buffer becomes itself * `keep` + the picture * `scale`, within `rect`. The caller holds the window.
   const char* accumulate(Window& window, const PixelRect& rect, float keep, float scale);
   // The picture becomes the accumulation buffer * `scale`, within `rect` and in the components that `mask` lets through.
-  const char* returnAccumulation(const Window& window, const PixelRect& rect, float scale, const GLboolean (&mask)[4]);
+  const char* returnAccumulation(Window& window, const PixelRect& rect, float scale, const GLboolean (&mask)[4]);
 
  private:
   // Leaves a picture of one sample per pixel to read from.
   void resolve(const Window& window);
-  bool bind(EGLSurface surface);
+  // Cleared, if it is not yet.
+  bool bind(WindowSurface& surface);
   // Cuts a rectangle into pieces of moderate size, with pixels_ as large as each.
   template <typename Work>
   void forEachStrip(const PixelRect& rect, Work&& work);

@@ -7,7 +7,7 @@
 namespace qv::peer {
 
 Window::~Window() {
-  for (const auto& [image, surface] : surfaces) display.destroySurface(surface);
+  for (const auto& [image, surface] : surfaces) display.destroySurface(surface.egl);
   live.surfaces.fetch_sub(static_cast<uint32_t>(surfaces.size()));
 }
 
@@ -62,10 +62,10 @@ bool WindowSet::acquire(Window& window, Context& context, int32_t width, int32_t
     const int32_t newWidth = width > 0 && height > 0 ? width : 1, newHeight = width > 0 && height > 0 ? height : 1;
     const EGLSurface fresh = display_.createSurface(window.attributes, newWidth, newHeight);
     if (fresh == EGL_NO_SURFACE) return false;
-    for (const auto& [image, surface] : window.surfaces) display_.destroySurface(surface);
+    for (const auto& [image, surface] : window.surfaces) display_.destroySurface(surface.egl);
     counters_.surfaces.fetch_sub(static_cast<uint32_t>(window.surfaces.size()));
     counters_.surfaces.fetch_add(1);
-    window.surfaces = {{WindowImage{}, fresh}};
+    window.surfaces = {{WindowImage{}, WindowSurface{fresh}}};
     window.selected = {};
     window.accumulation = {};
     window.width = newWidth;
@@ -80,7 +80,7 @@ bool WindowSet::select(Window& window, WindowImage image) {
   if (!window.surfaces.contains(image)) {
     const EGLSurface fresh = display_.createSurface(window.attributes, window.widthOf(image.level), window.heightOf(image.level));
     if (fresh == EGL_NO_SURFACE) return false;
-    window.surfaces.emplace(image, fresh);
+    window.surfaces.emplace(image, WindowSurface{fresh});
     counters_.surfaces.fetch_add(1);
   }
   window.selected = image;

@@ -26,6 +26,11 @@ struct WindowImage {
   auto operator<=>(const WindowImage&) const = default;
 };
 
+struct WindowSurface {
+  EGLSurface egl = EGL_NO_SURFACE;
+  bool cleared = false;  // EGL hands out memory as it is; true once nothing older shows
+};
+
 // EGL binds a surface to one thread at a time, and every context has a thread: whoever needs a window that another context
 // has bound asks that context to let it go, which it does between two flushes.
 struct Window {
@@ -42,19 +47,17 @@ struct Window {
   const uint32_t id;
   const DrawableAttributes attributes;
   const DrawableOffer offer;  // what of the attributes it gets
-  // The rest is guarded by the WindowSet's mutex, but that the holder may read it without.
+  // The rest is guarded by the WindowSet's mutex, but that the holder may read it, and note a surface as cleared, without.
   // An image has a surface from its first selection on, the selected one from the first acquire() on; each has ancillary
   // buffers of its own.
-  std::map<WindowImage, EGLSurface> surfaces;
+  std::map<WindowImage, WindowSurface> surfaces;
   WindowImage selected;
   int32_t width = 0, height = 0;  // of level 0
   Context* holder = nullptr;
   AccumulationBuffer accumulation;  // of level 0's size, shared by all images; empty until it is used
 
-  EGLSurface surface() const {
-    const auto at = surfaces.find(selected);
-    return at == surfaces.end() ? EGL_NO_SURFACE : at->second;
-  }
+  // Of the selected image; the window has been acquired.
+  WindowSurface& surface() { return surfaces.at(selected); }
   uint32_t faces() const { return attributes.textureTarget == GL_TEXTURE_CUBE_MAP ? 6 : 1; }
   // Of a full chain: down to 1 x 1.
   uint32_t levels() const {

@@ -9,6 +9,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <climits>
 #include <ctime>
 #include <new>
 
@@ -50,7 +51,7 @@ void ring(Bell& bell) {
 
 void ringAlways(Bell& bell) {
   bell.rings.fetch_add(1, std::memory_order_release);
-  syscall(SYS_futex, reinterpret_cast<uint32_t*>(&bell.rings), FUTEX_WAKE, 1, nullptr, nullptr, 0);
+  syscall(SYS_futex, reinterpret_cast<uint32_t*>(&bell.rings), FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
 }
 
 namespace detail {

@@ -9,14 +9,12 @@
 
 namespace qv::peer {
 
-// Streams and replies of any length pass through rings, in pieces when they are longer. A flush that the guest waits for uses
-// the front of the stream ring only, which stays in the processors' caches; one that it need not wait for may fill it all.
-// Memory of a ring that is never written is never there.
+// Streams and replies of any length pass through rings, in pieces when they are longer. Memory of a ring that is never written is
+// never there.
 inline constexpr uint32_t kStreamRing = 1u << 20;
-inline constexpr uint32_t kDeferredRing = 1u << 24;
 inline constexpr uint32_t kReplyRing = 1u << 18;
 inline constexpr uint32_t kChannelHead = 4096;
-inline constexpr uint32_t kChannelBytes = kChannelHead + kReplyRing + kDeferredRing;
+inline constexpr uint32_t kChannelBytes = kChannelHead + kReplyRing + kStreamRing;
 
 // What a FlushPacket says, but for its addresses, which only the guest's side uses.
 struct FlushRequest {
@@ -26,7 +24,6 @@ struct FlushRequest {
   int32_t clientRect[4] = {};
   uint32_t backBuffer = 0;
   uint32_t streamBytes = 0;
-  uint32_t ringBytes = kStreamRing;          // of the stream ring in use: kStreamRing or kDeferredRing
   uint32_t replyBytes = 0, reply2Bytes = 0;  // capacities of the guest's reply buffers
 };
 
@@ -59,7 +56,7 @@ struct ChannelMemory {
   alignas(64) Bell peerBell;
   alignas(64) Bell guestBell;
   alignas(kChannelHead) uint8_t replyRing[kReplyRing];
-  uint8_t streamRing[kDeferredRing];
+  uint8_t streamRing[kStreamRing];
 };
 static_assert(sizeof(ChannelMemory) == kChannelBytes);
 static_assert(std::atomic<uint32_t>::is_always_lock_free);

@@ -17,9 +17,6 @@ namespace {
 constexpr NTSTATUS kGone = static_cast<NTSTATUS>(0xC00002B6);  // STATUS_DEVICE_REMOVED
 constexpr uint32_t kPiece = 64 * 1024;                         // of a stream that does not go in one
 constexpr uint32_t kWholeStream = 128 * 1024;                  // a stream up to here is written before the other side is told
-// From here on a flush that nobody waits for is left to the other side once its stream is in the ring. Such a stream is one
-// that has reached the driver's limit; any later flush of the context waits for it.
-constexpr uint32_t kDeferFrom = 8 * 1024 * 1024;
 constexpr uint32_t kRoomSpin = 20000;  // nanoseconds; the other side is at its replaying
 constexpr uint32_t kLongestPath = 32 * 1024;
 constexpr uint32_t kLongestPacket = 256;
@@ -37,13 +34,11 @@ struct GuestLink::ContextChannel {
       : memory_(std::move(memory)), transport_(transport) {}
 
   // Sends the flush, waits for its answer and brings the replies home. False when the other half is gone.
-  // `finishReads`, when there is one, is called while the other half draws already. A deferred flush is only sent: its commands
-  // and its failure are told with the next answer.
+  // `finishReads`, when there is one, is called while the other half draws already.
   bool flush(const FlushPacket& packet, FlushAnswer& answer, void (*finishReads)(void* context), void* context);
 
  private:
   bool sendStream(const FlushPacket& packet);
-  bool finishDeferred();
   bool answered() const { return memory_->answers.load(std::memory_order_acquire) == requests_; }
   bool closed() const { return memory_->closed.load(std::memory_order_relaxed) != 0; }
   void publish() {
@@ -62,8 +57,6 @@ struct GuestLink::ContextChannel {
   OwnMemory guest_;
   uint32_t requests_ = 0;
   bool published_ = false;
-  bool deferred_ = false;             // the last request has not been waited for
-  FlushAnswer lateAnswer_;            // of deferred flushes, not yet told
   SpinBudget replySpin_, frameSpin_;  // by what the guest waits for
 };
 
@@ -71,7 +64,7 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
                                       void* context) {
   const std::lock_guard lock(mutex_);
   ChannelMemory& channel = *memory_;
-  if (closed() || !finishDeferred()) return false;
+  if (closed()) return false;
   FlushRequest& request = channel.flush;
   request.processId = packet.processId;
   request.windowId = packet.windowId;
@@ -81,9 +74,6 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   request.streamBytes = packet.stream.address == 0 ? 0 : packet.stream.size;
   request.replyBytes = packet.reply.address == 0 ? 0 : packet.reply.size;
   request.reply2Bytes = packet.reply2.address == 0 ? 0 : packet.reply2.size;
-  deferred_ =
-      request.streamBytes >= kDeferFrom && packet.presentMode == 0 && packet.reply.address == 0 && packet.reply2.address == 0;
-  request.ringBytes = deferred_ ? kDeferredRing : kStreamRing;
   channel.streamWritten.store(0, std::memory_order_relaxed);
   channel.streamFault.store(0, std::memory_order_relaxed);
   channel.replyRead.store(0, std::memory_order_relaxed);
@@ -92,7 +82,6 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   const uint64_t from = detail::monotonicNanoseconds();
   if (finishReads == nullptr) channel.writable.store(requests_, std::memory_order_relaxed);  // published with the request
   if (!sendStream(packet)) return false;
-  if (deferred_) return true;
   if (finishReads != nullptr) {
     finishReads(context);
     channel.writable.store(requests_, std::memory_order_release);
@@ -133,9 +122,6 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   }
   spin.waited(detail::monotonicNanoseconds() - from);
   answer = channel.answer;
-  answer.commands += lateAnswer_.commands;
-  if (lateAnswer_.status != 0) answer.status = lateAnswer_.status;
-  lateAnswer_ = {};
   if (unwritable && answer.status == 0) {
     logLine("context %u: a reply buffer of %u and %u bytes cannot be written", packet.contextId, packet.reply.size,
             packet.reply2.size);
@@ -144,32 +130,23 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   return true;
 }
 
-bool GuestLink::ContextChannel::finishDeferred() {
-  if (!deferred_) return true;
-  if (!wait(kRoomSpin, [&] { return answered(); })) return false;
-  deferred_ = false;
-  lateAnswer_.commands += memory_->answer.commands;
-  if (memory_->answer.status != 0) lateAnswer_.status = memory_->answer.status;
-  return true;
-}
-
 // False when the other half is gone. A stream that cannot be read, or that the other half gives up on, is not a failure here.
 bool GuestLink::ContextChannel::sendStream(const FlushPacket& packet) {
   ChannelMemory& channel = *memory_;
-  const uint32_t total = channel.flush.streamBytes, ringBytes = channel.flush.ringBytes;
+  const uint32_t total = channel.flush.streamBytes;
   uint32_t written = 0;
   while (written < total) {
     uint32_t piece = std::min(total - written, total <= kWholeStream ? kWholeStream : kPiece);
     const auto used = [&] { return written - channel.streamRead.load(std::memory_order_acquire); };
-    if (used() + piece > ringBytes) {
+    if (used() + piece > kStreamRing) {
       publish();
       ring(channel.peerBell);
       // For much room at once, not for a piece at a time.
-      if (!wait(kRoomSpin, [&] { return used() <= ringBytes / 2 || answered(); })) return false;
+      if (!wait(kRoomSpin, [&] { return used() <= kStreamRing / 2 || answered(); })) return false;
     }
     if (published_ && answered()) return true;
-    const uint32_t at = written % ringBytes;
-    piece = std::min(piece, ringBytes - at);
+    const uint32_t at = written % kStreamRing;
+    piece = std::min(piece, kStreamRing - at);
     if (!guest_.read(packet.stream.address + written, channel.streamRing + at, piece)) {
       channel.streamFault.store(1, std::memory_order_release);
       break;

@@ -1,4 +1,5 @@
 // Replay of glBegin and glEnd, and of the marks that end a frame.
+#include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
 #include "peer/replay/replay_functions.h"
 #include "peer/replay/replay_state.h"
@@ -8,12 +9,13 @@ namespace qv::peer::replay {
 
 void glBegin(Replayer& replayer, GLenum mode) {
   gl.glBegin(mode);
-  if (!replayer.state().listOpen && mode <= GL_PATCHES) replayer.state().insideBegin = true;
+  replayer.state().primitiveOpened(mode);
 }
 
 void glEnd(Replayer& replayer) {
   gl.glEnd();
-  if (!replayer.state().listOpen) replayer.state().insideBegin = false;
+  replayer.state().primitiveClosed();
+  dropProvokedError(replayer);
 }
 
 // Nothing to do: every submission's work is handed over at its end as far as anybody can see it (Context::serve).

@@ -7,6 +7,7 @@
 #include <tuple>
 #include <utility>
 
+#include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
 #include "peer/replay/replay_functions.h"
 #include "peer/replay/replayer.h"
@@ -113,6 +114,8 @@ struct FormReplay<Row, Array<Per>> {
   using Call = RowCall<Row>;
   static_assert(Call::kPointerCount >= 1 && Call::kPointerCount <= 2 && Call::kFirstPointer >= 1);
   static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
+    // Not every function of every OpenGL looks at the sign before it copies.
+    if (static_cast<int64_t>(Call::L::template scalar<Call::L::kCountArg>(fixed)) < 0) return refuse(replayer, GL_INVALID_VALUE);
     const auto data = rest.rest();
     uint8_t* const values = replayer.scratch(data.size() + 64);
     data.copyTo(values);
@@ -158,6 +161,9 @@ struct FormReplay<Row, Query<Answer>> {
   }
 };
 
+// Names that bring an OpenGL down which offers the extension and lacks what it asks about: device identifiers of memory objects.
+constexpr bool isDeadlyName(GLenum name) { return name == GL_DEVICE_LUID_EXT || name == GL_DEVICE_NODE_MASK_EXT; }
+
 // Queries into memory. GL decides by the name how much it writes, and no name makes it write more than kScratchBytes; the
 // guest gets as much as the form says, zeros where GL wrote nothing.
 template <typename Row>
@@ -165,6 +171,9 @@ void replayQuery(Replayer& replayer, const uint8_t* fixed, uint64_t elements, ui
   using Call = RowCall<Row>;
   static_assert(Call::kPointerCount == 1);
   if (elements > most) return replayer.fail("%llu values asked for", static_cast<unsigned long long>(elements));
+  if constexpr (std::is_same_v<typename Call::template Type<0>, GLenum>) {
+    if (isDeadlyName(Call::L::template scalar<0>(fixed))) [[unlikely]] return refuse(replayer, GL_INVALID_ENUM);
+  }
   const auto bytes = static_cast<uint32_t>(elements * sizeof(typename Call::Element));
   uint8_t* const values = replayer.scratch(bytes);
   void* const pointer = values;

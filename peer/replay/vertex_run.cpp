@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
 #include "peer/replay/replay_functions.h"
 #include "peer/replay/replay_state.h"
@@ -66,17 +67,20 @@ void replayRun(Replayer& replayer, VertexRunRecord record, Reader& rest, bool en
     return;
   }
   gl.glBegin(mode);
+  state.primitiveOpened(mode);
   for (uint32_t v = 0; v < run.count; ++v) give(layout, run.vertices + v * uint64_t{layout.stride}, layout.slots);
   give(layout, run.vertices + run.count * uint64_t{layout.stride}, run.wholeSlots);
-  if (ended) gl.glEnd();
-  state.insideBegin = !ended && mode < kModes;
+  if (!ended) return;
+  gl.glEnd();
+  state.primitiveClosed();
+  dropProvokedError(replayer);
 }
 
 }  // namespace
 
 void openBareRun(Replayer& replayer, VertexRunRecord record) {
   gl.glBegin(record.mode());
-  replayer.state().insideBegin = record.mode() < kModes;
+  replayer.state().primitiveOpened(record.mode());
 }
 
 namespace replay {

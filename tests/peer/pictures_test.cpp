@@ -329,41 +329,6 @@ TEST_F(Pictures, LongStream) {
   EXPECT_EQ(guest.surface->pixel(3, 3) & 0xFFFFFF, 0x00FFFFu);
 }
 
-// A long stream that nobody waits for is replayed before anything that comes after it, by whatever flush; its failure is told
-// by that flush.
-TEST_F(Pictures, DeferredStream) {
-  Stream stream;
-  for (uint32_t i = 0; i < 1000000; ++i) stream.add(206, 0.0f, 0.0f, 0.0f, 1.0f);
-  stream.add(305, 0, 0, 55, 5).add(206, 1.0f, 1.0f, 0.0f, 1.0f).add(203, kColorBit);
-  ASSERT_EQ(guest.flush(stream), 0);
-  ASSERT_EQ(guest.flush(stream), 0);
-  stream.data.assign(stream.data.size(), 0xFF);  // it has been read
-  const std::vector<uint8_t> viewport = guest.ask(Stream().add(263, 0x0BA2u, 4u), 16);
-  ASSERT_EQ(viewport.size(), 16u);
-  EXPECT_EQ(viewport[8], 55);
-  ASSERT_EQ(guest.flush(Stream(), kBack), 0);
-  EXPECT_EQ(guest.surface->pixel(3, 3) & 0xFFFFFF, 0xFFFF00u);
-  EXPECT_EQ(gpu.statistics().commands, 2u * 1000003 + 1);
-  ASSERT_EQ(guest.flush(stream), 0);
-  EXPECT_NE(guest.flush(Stream().add(217)), 0);
-  EXPECT_EQ(log.take().size(), 1u);
-  EXPECT_EQ(guest.flush(Stream().add(217)), 0);
-}
-
-// A context that is deleted right after such a stream has drawn it.
-TEST_F(Pictures, DeletedBehindADeferredStream) {
-  Stream stream;
-  for (uint32_t i = 0; i < 500000; ++i) stream.add(206, 0.0f, 1.0f, 0.0f, 1.0f);
-  stream.add(203, kColorBit);
-  ASSERT_EQ(guest.flush(stream), 0);
-  DeleteContextPacket packet;
-  packet.contextId = guest.context;
-  ASSERT_EQ(guest.send(packet), 0);
-  guest.context = guest.createContext().contextId;
-  ASSERT_EQ(guest.flush(Stream(), kBack), 0);
-  EXPECT_EQ(guest.surface->pixel(3, 3) & 0xFFFFFF, 0x00FF00u);
-}
-
 // One command that is longer than the ring.
 TEST_F(Pictures, LongRun) {
   std::vector<float> values;

@@ -40,6 +40,25 @@ class Sharing : public testing::Test {
   TestGuest first{gpu}, second{gpu};
 };
 
+// A flush is over when the host has done it: what stands at the end of a long stream, which nobody asks anything of, is there for
+// a sharing context at once, and a stream that fails is told to its own flush.
+TEST_F(Sharing, LongStreamIsDoneWhenTheFlushReturns) {
+  ASSERT_EQ(share(first.context, second.context), 0);
+  for (uint32_t round = 0; round < 5; ++round) {
+    Stream stream;
+    for (uint32_t i = 0; i < 500000; ++i) stream.add(206, 0.0f, 0.0f, 0.0f, 1.0f);
+    stream.add(0, 4u, 0x1300u).add(305, 0, 0, 50 + round, 5).add(1);
+    ASSERT_EQ(first.flush(stream), 0);
+    const std::vector<uint8_t> viewport = second.ask(Stream().add(305, 0, 0, 1, 1).add(2, 4u).add(263, 0x0BA2u, 4u), 16);
+    ASSERT_EQ(viewport.size(), 16u);
+    EXPECT_EQ(viewport[8], 50 + round);
+    stream.add(206, 1.0f);
+    EXPECT_NE(first.flush(stream), 0);
+    EXPECT_EQ(first.flush(Stream().add(217)), 0);
+  }
+  EXPECT_EQ(log.take().size(), 5u);
+}
+
 TEST_F(Sharing, ContextsAreApartAtFirst) { EXPECT_FALSE(seesList(first, second)); }
 
 // The request comes after both creations and before any flush.
