@@ -28,7 +28,7 @@ class GlGuards : public testing::Test {
 // A client array switched on by glEnable has no memory of its own: drawing a run must not read what the last run left behind.
 TEST_F(GlGuards, ClientArraysAreNotEnabledByGlEnable) {
   for (const uint32_t array : {0x8074u, 0x8075u, 0x8076u, 0x8077u, 0x8078u, 0x8079u, 0x8457u, 0x845Eu, 0x86ADu, 0x8B9Cu}) {
-    // Positions and colours, the colours all blue; then positions alone.
+    // Positions and colours, the colours all blue; then positions alone, before and after glEnable.
     std::vector<float> colored, values;
     for (int i = 0; i < 100; ++i) {
       const float x = 0.01f * static_cast<float>(i);
@@ -37,6 +37,7 @@ TEST_F(GlGuards, ClientArraysAreNotEnabledByGlEnable) {
     }
     Stream stream;
     stream.large(2008, runPayload(0, {0x3103, 0x3100}, 24, floats(colored)));
+    stream.large(2008, runPayload(0, {0x3100}, 12, floats(values)));
     stream.add(206, 0.0f, 0.0f, 0.0f, 1.0f).add(203, 0x4000u).add(13, 1.0f, 1.0f, 0.0f);
     stream.add(215, array).large(2008, runPayload(0, {0x3100}, 12, floats(values))).add(214, array);
     stream.large(2008, runPayload(0, {0x3100}, 12, floats(values)));
