@@ -17,9 +17,14 @@ Allocation::~Allocation() {
 }
 
 bool AllocationSet::open(const AllocationDescription& description, int fd) {
+  // Cut short, the file would kill the peer at the next frame. Once it is sealed its size holds.
+  const int seals = fcntl(fd, F_GET_SEALS);
+  if (seals < 0 || (seals & F_SEAL_SHRINK) == 0) {
+    logLine("allocation %u: its memory is not sealed against shrinking", description.handle);
+    return false;
+  }
   const uint64_t rowBytes = uint64_t{description.width} * 4;
   struct stat status {};
-  const int seals = fcntl(fd, F_GET_SEALS);
   if (description.handle == 0 || description.size == 0 || description.width == 0 || description.height == 0 ||
       description.pitch % 4 != 0 || description.pitch < rowBytes ||
       uint64_t{description.pitch} * description.height > description.size || fstat(fd, &status) != 0 ||
@@ -28,9 +33,9 @@ bool AllocationSet::open(const AllocationDescription& description, int fd) {
             description.height, description.pitch, description.size);
     return false;
   }
-  // Cut short, the file would kill the peer at the next frame.
-  if (seals < 0 || (seals & F_SEAL_SHRINK) == 0) {
-    logLine("allocation %u: its memory is not sealed against shrinking", description.handle);
+  const auto fresh = std::make_shared<Allocation>();
+  if (!fresh->number.take(numbers_, 1) || !fresh->bytes.take(bytes_, description.size)) {
+    logLine("allocation %u: the guest may have no more, %u bytes are asked for", description.handle, description.size);
     return false;
   }
   void* const memory = mmap(nullptr, description.size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
@@ -38,7 +43,6 @@ bool AllocationSet::open(const AllocationDescription& description, int fd) {
     logLine("allocation %u: its memory cannot be mapped", description.handle);
     return false;
   }
-  const auto fresh = std::make_shared<Allocation>();
   fresh->description = description;
   fresh->memory = static_cast<uint8_t*>(memory);
   fresh->counters = &counters_;

@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "peer/host/live_counters.h"
+#include "peer/host/quotas.h"
 #include "peer/link/host_protocol.h"
 
 namespace qv::peer {
@@ -17,19 +18,22 @@ struct Allocation {
   AllocationDescription description;
   uint8_t* memory = nullptr;
   LiveCounters* counters = nullptr;
+  Held number, bytes;
 };
 
 class AllocationSet {
  public:
-  explicit AllocationSet(LiveCounters& counters) : counters_(counters) {}
-  // Maps the memory file, which stays the caller's. False when the description does not fit the file, the file can shrink, or
-  // the handle is taken.
+  AllocationSet(LiveCounters& counters, const Quotas& quotas)
+      : counters_(counters), numbers_(quotas.allocations), bytes_(quotas.allocationBytes) {}
+  // Maps the memory file, which stays the caller's. False, with a line in the log, when the description does not fit the file,
+  // the file can shrink, the handle is taken or the guest may have no more.
   bool open(const AllocationDescription& description, int fd);
   bool close(uint32_t handle);
   std::shared_ptr<Allocation> find(uint32_t handle);
 
  private:
   LiveCounters& counters_;
+  Budget numbers_, bytes_;
   std::mutex mutex_;
   std::map<uint32_t, std::shared_ptr<Allocation>> allocations_;
 };

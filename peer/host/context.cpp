@@ -8,6 +8,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <system_error>
 
 #include "peer/host/frame.h"
@@ -25,6 +26,8 @@ namespace {
 constexpr uint32_t kLongestCommand = 1u << 30;
 constexpr int32_t kLargestSide = 16384;  // of a drawable
 constexpr uint32_t kStreamSpin = 20000;  // nanoseconds; the guest is at its copying
+constexpr uint32_t kLook = 250;          // milliseconds of a sleep; the guest can falsify the words that would end it
+constexpr uint32_t kIdleLook = 1000;     // the same between flushes, where nobody is waiting
 
 }  // namespace
 
@@ -44,8 +47,6 @@ Context::~Context() {
     thread_.join();
   }
   if (channel_ != nullptr) {
-    channel_->closed.store(1);
-    ringAlways(channel_->guestBell);
     guest_.counters().channels.fetch_sub(1);
     guest_.counters().mappedBytes.fetch_sub(kChannelBytes);
   }
@@ -53,18 +54,21 @@ Context::~Context() {
   guest_.shares().remove(*this);
 }
 
-bool Context::start() {
-  channelFile_ = createChannelFile();
-  if (channelFile_ < 0) return false;
-  ChannelMemory* const memory = mapChannel(channelFile_);
-  if (memory == nullptr) return false;
-  channel_ = std::shared_ptr<ChannelMemory>(memory, unmapChannel);
-  guest_.counters().channels.fetch_add(1);
-  guest_.counters().mappedBytes.fetch_add(kChannelBytes);
+bool Context::openChannel() {
+  if (thread_.joinable()) return true;
+  if (channel_ == nullptr) {
+    if (!channelHeld_.take(guest_.channelBytes(), kChannelBytes)) return complain("the guest's channels may have no more memory");
+    if (channelFile_ < 0) channelFile_ = createChannelFile();
+    ChannelMemory* const memory = channelFile_ < 0 ? nullptr : mapChannel(channelFile_);
+    if (memory == nullptr) return complain("no memory for a channel");
+    channel_ = std::shared_ptr<ChannelMemory>(memory, unmapChannel);
+    guest_.counters().channels.fetch_add(1);
+    guest_.counters().mappedBytes.fetch_add(kChannelBytes);
+  }
   try {
     thread_ = std::thread([this] { run(); });
   } catch (const std::system_error&) {
-    return false;
+    return complain("no thread for a channel");
   }
   return true;
 }
@@ -80,6 +84,23 @@ void Context::requestRelease() {
 }
 
 void Context::run() {
+  try {
+    serveFlushes();
+  } catch (const std::bad_alloc&) {
+    complain("no memory left: the guest is ended");
+    guest_.end();
+  }
+  unbindWindow();
+  side_.reset();
+  replayer_.reset();
+  guest_.display().endThread();
+  // A guest that waits for an answer learns that there will be none.
+  channel_->closed.store(1);
+  ringAlways(channel_->guestBell);
+  ended_.store(true);
+}
+
+void Context::serveFlushes() {
   ChannelMemory& channel = *channel_;
   replayer_ = std::make_unique<Replayer>(static_cast<WindowCommands*>(this));
   for (;;) {
@@ -103,20 +124,20 @@ void Context::run() {
     channel.answers.store(requests, std::memory_order_release);
     ring(channel.guestBell);
   }
-  unbindWindow();
-  side_.reset();
-  replayer_.reset();
-  guest_.display().endThread();
-  ended_.store(true);
 }
 
 void Context::waitForRequest() {
   const uint64_t from = detail::monotonicNanoseconds();
   waitFor(
-      channel_->peerBell, idleSpin_.nanoseconds(), 0,
+      channel_->peerBell, idleSpin_.nanoseconds(), kIdleLook,
       [&] { return channel_->requests.load(std::memory_order_acquire) != served_ || releaseRequested_.load() || stop_.load(); },
-      [] { return true; });
+      [&] { return !stop_.load(); });
   idleSpin_.waited(detail::monotonicNanoseconds() - from);
+}
+
+template <typename Ready>
+bool Context::wait(uint32_t spinNanoseconds, Ready&& ready) {
+  return waitFor(channel_->peerBell, spinNanoseconds, kLook, ready, [&] { return !stop_.load(); }) && !stop_.load();
 }
 
 FlushAnswer Context::serve(const FlushRequest& request) {
@@ -131,40 +152,41 @@ FlushAnswer Context::serve(const FlushRequest& request) {
     complain("a flush with present mode %u", request.presentMode);
     return answer;
   }
-  std::shared_ptr<Allocation> target;
-  if (request.backBuffer != 0) {
-    target = guest_.allocations().find(request.backBuffer);
-    if (target == nullptr) {
-      complain("a flush names allocation %u, which there is not", request.backBuffer);
-      return answer;
-    }
-  }
   if (!bindWindow(request)) return answer;
 
   const uint64_t commandsBefore = replayer_->commands();
   const bool replayed = replayStream(request);
   answer.commands = static_cast<uint32_t>(replayer_->commands() - commandsBefore);
   if (!replayed) return answer;
-  answer.status = 0;
   answer.replyBytes = std::min<uint32_t>(static_cast<uint32_t>(replayer_->reply().size()), request.replyBytes);
   answer.reply2Bytes = std::min<uint32_t>(static_cast<uint32_t>(replayer_->reply2().size()), request.reply2Bytes);
-  // Neither a frame nor a flush can be had inside an open primitive.
-  if (!replayer_->insideBegin()) {
-    if (request.presentMode != 0 && target != nullptr) {
-      // The drawing above needed no buffer of the guest's; now whoever shows the last picture must be done with it. The drawing
-      // goes on meanwhile.
-      const auto mayWrite = [&] { return channel_->writable.load(std::memory_order_acquire) == served_; };
-      if (!mayWrite()) gl.glFlush();
-      const bool writable = waitFor(
-          channel_->peerBell, kStreamSpin, 0, [&] { return mayWrite() || stop_.load(); }, [] { return true; });
-      if (!writable || stop_.load()) return answer;
-      if (!copyPicture(*target)) answer.status = kStatusUnavailable;
-    } else if (request.replyBytes == 0 && guest_.shares().shared(*this)) {
-      // What this context has done becomes visible to those it shares with.
-      gl.glFlush();
-    }
-  }
+  answer.status = finishFlush(request);
   return answer;
+}
+
+int32_t Context::finishFlush(const FlushRequest& request) {
+  std::shared_ptr<Allocation> target;
+  if (request.backBuffer != 0) {
+    target = guest_.allocations().find(request.backBuffer);
+    // The guest loses the picture alone.
+    if (target == nullptr) complain("a flush names allocation %u, which there is not", request.backBuffer);
+  }
+  const bool present = request.presentMode != 0 && target != nullptr;
+  const int32_t done = request.presentMode != 0 && request.backBuffer != 0 && target == nullptr ? kStatusMalformed : 0;
+  // Neither a frame nor a flush can be had inside an open primitive.
+  if (replayer_->insideBegin()) return done;
+  if (present) {
+    // The drawing above needed no buffer of the guest's; now whoever shows the last picture must be done with it. The drawing
+    // goes on meanwhile.
+    const auto mayWrite = [&] { return channel_->writable.load(std::memory_order_acquire) == served_; };
+    if (!mayWrite()) gl.glFlush();
+    if (!wait(kStreamSpin, mayWrite)) return done;
+    if (!copyPicture(*target)) return kStatusUnavailable;
+  } else if (request.replyBytes == 0 && guest_.shares().shared(*this)) {
+    // What this context has done becomes visible to those it shares with.
+    gl.glFlush();
+  }
+  return done;
 }
 
 bool Context::bindWindow(const FlushRequest& request) {
@@ -180,7 +202,7 @@ bool Context::bindWindow(const FlushRequest& request) {
   if (window == window_ && (!sized || (width == window->width && height == window->height))) return true;
 
   unbindWindow();
-  if (!guest_.windows().acquire(*window, *this, static_cast<int32_t>(width), static_cast<int32_t>(height))) {
+  if (!guest_.windows().acquire(*window, *this, static_cast<int32_t>(width), static_cast<int32_t>(height), stop_)) {
     return complain("no drawable of %lld x %lld", static_cast<long long>(width), static_cast<long long>(height));
   }
   window_ = std::move(window);
@@ -282,9 +304,7 @@ uint32_t Context::pull(const FlushRequest& request, uint8_t* to, uint32_t most) 
     written = channel.streamWritten.load(std::memory_order_acquire);
     return written != pulled_;
   };
-  const bool waited = waitFor(
-      channel.peerBell, kStreamSpin, 0, [&] { return available() || channel.streamFault.load() != 0 || stop_.load(); },
-      [] { return true; });
+  const bool waited = wait(kStreamSpin, [&] { return available() || channel.streamFault.load() != 0; });
   if (!waited || !available()) {
     if (!stop_.load()) complain("the stream cannot be read at offset %u", pulled_);
     return 0;
@@ -318,10 +338,7 @@ void Context::sendReplies(const FlushAnswer& answer) {
       // A guest that claims to have read what is not there gets no further.
       return static_cast<uint32_t>(sent) - read < kReplyRing;
     };
-    if (!waitFor(
-            channel.peerBell, kStreamSpin, 0, [&] { return room() || stop_.load(); }, [] { return true; }) ||
-        !room())
-      return;
+    if (!wait(kStreamSpin, room)) return;
     const uint32_t free = kReplyRing - (static_cast<uint32_t>(sent) - read);
     const uint32_t at = static_cast<uint32_t>(sent % kReplyRing);
     const bool second = sent >= answer.replyBytes;

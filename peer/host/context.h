@@ -10,6 +10,7 @@
 #include "peer/host/allocation.h"
 #include "peer/host/drawable_attributes.h"
 #include "peer/host/live_counters.h"
+#include "peer/host/quotas.h"
 #include "peer/host/stretch.h"
 #include "peer/host/window.h"
 #include "peer/link/channel.h"
@@ -21,8 +22,8 @@ namespace qv::peer {
 class Guest;
 class SideContext;
 
-// The thread belongs to the context for life, so that the OpenGL context stays current on it from one flush to the next. It
-// spins shortly for the next flush and sleeps after that.
+// The thread belongs to the context from its first flush on, so that the OpenGL context stays current on it from one flush to the
+// next. It spins shortly for the next flush and sleeps after that.
 class Context final : private WindowCommands {
  public:
   Context(Guest& guest, uint32_t id, const DrawableAttributes& attributes);
@@ -31,12 +32,13 @@ class Context final : private WindowCommands {
   Context(const Context&) = delete;
   Context& operator=(const Context&) = delete;
 
-  // Makes the channel and starts the thread. False when there is no memory or no thread to be had.
-  bool start();
+  // Makes the channel and starts the thread, unless that has been done. False, with a line in the log, when there is no memory or
+  // no thread to be had. One caller at a time.
+  bool openChannel();
 
   uint32_t id() const { return id_; }
   const DrawableAttributes& attributes() const { return attributes_; }
-  // The memory file of the channel; stays the context's.
+  // The memory file of the channel, once it is open; stays the context's.
   int channelFile() const { return channelFile_; }
   const std::shared_ptr<ChannelMemory>& channel() const { return channel_; }
 
@@ -47,10 +49,16 @@ class Context final : private WindowCommands {
 
  private:
   void run();
+  void serveFlushes();
   void waitForRequest();
   FlushAnswer serve(const FlushRequest& request);
   bool bindWindow(const FlushRequest& request);
   void unbindWindow();
+  // Shows the picture, if one is wanted and can be had; else does what else a flush's end means to others.
+  int32_t finishFlush(const FlushRequest& request);
+  // Waits on the channel's bell; false when the context is to end.
+  template <typename Ready>
+  bool wait(uint32_t spinNanoseconds, Ready&& ready);
   bool replayStream(const FlushRequest& request);
   bool replayCommands(const FlushRequest& request);
   // Says what is wrong with the command that the replayer has stopped at. False.
@@ -77,6 +85,7 @@ class Context final : private WindowCommands {
   const DrawableAttributes attributes_;
   CountHeld counter_;
 
+  Held channelHeld_;
   int channelFile_ = -1;
   std::shared_ptr<ChannelMemory> channel_;
   std::thread thread_;

@@ -53,14 +53,14 @@ WindowCommands::Result Context::bindTexImage(uint32_t windowId) {
     const std::shared_ptr<Window> drawable = window_;
     const int32_t width = drawable->width, height = drawable->height;
     unbindWindow();
-    if (guest_.windows().acquire(*pbuffer, *this, 0, 0)) {
+    if (guest_.windows().acquire(*pbuffer, *this, 0, 0, stop_)) {
       why = sideContext().copyTexImages(*pbuffer, static_cast<GLuint>(texture));
       guest_.display().release();
       guest_.windows().release(*pbuffer);
     } else {
       why = kNoDrawable;
     }
-    if (!guest_.windows().acquire(*drawable, *this, width, height)) return drawableLost();
+    if (!guest_.windows().acquire(*drawable, *this, width, height, stop_)) return drawableLost();
     window_ = drawable;
     if (!bindDrawable()) return drawableLost();
   }
@@ -99,7 +99,7 @@ WindowCommands::Result Context::accumulate(GLenum operation, GLfloat value) {
   AccumulationBuffer& buffer = window_->accumulation;
   const PixelRect rect = scissored();
   if (rect.empty()) return {};
-  if (!buffer.resize(window_->width, window_->height)) return passOver(kNoMemory);
+  if (!window_->makeAccumulation()) return passOver(kNoMemory);
   if (operation == GL_ADD || operation == GL_MULT) {
     buffer.change(rect, operation == GL_MULT ? value : 1, operation == GL_ADD ? value : 0);
     return {};
@@ -126,7 +126,7 @@ WindowCommands::Result Context::clearAccumulation() {
   if (buffer.empty() && std::all_of(color, color + 4, [](GLfloat part) { return part == 0; })) return {};
   const PixelRect rect = scissored();
   if (rect.empty()) return {};
-  if (!buffer.resize(window_->width, window_->height)) return passOver(kNoMemory);
+  if (!window_->makeAccumulation()) return passOver(kNoMemory);
   buffer.fill(rect, color);
   return {};
 }

@@ -10,8 +10,6 @@
 namespace qv::peer {
 namespace {
 
-std::atomic<uint32_t> lastNumber{0};
-
 uint32_t layoutOf(EscapeCode code) {
   switch (code) {
     case EscapeCode::VersionQuery:
@@ -36,14 +34,16 @@ uint32_t layoutOf(EscapeCode code) {
 
 }  // namespace
 
-Guest::Guest(LiveCounters& counters, const EglDisplay& display)
+Guest::Guest(LiveCounters& counters, const EglDisplay& display, uint32_t number, const Quotas& quotas)
     : counters_(counters),
       display_(display),
-      number_(lastNumber.fetch_add(1) + 1),
+      number_(number),
       counter_(counters.guests),
       shares_(counters, display),
-      windows_(counters, display, number_),
-      allocations_(counters) {}
+      windows_(counters, display, number, quotas),
+      allocations_(counters, quotas),
+      channelBytes_(quotas.channelBytes),
+      mostContexts_(quotas.contexts) {}
 
 Guest::~Guest() {
   std::map<uint32_t, std::shared_ptr<Context>> gone;
@@ -54,6 +54,13 @@ Guest::~Guest() {
   // All at once: one may be waiting for a window that another one holds.
   for (const auto& [id, context] : gone) context->stop();
   gone.clear();
+}
+
+void Guest::end() {
+  if (ended_.exchange(true)) return;
+  if (onEnd_) onEnd_();
+  const std::lock_guard lock(mutex_);
+  for (const auto& [id, context] : contexts_) context->stop();
 }
 
 bool Guest::knowsProcess(uint32_t processId) {
@@ -67,12 +74,21 @@ std::shared_ptr<Context> Guest::find(uint32_t id) {
   return at == contexts_.end() ? nullptr : at->second;
 }
 
-std::shared_ptr<Context> Guest::answer(std::span<uint8_t> packet, const RowMemory& row) {
-  std::shared_ptr<Context> made;
+std::shared_ptr<Context> Guest::openChannel(uint32_t contextId) {
+  const std::shared_ptr<Context> context = find(contextId);
+  if (context == nullptr) {
+    malformed("opens a channel of context %u, which there is not", contextId);
+    return nullptr;
+  }
+  const std::lock_guard lock(channelMutex_);
+  return !ended_.load() && context->openChannel() ? context : nullptr;
+}
+
+void Guest::answer(std::span<uint8_t> packet, const RowMemory& row) {
   EscapeHeader header;
   if (packet.size() < sizeof header) {
     malformed("a packet of %zu bytes", packet.size());
-    return made;
+    return;
   }
   std::memcpy(&header, packet.data(), sizeof header);
   const auto code = static_cast<uint32_t>(header.code);
@@ -90,7 +106,9 @@ std::shared_ptr<Context> Guest::answer(std::span<uint8_t> packet, const RowMemor
       std::memcpy(packet.data(), &body, sizeof body);
     }
   };
-  if (header.packetClass != kPacketClass || layoutOf(header.code) == 0 || header.layout != layoutOf(header.code)) {
+  if (ended_.load()) {
+    header.status = kStatusUnavailable;
+  } else if (header.packetClass != kPacketClass || layoutOf(header.code) == 0 || header.layout != layoutOf(header.code)) {
     header.status = malformed("packet %u of class %u with layout word %u", code, header.packetClass, header.layout);
   } else {
     switch (header.code) {
@@ -98,7 +116,7 @@ std::shared_ptr<Context> Guest::answer(std::span<uint8_t> packet, const RowMemor
         answerAs(VersionQueryPacket{}, [&](auto& body) { return answerVersion(body); });
         break;
       case EscapeCode::CreateContext:
-        answerAs(CreateContextPacket{}, [&](auto& body) { return answerCreate(body, row, made); });
+        answerAs(CreateContextPacket{}, [&](auto& body) { return answerCreate(body, row); });
         break;
       case EscapeCode::DeleteContext:
         answerAs(DeleteContextPacket{}, [&](auto& body) { return answerDelete(body); });
@@ -121,7 +139,6 @@ std::shared_ptr<Context> Guest::answer(std::span<uint8_t> packet, const RowMemor
     }
   }
   std::memcpy(packet.data(), &header, sizeof header);
-  return made;
 }
 
 int32_t Guest::answerVersion(VersionQueryPacket& packet) {
@@ -131,7 +148,7 @@ int32_t Guest::answerVersion(VersionQueryPacket& packet) {
   return 0;
 }
 
-int32_t Guest::answerCreate(CreateContextPacket& packet, const RowMemory& row, std::shared_ptr<Context>& made) {
+int32_t Guest::answerCreate(CreateContextPacket& packet, const RowMemory& row) {
   const auto attributes = readAttributeList(packet.attributes);
   if (!attributes) return malformed("a context's attribute list");
   if (packet.imagePath.direction != 0 || (packet.imagePath.address == 0) != (packet.imagePath.size == 0) ||
@@ -142,22 +159,13 @@ int32_t Guest::answerCreate(CreateContextPacket& packet, const RowMemory& row, s
     return malformed("a context's image path of %u bytes cannot be read", packet.imagePath.size);
   }
   if (!display_.offers(*attributes)) return malformed("a context of version %u is not to be had", attributes->version);
-  uint32_t id = 0;
-  {
-    const std::lock_guard lock(mutex_);
-    id = ++lastContextId_;
-  }
-  auto context = std::make_shared<Context>(*this, id, *attributes);
-  if (!context->start()) {
-    logLine("guest %u: no channel for a context", number_);
+  const std::lock_guard lock(mutex_);
+  if (contexts_.size() >= mostContexts_) {
+    logLine("guest %u: it has %zu contexts and may have no more", number_, contexts_.size());
     return kStatusUnavailable;
   }
-  {
-    const std::lock_guard lock(mutex_);
-    contexts_.emplace(id, context);
-  }
-  packet.contextId = id;
-  made = std::move(context);
+  packet.contextId = ++lastContextId_;
+  contexts_.emplace(packet.contextId, std::make_shared<Context>(*this, packet.contextId, *attributes));
   return 0;
 }
 
@@ -200,7 +208,7 @@ int32_t Guest::answerCreateWindow(CreateWindowPacket& packet) {
   const auto attributes = readAttributeList(packet.attributes);
   if (!attributes) return malformed("a window's attribute list");
   packet.windowId = windows_.create(*attributes);
-  return 0;
+  return packet.windowId == 0 ? kStatusUnavailable : 0;
 }
 
 int32_t Guest::answerDestroyWindow(const DestroyWindowPacket& packet) {

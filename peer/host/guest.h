@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -12,6 +13,7 @@
 #include "peer/host/context.h"
 #include "peer/host/egl_display.h"
 #include "peer/host/live_counters.h"
+#include "peer/host/quotas.h"
 #include "peer/host/share_set.h"
 #include "peer/host/window.h"
 #include "peer/link/status.h"
@@ -21,7 +23,8 @@ namespace qv::peer {
 
 class Guest {
  public:
-  Guest(LiveCounters& counters, const EglDisplay& display);
+  // `number` is for the log. Nothing here outlives the counters and the display.
+  Guest(LiveCounters& counters, const EglDisplay& display, uint32_t number, const Quotas& quotas = {});
   // Ends all contexts.
   ~Guest();
   Guest(const Guest&) = delete;
@@ -35,8 +38,16 @@ class Guest {
     bool readable = true;
   };
   // Answers any packet but a flush: writes status and reply fields into it. A malformed one gets a failed status and one log
-  // line. From any thread. Returns the context that a create packet has made.
-  std::shared_ptr<Context> answer(std::span<uint8_t> packet, const RowMemory& row);
+  // line. From any thread.
+  void answer(std::span<uint8_t> packet, const RowMemory& row);
+  // The context with its channel open; null, with a line in the log, when it cannot be had. From any thread.
+  std::shared_ptr<Context> openChannel(uint32_t contextId);
+
+  // Called from any thread when the guest cannot go on. Nothing more is done for it.
+  void end();
+  bool ended() const { return ended_.load(); }
+  // What is to be done then, on the thread that finds it out.
+  void onEnd(std::function<void()> act) { onEnd_ = std::move(act); }
 
   // For the contexts' threads.
   const EglDisplay& display() const { return display_; }
@@ -44,13 +55,14 @@ class Guest {
   ShareSets& shares() { return shares_; }
   WindowSet& windows() { return windows_; }
   AllocationSet& allocations() { return allocations_; }
+  Budget& channelBytes() { return channelBytes_; }
   // Every packet carries the guest's process id; the first one fixes it.
   bool knowsProcess(uint32_t processId);
 
  private:
   std::shared_ptr<Context> find(uint32_t id);
   int32_t answerVersion(VersionQueryPacket& packet);
-  int32_t answerCreate(CreateContextPacket& packet, const RowMemory& row, std::shared_ptr<Context>& made);
+  int32_t answerCreate(CreateContextPacket& packet, const RowMemory& row);
   int32_t answerDelete(const DeleteContextPacket& packet);
   int32_t answerCopy(const CopyContextPacket& packet);
   int32_t answerShare(const ShareContextsPacket& packet);
@@ -65,6 +77,11 @@ class Guest {
   ShareSets shares_;
   WindowSet windows_;
   AllocationSet allocations_;
+  Budget channelBytes_;
+  const uint64_t mostContexts_;
+  std::function<void()> onEnd_;
+  std::atomic<bool> ended_{false};
+  std::mutex channelMutex_;  // held while a channel is made
   std::mutex mutex_;
   std::map<uint32_t, std::shared_ptr<Context>> contexts_;
   uint32_t lastContextId_ = 0;

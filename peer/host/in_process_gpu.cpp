@@ -14,17 +14,20 @@ class LocalTransport final : public GuestTransport {
   LocalTransport() {
     std::string error;
     if (const EglDisplay* const display = EglDisplay::get(&error)) {
-      guest_ = std::make_unique<Guest>(counters_, *display);
+      guest_ = std::make_unique<Guest>(counters_, *display, 1);
     } else {
       logLine("no OpenGL: %s", error.c_str());
     }
   }
 
-  bool deliver(std::span<uint8_t> packet, std::span<const uint8_t> path, bool pathReadable,
-               std::shared_ptr<ChannelMemory>& channel) override {
+  bool deliver(std::span<uint8_t> packet, std::span<const uint8_t> path, bool pathReadable) override {
     if (guest_ == nullptr) return false;
-    if (const std::shared_ptr<Context> made = guest_->answer(packet, {path, pathReadable})) channel = made->channel();
+    guest_->answer(packet, {path, pathReadable});
     return true;
+  }
+  std::shared_ptr<ChannelMemory> openChannel(uint32_t contextId) override {
+    const std::shared_ptr<Context> context = guest_ == nullptr ? nullptr : guest_->openChannel(contextId);
+    return context == nullptr ? nullptr : context->channel();
   }
   bool openAllocation(const sim::GpuAllocation& allocation) override {
     return guest_ != nullptr &&
@@ -34,8 +37,12 @@ class LocalTransport final : public GuestTransport {
   void closeAllocation(uint32_t handle) override {
     if (guest_ != nullptr) guest_->allocations().close(handle);
   }
-  bool alive() override { return true; }
-  PeerCounters counters() override { return counters_.read(); }
+  bool alive() override { return guest_ != nullptr && !guest_->ended(); }
+  PeerCounters counters() override {
+    PeerCounters out = counters_.read();
+    out.logLines = logLineCount();
+    return out;
+  }
 
  private:
   LiveCounters counters_;

@@ -1,8 +1,6 @@
 // A snapshot of the live numbers.
 #include "peer/host/live_counters.h"
 
-#include "peer/link/log.h"
-
 namespace qv::peer {
 
 PeerCounters LiveCounters::read() const {
@@ -15,7 +13,7 @@ PeerCounters LiveCounters::read() const {
   out.channels = channels.load();
   out.allocations = allocations.load();
   out.mappedBytes = mappedBytes.load();
-  out.logLines = logLineCount();
+  out.logLines = logLines.load();
   return out;
 }
 

@@ -10,7 +10,7 @@ namespace qv::peer {
 
 struct LiveCounters {
   std::atomic<uint32_t> guests{0}, contexts{0}, glContexts{0}, windows{0}, surfaces{0}, channels{0}, allocations{0};
-  std::atomic<uint64_t> mappedBytes{0};
+  std::atomic<uint64_t> mappedBytes{0}, logLines{0};
 
   PeerCounters read() const;
 };

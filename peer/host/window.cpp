@@ -1,6 +1,8 @@
 // Windows, their drawables and the passing of them between contexts.
 #include "peer/host/window.h"
 
+#include <chrono>
+
 #include "peer/host/context.h"
 #include "peer/link/log.h"
 
@@ -11,12 +13,25 @@ Window::~Window() {
   live.surfaces.fetch_sub(static_cast<uint32_t>(surfaces.size()));
 }
 
+bool Window::makeAccumulation() {
+  const uint64_t bytes = uint64_t{16} * static_cast<uint64_t>(width) * static_cast<uint64_t>(height);
+  if (!accumulation.empty()) return true;
+  if (!accumulationBytes.take(budget, bytes)) return false;
+  if (accumulation.resize(width, height)) return true;
+  accumulationBytes.giveBack();
+  return false;
+}
+
 uint32_t WindowSet::create(const DrawableAttributes& attributes) {
   const std::lock_guard lock(mutex_);
+  if (windows_.size() >= mostWindows_) {
+    logLine("guest %u: it has %zu windows and may have no more", guest_, windows_.size());
+    return 0;
+  }
   const DrawableOffer offer = display_.offer(attributes);
   tellShortfalls(attributes, offer);
   const uint32_t id = ++lastId_;
-  windows_.emplace(id, std::make_shared<Window>(counters_, display_, id, attributes, offer));
+  windows_.emplace(id, std::make_shared<Window>(counters_, display_, id, attributes, offer, drawableBytes_));
   return id;
 }
 
@@ -51,23 +66,38 @@ std::shared_ptr<Window> WindowSet::find(uint32_t id) {
   return at == windows_.end() ? nullptr : at->second;
 }
 
-bool WindowSet::acquire(Window& window, Context& context, int32_t width, int32_t height) {
+WindowSurface WindowSet::createSurface(const Window& window, int32_t width, int32_t height) {
+  WindowSurface out;
+  const uint64_t pixels = static_cast<uint64_t>(width) * static_cast<uint64_t>(height);
+  const uint64_t sampleBytes = 4 * static_cast<uint64_t>(window.offer.colorBits) / 8 + 4;
+  if (!out.bytes.take(drawableBytes_, pixels * sampleBytes * std::max<uint64_t>(1, static_cast<uint64_t>(window.offer.samples)))) {
+    logLine("guest %u: its drawables may have no more memory, %d x %d is asked for", guest_, width, height);
+    return out;
+  }
+  out.egl = display_.createSurface(window.attributes, width, height);
+  return out;
+}
+
+bool WindowSet::acquire(Window& window, Context& context, int32_t width, int32_t height, const std::atomic<bool>& stop) {
   std::unique_lock lock(mutex_);
   while (window.holder != nullptr) {
+    if (stop.load()) return false;
     window.holder->requestRelease();
-    released_.wait(lock);
+    released_.wait_for(lock, std::chrono::milliseconds(100));
   }
   if (window.surfaces.empty() || (width > 0 && height > 0 && (width != window.width || height != window.height))) {
     // A window that has never had a size still needs something to draw to.
     const int32_t newWidth = width > 0 && height > 0 ? width : 1, newHeight = width > 0 && height > 0 ? height : 1;
-    const EGLSurface fresh = display_.createSurface(window.attributes, newWidth, newHeight);
-    if (fresh == EGL_NO_SURFACE) return false;
+    WindowSurface fresh = createSurface(window, newWidth, newHeight);
+    if (fresh.egl == EGL_NO_SURFACE) return false;
     for (const auto& [image, surface] : window.surfaces) display_.destroySurface(surface.egl);
     counters_.surfaces.fetch_sub(static_cast<uint32_t>(window.surfaces.size()));
     counters_.surfaces.fetch_add(1);
-    window.surfaces = {{WindowImage{}, WindowSurface{fresh}}};
+    window.surfaces.clear();
+    window.surfaces.emplace(WindowImage{}, std::move(fresh));
     window.selected = {};
     window.accumulation = {};
+    window.accumulationBytes.giveBack();
     window.width = newWidth;
     window.height = newHeight;
   }
@@ -78,9 +108,9 @@ bool WindowSet::acquire(Window& window, Context& context, int32_t width, int32_t
 bool WindowSet::select(Window& window, WindowImage image) {
   const std::lock_guard lock(mutex_);
   if (!window.surfaces.contains(image)) {
-    const EGLSurface fresh = display_.createSurface(window.attributes, window.widthOf(image.level), window.heightOf(image.level));
-    if (fresh == EGL_NO_SURFACE) return false;
-    window.surfaces.emplace(image, WindowSurface{fresh});
+    WindowSurface fresh = createSurface(window, window.widthOf(image.level), window.heightOf(image.level));
+    if (fresh.egl == EGL_NO_SURFACE) return false;
+    window.surfaces.emplace(image, std::move(fresh));
     counters_.surfaces.fetch_add(1);
   }
   window.selected = image;

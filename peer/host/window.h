@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <compare>
 #include <condition_variable>
@@ -14,6 +15,7 @@
 #include "peer/host/drawable_attributes.h"
 #include "peer/host/egl_display.h"
 #include "peer/host/live_counters.h"
+#include "peer/host/quotas.h"
 #include "wire/gl_api.h"
 
 namespace qv::peer {
@@ -28,6 +30,7 @@ struct WindowImage {
 
 struct WindowSurface {
   EGLSurface egl = EGL_NO_SURFACE;
+  Held bytes;
   bool cleared = false;  // EGL hands out memory as it is; true once nothing older shows
 };
 
@@ -35,11 +38,12 @@ struct WindowSurface {
 // has bound asks that context to let it go, which it does between two flushes.
 struct Window {
   Window(LiveCounters& counters, const EglDisplay& egl, uint32_t windowId, const DrawableAttributes& windowAttributes,
-         const DrawableOffer& drawableOffer)
+         const DrawableOffer& drawableOffer, Budget& drawableBytes)
       : id(windowId),
         attributes(windowAttributes),
         offer(drawableOffer),
         display(egl),
+        budget(drawableBytes),
         counter(counters.windows),
         live(counters) {}
   ~Window();
@@ -55,6 +59,10 @@ struct Window {
   int32_t width = 0, height = 0;  // of level 0
   Context* holder = nullptr;
   AccumulationBuffer accumulation;  // of level 0's size, shared by all images; empty until it is used
+  Held accumulationBytes;
+
+  // Called by the holder. False when there is no memory for it.
+  bool makeAccumulation();
 
   // Of the selected image; the window has been acquired.
   WindowSurface& surface() { return surfaces.at(selected); }
@@ -67,35 +75,41 @@ struct Window {
   int32_t heightOf(uint32_t level) const { return std::max(height >> level, 1); }
 
   const EglDisplay& display;
+  Budget& budget;
   CountHeld counter;
   LiveCounters& live;
 };
 
 class WindowSet {
  public:
-  WindowSet(LiveCounters& counters, const EglDisplay& display, uint32_t guest)
-      : counters_(counters), display_(display), guest_(guest) {}
+  WindowSet(LiveCounters& counters, const EglDisplay& display, uint32_t guest, const Quotas& quotas)
+      : counters_(counters), display_(display), guest_(guest), mostWindows_(quotas.windows), drawableBytes_(quotas.drawableBytes) {}
 
+  // The new window's id; 0, with a line in the log, when the guest may have no more.
   uint32_t create(const DrawableAttributes& attributes);
   // False when there is none. A context that has it bound keeps the drawable until it binds another one.
   bool destroy(uint32_t id);
   std::shared_ptr<Window> find(uint32_t id);
 
   // Gives `window` to `context`, which holds no window now, and a drawable of the size to the window; a size of 0 or less
-  // keeps the one it has. A new size takes all images away. Waits for a holder to let go. False when there can be no such
-  // drawable; nothing is held then.
-  bool acquire(Window& window, Context& context, int32_t width, int32_t height);
+  // keeps the one it has. A new size takes all images away. Waits for a holder to let go, until `stop`. False when there can be
+  // no such drawable; nothing is held then.
+  bool acquire(Window& window, Context& context, int32_t width, int32_t height, const std::atomic<bool>& stop);
   // Called by the holder, which then binds the window's surface anew. False when there can be no such image; all is as before.
   bool select(Window& window, WindowImage image);
   // Called by the holder, with no surface bound.
   void release(Window& window);
 
  private:
+  // A fresh surface of a window; egl is EGL_NO_SURFACE when there can be none.
+  WindowSurface createSurface(const Window& window, int32_t width, int32_t height);
   void tellShortfalls(const DrawableAttributes& attributes, const DrawableOffer& offer);
 
   LiveCounters& counters_;
   const EglDisplay& display_;
   const uint32_t guest_;  // its number
+  const uint64_t mostWindows_;
+  Budget drawableBytes_;
   std::mutex mutex_;
   std::condition_variable released_;
   std::map<uint32_t, std::shared_ptr<Window>> windows_;

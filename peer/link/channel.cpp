@@ -66,8 +66,7 @@ void sleepOn(std::atomic<uint32_t>& word, uint32_t seen, uint32_t timeoutMillise
   const timespec timeout{static_cast<time_t>(timeoutMilliseconds / 1000),
                          static_cast<long>(timeoutMilliseconds % 1000) * 1000000};
   // Across processes, so not a private futex. Every way to return is followed by another look at the words.
-  syscall(SYS_futex, reinterpret_cast<uint32_t*>(&word), FUTEX_WAIT, seen, timeoutMilliseconds == 0 ? nullptr : &timeout, nullptr,
-          0);
+  syscall(SYS_futex, reinterpret_cast<uint32_t*>(&word), FUTEX_WAIT, seen, &timeout, nullptr, 0);
 }
 
 void yieldOnce() { sched_yield(); }

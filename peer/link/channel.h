@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <type_traits>
 
 namespace qv::peer {
 
@@ -32,6 +33,9 @@ struct FlushAnswer {
   uint32_t replyBytes = 0, reply2Bytes = 0;  // lengths of the replies, which follow each other in the reply ring
   uint32_t commands = 0;                     // replayed for this flush
 };
+
+// Nothing of the writer's memory goes along in gaps.
+static_assert(std::has_unique_object_representations_v<FlushRequest> && std::has_unique_object_representations_v<FlushAnswer>);
 
 // Word on which one side sleeps. The other side rings it, but only when `sleeping` says that it is needed.
 struct Bell {
@@ -96,8 +100,9 @@ class SpinBudget {
   uint64_t average_ = 5000;
 };
 
-// Waits until `ready()`; spins for `spinNanoseconds` first. `timeoutMilliseconds` bounds each sleep, 0 for none, and
-// `alive()` is asked before each: false ends the wait. Returns whether ready() held at the end.
+// Waits until `ready()`; spins for `spinNanoseconds` first. `timeoutMilliseconds` bounds each sleep, because the other side can
+// falsify the words that would end it, and `alive()` is asked before each: false ends the wait. Returns whether ready() held at
+// the end.
 template <typename Ready, typename Alive>
 bool waitFor(Bell& bell, uint32_t spinNanoseconds, uint32_t timeoutMilliseconds, Ready&& ready, Alive&& alive) {
   if (ready()) return true;

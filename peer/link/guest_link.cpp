@@ -28,17 +28,17 @@ struct GuestLink::Totals {
   std::atomic<uint64_t> packets{0}, flushes{0}, frames{0}, roundTrips{0}, commands{0}, streamBytes{0};
 };
 
-// The guest's end of one context's channel. A context belongs to one thread, but a swap may flush it from another.
+// The guest's end of one context's channel, opened with the first flush. A context belongs to one thread, but a swap may flush it
+// from another.
 struct GuestLink::ContextChannel {
-  ContextChannel(std::shared_ptr<ChannelMemory> memory, GuestTransport& transport)
-      : memory_(std::move(memory)), transport_(transport) {}
+  explicit ContextChannel(GuestTransport& transport) : transport_(transport) {}
 
   // Sends the flush, waits for its answer and brings the replies home. False when the other half is gone.
   // `finishReads`, when there is one, is called while the other half draws already.
   bool flush(const FlushPacket& packet, FlushAnswer& answer, void (*finishReads)(void* context), void* context);
 
  private:
-  bool sendStream(const FlushPacket& packet);
+  bool sendStream(const FlushPacket& packet, uint32_t total);
   bool answered() const { return memory_->answers.load(std::memory_order_acquire) == requests_; }
   bool closed() const { return memory_->closed.load(std::memory_order_relaxed) != 0; }
   void publish() {
@@ -52,7 +52,7 @@ struct GuestLink::ContextChannel {
   }
 
   std::mutex mutex_;
-  const std::shared_ptr<ChannelMemory> memory_;
+  std::shared_ptr<ChannelMemory> memory_;  // null before the first flush
   GuestTransport& transport_;
   OwnMemory guest_;
   uint32_t requests_ = 0;
@@ -63,9 +63,16 @@ struct GuestLink::ContextChannel {
 bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& answer, void (*finishReads)(void* context),
                                       void* context) {
   const std::lock_guard lock(mutex_);
+  if (memory_ == nullptr) memory_ = transport_.openChannel(packet.contextId);
+  if (memory_ == nullptr) {
+    if (!transport_.alive()) return false;
+    logLine("context %u: no channel to be had", packet.contextId);
+    answer = {kStatusUnavailable};
+    return true;
+  }
   ChannelMemory& channel = *memory_;
   if (closed()) return false;
-  FlushRequest& request = channel.flush;
+  FlushRequest request;  // the words there are the other half's to change
   request.processId = packet.processId;
   request.windowId = packet.windowId;
   request.presentMode = packet.presentMode;
@@ -74,6 +81,7 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   request.streamBytes = packet.stream.address == 0 ? 0 : packet.stream.size;
   request.replyBytes = packet.reply.address == 0 ? 0 : packet.reply.size;
   request.reply2Bytes = packet.reply2.address == 0 ? 0 : packet.reply2.size;
+  channel.flush = request;
   channel.streamWritten.store(0, std::memory_order_relaxed);
   channel.streamFault.store(0, std::memory_order_relaxed);
   channel.replyRead.store(0, std::memory_order_relaxed);
@@ -81,19 +89,18 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   published_ = false;
   const uint64_t from = detail::monotonicNanoseconds();
   if (finishReads == nullptr) channel.writable.store(requests_, std::memory_order_relaxed);  // published with the request
-  if (!sendStream(packet)) return false;
+  if (!sendStream(packet, request.streamBytes)) return false;
   if (finishReads != nullptr) {
     finishReads(context);
     channel.writable.store(requests_, std::memory_order_release);
     ring(channel.peerBell);
   }
 
-  // The first length is known before the first byte arrives, the second with it.
   const auto fetch = [&](uint64_t at, uint32_t bytes) {
     const uint32_t inRing = static_cast<uint32_t>(at % kReplyRing);
-    const bool second = at >= channel.answer.replyBytes;
-    const uint64_t inPart = second ? at - channel.answer.replyBytes : at;
-    const uint64_t partLength = second ? channel.answer.reply2Bytes : channel.answer.replyBytes;
+    const bool second = at >= answer.replyBytes;
+    const uint64_t inPart = second ? at - answer.replyBytes : at;
+    const uint64_t partLength = second ? answer.reply2Bytes : answer.replyBytes;
     const auto piece = static_cast<uint32_t>(std::min<uint64_t>({bytes, partLength - inPart, kReplyRing - inRing}));
     const bool done =
         guest_.write((second ? packet.reply2.address : packet.reply.address) + inPart, channel.replyRing + inRing, piece);
@@ -101,7 +108,7 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   };
   SpinBudget& spin = packet.presentMode != 0 ? frameSpin_ : replySpin_;
   uint64_t fetched = 0;
-  bool unwritable = false;
+  bool known = false, unwritable = false;
   for (;;) {
     uint32_t written = 0;
     const bool ready = wait(spin.nanoseconds(), [&] {
@@ -110,7 +117,16 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
     });
     if (!ready) return false;
     const bool last = answered();
-    const uint64_t there = last ? uint64_t{channel.answer.replyBytes} + channel.answer.reply2Bytes : written;
+    // It stands before the first byte of a reply arrives.
+    if (!known) answer = channel.answer;
+    const uint64_t total = uint64_t{answer.replyBytes} + answer.reply2Bytes;
+    if (answer.replyBytes > request.replyBytes || answer.reply2Bytes > request.reply2Bytes || (!last && written > total)) {
+      logLine("context %u: replies of %u and %u bytes, %u and %u asked for", packet.contextId, answer.replyBytes, answer.reply2Bytes,
+              request.replyBytes, request.reply2Bytes);
+      return false;
+    }
+    known = true;
+    const uint64_t there = last ? total : written;
     while (fetched < there) {
       const auto [done, piece] = fetch(fetched, static_cast<uint32_t>(std::min<uint64_t>(there - fetched, kReplyRing)));
       unwritable = unwritable || !done;
@@ -121,7 +137,6 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
     ring(channel.peerBell);
   }
   spin.waited(detail::monotonicNanoseconds() - from);
-  answer = channel.answer;
   if (unwritable && answer.status == 0) {
     logLine("context %u: a reply buffer of %u and %u bytes cannot be written", packet.contextId, packet.reply.size,
             packet.reply2.size);
@@ -131,9 +146,8 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
 }
 
 // False when the other half is gone. A stream that cannot be read, or that the other half gives up on, is not a failure here.
-bool GuestLink::ContextChannel::sendStream(const FlushPacket& packet) {
+bool GuestLink::ContextChannel::sendStream(const FlushPacket& packet, uint32_t total) {
   ChannelMemory& channel = *memory_;
-  const uint32_t total = channel.flush.streamBytes;
   uint32_t written = 0;
   while (written < total) {
     uint32_t piece = std::min(total - written, total <= kWholeStream ? kWholeStream : kPiece);
@@ -186,7 +200,6 @@ NTSTATUS GuestLink::escapeFrame(void* packet, uint32_t size, void (*finishReads)
 NTSTATUS GuestLink::control(uint8_t* packet, uint32_t size) {
   std::vector<uint8_t> path;
   bool readable = true;
-  uint32_t deleted = 0;
   EscapeHeader header;
   std::memcpy(&header, packet, sizeof header);
   if (header.code == EscapeCode::CreateContext && size == sizeof(CreateContextPacket)) {
@@ -199,23 +212,24 @@ NTSTATUS GuestLink::control(uint8_t* packet, uint32_t size) {
       if (readable) readable = memory.read(create.imagePath.address, path.data(), path.size());
     }
   }
-  std::shared_ptr<ChannelMemory> channel;
-  if (!transport_->deliver({packet, size}, path, readable, channel)) return kGone;
+  if (!transport_->deliver({packet, size}, path, readable)) return kGone;
+  std::memcpy(&header, packet, sizeof header);
+  if (header.status != 0) return 0;
+  if (header.code == EscapeCode::CreateContext && size == sizeof(CreateContextPacket)) {
+    CreateContextPacket create;
+    std::memcpy(&create, packet, sizeof create);
+    const std::lock_guard lock(mutex_);
+    channels_[create.contextId] = std::make_shared<ContextChannel>(*transport_);
+  }
   if (header.code == EscapeCode::DeleteContext && size == sizeof(DeleteContextPacket)) {
     DeleteContextPacket remove;
     std::memcpy(&remove, packet, sizeof remove);
-    if (remove.header.status == 0) deleted = remove.contextId;
-  }
-  std::shared_ptr<ContextChannel> gone;  // unmapped outside the lock
-  const std::lock_guard lock(mutex_);
-  if (channel != nullptr) {
-    CreateContextPacket create;
-    std::memcpy(&create, packet, sizeof create);
-    channels_[create.contextId] = std::make_shared<ContextChannel>(std::move(channel), *transport_);
-  }
-  if (const auto at = channels_.find(deleted); at != channels_.end()) {
-    gone = std::move(at->second);
-    channels_.erase(at);
+    std::shared_ptr<ContextChannel> gone;  // unmapped outside the lock
+    const std::lock_guard lock(mutex_);
+    if (const auto at = channels_.find(remove.contextId); at != channels_.end()) {
+      gone = std::move(at->second);
+      channels_.erase(at);
+    }
   }
   return 0;
 }

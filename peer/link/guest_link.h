@@ -23,9 +23,10 @@ class GuestTransport {
  public:
   virtual ~GuestTransport() = default;
   // Delivers a packet that is not a flush and writes its status and reply fields. `path` is what its buffer row names, when
-  // `pathReadable`. A create packet that succeeds puts the new context's channel into `channel`. False when nobody is there.
-  virtual bool deliver(std::span<uint8_t> packet, std::span<const uint8_t> path, bool pathReadable,
-                       std::shared_ptr<ChannelMemory>& channel) = 0;
+  // `pathReadable`. False when nobody is there.
+  virtual bool deliver(std::span<uint8_t> packet, std::span<const uint8_t> path, bool pathReadable) = 0;
+  // The channel of a context, made before its first flush. Null when there is none to be had.
+  virtual std::shared_ptr<ChannelMemory> openChannel(uint32_t contextId) = 0;
   virtual bool openAllocation(const sim::GpuAllocation& allocation) = 0;
   virtual void closeAllocation(uint32_t handle) = 0;
   virtual bool alive() = 0;

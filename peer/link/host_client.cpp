@@ -31,8 +31,7 @@ class HostTransport final : public GuestTransport {
   explicit HostTransport(int socket) : socket_(socket) {}
   ~HostTransport() override { close(socket_); }
 
-  bool deliver(std::span<uint8_t> packet, std::span<const uint8_t> path, bool pathReadable,
-               std::shared_ptr<ChannelMemory>& channel) override {
+  bool deliver(std::span<uint8_t> packet, std::span<const uint8_t> path, bool pathReadable) override {
     HostRequest request;
     request.message = HostMessage::Packet;
     if (packet.size() > sizeof request.packet) {
@@ -44,15 +43,21 @@ class HostTransport final : public GuestTransport {
     request.pathReadable = pathReadable;
     std::memcpy(request.packet, packet.data(), packet.size());
     HostReply reply;
-    int file = -1;
-    if (!ask(request, path, -1, reply, &file)) return false;
+    if (!ask(request, path, -1, reply, nullptr)) return false;
     std::memcpy(packet.data(), reply.packet, packet.size());
-    if (file >= 0) {
-      if (ChannelMemory* const memory = mapChannel(file)) channel = std::shared_ptr<ChannelMemory>(memory, unmapChannel);
-      close(file);
-      return channel != nullptr;
-    }
     return true;
+  }
+
+  std::shared_ptr<ChannelMemory> openChannel(uint32_t contextId) override {
+    HostRequest request;
+    request.message = HostMessage::OpenChannel;
+    request.contextId = contextId;
+    HostReply reply;
+    int file = -1;
+    if (!ask(request, {}, -1, reply, &file) || file < 0) return nullptr;
+    ChannelMemory* const memory = mapChannel(file);
+    close(file);
+    return memory == nullptr ? nullptr : std::shared_ptr<ChannelMemory>(memory, unmapChannel);
   }
 
   bool openAllocation(const sim::GpuAllocation& allocation) override {

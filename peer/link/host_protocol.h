@@ -1,8 +1,9 @@
-// What goes over the socket between a guest and a qv-host: one message, one reply, each a packet of its own. Flushes do not
-// come this way; they go through the channel whose file a context's creation passes along.
+// What goes over the socket between a guest and its host: one message, one reply, each a packet of its own. Flushes do not come
+// this way; they go through their context's channel.
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 #include "peer/link/statistics.h"
 
@@ -10,12 +11,13 @@ namespace qv::peer {
 
 enum class HostMessage : uint32_t {
   Counters = 1,         // asks for PeerCounters; also the first word of a connection
-  Packet = 2,           // an Escape packet but a flush; a created context's channel file comes with the reply
+  Packet = 2,           // an Escape packet but a flush
   OpenAllocation = 3,   // its memory file comes with the message
   CloseAllocation = 4,  // by allocation.handle
+  OpenChannel = 5,      // of a context, by contextId, before its first flush; the file of the channel comes with the reply
 };
 
-inline constexpr uint32_t kHostProtocol = 1;  // raised when any record here or in channel.h changes
+inline constexpr uint32_t kHostProtocol = 2;  // raised when any record here or in channel.h changes
 inline constexpr uint32_t kPacketRoom = 256;
 
 // What the kernel driver tells of an allocation.
@@ -32,6 +34,7 @@ struct HostRequest {
   uint32_t packetBytes = 0;
   uint32_t pathBytes = 0;  // of the image path, behind this record
   uint32_t pathReadable = 1;
+  uint32_t contextId = 0;
   AllocationDescription allocation;
   uint8_t packet[kPacketRoom] = {};
 };
@@ -42,6 +45,9 @@ struct HostReply {
   PeerCounters counters;
   uint8_t packet[kPacketRoom] = {};
 };
+
+// Nothing of the sender's memory goes along in gaps.
+static_assert(std::has_unique_object_representations_v<HostRequest> && std::has_unique_object_representations_v<HostReply>);
 
 // Sends `bytes` bytes in up to two parts, with a file if `fd` is not -1. False when the other side is gone.
 bool sendMessage(int socket, const void* first, uint32_t firstBytes, const void* second, uint32_t secondBytes, int fd);

@@ -12,6 +12,9 @@ namespace qv::peer {
 // called under a lock, from any thread of the peer, with a line that has no line end.
 void setLogSink(std::function<void(std::string_view line)> sink);
 
+// Writes no more than so many lines in a second, 0 for any number; the first line after that says how many were dropped.
+void limitLog(uint32_t linesPerSecond);
+
 // Lines written since the process started, whatever the sink. A qv-host tells its number in PeerCounters.
 uint64_t logLineCount();
 

@@ -24,6 +24,7 @@ struct PeerCounters {
   uint32_t surfaces = 0;  // drawables behind the windows
   uint32_t channels = 0;  // shared-memory channels, and so replaying threads
   uint32_t allocations = 0;
+  uint32_t unused = 0;
   uint64_t mappedBytes = 0;  // guest and channel memory mapped by the peer
   uint64_t logLines = 0;
 };

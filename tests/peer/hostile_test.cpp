@@ -282,7 +282,7 @@ TEST_F(Hostile, FlushPackets) {
   };
   refused([](FlushPacket& p) { p.contextId = 77; }, "context 77");
   refused([](FlushPacket& p) { p.windowId = 77; }, "window 77");
-  refused([](FlushPacket& p) { p.backBuffer = 77; }, "allocation 77");
+  refused([](FlushPacket& p) { p.backBuffer = 77, p.presentMode = 1029; }, "allocation 77");
   refused([](FlushPacket& p) { p.presentMode = 1; }, "present mode 1");
   refused([](FlushPacket& p) { p.stream.direction = 1; }, "directions 1");
   refused([](FlushPacket& p) { p.reply.direction = 0; }, "directions 0, 0");
@@ -293,6 +293,19 @@ TEST_F(Hostile, FlushPackets) {
   gpu.escape(&packet, 128);
   EXPECT_NE(packet.header.status, 0);
   expectOneLine({"128 bytes"});
+}
+
+// A flush that names an unknown allocation loses the picture and nothing else: its stream is carried out and its question answered.
+TEST_F(Hostile, UnknownAllocationsLoseThePictureAlone) {
+  const Stream stream = Stream().add(305, 1, 2, 3, 4);
+  FlushPacket packet = guest.flushPacket(stream.data);
+  packet.backBuffer = 77;
+  EXPECT_EQ(guest.send(packet), 0);
+  expectOneLine({"allocation 77"});
+  packet.presentMode = 1029;
+  EXPECT_NE(guest.send(packet), 0);
+  expectOneLine({"allocation 77"});
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0BA2u, 1u)), 1);
 }
 
 // --- addresses ---
@@ -347,6 +360,10 @@ TEST_F(Hostile, Allocations) {
   const Surface loose(0x500, 8, 8, false);
   EXPECT_FALSE(gpu.openAllocation(loose.allocation));
   expectOneLine({"not sealed"});
+  sim::GpuAllocation elsewhere = loose.allocation;
+  elsewhere.fd = 0;
+  EXPECT_FALSE(gpu.openAllocation(elsewhere));
+  expectOneLine({"not sealed"});
   const Surface good(0x501, 8, 8);
   const auto refused = [&](auto&& change) {
     sim::GpuAllocation changed = good.allocation;
@@ -360,7 +377,6 @@ TEST_F(Hostile, Allocations) {
   refused([](sim::GpuAllocation& a) { a.pitch = 33; });
   refused([](sim::GpuAllocation& a) { a.width = 0; });
   refused([](sim::GpuAllocation& a) { a.width = 0x40000001; });
-  refused([](sim::GpuAllocation& a) { a.fd = 0; });
   EXPECT_TRUE(gpu.openAllocation(good.allocation));
   EXPECT_FALSE(gpu.openAllocation(good.allocation));
   expectOneLine({"twice"});

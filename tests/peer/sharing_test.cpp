@@ -167,12 +167,14 @@ TEST_F(Sharing, ContextsComeAndGo) {
 TEST_F(Sharing, Counters) {
   EXPECT_EQ(gpu.counters().guests, 1u);
   EXPECT_EQ(gpu.counters().contexts, 2u);
-  EXPECT_EQ(gpu.counters().channels, 2u);
+  EXPECT_EQ(gpu.counters().channels, 0u);
   EXPECT_EQ(gpu.counters().glContexts, 0u);
   EXPECT_EQ(gpu.counters().windows, 1u);
   EXPECT_EQ(gpu.counters().surfaces, 0u);
   EXPECT_EQ(gpu.counters().allocations, 1u);
   ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  // A context gets its thread and its OpenGL with its first flush.
+  EXPECT_EQ(gpu.counters().channels, 1u);
   EXPECT_EQ(gpu.counters().glContexts, 1u);
   EXPECT_EQ(gpu.counters().surfaces, 1u);
   first.width = 9;
