@@ -1,4 +1,4 @@
-// A guest's surface memory as the peer has it mapped: where finished frames go.
+// Allocation: the memory of a guest's surface as the host has it mapped; finished frames go there.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ struct Allocation {
 class AllocationSet {
  public:
   explicit AllocationSet(LiveCounters& counters) : counters_(counters) {}
-  // Maps the memory file, which stays the caller's. False when the description does not fit the file, the file can shrink, or
+  // Maps the memory file; the caller keeps the file. False when the description does not fit the file, the file can shrink, or
   // the handle is taken.
   bool open(const AllocationDescription& description, int fd);
   bool close(uint32_t handle);

@@ -1,5 +1,5 @@
-// What goes over the socket between a guest and a qv-host: one message, one reply, each a packet of its own. Flushes do not
-// come this way; they go through the channel whose file a context's creation passes along.
+// What goes over the socket between a guest and a qv-host: one message, one reply, each a packet of the socket. Flushes do not
+// come this way: they go through the channel of their context, whose file comes with the reply to the context's creation.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@
 namespace qv::peer {
 
 enum class HostMessage : uint32_t {
-  Counters = 1,         // asks for PeerCounters; also the first word of a connection
-  Packet = 2,           // an Escape packet but a flush; a created context's channel file comes with the reply
+  Counters = 1,         // asks for PeerCounters; also the first message of a connection
+  Packet = 2,           // an Escape packet other than a flush; the channel file of a new context comes with the reply
   OpenAllocation = 3,   // its memory file comes with the message
   CloseAllocation = 4,  // by allocation.handle
 };
@@ -38,12 +38,12 @@ struct HostRequest {
 
 struct HostReply {
   uint32_t protocol = kHostProtocol;
-  uint32_t done = 0;  // 1: the message was understood and, but for packets, carried out
+  uint32_t done = 0;  // 1: carried out; of a packet only that it was answered, its own status says how
   PeerCounters counters;
   uint8_t packet[kPacketRoom] = {};
 };
 
-// Sends `bytes` bytes in up to two parts, with a file if `fd` is not -1. False when the other side is gone.
+// Sends one message in up to two parts, with a file if `fd` is not -1. False when the other side is gone.
 bool sendMessage(int socket, const void* first, uint32_t firstBytes, const void* second, uint32_t secondBytes, int fd);
 // Receives one message; a file that comes with it goes to `fd`, else -1. Returns its length, cut to `room`; 0 when the other
 // side is gone.

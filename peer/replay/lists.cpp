@@ -48,7 +48,7 @@ void glCallList(Replayer& replayer, GLuint list) {
 }
 
 void glCallLists(Replayer& replayer, const CallListsRecord& record, Reader& names) {
-  if (record.bytes != names.left()) return replayer.fail("%u bytes of names told, %u there", record.bytes, static_cast<uint32_t>(names.left()));
+  if (record.bytes != names.left()) return replayer.fail("byte count of %u for %u bytes of names", record.bytes, static_cast<uint32_t>(names.left()));
   const uint8_t* const data = names.rest().data();
   callLists(replayer, [&] { gl.glCallLists(record.count, record.type, data); });
 }

@@ -1,4 +1,4 @@
-// ReplayState: what the host keeps of one context besides GL's own state, for the functions that replay its commands.
+// ReplayState: what the host keeps for one context besides GL's own state.
 #pragma once
 
 #include <memory>
@@ -41,7 +41,7 @@ struct ReplayState {
   // --- runs ---
   RunLayout runLayout;  // of the last run; most runs have the layout of the one before
   RunArrays runArrays;
-  const uint8_t* joinSeen = nullptr;  // runs of the stretch before this place have been looked at for joining
+  const uint8_t* joinSeen = nullptr;  // place in the stretch: the runs before it have been tried for joining
 };
 
 }  // namespace qv::peer
