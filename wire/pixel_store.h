@@ -1,4 +1,4 @@
-// PixelStoreState: how images lie in client memory (glPixelStore). Guest and host keep the same state by the same rule.
+// PixelStoreState: how images lie in client memory (glPixelStore).
 #pragma once
 
 #include <cstdint>

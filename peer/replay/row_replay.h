@@ -113,7 +113,7 @@ struct FormReplay<Row, Array<Per>> {
   using Call = RowCall<Row>;
   static_assert(Call::kPointerCount >= 1 && Call::kPointerCount <= 2 && Call::kFirstPointer >= 1);
   static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
-    // Not every function of every OpenGL looks at the sign before it copies.
+    // Some functions of some OpenGLs copy before they check the sign.
     if (static_cast<int64_t>(Call::L::template scalar<Call::L::kCountArg>(fixed)) < 0) return refuse(replayer, GL_INVALID_VALUE);
     const auto data = rest.rest();
     uint8_t* const values = replayer.scratch(data.size() + 64);
@@ -160,7 +160,7 @@ struct FormReplay<Row, Query<Answer>> {
   }
 };
 
-// These names crash an OpenGL that offers the extension without memory objects that have devices.
+// Device identifiers of memory objects: they crash an OpenGL that offers the extension without such devices.
 constexpr bool isDeadlyName(GLenum name) { return name == GL_DEVICE_LUID_EXT || name == GL_DEVICE_NODE_MASK_EXT; }
 
 // Queries into memory. GL decides by a name how much it writes, at most kScratchBytes for any name. The guest gets as much as the
