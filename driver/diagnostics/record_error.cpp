@@ -47,8 +47,7 @@ const char* errorName(uint32_t code) {
 
 void recordError(GlContext* context, uint32_t code, int force, const char* format, ...) {
   ++context->errorsRaised;
-  // While a list is being compiled its commands are stored and cannot fail yet; other calls are not told apart (required oddity
-  // 3).
+  // Required oddity 3: while a list is being compiled its commands are stored and cannot fail yet; other calls are not told apart.
   if (context->recordingList != nullptr && context->listMode != GL_COMPILE_AND_EXECUTE && force == 0) return;
   assignMessageId(context, apiErrorId);
   const uint32_t id = apiErrorId.load(std::memory_order_relaxed);
