@@ -50,8 +50,8 @@ void writePatch(uint32_t index, uint32_t allocationIndex, uint32_t slot, uint32_
                            .SplitOffset = 0};
 }
 
-// Renders what stands in the buffers and takes over the buffers for the next submission. The result is not read (required oddity
-// 77). A render that returns no buffers leaves the present ones in place, so that the next submission still has some.
+// Renders what stands in the buffers and takes over the buffers for the next submission. Required oddity 77: the result is
+// not read. A render that returns no buffers leaves the present ones in place, so that the next submission still has some.
 void render(D3DKMT_RENDER& record, uint32_t bytes, uint32_t allocations, uint32_t patches) {
   record.hContext = Host.context;
   record.CommandLength = bytes;
