@@ -53,7 +53,8 @@ void replayRun(Replayer& replayer, VertexRunRecord record, Reader& rest, bool en
   const Elements<uint8_t> bytes = rest.rest();
   RunData run;
   if (!measure(layout, bytes, run)) {
-    return replayer.fail("%llu bytes of vertices of %u bytes end inside an attribute", static_cast<unsigned long long>(bytes.size()), layout.stride);
+    const auto size = static_cast<unsigned long long>(bytes.size());
+    return replayer.fail("%llu bytes of vertices of %u bytes end inside an attribute", size, layout.stride);
   }
 
   const uint32_t mode = record.mode();
