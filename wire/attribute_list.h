@@ -20,7 +20,7 @@ class AttributeList {
   const uint16_t* words() const { return words_; }
 
  private:
-  // No list takes more than nine words and its end.
+  // The longest list has nine words and its zero.
   uint16_t words_[kAttributeWords] = {};
   uint32_t count_ = 0;
 };

@@ -1,4 +1,4 @@
-// What stands in the columns of the table of entry points.
+// The columns of the table of entry points: special numbers, properties and implementations.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// The walk from command to command of a stream, for readers that need not answer while it arrives.
+// CommandWalk: goes from command to command of a stream that is complete in memory.
 #pragma once
 
 #include <cstdint>
@@ -8,12 +8,12 @@
 
 namespace qv {
 
-// Takes commands off the front of a stream that is all there.
+// The host, whose streams are still arriving, has a walk of its own (peer/replay/replayer.h).
 class CommandWalk {
  public:
   CommandWalk(const uint8_t* stream, uint64_t bytes) : stream_(stream), bytes_(bytes) {}
 
-  // The next command. False at the end of the stream, and at a command that does not fit into it: malformed() tells.
+  // The next command. False at the end of the stream, and at a command that reaches beyond the end: malformed() tells which.
   bool next(uint32_t& opcode, Reader& payload) {
     at_ = next_;
     if (at_ >= bytes_) return false;
@@ -34,7 +34,7 @@ class CommandWalk {
     return true;
   }
 
-  // Of the command that next() was last asked for, from the start of the stream.
+  // Where the command begins that next() last looked at, from the start of the stream.
   uint64_t offset() const { return at_; }
   bool malformed() const { return malformed_; }
 

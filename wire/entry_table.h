@@ -58,7 +58,7 @@ constexpr void forEachRow(Visitor&& visit) {
 #include "wire/entry_points.def"
 }
 
-// Whether a routine of this form writes a command.
+// Whether the routine of a row writes a command.
 template <typename Row>
 inline constexpr bool kHasCommand = Row::kOpcode != kNoOpcode && !std::is_same_v<typename Row::Form, Local>;
 

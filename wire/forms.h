@@ -7,7 +7,7 @@
 
 namespace qv {
 
-// Which table a value count comes from. The pname is the last scalar, but for ValueFirst, where an index follows it.
+// The table that a value count comes from. The pname is the last scalar; with ValueFirst it is the first, and an index follows.
 enum class CountRule { Value, ValueFirst, TexEnv, Map };
 
 struct Fixed {};  // scalars only
@@ -29,7 +29,7 @@ struct TextQuery {};  // Text, answered by the return value
 template <typename Record>
 struct As {};       // words and data as the record of wire/records/ says
 struct Local {};    // no command
-struct Family {};   // laid out by the routine of its family, which is not built yet
+struct Family {};   // laid out by its family, which is not built yet
 
 // Queries write their scalars and flush for a reply.
 template <typename Reply>

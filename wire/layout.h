@@ -21,8 +21,8 @@ inline constexpr bool kIsPointer = std::is_pointer_v<T> && !std::is_same_v<T, GL
 template <typename T>
 using Pointee = std::remove_const_t<std::remove_pointer_t<T>>;
 
-// Width of a scalar on the wire: pointers in disguise, GLintptr, GLsizeiptr and GLsync, go as their low 32 bits. GLintptr and
-// GLint64 are one C type, but no call takes a GLint64 by value: a signed 64-bit scalar is cut, an unsigned one (GLuint64) is not.
+// Width of a scalar on the wire. GLintptr, GLsizeiptr and GLsync go as their low 32 bits (required oddity 54). GLintptr and
+// GLint64 are one C type, and no call takes a GLint64 by value: a signed 64-bit scalar is cut, an unsigned one (GLuint64) is not.
 template <typename T>
 constexpr uint32_t scalarWidth() {
   if (std::is_same_v<T, GLsync>) return 4;
@@ -41,8 +41,8 @@ struct Slots {
   uint32_t payload = 0;  // bytes
 };
 
-// Arguments in order. Components narrower than 32 bits are packed; where the command has wider arguments too, each group of
-// them fills whole words. `VectorCount` components stand for each pointer, none when it is 0.
+// Lays the arguments out in order. Components narrower than 32 bits are packed; beside wider arguments each group of narrow ones
+// fills whole words. `VectorCount` components stand for each pointer, none when it is 0.
 template <uint32_t VectorCount, typename... A>
 constexpr Slots<sizeof...(A)> layOut() {
   Slots<sizeof...(A)> out;
@@ -151,7 +151,7 @@ struct Arguments {
   }())::type;
 };
 
-// Bytes of `count` times `each`; a negative count has none, and GL refuses it before it reads anything.
+// Bytes of `count` elements of `each` bytes. A negative count has none: GL refuses it before it reads anything.
 template <typename Count>
 constexpr uint64_t bytesOf(Count count, uint64_t each) {
   if constexpr (std::is_signed_v<Count>) {
@@ -185,7 +185,6 @@ struct LayoutBase {
   template <typename T>
   static inline void storeOne([[maybe_unused]] uint8_t* payload, [[maybe_unused]] const Slot& slot, [[maybe_unused]] T value) {
     if constexpr (kIsPointer<T>) {
-      // In bounds: the slot's components end within the kPayload bytes.
       if constexpr (FormTraits<Form>::kVector != 0) std::memcpy(payload + slot.offset, value, FormTraits<Form>::kVector * sizeof(Pointee<T>));
     } else {
       putScalar<T>(payload + slot.offset, value);
@@ -193,7 +192,7 @@ struct LayoutBase {
   }
 };
 
-// A row's payload: `kPayload` bytes of fixed part, then `tailBytes` of data. Only forms with kHasTail have any data; there the
+// A row's payload: `kPayload` bytes of fixed part, then a tail of tailBytes() bytes. Only forms with kHasTail have a tail. Its
 // length is a word or an argument of the fixed part, and both ends compute it here.
 template <typename Form, typename... A>
 struct Layout : LayoutBase<Form, A...> {

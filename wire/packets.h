@@ -35,7 +35,7 @@ struct EscapeHeader {
 static_assert(sizeof(EscapeHeader) == 24);
 static_assert(offsetof(EscapeHeader, code) == 8 && offsetof(EscapeHeader, status) == 12 && offsetof(EscapeHeader, layout) == 16);
 
-// One stretch of guest memory that the kernel driver reads (direction 0) or writes (direction 1) during the call.
+// One piece of guest memory that the kernel driver reads (direction 0) or writes (direction 1) during the call.
 struct EscapeBufferRow {
   uint64_t address = 0;  // guest user-mode address, 0 when unused
   uint32_t size = 0;     // bytes; read back after the call on a row the host answers in

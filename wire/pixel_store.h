@@ -1,5 +1,4 @@
-// PixelStoreState: how client memory is laid out for images, as glPixelStore tells it. Guest and host keep the same state by the
-// same rule.
+// PixelStoreState: how images lie in client memory (glPixelStore).
 #pragma once
 
 #include <cstdint>
@@ -25,7 +24,7 @@ struct PixelStoreState {
   PixelStoreHalf pack;
 };
 
-// Stores `value` for `pname`, which selects the half. 0, or the GL error of a value or name that is refused: the state then stays.
+// Stores `value` for `pname`, which selects the half. Returns 0, or the GL error of a refused value or name; the state then stays.
 inline GLenum setPixelStore(PixelStoreState& state, GLenum pname, int32_t value) {
   const auto flag = [&](uint8_t& field) {
     field = value != 0;

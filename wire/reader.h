@@ -31,10 +31,10 @@ class Elements {
   uint64_t count_ = 0;
 };
 
-// Takes values off the front of a payload. What is not there is not read: the first request that reaches beyond the payload makes
-// the reader fail, and a reader that has failed has nothing left. All sizes are 64-bit and cannot wrap.
+// Takes values off the front of a payload. A request that reaches beyond the payload reads nothing and makes the reader fail; a
+// failed reader has nothing left. All sizes are 64-bit and cannot wrap.
 //
-// Who gives out a reader looks at failed() when it comes back, so that whoever reads and forgets to look does no harm.
+// Whoever hands a reader to another routine looks at failed() afterwards: a routine that forgets to look does no harm.
 class Reader {
  public:
   Reader(const uint8_t* data, uint64_t bytes) : at_(data), left_(bytes) {}
@@ -42,7 +42,7 @@ class Reader {
   bool failed() const { return at_ == nullptr; }
   uint64_t left() const { return left_; }
 
-  // The next `n` bytes; null when there are not as many.
+  // The next `n` bytes; null when fewer are left.
   [[nodiscard]] const uint8_t* bytes(uint64_t n) {
     if (n > left_) [[unlikely]] {
       fail();
@@ -53,7 +53,7 @@ class Reader {
     left_ -= n;
     return taken;
   }
-  // The next value or record. False, with `out` as it was, when it is not all there.
+  // The next value or record. False, with `out` unchanged, when fewer bytes are left.
   template <typename T>
   [[nodiscard]] bool take(T& out) {
     static_assert(std::is_trivially_copyable_v<T>);
@@ -62,7 +62,7 @@ class Reader {
     std::memcpy(&out, from, sizeof out);
     return true;
   }
-  // The next `count` values; none, and the reader fails, when there are not as many.
+  // The next `count` values. When fewer are left there are none, and the reader fails.
   template <typename T>
   [[nodiscard]] Elements<T> elements(uint64_t count) {
     if (count > left_ / sizeof(T)) {
@@ -72,7 +72,7 @@ class Reader {
     const uint8_t* const from = bytes(count * sizeof(T));
     return from == nullptr ? Elements<T>{} : Elements<T>{from, count};
   }
-  // A text of `length` bytes, its zero included. Null, and the reader fails, when it is not there or does not end with its zero.
+  // A text of `length` bytes, which end with a zero. Null, and the reader fails, when fewer are left or the last one is not zero.
   [[nodiscard]] const char* text(uint64_t length) {
     const uint8_t* const from = length == 0 ? nullptr : bytes(length);
     if (from == nullptr || from[length - 1] != 0) {

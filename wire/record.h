@@ -1,4 +1,4 @@
-// What a command record is: the words of a command that no form lays out, in wire order, as a plain struct.
+// CommandRecord: the words of a command that no form lays out, as a plain struct in wire order.
 //
 // A record is stored, read, measured and dumped from its one definition. Each member is a word of the command:
 //
@@ -6,12 +6,12 @@
 //     GLuint name;
 //     uint32_t bytes;
 //     static constexpr const char* kWords[] = {"name", "bytes"};  // for the dump, one per member
-//     uint64_t tailBytes() const { return bytes; }                 // length of the data behind the words; absent without data
-//     static Example of(GLuint name, const void* data);            // from the arguments of a stamped row; absent without one
+//     uint64_t tailBytes() const { return bytes; }                 // length of the tail; absent when there is none
+//     static Example of(GLuint name, const void* data);            // from the arguments of the GL routine, if there is one
 //   };
 //
-// A record whose data ends with its command, and says its length nowhere, has `static constexpr bool kOpenTail = true` instead
-// of tailBytes.
+// A record whose tail has no length word and reaches to the end of its command has `static constexpr bool kOpenTail = true` in
+// place of tailBytes().
 #pragma once
 
 #include <concepts>

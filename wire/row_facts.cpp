@@ -55,7 +55,7 @@ struct KeyList {
   static constexpr std::array<GLenum, sizeof...(Keys)> value = {Keys...};
 };
 
-// What each form says of itself.
+// The facts of each form.
 constexpr void fillForm(RowFacts& row, Fixed) { row.form = FormKind::Fixed; }
 template <uint32_t N>
 constexpr void fillForm(RowFacts& row, Vec<N>) {
@@ -224,7 +224,7 @@ void appendValues(std::string& out, const uint8_t* at, uint64_t count, uint32_t 
   out += '}';
 }
 
-// The element that the data behind the fixed part is made of.
+// The pointer argument whose elements make up the tail.
 const ArgumentFacts* dataArgument(const RowFacts& row) {
   for (const ArgumentFacts& argument : row.arguments) {
     if (argument.pointer) return &argument;

@@ -1,4 +1,4 @@
-// The rows of the table as data, for whoever goes through all of them or meets a command by its number: dump, tests, fuzzers.
+// The rows of the table as data, for code that goes through all rows or finds one by its opcode: the dump, the tests.
 #pragma once
 
 #include <cstdint>
@@ -47,9 +47,9 @@ std::span<const RowFacts> allRows();
 // The row of an opcode; null for a number without a command.
 const RowFacts* findRow(uint32_t opcode);
 
-// A command in readable form, "glViewport(x 0, 0, 300, 300)" without the names: scalars in the order of the prototype, reals with a
-// point, words of a record with their names, then the data behind them, cut after a few values. A payload that does not fit the row
-// is told as it is.
+// A command in readable form, for example "glViewport(0, 0, 300, 300)": scalars in the order of the prototype, reals with
+// a point, words of a record with their names, then the tail, cut after a few values. Of a payload that does not fit the row only
+// the length is told.
 std::string describeCommand(uint32_t opcode, Reader payload);
 
 }  // namespace qv

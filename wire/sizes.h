@@ -1,4 +1,4 @@
-// Headers of commands, their sizes and their padding: the one rule for what fits and what does not.
+// Headers of commands, their sizes and padding, and the one rule for what is too long for a command.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 namespace qv {
 
 inline constexpr uint32_t kSmallHeaderBytes = 4, kLargeHeaderBytes = 8;
-inline constexpr uint32_t kLargeFormAt = 0x100000;  // totals of the small form from here on do not fit into its header
+inline constexpr uint32_t kLargeFormAt = 0x100000;  // a total from here on does not fit into a small header
 inline constexpr uint32_t kOpcodes = 4096;          // the opcode is the low 12 bits of a header
 
 // Commands begin at multiples of 4. The bytes that fill up a command are not counted in its total.
@@ -16,8 +16,8 @@ constexpr uint64_t padded(uint64_t bytes) { return (bytes + 3) & ~uint64_t{3}; }
 // The longest payload of a command: in large form, padded, the total still fits into 32 bits.
 inline constexpr uint64_t kLongestPayload = 0xFFFFFFFC - kLargeHeaderBytes;
 
-// The payload that is written for a command of `fixed` bytes and `tail` bytes behind them. A tail that makes no command, since
-// a count of the program or of the host is too high, is left out as a whole; the host then passes the command over.
+// The payload of a command with `fixed` bytes and a tail of `tail` bytes. A tail that is too long for any command, because a
+// count of the program or of the host is too high, is left out as a whole; the host passes such a command over.
 constexpr uint64_t payloadOf(uint64_t fixed, uint64_t tail) { return tail <= kLongestPayload - fixed ? fixed + tail : fixed; }
 
 constexpr bool needsLargeForm(uint64_t payload) { return payload + kSmallHeaderBytes >= kLargeFormAt; }

@@ -7,8 +7,8 @@ namespace qv {
 
 CommandStream::~CommandStream() { std::free(base); }
 
-// A buffer of tens of megabytes grows where it stands as far as the system can: copying it costs less than the fresh pages that
-// a copy goes to.
+// realloc lets a buffer of tens of megabytes grow in place where the system can. A copy would go to fresh pages, which cost more
+// than the copying.
 void CommandStream::reallocate() {
   const size_t used = static_cast<size_t>(cursor - base);
   base = static_cast<uint8_t*>(std::realloc(base, static_cast<size_t>(capacity)));

@@ -1,4 +1,4 @@
-// The growing byte buffer that commands are written into, common head of GlContext and DisplayListStream.
+// CommandStream: the growing buffer that commands are written into, base of GlContext and DisplayListStream.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +25,7 @@ class CommandStream {
   uint64_t capacity = 0;     // bytes allocated
 
  protected:
-  // Makes the buffer `capacity` bytes long; the written bytes stay, at another address perhaps.
+  // Makes the buffer `capacity` bytes long. The written bytes are kept; their address may change.
   void reallocate();
 };
 

@@ -6,11 +6,11 @@
 
 namespace qv {
 
-// Toward zero. A value that has no integer of that width becomes the lowest one, as the processor's own conversion gives it.
+// Truncates toward zero. A value beyond the range of the integer becomes the lowest integer, as the processor converts it.
 template <typename Integer>
 inline Integer truncateTo(double value) {
   constexpr double kBound = -static_cast<double>(std::numeric_limits<Integer>::min());
-  // The lowest integer stands for itself too: values down to just above one below it truncate to it.
+  // Values between the lowest integer and the number one below it truncate to the lowest integer.
   if (value < kBound && value > -kBound - 1.0) return static_cast<Integer>(value);
   return std::numeric_limits<Integer>::min();
 }

@@ -1,4 +1,4 @@
-// The one lock of the driver that is not a share group's.
+// DriverLock: the process-wide lock of the driver. docs/threads_and_locks.md has the order of all locks.
 #pragma once
 
 #include "platform/win32.h"

@@ -1,11 +1,11 @@
-// How a routine of the window system fails.
+// failWith: how the exports and the WGL functions report a failure.
 #pragma once
 
 #include "platform/win32.h"
 
 namespace qv {
 
-// Zero as any result that a routine of the window system has.
+// A zero of whatever type a routine returns.
 struct Zero {
   operator BOOL() const { return 0; }
   operator uintptr_t() const { return 0; }
@@ -15,7 +15,7 @@ struct Zero {
   }
 };
 
-// Leaves `error` for GetLastError and is the routine's result: `return failWith(ERROR_INVALID_HANDLE);`.
+// Sets the last error. The result is that of the calling routine: `return failWith(ERROR_INVALID_HANDLE);`.
 inline Zero failWith(DWORD error) {
   SetLastError(error);
   return {};

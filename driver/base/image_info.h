@@ -11,7 +11,7 @@ namespace qv {
 struct ImagePath {
   static constexpr DWORD kCapacity = MAX_PATH;
 
-  // False when the path cannot be read. One that fills the buffer counts as truncated and has no tails.
+  // False when the path cannot be read. A path that fills the buffer counts as truncated and has no tails.
   bool read();
 
   WCHAR path[kCapacity + 1] = {};
@@ -31,8 +31,8 @@ class VersionResource {
 
   // High half of the product version, 0 without a fixed record.
   uint32_t productMajor() const;
-  // The product name in the first language that has one, or null. The bound is the size of the list in bytes, not the count
-  // of its entries, which are four times fewer: required. Look-ups with what stands behind the list just pass on.
+  // The product name in the first language that has one, or null. The search takes the size of the translation list in bytes for
+  // its number of entries (required oddity 53); look-ups with what stands behind the list find nothing.
   const WCHAR* translatedProductName() const;
   // The text at `key`, or null when it is absent or empty.
   const WCHAR* text(const WCHAR* key) const;

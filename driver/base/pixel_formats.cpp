@@ -42,13 +42,13 @@ constexpr PixelFormatRecord color32(DWORD flags, BYTE depth, BYTE redShift = 16)
 
 constexpr PixelFormatRecord float128(DWORD flags) { return row(flags, 128, {32, 64}, {32, 32}, {32, 0}, {32, 96}, 24); }
 
-// Flag bits: 1 double-buffered, 4 draws to a window, 32 supports OpenGL, 1024 swaps. 5 and 6 are floating-point formats for
-// pbuffers. 7 to 14 are the multisample and sRGB formats; they lack the bit of OpenGL on purpose, so that ChoosePixelFormat
-// passes them by and only wglChoosePixelFormatARB finds them.
+// Flag bits: 1 double-buffered, 4 draws to a window, 32 supports OpenGL, 1024 swaps by exchange. 5 and 6 are floating-point
+// formats for pbuffers. 7 to 14 are the multisample and sRGB formats. They lack bit 32 (required oddity 56), so that
+// ChoosePixelFormat passes them by and only wglChoosePixelFormatARB finds them.
 constexpr PixelFormatRecord kRows[kPixelFormats + 1] = {
     {},
     color32(36, 0),
-    color32(1061, 0, 10),  // a red shift of 10, unlike all others, is required
+    color32(1061, 0, 10),  // the red shift: required oddity 55
     color32(36, 24),
     color32(1061, 24),
     float128(32),
@@ -81,7 +81,7 @@ uint32_t pixelFormatAttribute(int32_t format, int32_t attribute) {
     case WGL_ACCELERATION_ARB:
       return WGL_FULL_ACCELERATION_ARB;
     case WGL_SWAP_METHOD_ARB:
-      return WGL_SWAP_COPY_ARB;  // although the rows have the exchange bit
+      return WGL_SWAP_COPY_ARB;  // required oddity 57
     case WGL_SHARE_DEPTH_ARB:
     case WGL_SHARE_STENCIL_ARB:
     case WGL_SHARE_ACCUM_ARB:

@@ -29,8 +29,8 @@ extern OpenGl32Functions OpenGl32;
 // The composition present callback, null until DrvSetCallbackProcs has given one.
 extern PFN_PRESENTBUFFERS CompositionPresent;
 
-// The WGL extension string, and how far the text in force starts behind its beginning by default: the two multisample names
-// are left out although the multisample formats exist.
+// All WGL extension names. By default the text in force begins kWglDefaultTextOffset characters later and so leaves out the two
+// multisample names, although the multisample formats exist (required oddity 82).
 extern const char WglExtensionText[];
 inline constexpr uint32_t kWglDefaultTextOffset = 40;
 // The WGL extension text in force. Set at load, changed by an application profile only.

@@ -8,12 +8,12 @@ void APIENTRY glBegin(GLenum mode) {
   GlContext* const context = currentContext();
   if (!context) return;
   recordInList<op::glBegin>(context, mode);
-  // A list may hold a glBegin that is not current state: the check is made outside GL_COMPILE only.
+  // Under GL_COMPILE the call goes into a list and opens no primitive: there is nothing to check.
   const bool compiling = context->listMode == GL_COMPILE;
   if (!compiling && context->insideBegin) return refuse(context, opcodeOf<op::glBegin>, GL_INVALID_OPERATION);
   if ((context->quirkFlags & kQuirkVertexRuns) && !context->recordingList && !context->run.open) [[likely]] {
-    // The limit is looked at here too. Room runs out within runs as a rule, and there the buffer may only grow: a program that
-    // draws with runs alone would fill the memory and pass the 32 bits of a submission's length.
+    // reserve() never flushes inside a run, and a program that draws with runs alone runs out of room nowhere else. Without this
+    // check its stream would fill the memory and pass the 32 bits of a flush's length.
     if (static_cast<uint64_t>(context->cursor - context->base) >= kFlushAtCapacity) [[unlikely]]
       flushStream(context, 0, nullptr, 0, nullptr, 0);
     openRun(context, mode);
@@ -22,7 +22,7 @@ void APIENTRY glBegin(GLenum mode) {
     send<op::glBegin>(context, mode);
     if (compiling) return;
   }
-  context->insideBegin = 1;
+  context->insideBegin = 1;  // whatever the mode: required oddity 13
   context->beginPrimitive = mode;
 }
 
@@ -33,7 +33,7 @@ void APIENTRY glEnd() {
   const bool compiling = context->listMode == GL_COMPILE;
   if (!compiling && !context->insideBegin) return refuse(context, opcodeOf<op::glEnd>, GL_INVALID_OPERATION);
   if (context->run.open) {
-    // The run says that the primitive ended: no glEnd follows.
+    // The run itself tells the host that the primitive has ended.
     closeRun(context, kRunEnded);
     context->lastOpcode = op::glEnd::kOpcode;
   } else {

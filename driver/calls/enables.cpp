@@ -20,7 +20,7 @@ bool setClientState(GlContext* context, GLenum array, uint8_t value) {
 
 bool setDistantCapability(GlContext* context, GLenum capability, uint8_t value) {
   switch (capability) {
-    // GL does not define these as capabilities; glEnable and glDisable take them all the same, and the host is told as well.
+    // Client arrays are no capabilities of GL: required oddity 15.
     case GL_VERTEX_ARRAY:
     case GL_NORMAL_ARRAY:
     case GL_COLOR_ARRAY:
@@ -40,7 +40,7 @@ bool setDistantCapability(GlContext* context, GLenum capability, uint8_t value) 
 namespace gl {
 namespace {
 
-// An unknown array is refused, and the restart of primitives by index is the guest's own: the host learns of neither.
+// The host is told neither of an unknown array, which is refused, nor of GL_PRIMITIVE_RESTART_NV, which is the guest's own.
 template <typename Row>
 void clientState(GLenum array, uint8_t value) {
   GlContext* const context = enter<Row>();

@@ -6,6 +6,7 @@
 
 namespace qv {
 
+// Every step stores its arguments as given, neither checked nor clamped: required oddity 17.
 inline void shadow(op::glCullFace, GlContext* c, GLenum mode) { c->polygon.current().cullMode = mode; }
 inline void shadow(op::glFrontFace, GlContext* c, GLenum mode) { c->polygon.current().frontFace = mode; }
 inline void shadow(op::glShadeModel, GlContext* c, GLenum mode) { c->lighting.current().shadeModel = mode; }
@@ -44,7 +45,7 @@ inline void shadow(op::glBlendFunc, GlContext* c, GLenum source, GLenum destinat
 }
 inline void shadow(op::glBlendFuncSeparate, GlContext* c, GLenum sourceRgb, GLenum destinationRgb, GLenum sourceAlpha, GLenum destinationAlpha) {
   ColorBufferState& state = c->colorBuffer.current();
-  // GL_BLEND_SRC and GL_BLEND_DST name the RGB factors since separate factors exist.
+  // With separate factors GL_BLEND_SRC and GL_BLEND_DST are the RGB factors.
   state.blendSrc = state.blendSrcRgb = sourceRgb;
   state.blendDst = state.blendDstRgb = destinationRgb;
   state.blendSrcAlpha = sourceAlpha;
@@ -52,11 +53,11 @@ inline void shadow(op::glBlendFuncSeparate, GlContext* c, GLenum sourceRgb, GLen
 }
 inline void shadow(op::glDrawBuffer, GlContext* c, GLenum mode) {
   c->drawBufferMode = mode;
-  // Once set it stays until the frame ends.
+  // frontDirty stays set until the frame ends. No other front buffer counts: required oddity 18.
   if (mode == GL_FRONT) c->frontDirty = 1;
 }
 
-// A pname that is no fog parameter leaves the shadow alone and is the host's to refuse.
+// Any other pname leaves the shadow alone; the host refuses it.
 inline void setFog(GlContext* c, GLenum pname, const float* values) {
   FogState& state = c->fog.current();
   switch (pname) {

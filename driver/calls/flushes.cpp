@@ -9,8 +9,8 @@ namespace {
 constexpr int32_t kFinish = op::glFinish::kOpcode;
 constexpr int32_t kFlush = op::glFlush::kOpcode;
 
-// Common end of glFlush and glFinish, their word being written: shows what was drawn to the front buffer, makes the work
-// visible to contexts that share, and otherwise sends nothing: required, so that such a call in every frame costs no round trip.
+// The rest of glFlush and glFinish after their mark: shows what was drawn to the front buffer, makes the work visible to contexts
+// that share, and otherwise sends nothing (required oddity 10). So a call in every frame costs no round trip.
 void flushAfterMark(GlContext* context) {
   if (!isDoubleBuffered(context->pixelFormatIndex) || context->frontDirty) {
     flushStream(context, IsWindowVisible(context->window) ? GL_FRONT : 0, nullptr, 0, nullptr, 0);
@@ -49,7 +49,7 @@ GLenum APIENTRY glGetError() {
   constexpr uint32_t kOpcode = opcodeOf<op::glGetError>;
   if (!context || refusedInsideBegin(context, kOpcode)) return 0;
   if (context->recordedError != 0) {
-    // The command clears the host's own flag; its answer is thrown away and there is no flush.
+    // The command clears the host's error; its reply is thrown away (required oddity 9).
     const GLenum error = context->recordedError;
     context->recordedError = 0;
     writeMark(context, kOpcode);

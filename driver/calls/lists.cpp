@@ -20,7 +20,7 @@ void withNames(int32_t n, Use&& use) {
   if (names != onStack) std::free(names);
 }
 
-// Nothing happens for a list, mode or state that GL refuses: the command has gone to the host, and the host reports it.
+// Does nothing for a list, mode or state that GL refuses: the host has the command and reports the error.
 void beginRecording(GlContext* context, GLuint list, GLenum mode) {
   if (context->recordingList || list == 0 || (mode != GL_COMPILE && mode != GL_COMPILE_AND_EXECUTE)) return;
   DisplayListStream* stream;
@@ -101,7 +101,7 @@ void APIENTRY glDeleteLists(GLuint list, GLsizei range) {
   send<op::glDeleteLists>(context, list, range);
   if (range < 0) return;
   withNames(range, [&](uint32_t* names) {
-    if (!names) return;  // a range that no memory could hold names
+    if (!names) return;  // no memory for so many names
     for (int32_t i = 0; i < range; ++i) names[i] = list + static_cast<uint32_t>(i);
     const ShareLock lock(context->shareGroup);
     context->shareGroup->table(ShareSlot::kLists).removeNames(range, names);

@@ -5,7 +5,7 @@
 namespace qv::gl {
 namespace {
 
-// Any other pname returns with nothing sent and no error, and there is no begin check. This is required as it stands.
+// Any other pname is ignored without an error: required oddity 14. GL allows the calls inside glBegin.
 template <typename Row, typename T>
 void material(GLenum face, GLenum pname, T value) {
   GlContext* const context = currentContext();

@@ -1,5 +1,5 @@
 // The calls that make and test the names that the guest gives out itself. None of them writes a command: the host learns a
-// name from the first command that uses it. They set lastOpcode, so that errors are told apart.
+// name from the first command that uses it. They set lastOpcode all the same.
 #include "driver/calls/names.h"
 
 #include "driver/stream/entry.h"
@@ -11,7 +11,7 @@ namespace {
 
 NameTable& shared(GlContext* context, ShareSlot slot) { return context->shareGroup->table(slot); }
 
-// A count of 0 is an error here and no empty request, as is required.
+// A count of 0 is an error: required oddity 25.
 void reportUnless(GlContext* context, bool made, const char* text) {
   if (!made) recordError(context, GL_INVALID_OPERATION, 0, "%s", text);
 }
@@ -34,8 +34,7 @@ void makeOwn(NameTable GlContext::*table, GLsizei n, GLuint* names, const char* 
   if (context != nullptr) reportUnless(context, (context->*table).generate(n, names), text);
 }
 
-// True for a name that was generated, bound or not. That some kinds are told by their name and others by their object, as
-// below, is required.
+// True for a name that was generated, bound or not. isObject() asks for more: required oddity 26.
 template <typename Row, ShareSlot Slot>
 GLboolean isNamed(GLuint name) {
   GlContext* const context = enter<Row>();

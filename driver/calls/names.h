@@ -17,6 +17,7 @@ inline void shadow(op::glDeleteRenderbuffers, GlContext* c, GLsizei n, const GLu
 inline void shadow(op::glDeleteRenderbuffersEXT, GlContext* c, GLsizei n, const GLuint* names) { removeLabels(c, ShareSlot::kRenderbuffers, n, names); }
 inline void shadow(op::glDeleteSamplers, GlContext* c, GLsizei n, const GLuint* names) { removeLabels(c, ShareSlot::kSamplers, n, names); }
 inline void shadow(op::glDeleteTransformFeedbacks, GlContext* c, GLsizei n, const GLuint* names) { removeLabels(c, ShareSlot::kTransformFeedbacks, n, names); }
+// Bindings of units keep the names: required oddity 24.
 inline void shadow(op::glDeleteTextures, GlContext* c, GLsizei n, const GLuint* names) {
   const ShareLock lock(c->shareGroup);
   for (GLsizei i = 0; i < n; ++i) deferTextureDelete(c, names[i]);

@@ -1,4 +1,4 @@
-// glPixelStore: the guest computes the size of images with this state, and the host unpacks them with it.
+// glPixelStore: a refused value stays here; an accepted one is stored in the context and sent.
 #include <cmath>
 
 #include "driver/base/conversion.h"

@@ -42,7 +42,7 @@ GLenum filterTexParameter(GLenum target, GLenum pname, T* value) {
       if (rectangle && (is(GL_REPEAT) || is(GL_MIRRORED_REPEAT) || is(GL_MIRROR_CLAMP_EXT) || is(GL_MIRROR_CLAMP_TO_EDGE_EXT) ||
                         is(GL_MIRROR_CLAMP_TO_BORDER_EXT)))
         return GL_INVALID_ENUM;
-      // GL_CLAMP, which samples half of the border, never reaches the host.
+      // GL_CLAMP, which samples half of the border, never reaches the host: required oddity 19.
       if (is(GL_CLAMP)) *value = static_cast<T>(GL_CLAMP_TO_EDGE);
       return GL_NO_ERROR;
     default:
@@ -65,7 +65,7 @@ void texParameter(GLenum target, GLenum pname, T value) {
   Entry<Row>::call(target, pname, value);
 }
 
-// The replacement of GL_CLAMP is written into the caller's array. This is required.
+// The replacement of GL_CLAMP goes into the caller's array: required oddity 20.
 template <typename Row, typename T>
 void texParameterArray(GLenum target, GLenum pname, const T* values) {
   GlContext* const context = currentContext();
@@ -102,8 +102,7 @@ void APIENTRY glTexParameterIuivEXT(GLenum target, GLenum pname, const GLuint* v
   texParameterArray<op::glTexParameterIuivEXT>(target, pname, values);
 }
 
-// As a side effect the active unit remembers the view as bound to `target`, though nothing is bound on the host. This is
-// required.
+// The active unit remembers the view as bound to `target`, though the host binds nothing: required oddity 21.
 void APIENTRY glTextureView(GLuint texture, GLenum target, GLuint origtexture, GLenum internalformat, GLuint minlevel,
                             GLuint numlevels, GLuint minlayer, GLuint numlayers) {
   GlContext* const context = currentContext();

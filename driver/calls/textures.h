@@ -9,14 +9,14 @@ namespace qv {
 
 // The guest's side of a bind: a name without an object gets its LabelRecord and, if need be, its row, and the active unit of
 // the current TextureState remembers the name for one of the five targets that it tracks. Neither the target nor the name is
-// checked. Name 0 gets no row.
+// checked (required oddity 22). Name 0 gets no row.
 void bindTextureName(GlContext* context, GLenum target, GLuint name);
 
-// Whether the name has a row, be it without an object.
+// Whether the name has a row, with or without an object.
 bool textureExists(GlContext* context, GLuint name);
 
-// Looks at the first value of a glTexParameter: 0 when it may go to the host, with GL_CLAMP replaced in `value` by
-// GL_CLAMP_TO_EDGE, or the GL error of a value that a rectangle texture does not take. T is GLint, GLuint or GLfloat.
+// Checks the first value of a glTexParameter. 0: it may go to the host; GL_CLAMP in `value` has become GL_CLAMP_TO_EDGE.
+// Otherwise the GL error of a value that a rectangle texture does not take. T is GLint, GLuint or GLfloat.
 template <typename T>
 GLenum filterTexParameter(GLenum target, GLenum pname, T* value);
 
@@ -30,7 +30,7 @@ inline void shadow(op::glActiveTexture, GlContext* c, GLenum texture) {
   setMatrixMode(c, c->transform.current().matrixMode);
 }
 inline void shadow(op::glClientActiveTexture, GlContext* c, GLenum texture) {
-  constexpr uint32_t kClientUnits = 8;  // eight units, not sixteen
+  constexpr uint32_t kClientUnits = 8;  // required oddity 16
   const uint32_t unit = texture - GL_TEXTURE0;
   if (unit < kClientUnits) c->clientActiveUnit = unit;
 }

@@ -27,8 +27,8 @@ struct DebugState {
 // Id of all messages about API errors; 0 until assigned.
 extern std::atomic<uint32_t> apiErrorId;
 
-// Gives the word at `slot` the next message id of the process if it is 0. The counter starts at 0, so the first slot served
-// keeps 0 and is served again at its next use, as is required. Takes the lock of the context's share group.
+// Gives the word at `slot` the next message id of the process if the word is 0. Ids count from 0, so the first slot keeps 0 and
+// gets another id at its next use (required oddity 8). Takes the lock of the context's share group.
 void assignMessageId(GlContext* context, std::atomic<uint32_t>& slot);
 
 // GL_DEBUG_OUTPUT or GL_DEBUG_OUTPUT_SYNCHRONOUS; anything else is ignored, and so is everything while there is no log.

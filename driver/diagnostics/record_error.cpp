@@ -27,7 +27,7 @@ const char* errorName(uint32_t code) {
     case GL_TABLE_TOO_LARGE:
       return "GL_TABLE_TOO_LARGE";
     default:
-      // GL_INVALID_ENUM has no name of its own, as is required.
+      // GL_INVALID_ENUM has no name of its own: required oddity 5.
       return "UNKNOWN_ERROR";
   }
 }
@@ -47,7 +47,7 @@ const char* errorName(uint32_t code) {
 
 void recordError(GlContext* context, uint32_t code, int force, const char* format, ...) {
   ++context->errorsRaised;
-  // While a list is only being compiled the commands are stored and not executed, so they cannot fail yet.
+  // Required oddity 3: while a list is being compiled its commands are stored and cannot fail yet; other calls are not told apart.
   if (context->recordingList != nullptr && context->listMode != GL_COMPILE_AND_EXECUTE && force == 0) return;
   assignMessageId(context, apiErrorId);
   const uint32_t id = apiErrorId.load(std::memory_order_relaxed);
@@ -58,10 +58,10 @@ void recordError(GlContext* context, uint32_t code, int force, const char* forma
     va_start(arguments, format);
     const int32_t length = formatError(message, code, format, arguments);
     va_end(arguments);
-    if (length < 0) return;  // no message and, as is required, no error either
+    if (length < 0) return;  // neither a message nor an error: required oddity 7
     log->dispatch(context, kDebugSourceApi, kDebugTypeError, id, kDebugSeverityHigh, length, message);
   }
-  context->recordedError = code;
+  context->recordedError = code;  // the last error counts: required oddity 4
 }
 
 }  // namespace qv

@@ -42,8 +42,8 @@ uint64_t SubmitFlush(GlContext* context, uint32_t presentMode, const void* data,
   packet.clientRect[3] = record->clientRect.bottom;
   packet.backBuffer = record->backBuffer.allocation;
   if (!sendPacket(packet)) {
-    if (packet.header.status == kStatusProcessEnds) ExitProcess(1);
-    // Readers of the replies see zeros, and the flush goes on as if all had gone well.
+    if (packet.header.status == kStatusProcessEnds) ExitProcess(1);  // required oddity 45
+    // The replies read as zeros and the flush goes on: required oddity 43.
     if (reply != nullptr) std::memset(reply, 0, replySize);
     if (reply2 != nullptr) std::memset(reply2, 0, reply2Size);
   }

@@ -20,7 +20,7 @@ struct ContextPrivateData {
 };
 static_assert(sizeof(ContextPrivateData) == 24);
 
-// Answer of the adapter query that drivers define for themselves.
+// What the adapter query that each driver defines for itself gives.
 struct AdapterCaps {
   uint32_t unused0[3] = {};
   uint32_t caps = 0;
@@ -28,7 +28,7 @@ struct AdapterCaps {
 };
 static_assert(sizeof(AdapterCaps) == 36 && offsetof(AdapterCaps, caps) == 12);
 
-// Registered so that the kernel can call. The driver does not give memory back when asked: its few surfaces are in use.
+// Registered so that the kernel can call. The driver gives no memory back, since its few surfaces are in use: required oddity 79.
 void APIENTRY trimNotification(D3DKMT_TRIMNOTIFICATION*) {}
 
 }  // namespace
@@ -104,7 +104,7 @@ void startResidency() {
   trim.AdapterLuid = Host.adapterLuid;
   trim.hDevice = Host.device;
   trim.Callback = trimNotification;
-  // Nothing is opened that could not be closed again.
+  // Only what can be closed again is opened.
   if (thunks.registerTrim != nullptr && thunks.unregisterTrim != nullptr) thunks.registerTrim(&trim);
   Host.trimNotification = trim.Handle;
 

@@ -48,16 +48,16 @@ struct HostChannel {
 };
 extern HostChannel Host;
 
-// Hands a private packet of `size` bytes to the kernel driver and waits for its answer; looks at nothing in it.
+// Hands a private packet of `size` bytes to the kernel driver and waits until it is answered. Does not look into the packet.
 NTSTATUS sendEscape(void* packet, uint32_t size);
 
-// Same for a packet record; true when the call went through and the host answered with status 0.
+// The same for a packet of the wire; true when the call went through and the host answered with status 0.
 template <typename Packet>
 bool sendPacket(Packet& packet) {
   return sendEscape(&packet, sizeof(packet)) >= 0 && packet.header.status == 0;
 }
 
-// Steps of process attach. The results of the platform calls are not read.
+// Steps of process attach. The results of the platform calls are not read: required oddity 77.
 void openPrimaryAdapter();
 void createSubmissionContext();
 void startResidency();
@@ -65,8 +65,8 @@ void startResidency();
 void stopResidency();
 void closeDevice();
 
-// Orders the GPU, not the calling thread, behind the paging operation `value`. Nothing to do outside residencyMode and for a
-// value that has been reached or waited for. A failed wait is tried again by the next present.
+// Makes the GPU, not the calling thread, wait for the paging operation `value`. Does nothing outside residencyMode, nor for a
+// value that has been reached or waited for. After a failed wait the next present tries again.
 void waitForPagingFence(uint64_t value);
 
 }  // namespace qv

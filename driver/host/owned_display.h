@@ -7,8 +7,8 @@ namespace qv {
 
 struct WindowRecord;
 
-// Gives up what display the window owns, then takes the one that it fills, with a flip surface. A negative status says that the
-// display stays shared.
+// Gives up the display that the window owns, if any. Then takes the display that the window fills and makes the window's flip
+// surface. Negative when the window owns no display afterwards.
 NTSTATUS checkSourceOwner(WindowRecord* record, const RECT& client);
 
 }  // namespace qv

@@ -1,11 +1,11 @@
-// Pacing: a context that wants it presents at most once per vertical blank.
+// Pacing: at most one present of a context per vertical blank.
 #pragma once
 
 namespace qv {
 
 class GlContext;
 
-// Holds a context with swap interval 1 to one present per vertical blank; one that is slower never waits.
+// Waits when the context has swap interval 1 and no vertical blank has come since its last present.
 void pacePresent(GlContext* context);
 
 }  // namespace qv

@@ -24,7 +24,7 @@ bool presentByFlip(WindowRecord* record, GlContext* context) {
     record->recheckNeeded.store(0, std::memory_order_relaxed);
     if (checkSourceOwner(record, record->clientRect) >= 0) PresentWindow(record, context);
   }
-  // A display that was lost meanwhile leaves the frame to the composition.
+  // When the display was lost meanwhile, composition shows the frame.
   return record->flip.resource != 0;
 }
 
@@ -37,7 +37,7 @@ void presentByComposition(WindowRecord* record, GlContext* context) {
   data.pPrivData = &cookie;
   data.updateRect = {origin.x, origin.y, origin.x + record->width(), origin.y + record->height()};
   const HDC hdc = GetDC(record->window);
-  // Called without a test: a system that shows windows through this driver has given the callback.
+  // Not tested for null: required oddity 76.
   CompositionPresent(hdc, &data);
   ReleaseDC(record->window, hdc);
 }
@@ -48,8 +48,8 @@ void closeCompositionSurface(WindowRecord* record) {
   record->compositionShareHandle = 0;
 }
 
-// False when the surface could not be made resident; the record then has none. A failed open is not tested: the record takes
-// the handles that it gave.
+// False when the surface could not be made resident; the record then has none. A failed open is not noticed: the record takes
+// whatever handles it gave (required oddity 77).
 bool openCompositionSurface(WindowRecord* record, D3DKMT_HANDLE shareHandle) {
   D3DKMT_QUERYRESOURCEINFO query{};
   query.hDevice = Host.device;
@@ -130,7 +130,7 @@ NTSTATUS PresentWindow(WindowRecord* record, GlContext* context) {
   }
   present.VidPnSourceId = source;
   present.Flags = D3DKMT_PRESENT_FLIP;
-  // Any interval but 0 counts here, the initial -1 too.
+  // Every interval but 0 is 1, the initial -1 too: required oddity 63.
   present.FlipInterval = context->swapInterval != 0 ? 1 : 0;
   const NTSTATUS status = D3DKMTPresent(&present);
   if (status >= 0) std::swap(record->backBuffer, record->flip);

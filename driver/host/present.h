@@ -18,8 +18,8 @@ struct PresentCookie {
 void presentFrame(WindowRecord* record, GlContext* context);
 
 // The road of a composed desktop, inside the composition callback: copies the back buffer into the redirection surface with
-// this share handle, which is opened anew whenever it differs from the last one. A share handle of 0 is a window that is not
-// composed.
+// this share handle. The surface is opened anew whenever the handle differs from the last one. The handle 0 says that the window
+// is not composed.
 void presentBuffers(WindowRecord* record, GlContext* context, D3DKMT_HANDLE shareHandle, uint64_t presentToken);
 
 // The local present: a flip while the window owns its display, else a blit. A successful flip trades the back buffer and the

@@ -14,7 +14,7 @@ namespace {
 
 inline constexpr uint32_t kEndWord = 65640;
 inline constexpr uint32_t kCopyWord = 65617;
-// The kernel driver's names for the place of a source and of a destination in a command; it requires these numbers.
+// The numbers by which the kernel driver knows the source and the destination of a command.
 inline constexpr uint32_t kSourceSlot = 23;
 inline constexpr uint32_t kDestinationSlot = 17;
 
@@ -30,8 +30,8 @@ struct CopyCommand {
 };
 static_assert(sizeof(CopyCommand) == 60 && offsetof(CopyCommand, destination) == 28 && offsetof(CopyCommand, end) == 56);
 
-// Without buffers, after a bring-up that failed, nothing can be submitted. The kernel sizes its buffers for more than the few
-// words, entries and rows written here.
+// False after a bring-up that failed: nothing can be submitted then. The kernel's buffers have room for more than the few words,
+// entries and rows that are written here.
 bool haveBuffers() {
   return Host.commandBuffer != nullptr &&
          (Host.residencyMode != 0 || (Host.allocationList != nullptr && Host.patchList != nullptr));
@@ -50,8 +50,8 @@ void writePatch(uint32_t index, uint32_t allocationIndex, uint32_t slot, uint32_
                            .SplitOffset = 0};
 }
 
-// Renders what stands in the buffers and takes over the ones that the kernel gives for the next submission. The result is not
-// read. A render that failed outright returns no buffer: the present ones then stay, and so does the road to the GPU.
+// Renders what stands in the buffers and takes over the buffers for the next submission. Required oddity 77: the result is
+// not read. A render that returns no buffers leaves the present ones in place, so that the next submission still has some.
 void render(D3DKMT_RENDER& record, uint32_t bytes, uint32_t allocations, uint32_t patches) {
   record.hContext = Host.context;
   record.CommandLength = bytes;

@@ -23,7 +23,7 @@ struct SurfaceCopy {
 };
 
 // Copies a back buffer into a redirection surface as a redirected present, paced for `context`. A thread that waits for a
-// vertical blank here holds up other threads' submissions.
+// vertical blank here holds up the submissions of other threads: required oddity 75.
 void submitRedirectedCopy(const SurfaceCopy& copy, GlContext* context);
 
 }  // namespace qv

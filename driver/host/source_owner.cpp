@@ -28,7 +28,7 @@ NTSTATUS TakeSourceOwner(uint32_t source) {
 NTSTATUS ReleaseSourceOwner(uint32_t source) {
   const D3DKMT_VIDPNSOURCEOWNER_TYPE type = D3DKMT_VIDPNSOURCEOWNER_UNOWNED;
   const NTSTATUS status = setSourceOwner(&type, &source, 1);
-  // Without a list all sources of the device are given up.
+  // Without a list the device gives up all its sources: required oddity 74.
   return status == kStatusInvalidParameter ? setSourceOwner(nullptr, nullptr, 0) : status;
 }
 

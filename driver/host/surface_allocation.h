@@ -51,7 +51,7 @@ struct Surface {
 // A descriptor for an X8R8G8B8 surface with the pool of this adapter.
 SurfaceDescriptor windowSurfaceDescriptor();
 
-// Fills `surface` and answers 0, or answers the failed status and leaves it as it was.
+// Fills `surface` and returns 0, or returns the failed status and leaves `surface` unchanged.
 NTSTATUS CreateSurfaceAllocation(const SurfaceDescriptor& descriptor, uint32_t width, uint32_t height, Surface& surface);
 
 // Gives the surface back and clears its two handles; the fence value stays.
@@ -63,7 +63,7 @@ void destroyResource(Surface& surface);
 // Brings one allocation into residency through the paging queue; on success `fence` is the value at which it is there.
 NTSTATUS makeResident(const D3DKMT_HANDLE& allocation, uint64_t& fence);
 
-// What a thunk that the system does not have would answer (STATUS_PROCEDURE_NOT_FOUND).
+// The status for a thunk that the system lacks (STATUS_PROCEDURE_NOT_FOUND).
 inline constexpr NTSTATUS kStatusNoThunk = static_cast<NTSTATUS>(0xC000007A);
 
 }  // namespace qv

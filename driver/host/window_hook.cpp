@@ -1,4 +1,4 @@
-// The hook on threads that own tracked windows: it sees the changes of geometry that the next flush must act on, and the end.
+// The hook on threads that own tracked windows: it notes changes of geometry for the next flush, and the end of a window.
 #include "driver/host/window_hook.h"
 
 #include "driver/base/driver_lock.h"
@@ -21,8 +21,8 @@ bool isGeometryChange(const WINDOWPOS* position) {
   return position != nullptr && ((position->flags & kShown) != 0 || (position->flags & kUnchanged) != kUnchanged);
 }
 
-// Only the first record found learns of it: a second child window of the same top-level window does not, and its next flush
-// sees the new rectangle anyway. The surfaces are left to that flush.
+// Only the first record found learns of the change (required oddity 73): a second child window of the same top-level window does
+// not, but its next flush sees the new rectangle anyway. The next flush also sees to the surfaces.
 void noteGeometryChange(HWND window) {
   WindowRecord* found = nullptr;
   {

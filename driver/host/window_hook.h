@@ -1,4 +1,4 @@
-// The hooks on threads that own tracked windows, and what a hook reports.
+// The hooks on threads that own tracked windows.
 #pragma once
 
 #include "platform/win32.h"

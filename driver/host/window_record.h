@@ -24,8 +24,8 @@ struct WindowRecord {
   // Written by the hook on the window's thread, read by the flush of any thread; a lost race is made good by the next flush.
   std::atomic<uint32_t> recheckNeeded{0};
   std::atomic<uint32_t> ownedSource{kNoSource};  // the video present source that this window owns exclusively
-  // One for WindowRecordList and one for each flush under way: a window that is destroyed while a thread still presents it is
-  // torn down by that thread when it is done.
+  // One hold for WindowRecordList and one for each flush under way. When a window is destroyed while a thread still presents it,
+  // that thread tears the record down at the end of its flush.
   std::atomic<uint32_t> holds{1};
 
   int32_t width() const {
@@ -47,7 +47,7 @@ WindowRecord* holdWindowRecord(HWND window);
 // Gives a hold back; the last one tears the record down.
 void releaseWindowRecord(WindowRecord* record);
 
-// Takes the record of exactly this window out of the list and gives the list's hold back; nothing without one.
+// Takes the record of this window out of the list and gives the list's hold back. Does nothing for a window without a record.
 void forgetWindow(HWND window);
 
 }  // namespace qv

@@ -12,8 +12,8 @@ namespace qv {
 
 namespace {
 
-// Sent while DriverLock is held, the one packet of which that is so: a second thread must not find the record without its id.
-// The id of the reply counts whatever the status, and a record with id 0 stays as one that cannot be used.
+// DriverLock is held, also while the packet is sent: a second thread must not find the record without its id. The id in the reply
+// counts whatever the status, and a record with id 0 stays unusable (required oddity 72).
 WindowRecord* createRecord(HWND window, const uint16_t* attributes) {
   CreateWindowPacket packet;
   packet.processId = GetCurrentProcessId();

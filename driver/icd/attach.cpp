@@ -14,8 +14,8 @@ namespace qv {
 
 namespace {
 
-// Whether the last process attach went through. The system calls the entry point for a detach after a failed attach too, when
-// there is no lock to take and no device to close.
+// Whether the last process attach succeeded. The system also calls for a detach after an attach that failed; there is no lock and
+// no device then.
 bool attached = false;
 
 void freeTlsSlot(DWORD& slot) {
@@ -28,7 +28,7 @@ bool askHostVersion() {
   VersionQueryPacket packet;
   if (!sendPacket(packet)) return false;
   const uint16_t version = static_cast<uint16_t>((packet.major * 10 + packet.minor) * 10);
-  GlVersionCeiling = version < 410 ? 410 : version;
+  GlVersionCeiling = version < 410 ? 410 : version;  // required oddity 66
   return true;
 }
 
@@ -41,7 +41,7 @@ bool processAttach() {
   if (!askHostVersion()) {
     closeDevice();
     freeTlsSlot(ContextTlsSlot);
-    return false;  // the other slot stays until the detach that follows, as is required
+    return false;  // CreateRequestTlsSlot stays: required oddity 78
   }
   createSubmissionContext();
   InitializeCriticalSection(&DriverLock);

@@ -28,7 +28,7 @@ GlContext* lookUpContext(uintptr_t handle);
 // The first context of the list that is bound to `window`, or null. It may be in use on another thread.
 GlContext* findContextOfWindow(HWND window);
 
-// Splices the share rings of two contexts into one; two that share one already are split.
+// Splices the share rings of two contexts into one. Two contexts of one ring are split instead: required oddity 70.
 void spliceShareRings(GlContext* first, GlContext* second);
 
 }  // namespace qv

@@ -26,8 +26,8 @@ namespace {
 
 inline constexpr uint16_t kLowestVersion = 210;
 
-// The host may have rewritten the list: what it says of version and profile counts. Words that are neither of the two tokens
-// are passed over one at a time, their values too.
+// The host may have rewritten the list: its version and profile count. All other words are skipped one at a time, values too
+// (required oddity 68).
 void readAttributes(const uint16_t (&words)[kAttributeWords], uint16_t& version, uint8_t& compatibility) {
   for (uint32_t i = 0; i < kAttributeWords && words[i] != 0; ++i) {
     if (words[i] == GL_VERSION && i + 1 < kAttributeWords) {
@@ -66,7 +66,7 @@ DHGLRC APIENTRY DrvCreateContext(HDC hdc) {
   const int32_t format = GetPixelFormat(hdc);
   CreateContextPacket packet;
   packet.processId = GetCurrentProcessId();
-  if (!isPixelFormat(format)) return 0;
+  if (!isPixelFormat(format)) return 0;  // no error is set: required oddity 67
 
   WCHAR path[MAX_PATH];
   const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
@@ -77,7 +77,7 @@ DHGLRC APIENTRY DrvCreateContext(HDC hdc) {
 
   uint16_t version = request != nullptr ? request->version : kLowestVersion;
   uint8_t compatibility = request != nullptr ? request->compatibility : 1;
-  // Overrides what the application asked for, too, as is required.
+  // This overrides the application's request, too: required oddity 51.
   applyVersionProfile(version, compatibility);
   const AttributeList attributes = contextAttributes(format, version, compatibility);
   std::copy_n(attributes.words(), kAttributeWords, packet.attributes);
@@ -95,7 +95,7 @@ DHGLRC APIENTRY DrvCreateLayerContext(HDC hdc, INT layer) {
   return layer == 0 ? DrvCreateContext(hdc) : failWith(ERROR_INVALID_PARAMETER);
 }
 
-// Whether the context is current on some thread is not checked.
+// Does not check whether the context is current on some thread: required oddity 69.
 BOOL APIENTRY DrvDeleteContext(DHGLRC handle) {
   DeleteContextPacket packet;
   packet.processId = GetCurrentProcessId();
@@ -151,7 +151,7 @@ BOOL APIENTRY DrvShareLists(DHGLRC firstHandle, DHGLRC secondHandle) {
   return 1;
 }
 
-// The guest's shadow of the destination is not told what the host copied.
+// The shadow of the destination is not copied: required oddity 71.
 BOOL APIENTRY DrvCopyContext(DHGLRC sourceHandle, DHGLRC destinationHandle, UINT mask) {
   const GlContext* const source = lookUpContext(sourceHandle);
   const GlContext* const destination = lookUpContext(destinationHandle);

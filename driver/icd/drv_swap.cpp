@@ -9,8 +9,8 @@
 
 namespace {
 
-// The context whose frame a swap of `hdc` ends, or null. One that is not current on this thread may be in use on another, with
-// no guard: that is for the application to see to.
+// The context whose frame a swap of `hdc` ends, or null. A context that is not current on this thread may be in use on another,
+// and no lock guards it: required oddity 61.
 qv::GlContext* contextOfSwap(HDC hdc) {
   qv::GlContext* const current = qv::currentContext();
   if (hdc == nullptr) return current;

@@ -46,8 +46,9 @@ bool readContextAttributes(const int* list, ContextAttributes& out) {
   return true;
 }
 
-// The creation itself goes through the system's library and back into DrvCreateContext on this thread: the request travels in
-// a thread-local slot since the call has no place for it. `request` comes back as the creation has settled it.
+// The system's library makes the context and calls back into DrvCreateContext on this thread. The request travels in a
+// thread-local slot, since the call has no place for it; DrvCreateContext leaves the final version and profile in `request`.
+// Whether the contexts came to share is not looked at: required oddity 65.
 HGLRC createContext(HDC hdc, HGLRC share, ContextCreateRequest& request) {
   if (OpenGl32.createContext == nullptr) return nullptr;
   TlsSetValue(CreateRequestTlsSlot, &request);
@@ -92,7 +93,7 @@ HGLRC WINAPI wglCreateContextAttribsARB(HDC hdc, HGLRC share, const int* attribu
   return context;
 }
 
-// Only on and off exist.
+// Only on and off exist: required oddity 62.
 BOOL WINAPI wglSwapIntervalEXT(int interval) {
   GlContext* const context = currentContext();
   if (context == nullptr) return 0;
@@ -100,14 +101,14 @@ BOOL WINAPI wglSwapIntervalEXT(int interval) {
   return 1;
 }
 
-// A context that was never set reports 1, while its presents are not paced.
+// An interval that was never set reports 1, and presents are not paced.
 int WINAPI wglGetSwapIntervalEXT() {
   const GlContext* const context = currentContext();
   if (context == nullptr) return -1;
   return context->swapInterval != 0 ? 1 : 0;
 }
 
-// Separate read drawables are not supported, in spite of the extension's name in the string.
+// Separate read drawables are not supported, although the extension is announced: required oddity 64.
 BOOL WINAPI wglMakeContextCurrentARB(HDC draw, HDC read, HGLRC context) {
   if (draw != read) {
     return failWith(ERROR_INVALID_HANDLE);

@@ -51,7 +51,7 @@ FormatSet dropOthers(FormatSet candidates, int attribute, Value request) {
   return candidates;
 }
 
-// The integer that the processor's truncation gives: its smallest for all that has none, NaN too.
+// Truncates as the processor does: a NaN, or a value beyond the range, becomes the lowest integer.
 int truncated(FLOAT key) {
   constexpr FLOAT kLimit = 2147483648.0f;
   return key >= -kLimit && key < kLimit ? static_cast<int>(key) : std::numeric_limits<int>::min();
@@ -67,7 +67,7 @@ BOOL WINAPI wglGetPixelFormatAttribfvARB(HDC hdc, int format, int, UINT count, c
   return getAttributes(hdc, format, count, attributes, values);
 }
 
-// There is no ranking: the result is in the order of the formats.
+// There is no ranking, the result is in the order of the formats: required oddity 58.
 BOOL WINAPI wglChoosePixelFormatARB(HDC hdc, const int* intAttributes, const FLOAT* floatAttributes, UINT maxFormats,
                                     int* formats, UINT* count) {
   if (hdc == nullptr || (maxFormats != 0 && formats == nullptr)) return 0;

@@ -48,7 +48,7 @@ struct NameTable {
   void removeAt(int32_t index, int32_t n);
   // Removes the named rows; names that are absent are ignored.
   void removeNames(int32_t n, const uint32_t* names);
-  // Destroys all objects and frees the array; the table is then empty and of no capacity.
+  // Destroys all objects and frees the array.
   void clear();
 
   NameRow* rows = nullptr;  // ascending by key, no key twice

@@ -1,4 +1,4 @@
-// Share groups: their tables and their end.
+// The making and the end of share groups.
 #include "driver/objects/share_group.h"
 
 #include "driver/base/command_stream.h"

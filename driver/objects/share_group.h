@@ -1,4 +1,4 @@
-// ShareGroup: the name tables that contexts joined by a share request have in common, and the names deleted but not yet gone.
+// ShareGroup: the name tables that contexts have in common after DrvShareLists; a context alone has a group of its own.
 #pragma once
 
 #include <cstdint>
@@ -33,7 +33,7 @@ struct ShareGroup {
   NameTable& table(ShareSlot slot) { return *tables[static_cast<uint32_t>(slot)]; }
 
   NameTable* tables[kShareSlots];
-  int32_t refCount = 0;  // contexts beyond the first; the group dies below 0. Plain: changes only as contexts come and go
+  int32_t refCount = 0;  // contexts beyond the first; the group dies below 0. Changes without a lock, as contexts come and go
   // Guards all tables. Recursive, since an operation that holds it may call one that takes it. It protects the tables and not
   // the objects: an object found in a table is used after the lock is released.
   CRITICAL_SECTION lock;

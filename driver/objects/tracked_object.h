@@ -1,4 +1,4 @@
-// The row objects of name tables that have no folder of their own, and the ways in which a table destroys its rows.
+// The objects of name tables that are hardly more than a label, and the ways in which a table destroys its objects.
 #pragma once
 
 #include <cstdint>

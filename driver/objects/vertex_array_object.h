@@ -1,4 +1,4 @@
-// VertexArrayObject: the guest's full copy of vertex array state, from which draws out of client memory are read.
+// VertexArrayObject: the guest's full copy of vertex array state.
 #pragma once
 
 #include <cstdint>
@@ -33,7 +33,7 @@ struct VertexAttribRecord {
   VertexArrayObject* owner = nullptr;
 };
 
-// Rows of `conventional`; the same numbers tell the attributes of a vertex run apart.
+// Rows of `conventional`. The tags of vertex runs use the same numbers.
 enum ConventionalArray : uint32_t {
   kArrayVertex = 0,
   kArrayWeight = 1,

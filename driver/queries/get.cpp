@@ -16,7 +16,7 @@ namespace {
 
 constexpr uint32_t kViewports = 16;
 
-// Booleans are made from the 32-bit integer form, with its rounding and its count of values.
+// Booleans are made from the 32-bit integer form, with its rounding: required oddity 34.
 bool answerLocally(GlContext* context, GLenum pname, GLboolean* out) {
   GLint values[ShadowAnswer::kMaxValues] = {};
   int32_t count = 1;
@@ -64,7 +64,7 @@ void getIndexed(GLenum pname, GLuint index, T* out) {
   }
 }
 
-// The calls that came with viewport arrays look at the index of what is per viewport; the EXT calls do not.
+// The calls that came with viewport arrays check the index of a value that each viewport has; the EXT calls do not.
 template <typename Row, typename T>
 void getIndexedChecked(GLenum pname, GLuint index, T* out) {
   if (index >= kViewports && (pname == GL_VIEWPORT || pname == GL_SCISSOR_BOX || pname == GL_DEPTH_RANGE)) {

@@ -1,11 +1,11 @@
-// The GL extensions that the driver can marshal. What the host reports beyond them is kept from the application.
+// The GL extensions that the driver can pass on. The application does not see the host's other extensions.
 #pragma once
 
 namespace qv {
 
 // clang-format off
 
-// In the order of strcmp. The filter's search rests on this order, and what it keeps beyond exact names does too.
+// In the order of strcmp. The search of the filter needs this order, and which beginnings of names it keeps follows from it.
 inline constexpr const char* kKnownExtensions[] = {
     "GL_ARB_ES2_compatibility", "GL_ARB_ES3_compatibility", "GL_ARB_arrays_of_arrays", "GL_ARB_base_instance",
     "GL_ARB_blend_func_extended", "GL_ARB_clear_buffer_object", "GL_ARB_color_buffer_float",

@@ -20,9 +20,9 @@ enum class Clamp : uint8_t {
 struct LimitRow {
   GLenum pname;
   int32_t LimitCache::*field;
-  int32_t unset;  // the value of a limit that is not known; -2 counts as unset too where it is -1, but see isUnset
+  int32_t unset;  // value of a limit that is not known; where it is -1, isUnset mostly takes -2 as well
   Clamp clamp;
-  int32_t highest;      // for a limit of indexed bindings or units, the length of the context's array
+  int32_t highest;      // for a limit of bindings or units, the length of the context's array: required oddity 37
   uint16_t minVersion;  // below it nothing is stored or answered
 };
 
@@ -69,7 +69,7 @@ int32_t clamped(const LimitRow& row, int32_t value) {
   return value;
 }
 
-// Two limits have the one marker -1: of the binary formats any other value below 1 is the host's and reads as 0.
+// Two limits are unset at -1 alone: any other value below 1 of the binary formats came from the host and reads as 0.
 bool isUnset(const LimitRow& row, int32_t value) {
   if (value == row.unset) return true;
   const bool oneMarker = row.pname == GL_NUM_SHADER_BINARY_FORMATS || row.pname == GL_MAX_UNIFORM_BUFFER_BINDINGS;
@@ -88,7 +88,7 @@ bool store(GlContext* context, GLenum pname, int32_t value) {
   return true;
 }
 
-// Asks for a limit whose field is still unset; the answer's way into the field is cacheLimit.
+// Asks for a limit whose field is still unset; glGetIntegerv stores the reply through cacheLimit.
 void warm(GlContext* context, GLenum pname, uint16_t minVersion) {
   if (context->contextVersion < minVersion) return;
   const LimitRow& row = *limitRow(pname);
@@ -110,7 +110,7 @@ void warmBound(GlContext* context, GLenum pname) {
 }  // namespace
 
 bool cacheLimit(GlContext* context, GLenum pname, const GLboolean* values) {
-  // The byte as it is: asking for a limit as a boolean first leaves 1 in the cache, as is required.
+  // The byte as it is, so that a boolean stays in the cache: required oddity 38.
   return store(context, pname, *values);
 }
 bool cacheLimit(GlContext* context, GLenum pname, const GLint* values) { return store(context, pname, *values); }
@@ -129,7 +129,7 @@ bool cachedLimit(GlContext* context, GLenum pname, int32_t& value) {
   if (row == nullptr) return false;
   const uint16_t version = context->contextVersion;
   if (pname == GL_MAX_TEXTURE_UNITS && version >= 300) {
-    // Programmable contexts have no limit of fixed-function units of their own.
+    // The limit of image units stands for that of fixed-function units: required oddity 39.
     row = limitRow(GL_MAX_TEXTURE_IMAGE_UNITS);
     if (context->limits.maxTextureImageUnits == 0) {
       GLint scratch = 0;
@@ -138,7 +138,7 @@ bool cachedLimit(GlContext* context, GLenum pname, int32_t& value) {
   }
   const int32_t field = context->limits.*(row->field);
   if (pname == GL_NUM_SHADER_BINARY_FORMATS || pname == GL_MAX_UNIFORM_BUFFER_BINDINGS) {
-    // Below their version these two are answered whatever the field holds.
+    // Below their version these two are answered whatever the field holds: required oddity 40.
     if (version >= row->minVersion && isUnset(*row, field)) return false;
     value = pname == GL_NUM_SHADER_BINARY_FORMATS ? std::max(field, 0) : clamped(*row, field);
     return true;

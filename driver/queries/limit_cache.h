@@ -18,14 +18,14 @@ bool cacheLimit(GlContext* context, GLenum pname, const GLdouble* values);
 // Reads the low half of the first value.
 bool cacheLimit(GlContext* context, GLenum pname, const GLint64* values);
 
-// Answers a limit from the cache; false while it is not known or the context's version does not have it.
+// Answers a limit from the cache. False while the limit is not known, and when the context's version does not have it.
 bool cachedLimit(GlContext* context, GLenum pname, int32_t& value);
 
-// Entries that GL_SHADER_BINARY_FORMATS has, 0 while that is not known.
+// The number of entries of GL_SHADER_BINARY_FORMATS; 0 while it is not known.
 int32_t shaderBinaryFormatCount(const GlContext* context);
 
-// The host's limit of an attribute or matrix stack, asked by the driver's own glGetIntegerv on the current context; 0 when the
-// host does not tell.
+// The host's limit of an attribute or matrix stack, by the driver's own glGetIntegerv on the current context; 0 when the host
+// gives no answer.
 int32_t queryStackLimit(GLenum pname);
 
 // Fetches the limits that the driver itself needs and that are still unset, each by a round trip on the current context,

@@ -52,7 +52,7 @@ ShadowAnswer badIndex(GlContext* context) {
   return answer;
 }
 
-// An indexed binding of buffers; an index beyond the array reads as no buffer.
+// An indexed binding of buffers; an index beyond the array reads as 0: required oddity 41.
 template <uint32_t N>
 ShadowAnswer binding(const uint32_t (&names)[N], GLuint index) {
   return name(index < N ? names[index] : 0);

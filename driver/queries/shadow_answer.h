@@ -1,5 +1,5 @@
-// Answers to queries that the context's own record holds, so that they cost no round trip. A local answer writes no command
-// and leaves an open vertex run open.
+// Answers to queries out of the shadow, so that they cost no round trip. Such an answer writes no command and leaves an open
+// vertex run open.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ struct ShadowAnswer {
 
   Kind kind = Kind::kHost;
   uint8_t values = 0;
-  uint8_t booleans = 1;       // values that glGetBooleanv gives; not always all of them
+  uint8_t booleans = 1;       // values that glGetBooleanv gives, which may be fewer than all
   uint8_t rounded = 0;        // the 32-bit integer form rounds to nearest, where others truncate
   double integerScale = 1.0;  // what the 32-bit integer form multiplies by
   union {
@@ -32,8 +32,8 @@ struct ShadowAnswer {
 };
 
 // The four forms differ in their conversions only. `T` is GLint, GLint64, GLfloat or GLdouble; `out` has room for 16 values.
-// `count` may be null; it takes the number of values that glGetBooleanv gives. False: the host must be asked. The context must
-// be the current one, since a few answers ask the host for what they rest on.
+// `count` may be null; it gets the number of values that glGetBooleanv gives. False: the host must be asked. The context must be
+// the current one, since a few answers need a limit or a text of the host first.
 template <typename T>
 bool answerFromShadow(GlContext* context, GLenum pname, T* out, int32_t* count = nullptr);
 

@@ -42,7 +42,7 @@ Answer integers(std::initializer_list<T> values) {
   return answer;
 }
 
-// `integerScale` and `rounded` concern the 32-bit integer form alone, as is required: the 64-bit form truncates plainly.
+// `integerScale` and `rounded` apply to the 32-bit integer form alone: required oddity 36.
 Answer reals(std::initializer_list<double> values, double integerScale = 1.0, bool rounded = false) {
   Answer answer;
   answer.kind = Answer::Kind::kReals;
@@ -176,8 +176,7 @@ constexpr double kDepthRangeScale = 4294967295.0 * 0.5;
 
 // clang-format off
 constexpr ShadowRow kUnsortedRows[] = {
-    // Constants. Below its version a name goes on to the table of value counts, which lacks it, and so is GL_INVALID_ENUM, as is
-    // required.
+    // Constants (required oddity 33). Below its version a name has no value count and is GL_INVALID_ENUM: required oddity 32.
     {GL_MAX_CLIENT_ATTRIB_STACK_DEPTH, 0, constant<16>},
     {GL_MAX_VERTEX_ATTRIBS, 0, constant<16>},
     {GL_NUM_PROGRAM_BINARY_FORMATS, 0, constant<0>},
@@ -191,7 +190,7 @@ constexpr ShadowRow kUnsortedRows[] = {
     {GL_MAX_DEBUG_MESSAGE_LENGTH, 430, constant<4096>},
     {GL_MAX_DEBUG_LOGGED_MESSAGES, 430, constant<10>},
 
-    // What follows from the context's making.
+    // What the making of the context has fixed. The version need not be that of GL_VERSION: required oddity 50.
     {GL_MAJOR_VERSION, 0, [](GlContext* c, GLenum) { return integer(c->contextVersion / 100); }},
     {GL_MINOR_VERSION, 0, [](GlContext* c, GLenum) { return integer(c->contextVersion % 100 / 10); }},
     {GL_CONTEXT_PROFILE_MASK, 0, [](GlContext* c, GLenum) { return integer(c->compatibilityProfile > 0 ? 2 : 1); }},
@@ -290,7 +289,7 @@ constexpr ShadowRow kUnsortedRows[] = {
     {GL_FOG_START, 0, fogRounded<&FogState::start>},
     {GL_FOG_END, 0, fogRounded<&FogState::end>},
     {GL_FOG_MODE, 0, current<&GlContext::fog, &FogState::mode>},
-    // Four values, of which glGetBooleanv gives one, as is required.
+    // Four values, of which glGetBooleanv gives one: required oddity 35.
     {GL_FOG_COLOR, 0, [](GlContext* c, GLenum) {
        const float* const color = c->fog.current().color;
        return reals({color[0], color[1], color[2], color[3]}, kColorScale);

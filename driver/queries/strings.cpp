@@ -25,8 +25,8 @@ constexpr char kLegacyFormatExtensions[] = "GL_EXT_abgr GL_EXT_bgra";
 
 size_t tokenLength(const char* text) { return std::strcspn(text, " "); }
 
-// The comparison covers the token's own length, so that a token also passes as the beginning of a name that the search lands
-// on. This is required.
+// The comparison covers the token's own length. So a token also passes when it is the beginning of a name that the search meets:
+// required oddity 46.
 bool isKnown(const char* token, size_t length) {
   uint32_t low = 0;
   uint32_t high = kKnown;
@@ -134,6 +134,7 @@ void appendExtensions(char* text, size_t capacity, const char* more) {
 
 void filterExtensions(GlContext* context, char* text, size_t capacity) {
   keepKnownExtensions(text);
+  // Names of WGL come in, and a name may come twice: required oddity 47.
   appendExtensions(text, capacity, GlExtensionAddendum);
   if (context->contextVersion / 100 >= 3) appendExtensions(text, capacity, kLegacyFormatExtensions);
   appendExtensions(text, capacity, WglExtensions);
@@ -148,7 +149,7 @@ const GLubyte* APIENTRY glGetString(GLenum name) {
   const StringPlace place = placeOf(context, name);
   if (!place.cached || place.text[0] == 0) {
     askHost(context, opcodeOf<op::glGetString>, {name}, place.text, place.size);
-    place.text[place.size - 1] = 0;  // the host's word that the text ends is not taken
+    place.text[place.size - 1] = 0;  // whether or not the host has ended the text
     if (name == GL_EXTENSIONS) filterExtensions(context, place.text, place.size);
   }
   return reinterpret_cast<const GLubyte*>(place.text);
@@ -157,7 +158,7 @@ const GLubyte* APIENTRY glGetString(GLenum name) {
 const GLubyte* APIENTRY glGetStringi(GLenum name, GLuint index) {
   if (name != GL_EXTENSIONS) return glGetString(name);
   GlContext* const context = currentContext();
-  // An index beyond the list is no error.
+  // Neither an index beyond the list nor another name is an error: required oddity 48.
   if (context == nullptr || index >= extensionCount(context)) return nullptr;
   return reinterpret_cast<const GLubyte*>(stringBlockFor(context->contextVersion).extensionList[index]);
 }

@@ -1,4 +1,4 @@
-// How many values the answer to a query has. A count of 0 makes a name unknown: it then never reaches the host.
+// How many values the answer to a query has.
 #pragma once
 
 #include <cstdint>
@@ -7,14 +7,15 @@
 
 namespace qv {
 
-// Values of `pname` in a context of that version; 0 when it is unknown there. GL_COMPRESSED_TEXTURE_FORMATS alone asks the
-// host, through glGetIntegerv on the current context, each time.
+// Values of `pname` in a context of that version. 0 for an unknown name; the host is then not asked: required oddity 29.
+// GL_COMPRESSED_TEXTURE_FORMATS alone asks the host, through glGetIntegerv on the current context, each time; without formats it
+// counts as unknown (required oddity 31).
 int32_t valueCount(uint16_t contextVersion, GLenum pname);
 
 // Entries of a pixel map, asked of the host; 0 without asking for a bad map.
 int32_t pixelMapSize(GLenum map);
 
-// Values of glTexEnv and glGetTexEnv. There is no unknown: the host sees a bad pname as a command of one value.
+// Values of glTexEnv and glGetTexEnv. No pname is unknown: a bad one goes to the host with one value.
 int32_t texEnvValueCount(GLenum pname);
 
 }  // namespace qv

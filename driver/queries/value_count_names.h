@@ -1,8 +1,7 @@
 // The pnames of valueCount by their number of values and the lowest version that has them.
 //
-// The counts stand as the wire requires them, also where the GL specification gives a name another width:
-// GL_POINT_SPRITE_COORD_ORIGIN is of two values here, and the two default patch levels are of one. A name that is answered from
-// the shadow at every version stands in no group.
+// Some counts differ from those of GL: GL_POINT_SPRITE_COORD_ORIGIN has two values here, and the two default patch levels have one
+// (required oddity 30). A name that is answered from the shadow at every version stands in no group.
 #pragma once
 
 #include "wire/gl_api.h"

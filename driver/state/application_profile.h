@@ -5,12 +5,12 @@
 
 namespace qv {
 
-// Bits of GlContext::quirkFlags.
+// Bits of GlContext::quirkFlags. The first two: required oddity 52. The last two are for calls that are not built yet.
 inline constexpr uint32_t kQuirkNoHostErrors = 1;         // glGetError never asks the host
 inline constexpr uint32_t kQuirkFramebufferComplete = 2;  // glCheckFramebufferStatus answers without asking
 inline constexpr uint32_t kQuirkVertexRuns = 4;           // glBegin may open a VertexRun
-inline constexpr uint32_t kQuirkQueryTable = 32;          // the query object read consults the object table
-inline constexpr uint32_t kQuirkFlushShared = 128;        // some program calls flush at once on a shared context
+inline constexpr uint32_t kQuirkQueryTable = 32;          // the reading of a query object consults the table of queries
+inline constexpr uint32_t kQuirkFlushShared = 128;        // calls on programs flush at once on a shared context; never set
 
 // Runs at every DrvCreateContext. True when a row matched; `version` and `compatibility` are then overwritten.
 bool applyVersionProfile(uint16_t& version, uint8_t& compatibility);

@@ -30,7 +30,7 @@ GlContext::GlContext(int32_t pixelFormat, uint16_t version, uint8_t compatibilit
 
 GlContext::~GlContext() {
   releaseShareGroup(shareGroup);
-  // Nodes left on the client attribute stack are not walked; what an application leaves there is lost, as is required.
+  // Nodes left on the client attribute stack are not freed: required oddity 28.
   queryTable.clear();
   vertexArrayTable.clear();
   for (MatrixStack* const stack : textureMatrices) delete stack;

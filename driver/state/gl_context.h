@@ -22,12 +22,12 @@ struct DebugState;
 
 using MatrixStack = StateStack<Matrix>;
 
-// Values of GlContext::listMode besides 0, GL_COMPILE and GL_COMPILE_AND_EXECUTE.
+// The value of GlContext::listMode while a called list is applied to the shadow, which is not built yet.
 inline constexpr uint32_t kListScanning = 4866;
 
 inline constexpr uint64_t kNoRun = ~uint64_t{0};
 
-// The packed glBegin batch under construction.
+// The vertex run that is being packed.
 struct VertexRun {
   static constexpr uint32_t kSlots = 16;
   uint32_t signature[kSlots] = {};  // all zero when no run is open, so that the fast compare of an attribute call fails
@@ -41,7 +41,7 @@ struct VertexRun {
   uint8_t layout[512] = {};  // the attributes given before the first vertex (the template of the run)
 };
 
-// Indexed buffer bindings; their lengths are what the limit cache is clamped to.
+// Buffer bindings. The limit cache is clamped to the lengths of the indexed ones.
 struct BufferBindings {
   static constexpr uint32_t kTransformFeedback = 8, kUniform = 128, kAtomicCounter = 15, kShaderStorage = 80;
   uint32_t array = 0, pixelPack = 0, pixelUnpack = 0, uniformExt = 0, transformFeedback = 0, uniform = 0, texture = 0,
@@ -52,8 +52,8 @@ struct BufferBindings {
   uint32_t indexedShaderStorage[kShaderStorage] = {};
 };
 
-// Host limits that a glGet reply has brought, never refreshed. 0 or -1 stands for one that has not been fetched; which, and how
-// far a reply is clamped, is told by the rows of driver/queries/limit_cache.cpp.
+// Host limits, each stored from the first reply that has it and never refreshed. 0 or -1 stands for a limit that has not been
+// fetched: the rows of driver/queries/limit_cache.cpp say which, and how far a reply is clamped.
 struct LimitCache {
   int32_t maxLights = 0;
   int32_t maxAttribStackDepth = 0;

@@ -8,11 +8,11 @@
 
 namespace qv {
 
-// Stores the mode, whatever its value, and makes currentMatrixStack the stack it names, or null for no valid mode.
+// Stores the mode, whatever its value, and makes currentMatrixStack the stack of the mode, or null for no valid mode.
 void setMatrixMode(GlContext* context, uint32_t mode);
 
-// dst = transpose of src, which is what GL hands in for a row-major matrix. glLoadMatrixf is called often, and unrolled this
-// takes a third of the time of the loops.
+// dst = transpose of src: GL's matrices are column-major, those of the shadow row-major. glLoadMatrixf is called often; unrolled,
+// the copy takes a third of the time of the loops.
 template <typename T>
 inline void loadTransposed(Matrix& dst, const T* src) {
 #pragma GCC unroll 4

@@ -5,7 +5,7 @@
 
 namespace qv {
 
-// What a row's text is compared against: tails of the image path, the product name.
+// What a row's text is compared with: tails of the image path, the product name.
 enum ProfileText : uint32_t { kTail1 = 1, kTail2 = 2, kTail3 = 4, kProductName = 8 };
 
 // A row that has kProductName belongs to the product stage, the others to the name stage before it.

@@ -12,8 +12,8 @@ namespace qv {
 // Moves `context` from its group into that of `source`; its old group, with all objects in it, dies if it was the last user.
 void joinGroup(GlContext* context, GlContext* source);
 
-// The guest's side of glDeleteTextures for one name, the group's lock being held: a texture that has been bound keeps its row
-// until the next flush has given the delete to the host, any other row goes at once.
+// The guest's side of glDeleteTextures for one name, under the group's lock. A texture that has been bound keeps its row until the
+// next flush has given the delete to the host (required oddity 23); any other row goes at once.
 void deferTextureDelete(GlContext* context, uint32_t name);
 
 // Removes the rows of the textures deleted since the last flush; for flushStream, after the host has taken the stream.

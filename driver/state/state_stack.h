@@ -9,8 +9,8 @@
 
 namespace qv {
 
-// `T` is default-constructed to the group's defaults. Element 0 exists from construction; the first push asks for the limit and
-// allocates limit + 1 elements.
+// `T` is default-constructed to the group's defaults. Element 0 exists from construction. The first push asks for the limit and
+// allocates limit + 1 elements, one more than the host has: required oddity 27.
 template <typename T>
 struct StateStack {
   explicit StateStack(GLenum limit) : limitPname(limit) { elements = allocate(1); }
@@ -46,7 +46,7 @@ struct StateStack {
     return fresh;
   }
   void grow(int32_t limit) {
-    // A host that fails answers 0 and one that lies may answer anything: the stack then keeps its single element.
+    // A host that fails answers 0, and a host that lies may answer anything: the stack then keeps its one element.
     if (limit < 1 || limit > 65536) return;
     const uint32_t wanted = static_cast<uint32_t>(limit) + 1;
     T* const fresh = allocate(wanted);

@@ -5,8 +5,8 @@
 
 namespace qv {
 
-// Filled on demand and never freed: an application may keep the pointers. Shared by all threads without a lock; whoever fills
-// a block at the same time writes the same bytes.
+// Filled by the first context that asks (required oddity 49) and never freed: an application may keep the pointers. Shared by all
+// threads without a lock; whoever fills a block at the same time writes the same bytes.
 struct StringBlock {
   static constexpr uint32_t kText = 256, kExtensionText = 16384, kMaxExtensions = 2048;
 

@@ -15,8 +15,8 @@ inline void refuse(GlContext* context, uint32_t opcode, GLenum code) {
   context->lastOpcode = static_cast<int32_t>(opcode);
 }
 
-// The current context with lastOpcode set to the row's. Null without a context, and inside glBegin where the row has a begin
-// check: the error is recorded then.
+// The current context, with lastOpcode set to that of the row. Null without a context. Null too, with the error recorded, inside
+// glBegin when the row has a begin check.
 template <typename Row>
 inline GlContext* enter() {
   GlContext* const context = currentContext();
@@ -31,7 +31,7 @@ inline GlContext* enter() {
   return context;
 }
 
-// Closes an open run, which the command would otherwise be taken for a part of, sets lastOpcode and writes the private command.
+// Closes an open run, so that the command does not count as vertex data, sets lastOpcode and writes the private command.
 template <typename Private, typename Record>
 inline void sendRecord(GlContext* context, const Record& record) {
   static_assert(std::is_same_v<typename Private::Form, As<Record>> && !HasTail<Record>);

@@ -217,8 +217,8 @@ struct Entry<Row, R(APIENTRY*)(A...)> {
   }
 
  private:
-  // Nothing is recorded, refused or cut off: no list is open where the row cares for lists, no primitive, no run. A run is open
-  // inside glBegin only, so that rows with a begin check need not look at it.
+  // Whether the fast path may be taken: no list is open, if the row cares for lists, no primitive and no run. A run is open inside
+  // glBegin only, so rows with a begin check need not look for one.
   static bool isIdle(const GlContext* context) {
     if constexpr (has<Row>(kRecords | kListTest)) {
       if (context->recordingList) return false;
@@ -232,8 +232,8 @@ struct Entry<Row, R(APIENTRY*)(A...)> {
 
   [[gnu::noinline]] static R everyStep(A... args) { return steps(args...); }
 
-  // Size, recording, checks, run, command, shadow, reply: this order holds for every entry point. What a list records it
-  // records before any check, and a refused call leaves the stream as it was.
+  // Size, recording, checks, run, command, shadow, reply: this order holds for every entry point. A list records the command
+  // before any check, and a refused call leaves the stream as it was.
   static inline R steps(A... args) {
     GlContext* const context = currentContext();
     if (!context) [[unlikely]]
@@ -313,13 +313,13 @@ inline void recordInList(GlContext* context, A... args) {
 template <typename Row, uint32_t Number, typename Pointer = typename Row::Prototype::Pointer>
 struct AttributeEntry;
 
-// Scalar calls, the position of every component an argument of its own.
+// A scalar call has an argument for each component, a vector call one pointer.
 template <typename Row, uint32_t Number, typename T, typename... Rest>
 struct AttributeEntry<Row, Number, void(APIENTRY*)(T, Rest...)> {
-  // The context is not tested for null: calling these without one is undefined.
+  // The context is not tested for null: required oddity 81.
   static void APIENTRY call(T first, Rest... rest) {
     if constexpr (Number == kByTarget) {
-      // The target is not checked: an unusual one makes an unusual signature.
+      // The target is not checked, an unusual one makes an unusual signature: required oddity 80.
       constexpr GLenum kTargetBias = 33976;  // so that GL_TEXTURE0 is attribute 8
       if (!repeats(first - kTargetBias, rest...)) [[unlikely]]
         otherwise(first, rest...);

@@ -27,8 +27,8 @@ void GlContext::reserve(uint64_t n) {
 
 uint32_t flushStream(GlContext* context, uint32_t presentMode, void* reply, uint32_t replySize, void* reply2,
                      uint32_t reply2Size) {
-  // Taken before the run is closed: what closing a run without a fixed layout adds does not reach the host. This order is
-  // required; who needs the run whole closes it before the call.
+  // Taken before the run is closed (required oddity 11): what the closing of a run without a fixed layout adds does not reach the
+  // host. A caller that needs the whole run closes it before the call.
   const uint64_t length = static_cast<uint64_t>(context->cursor - context->base);
   const uint8_t* data = length == 0 ? nullptr : context->base;
   if (context->run.open) {

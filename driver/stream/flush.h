@@ -7,7 +7,7 @@ namespace qv {
 
 class GlContext;
 
-// A stream whose buffer has this many bytes is flushed when it has no more room, instead of growing: 96 MiB.
+// 96 MiB: a buffer of this size does not grow when it is full, but is flushed.
 inline constexpr uint64_t kFlushAtCapacity = 0x6000000;
 
 // Submits everything written so far and empties the stream, whatever the submit reports. `presentMode` is 0, GL_FRONT (1028)
@@ -16,11 +16,11 @@ inline constexpr uint64_t kFlushAtCapacity = 0x6000000;
 uint32_t flushStream(GlContext* context, uint32_t presentMode, void* reply, uint32_t replySize, void* reply2,
                      uint32_t reply2Size);
 
-// Writes a command without payload, inside a run too, and sets lastOpcode.
+// Writes a command without payload, into an open run too (required oddity 12), and sets lastOpcode.
 void writeMark(GlContext* context, uint32_t opcode);
 
-// Closes what has been written as a frame or a release does: unless the last command was a glFlush or a glFinish, writes the
-// 217 word and sets frontDirty from drawBufferMode.
+// Marks the end of a frame, or of the commands before a release: writes the 217 mark and sets frontDirty from drawBufferMode,
+// unless the last command was a glFlush or a glFinish.
 void markFrameEnd(GlContext* context);
 
 }  // namespace qv

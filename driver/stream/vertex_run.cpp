@@ -39,8 +39,8 @@ void closeRun(GlContext* context, uint32_t kind) {
     return;
   }
   if (!run.layoutFixed) {
-    // No vertex came: what was collected stands as the run's single element. The run counts as open until the room is taken,
-    // so that a full buffer grows here and is not flushed with the head still empty.
+    // No vertex has come: the attributes collected so far are the only data of the run. The run counts as open until the room is
+    // taken, so that a full buffer grows here and is not flushed with the head still empty.
     takeRoom(*context, runTagBytes(run.slotCount));
     uint8_t* const at = takeRoom(*context, padded(run.stride));
     if (run.stride != 0) std::memcpy(at, run.layout, run.stride);

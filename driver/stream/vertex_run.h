@@ -14,7 +14,7 @@ namespace qv {
 inline constexpr uint32_t kRunBroken = opcodeOf<op::qvRunBroken>;  // the primitive goes on with plain commands
 inline constexpr uint32_t kRunEnded = opcodeOf<op::qvRunEnded>;    // glEnd came
 
-// Opens a run for the glBegin mode: leaves room for its head, which closeRun fills. The caller knows that none is open.
+// Opens a run for the glBegin mode: leaves room for its head, which closeRun fills. No run may be open.
 void openRun(GlContext* context, uint32_t mode);
 
 // Closes the open run as kRunBroken or kRunEnded. insideBegin is not touched: after a broken run the primitive goes on.
@@ -31,8 +31,8 @@ constexpr uint32_t runSignature(uint32_t components, uint32_t attribute) {
 }
 
 // A participant's call that repeats the layout of the run: stores its components and is done. False, with nothing changed,
-// when it does not match or the buffer is full. `number` is the attribute number; `Number` tells at compile time whether it is
-// the position, behind which the next vertex begins.
+// when it does not match or the buffer is full. `number` is the attribute number. `Number` says at compile time whether the
+// attribute is the position, behind which the next vertex begins.
 template <uint32_t Number, typename T, uint32_t Components, typename Store>
 inline bool repeatAttribute(GlContext* context, uint32_t number, Store&& store) {
   constexpr uint32_t kBytes = runAttributeBytes(Components, sizeof(T));
@@ -49,8 +49,8 @@ inline bool repeatAttribute(GlContext* context, uint32_t number, Store&& store) 
   return true;
 }
 
-// The rest of a participant's call: a full buffer, an attribute that defines a slot, the first vertex, or one that breaks the
-// run. `plain` writes the ordinary command.
+// What repeatAttribute leaves: a full buffer, an attribute that defines a slot, the first vertex, or a call that breaks the run.
+// `plain` writes the ordinary command.
 template <uint32_t Number, typename T, uint32_t Components, typename Store, typename Plain>
 inline void defineAttribute(GlContext* context, uint32_t number, Store&& store, Plain&& plain) {
   constexpr uint32_t kBytes = runAttributeBytes(Components, sizeof(T));

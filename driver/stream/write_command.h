@@ -20,7 +20,7 @@ inline uint8_t* takeRoom(Stream& stream, uint64_t bytes) {
   return at;
 }
 
-// Writes the header of a command of `payload` bytes (payloadOf), in the form that it needs, and returns the payload's place.
+// Writes the header of a command with `payload` bytes (payloadOf) in small or large form. Returns where the payload begins.
 template <typename Stream>
 inline uint8_t* beginCommand(Stream& stream, uint32_t opcode, uint64_t payload) {
   const uint32_t head = headerBytes(payload);

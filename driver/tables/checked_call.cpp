@@ -1,4 +1,4 @@
-// The look before and after a call.
+// The comparison of a context before and after a call.
 #include "driver/tables/checked_call.h"
 
 #include <cstdio>

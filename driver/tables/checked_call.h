@@ -10,11 +10,11 @@ namespace qv {
 
 class GlContext;
 
-// Whether this build looks at every call.
+// Whether this build checks every call.
 inline constexpr bool kChecksCalls = QV_CHECK_CALLS != 0;
 
-// What a call found, looked at again when it returns. Ends the process, with a line on standard error, when the call broke the
-// rule. Calls without a context and calls that leave with another one are not looked at.
+// Compares the context before and after a call. Ends the process, with a line on standard error, when the call broke the rule.
+// Calls without a context, and calls that change the current context, are not checked.
 class CallCheck {
  public:
   explicit CallCheck(const char* name);

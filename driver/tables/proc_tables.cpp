@@ -56,7 +56,7 @@ struct Generated<void, Absent> {
   static constexpr PROC pointer = nullptr;
 };
 
-// The routine itself, or the routine with the oracle of debug builds around it.
+// The routine itself, or in builds that check every call the routine with the check around it.
 template <typename Row, auto Pointer>
 constexpr auto checked() {
   if constexpr (kChecksCalls && !std::is_same_v<typename Row::Implementation, Absent>) {
@@ -66,7 +66,7 @@ constexpr auto checked() {
   }
 }
 
-// Where a hand-written function exists, which a template cannot name, it is taken; else what the row's implementation makes.
+// The hand-written function of a Custom row, which a template cannot name; else what the row's implementation makes.
 #define QV_CHOOSE(name, row)                                                \
   template <typename Implementation>                                        \
   constexpr auto choose_##name() {                                          \

@@ -38,8 +38,8 @@ DrawablePtr findDrawable(XServer* server, GLXDrawable id);
 // The drawable behind a window of the simulated Windows.
 DrawablePtr drawableOfWindow(HWND window);
 
-// The plain X window that a program passes as a drawable gets one when it first does, with the configuration of the context
-// that it is made current with. Null when there is no such window. Waits for both connections.
+// Makes the drawable of a plain X window when a program first makes a context current with the window; it gets the configuration
+// of that context. Null when there is no such window. Waits for both connections.
 DrawablePtr adoptWindow(Display* display, GLXDrawable id, const FbConfig* config);
 // glXCreateWindow and glXCreatePixmap: a new id for an X drawable. Null when that does not exist.
 DrawablePtr createForTarget(Display* display, DrawableKind kind, xcb_drawable_t target, const FbConfig* config);

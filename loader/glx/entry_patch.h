@@ -10,7 +10,7 @@ namespace qv::loader {
 
 // Whether entry points of this kind and size can be written.
 GLboolean isPatchSupported(int type, int stubSize);
-// Writes every entry point for which the driver has a routine; the others keep libglvnd's way, which ends in nothing.
+// Writes every entry point for which the driver has a routine; the others keep libglvnd's code, which does nothing.
 GLboolean initiatePatch(int type, int stubSize, DispatchPatchLookupStubOffset lookUp);
 
 }  // namespace qv::loader

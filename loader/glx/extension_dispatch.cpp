@@ -1,5 +1,6 @@
 // libGLX gives every extension function one place in each vendor's table; a dispatch function looks there, in the table of the
-// vendor that owns the display, drawable or current context of the call. It may thus end in another vendor's library than ours.
+// vendor that owns the display, drawable or current context of the call. The call may thus end in another vendor's library than
+// ours.
 #include "loader/glx/extension_dispatch.h"
 
 #include <GL/glxext.h>
@@ -27,7 +28,7 @@ GLXContext dispatchCreateContextAttribs(Display* display, GLXFBConfig config, GL
   __GLXvendorInfo* const vendor = api->vendorFromFBConfig(display, config);
   const auto function = fetch<PFNGLXCREATECONTEXTATTRIBSARBPROC>(vendor, CreateContextAttribs);
   GLXContext const context = function ? function(display, config, share, direct, attributes) : nullptr;
-  // libGLX has to learn whose context it is; one that it cannot note is of no use.
+  // libGLX must learn which vendor owns the context; a context that it cannot note is of no use.
   if (context && api->addVendorContextMapping(display, context, vendor)) return nullptr;
   return context;
 }

@@ -1,4 +1,4 @@
-// The vendor-neutral halves of GLX extension functions: each finds the vendor that a call is meant for and passes it on.
+// The vendor-neutral halves of GLX extension functions: each finds the vendor of a call and passes the call on.
 #pragma once
 
 // Before the GL headers, which would define APIENTRY otherwise.

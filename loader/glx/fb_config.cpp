@@ -97,7 +97,7 @@ int wantedColourBits(const FbConfig& config, const MutableCriteria& criteria) {
          (counts(GLX_BLUE_SIZE) ? config.blue : 0) + (counts(GLX_ALPHA_SIZE) ? config.alpha : 0);
 }
 
-// Negative when a comes first for an attribute of which none is best and otherwise more is better.
+// The order by an attribute of which 0 is best and otherwise more is better: negative when a comes first.
 int largerOrNone(int a, int b) {
   if (a == b) return 0;
   if (a == 0 || b == 0) return a == 0 ? -1 : 1;
@@ -256,7 +256,7 @@ std::vector<const FbConfig*> chooseFbConfigs(const std::vector<const FbConfig*>&
 
 const FbConfig* chooseVisualConfig(const std::vector<const FbConfig*>& all, const int* attributes) {
   MutableCriteria criteria = kDefaults;
-  // What the list does not name is a single-buffered colour index visual; the driver has none of the latter.
+  // By default the list asks for a single-buffered colour index visual. The driver has no colour index visual.
   find(criteria, GLX_DOUBLEBUFFER)->wanted = False;
   bool rgba = false;
   while (attributes && *attributes != None) {

@@ -32,7 +32,7 @@ XVisualInfo* visualInfo(Display* display, const FbConfig& config) {
 GLXFBConfig* configArray(const std::vector<const FbConfig*>& configs, int* count) {
   *count = static_cast<int>(configs.size());
   if (configs.empty()) return nullptr;
-  // XFree is free.
+  // The program frees it with XFree, which calls free.
   auto* const array = static_cast<GLXFBConfig*>(std::malloc(configs.size() * sizeof(GLXFBConfig)));
   for (size_t i = 0; i < configs.size(); ++i) {
     array[i] = reinterpret_cast<GLXFBConfig>(const_cast<FbConfig*>(configs[i]));

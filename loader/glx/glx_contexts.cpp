@@ -17,8 +17,8 @@ namespace {
 
 const FbConfig* asConfig(GLXFBConfig config) { return isFbConfig(config) ? reinterpret_cast<const FbConfig*>(config) : nullptr; }
 
-// Attribute values of WGL_ARB_create_context are those of GLX_ARB_create_context, so the list goes over as it is but for what
-// GLX alone knows. False when the list asks for something that the driver could not be told.
+// WGL_ARB_create_context and GLX_ARB_create_context have the same attribute values, so the list is passed on without the
+// attributes that only GLX has. False when the list asks for something that WGL cannot say.
 bool translateAttributes(const int* attributes, std::vector<int>* translated) {
   for (; attributes && *attributes != None; attributes += 2) {
     switch (attributes[0]) {

@@ -16,7 +16,7 @@ Function* driverFunction(const char* name) {
   return reinterpret_cast<Function*>(reinterpret_cast<void*>(driverProcAddress(name)));
 }
 
-// Metrics of a character, or those that the font gives for one that it lacks.
+// Metrics of a character; zeros for a character that the font lacks.
 XCharStruct metrics(const XFontStruct& font, unsigned code) {
   const unsigned row = code >> 8, column = code & 255;
   const bool known =

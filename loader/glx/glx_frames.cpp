@@ -61,7 +61,7 @@ void swapIntervalEXT(Display* display, GLXDrawable id, int interval) {
     return;
   }
   drawable->swapInterval = interval > 0;
-  // The driver keeps the interval with the context; one that becomes current on this drawable later gets it then.
+  // The driver keeps the interval in the context; a context that becomes current on this drawable later gets it then.
   if (currentGlx().draw == drawable) setSwapInterval(interval);
 }
 

@@ -5,7 +5,7 @@
 
 namespace qv::loader {
 
-// A swap has been done. Ends the process, with status 0, when it was the last one asked for.
+// Counts a swap. Ends the process, with status 0, after the last swap asked for.
 void countFrame();
 
 // One line each into the report, if there is one.

@@ -1,4 +1,4 @@
-// What takes the internals of Xlib: errors raised on a program's connection as the server would for a bad GLX request, and ids.
+// What needs the internals of Xlib: errors on a program's connection, as the server raises them for bad GLX requests, and ids.
 #pragma once
 
 #include <X11/Xlib.h>

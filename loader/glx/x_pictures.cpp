@@ -36,8 +36,8 @@ XServer::Segment& XServer::attach(const sim::GpuAllocation& source) {
 }
 
 xcb_gcontext_t XServer::graphicsContext(xcb_drawable_t target, int depth) {
-  // A context serves every drawable of the same screen and depth; the program's windows of one depth are nearly always on
-  // one screen, so the screen is found by the root of the first.
+  // A graphics context serves every drawable of one screen and depth. Where there are several screens, the server is asked for the
+  // root window of the target.
   xcb_window_t root = 0;
   if (screen(1)) {
     xcb_get_geometry_reply_t* const reply = xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, target), nullptr);

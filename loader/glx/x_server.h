@@ -24,8 +24,8 @@ struct WindowGeometry {
   bool exists = true;
 };
 
-// One per display name, made when first asked for and kept for the life of the process. Its own connection, because the
-// program's is the program's: events that we ask for there would reach it. Any thread may call any member.
+// One per display name, made when first asked for and kept for the life of the process. It has a connection of its own: events
+// that were asked for on the program's connection would reach the program. Any thread may call any member.
 class XServer {
  public:
   // Null when the server cannot be reached.

@@ -16,7 +16,7 @@ struct RenderingContext {
 // All null when the handle names no live context.
 RenderingContext* findContext(HGLRC handle);
 HGLRC addContext(DHGLRC driverContext, int pixelFormat);
-// The record is freed; the driver's context is the caller's affair.
+// Frees the record; the caller destroys the driver's context.
 void removeContext(HGLRC handle);
 // Makes `thread` the owner of the context unless another thread is. False when another is, or when the handle is not known.
 bool claimContext(HGLRC handle, DWORD thread);

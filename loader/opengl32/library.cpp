@@ -12,8 +12,8 @@ bool loaded = false;
 // An address of this library stands for the driver's instance handle; nothing follows it.
 HINSTANCE driverInstance() { return reinterpret_cast<HINSTANCE>(&loaded); }
 
-// The desktop's side of a present on a composed screen: names the window's redirection surface, which the driver then draws
-// its picture into. On a screen without composition there is none, and the driver presents by itself.
+// The desktop's side of a present on a composed screen: names the window's redirection surface, into which the driver then copies
+// its picture. On a screen without composition there is no such surface, and the driver presents by itself.
 BOOL APIENTRY presentComposed(HDC hdc, PRESENTBUFFERSCB* data) {
   HWND const window = WindowFromDC(hdc);
   PRESENTBUFFERS buffers{};
@@ -39,12 +39,12 @@ bool loadDriver() {
   sim::registerExport(kModule, "wglShareLists", &wglShareLists);
   sim::registerExport(kModule, "wglGetCurrentContext", &wglGetCurrentContext);
   if (!driverMain(driverInstance(), DLL_PROCESS_ATTACH, nullptr)) {
-    // As the system's loader does with a library that refuses: one detach, and it is gone.
+    // The system's loader, too, calls a library once more for its detach after an attach that failed.
     driverMain(driverInstance(), DLL_PROCESS_DETACH, nullptr);
     return false;
   }
   loaded = true;
-  // The driver keeps the fifth only; the first four belong to parts of the system that are not simulated.
+  // The driver keeps only the fifth; the first four belong to parts of the system that are not simulated.
   PROC procs[5] = {};
   procs[4] = reinterpret_cast<PROC>(reinterpret_cast<void*>(&presentComposed));
   DrvSetCallbackProcs(5, procs);

@@ -40,7 +40,7 @@ BOOL WINAPI wglSwapLayerBuffers(HDC hdc, UINT planes);
 // Number of functions in a table that DrvSetContext gives.
 inline constexpr int kProcTableEntries = 336;
 
-// What stands behind the record's declared name.
+// The layout of what DrvSetContext returns.
 struct ProcTable {
   int count;
   PROC functions[kProcTableEntries];
@@ -49,8 +49,8 @@ struct ProcTable {
 // The table through which this thread's OpenGL 1.1 calls go; null without a current context.
 const ProcTable* currentProcTable();
 
-// Where, from its thread pointer on, each thread keeps the address that currentProcTable() gives: the same distance on every
-// thread, so that a few instructions can look there.
+// The distance from a thread's pointer to the place where the thread keeps what currentProcTable() gives. It is the same on every
+// thread, so that a few instructions can read the place.
 ptrdiff_t currentProcTableOffset();
 
 // Any function of the driver by name, whether a context is current or not; null if it has none.

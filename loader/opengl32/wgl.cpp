@@ -8,7 +8,7 @@ namespace {
 
 constexpr DWORD kErrorBusy = 170;
 
-// What is current on this thread. Its destructor is the library's notice of the thread's end.
+// What is current on this thread. The destructor runs when the thread ends.
 struct ThreadState {
   HGLRC context = nullptr;
   HDC hdc = nullptr;
@@ -21,7 +21,7 @@ struct ThreadState {
 };
 thread_local ThreadState thread;
 
-// Apart from the rest, as it is read from outside at a fixed distance from the thread pointer.
+// Apart from ThreadState: code outside reads it at a fixed distance from the thread pointer.
 __attribute__((tls_model("initial-exec"))) constinit thread_local const ProcTable* currentTable = nullptr;
 
 // The context's handle for the driver, 0 with the error set when the handle names none.
@@ -31,8 +31,8 @@ DHGLRC driverHandle(HGLRC handle) {
   return context ? context->driverContext : 0;
 }
 
-// Takes this thread's context away from it. False, with the driver's error, when the driver objects; it is then still released
-// here, since a second try would fare no better.
+// Releases this thread's context. False, with the driver's error, when the driver fails; the context is released here all the
+// same, since a second try would fail too.
 bool releaseCurrent() {
   if (!thread.context) return true;
   const RenderingContext* const context = findContext(thread.context);
@@ -135,7 +135,7 @@ BOOL WINAPI wglCopyContext(HGLRC source, HGLRC destination, UINT mask) {
 PROC driverProcAddress(LPCSTR name) { return isDriverLoaded() ? DrvGetProcAddress(name) : nullptr; }
 
 void forEachDriverProc(void (*visit)(void* context, const char* name, PROC function), void* context) {
-  // The names are the driver's own table; what they stand for is asked of the driver like anything else.
+  // The names come from the driver's own table; their functions are looked up like any other.
   for (const ProcNameRow& row : ProcNameTable) {
     if (PROC const function = driverProcAddress(row.name)) visit(context, row.name, function);
   }

@@ -18,7 +18,7 @@ struct PixelRect {
 // and go row by row, lowest first.
 class AccumulationBuffer {
  public:
-  // False when there is no memory; the buffer is empty then. Zeros, unless it has the size already.
+  // Makes all values zero, unless the buffer has the size already. False when there is no memory; the buffer is empty then.
   bool resize(int32_t width, int32_t height);
   bool empty() const { return values_.empty(); }
 

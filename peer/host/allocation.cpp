@@ -1,4 +1,4 @@
-// Maps surface memory after checking that it can be trusted to stay.
+// Maps the memory of surfaces, after a check that it cannot shrink.
 #include "peer/host/allocation.h"
 
 #include <fcntl.h>
@@ -29,18 +29,18 @@ bool AllocationSet::open(const AllocationDescription& description, int fd) {
       description.pitch % 4 != 0 || description.pitch < rowBytes ||
       uint64_t{description.pitch} * description.height > description.size || fstat(fd, &status) != 0 ||
       status.st_size < static_cast<off_t>(description.size)) {
-    logLine("allocation %u: %u x %u, pitch %u, %u bytes do not fit its memory", description.handle, description.width,
+    logLine("allocation %u: %u x %u with pitch %u and %u bytes do not fit its memory", description.handle, description.width,
             description.height, description.pitch, description.size);
     return false;
   }
   const auto fresh = std::make_shared<Allocation>();
   if (!fresh->number.take(numbers_, 1) || !fresh->bytes.take(bytes_, description.size)) {
-    logLine("allocation %u: the guest may have no more, %u bytes are asked for", description.handle, description.size);
+    logLine("allocation %u: over the guest's quota, %u bytes", description.handle, description.size);
     return false;
   }
   void* const memory = mmap(nullptr, description.size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   if (memory == MAP_FAILED) {
-    logLine("allocation %u: its memory cannot be mapped", description.handle);
+    logLine("allocation %u: memory cannot be mapped", description.handle);
     return false;
   }
   fresh->description = description;
@@ -57,7 +57,7 @@ bool AllocationSet::open(const AllocationDescription& description, int fd) {
 }
 
 bool AllocationSet::close(uint32_t handle) {
-  std::shared_ptr<Allocation> gone;  // unmapped outside the lock
+  std::shared_ptr<Allocation> gone;  // destroyed after unlocking: ~Allocation unmaps memory
   const std::lock_guard lock(mutex_);
   const auto at = allocations_.find(handle);
   if (at == allocations_.end()) return false;

@@ -1,4 +1,4 @@
-// A guest's surface memory as the peer has it mapped: where finished frames go.
+// Allocation: the memory of a guest's surface as the host has it mapped; finished frames go there.
 #pragma once
 
 #include <cstdint>
@@ -25,8 +25,8 @@ class AllocationSet {
  public:
   AllocationSet(LiveCounters& counters, const Quotas& quotas)
       : counters_(counters), numbers_(quotas.allocations), bytes_(quotas.allocationBytes) {}
-  // Maps the memory file, which stays the caller's. False, with a line in the log, when the description does not fit the file,
-  // the file can shrink, the handle is taken or the guest may have no more.
+  // Maps the memory file; the caller keeps the file. False, with a line in the log, when the description does not fit the file, the
+  // file can shrink, the handle is taken or the guest is at its quota.
   bool open(const AllocationDescription& description, int fd);
   bool close(uint32_t handle);
   std::shared_ptr<Allocation> find(uint32_t handle);

@@ -19,13 +19,13 @@ struct DrawableAttributes {
   uint16_t textureTarget = 0;  // GL_TEXTURE_2D, GL_TEXTURE_CUBE_MAP or 0
   bool mipmapped = false;
 
-  // Of a context's list: compatibility is what there is without a word about it.
+  // Of a context's list: without a profile word it asks for compatibility.
   bool core() const { return profileMask != 0 && (profileMask & 2) == 0; }
   bool operator==(const DrawableAttributes&) const = default;
 };
 
-// Reads the words up to the zero word. Nothing when there is no zero word, when a token is not one of the list's, or when the
-// list ends between a token and its value.
+// Reads the words up to the zero word. No result without a zero word, for an unknown token, and for a list that ends between a
+// token and its value.
 std::optional<DrawableAttributes> readAttributeList(std::span<const uint16_t> words);
 
 }  // namespace qv::peer

@@ -76,7 +76,7 @@ EGLContext EglDisplay::createContext(const DrawableAttributes& attributes, EGLCo
   // The current API is per thread, and OpenGL ES at first.
   if (!eglBindAPI(EGL_OPENGL_API)) return EGL_NO_CONTEXT;
   std::vector<EGLint> list;
-  // Below 3.2 there are no profiles: asking for no version gives the highest compatibility version there is.
+  // Below 3.2 there are no profiles. Without a version EGL gives the highest compatibility version.
   if (attributes.version >= 300) {
     list.insert(list.end(),
                 {EGL_CONTEXT_MAJOR_VERSION, attributes.version / 100, EGL_CONTEXT_MINOR_VERSION, attributes.version % 100 / 10});
@@ -92,8 +92,8 @@ EGLContext EglDisplay::createContext(const DrawableAttributes& attributes, EGLCo
 DrawableOffer EglDisplay::offer(const DrawableAttributes& attributes) const {
   const EGLint componentType = attributes.floatColors ? EGL_COLOR_COMPONENT_TYPE_FLOAT_EXT : EGL_COLOR_COMPONENT_TYPE_FIXED_EXT;
   const EGLint colorBits = attributes.floatColors ? 16 : 8;
-  // EGL's own order of preference decides among the configs that have at least what is asked for; a sample count that it does
-  // not have is met by the highest one below.
+  // Among the configs that have at least what is asked for, EGL's order of preference decides. In place of a sample count that EGL
+  // lacks comes the highest one below it.
   for (EGLint samples = attributes.samples;; samples = samples > 4 ? 4 : 0) {
     const EGLint wanted[] = {EGL_SURFACE_TYPE,
                              EGL_PBUFFER_BIT,

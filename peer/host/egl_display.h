@@ -12,7 +12,7 @@ namespace qv::peer {
 
 // What a drawable really gets.
 struct DrawableOffer {
-  EGLConfig config = nullptr;  // null when there is no drawable to be had
+  EGLConfig config = nullptr;  // null when EGL has no such drawable
   EGLint samples = 0;
   EGLint colorBits = 0;  // per component
 };
@@ -33,9 +33,9 @@ class EglDisplay {
   EGLContext createContext(const DrawableAttributes& attributes, EGLContext share) const;
   // The nearest to what the attributes ask for.
   DrawableOffer offer(const DrawableAttributes& attributes) const;
-  // A drawable with depth 24, stencil 8 and the nearest colour format and sample count that EGL offers. EGL gives no
-  // accumulation buffer (AccumulationBuffer stands in), and one colour buffer that answers to both GL_FRONT and GL_BACK, whose
-  // contents survive a swap. Every drawable of Mesa's obeys GL_FRAMEBUFFER_SRGB, also one that nobody wanted that of.
+  // A drawable with depth 24, stencil 8 and the nearest colour format and sample count that EGL offers. EGL gives no accumulation
+  // buffer (AccumulationBuffer stands in). It gives one colour buffer under the names GL_FRONT and GL_BACK, whose contents
+  // survive a swap. Every drawable of Mesa obeys GL_FRAMEBUFFER_SRGB, also one that was not asked to be sRGB.
   EGLSurface createSurface(const DrawableAttributes& attributes, int32_t width, int32_t height) const;
 
   bool makeCurrent(EGLSurface surface, EGLContext context) const;

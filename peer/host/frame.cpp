@@ -10,7 +10,7 @@ namespace {
 
 constexpr GLenum kPackInvert = 0x8758;  // GL_PACK_INVERT_MESA: rows come top-down
 
-// A pixel store parameter that glReadPixels obeys, for as long as the object lives.
+// Sets a pixel store parameter of glReadPixels for as long as the object lives.
 class PackSetting {
  public:
   PackSetting(GLenum name, GLint value) : name_(name) {
@@ -67,7 +67,7 @@ void readFrame(int32_t width, int32_t height, const Allocation& target) {
   const PackSetting swapBytes(GL_PACK_SWAP_BYTES, GL_FALSE);
   const PackSetting lsbFirst(GL_PACK_LSB_FIRST, GL_FALSE);
   const PackSetting invert(kPackInvert, GL_TRUE);
-  // In bounds: rows and columns are cut to the allocation's, whose height * pitch bytes are mapped.
+  // In bounds: rows and columns are cut to those of the allocation, whose height * pitch bytes are mapped.
   gl.glReadPixels(0, height - rows, columns, rows, GL_BGRA, GL_UNSIGNED_BYTE, target.memory);
 }
 

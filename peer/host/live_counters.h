@@ -1,4 +1,4 @@
-// The live numbers behind PeerCounters, one set per peer, changed from every thread of it.
+// The live numbers behind PeerCounters: one set per peer, changed by all its threads.
 #pragma once
 
 #include <atomic>

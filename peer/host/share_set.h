@@ -11,16 +11,16 @@ namespace qv::peer {
 
 class Context;
 
-// One per guest. OpenGL takes a share partner at a context's creation only, while a guest names it later: OpenGL contexts are
-// made at the first flush, and two sets can be joined as long as not both of them have one.
+// One per guest. OpenGL takes a share partner only when a context is made, and a guest names the partner later. So an OpenGL
+// context is made at the context's first flush, and two sets can be joined until both have one.
 class ShareSets {
  public:
   ShareSets(LiveCounters& counters, const EglDisplay& display) : counters_(counters), display_(display) {}
 
   void add(const Context& context);
-  // Its OpenGL context, if it has one, is destroyed; it must not be current.
+  // Destroys its OpenGL context, if it has one, which must not be current.
   void remove(const Context& context);
-  // False when both already have OpenGL contexts, of different sets.
+  // False when the two sets differ and both have OpenGL contexts.
   bool join(const Context& first, const Context& second);
   // Makes `context`'s OpenGL context, sharing with what its set has. EGL_NO_CONTEXT on failure.
   EGLContext create(const Context& context, const DrawableAttributes& attributes);
@@ -39,8 +39,8 @@ class ShareSets {
 
   LiveCounters& counters_;
   const EglDisplay& display_;
-  // Held while a context is made or destroyed: the partner must not go away meanwhile, and two members made at once must find
-  // each other.
+  // Held while an OpenGL context is made or destroyed: the partner must not go away meanwhile, and two members that are made at
+  // the same time must find each other.
   std::mutex mutex_;
   std::vector<Set> sets_;
 };

@@ -1,4 +1,4 @@
-// What the peer does with windows and textures in its own OpenGL context.
+// What the host does with windows and textures in its own OpenGL context.
 #include "peer/host/side_context.h"
 
 #include <algorithm>
@@ -24,7 +24,7 @@ bool generatesMipmaps(GLenum target) {
   return generates != GL_FALSE;
 }
 
-// Makes the levels behind 0, whatever levels the guest has set for sampling.
+// Makes the levels above 0, whatever levels the guest has set for sampling.
 void generateLevels(GLenum target, uint32_t levels) {
   GLint base = 0, last = 0;
   gl.glGetTexParameteriv(target, GL_TEXTURE_BASE_LEVEL, &base);
@@ -152,7 +152,7 @@ const char* SideContext::accumulate(Window& window, const PixelRect& rect, float
     gl.glReadBuffer(GL_BACK);
   }
   forEachStrip(rect, [&](const PixelRect& strip) {
-    // In bounds: pixels_ has four floats for each pixel of the strip, whose rows follow each other without a gap.
+    // In bounds: pixels_ has four floats for each pixel of the strip, and the rows have no gaps.
     gl.glReadPixels(strip.x, strip.y, strip.width, strip.height, GL_RGBA, GL_FLOAT, pixels_.data());
     window.accumulation.add(strip, keep, pixels_, scale);
   });

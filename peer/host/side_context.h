@@ -1,4 +1,4 @@
-// SideContext: the peer's own OpenGL context beside a guest's, for work that the guest's state must not bend.
+// SideContext: the host's own OpenGL context beside a guest's, for work that the guest's state must not disturb.
 #pragma once
 
 #include <vector>
@@ -11,13 +11,13 @@
 
 namespace qv::peer {
 
-// Makes the current surface black, its depths 1 and its stencil values 0, so that nobody sees what its memory held before. Under
-// the state of a fresh context.
+// Makes the current surface black, its depths 1 and its stencil values 0: a program must not see what the surface's memory held
+// before. Needs the state of a fresh context.
 void clearSurface(WindowSurface& surface);
 
-// Shares objects with the guest's context and has the state of a fresh one: nothing of the guest's state reaches what is done
-// here, none of it is changed, and a display list that the guest has open records nothing. Of one thread; the members leave it
-// current, so that the caller binds what it needs afterwards. Each returns null, or why it could not be done.
+// Shares objects with the guest's context and has the state of a fresh context: the guest's state has no effect here and is not
+// changed, and a display list that the guest has open records nothing. For one thread. The members leave this context current; the
+// caller binds its own again. Each returns null, or why it could not be done.
 class SideContext {
  public:
   // Beside `share`, which has these attributes.
@@ -28,10 +28,10 @@ class SideContext {
   SideContext(const SideContext&) = delete;
   SideContext& operator=(const SideContext&) = delete;
 
-  // Defines every level and face of `texture`, a name of the pbuffer's target: those that have been drawn to by copying. A
-  // level that has not is made from level 0, and a level 0 that has not has no contents. The caller holds the pbuffer.
+  // Defines every level and face of `texture`, a name of the pbuffer's target. An image that has been drawn to is copied. A level
+  // that has not is made from level 0; a level 0 that has not gets no contents. The caller holds the pbuffer.
   const char* copyTexImages(Window& pbuffer, GLuint texture);
-  // clearSurface() on a surface that nobody has bound.
+  // Calls clearSurface() for a surface that no context has bound.
   const char* clear(WindowSurface& surface);
   // Copies the picture of a multisampled window, its samples averaged, into the allocation, as copyFrame() does for others.
   // The caller holds the window.

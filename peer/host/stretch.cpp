@@ -1,4 +1,4 @@
-// Growing and shrinking of a stretch's room.
+// The growing and shrinking of a stretch.
 #include "peer/host/stretch.h"
 
 #include <algorithm>

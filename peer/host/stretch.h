@@ -1,4 +1,4 @@
-// Stretch: the peer's own copy of a piece of a stream, which commands are read from.
+// Stretch: the host's own copy of a piece of a stream, from which commands are read.
 #pragma once
 
 #include <algorithm>
@@ -7,19 +7,19 @@
 
 namespace qv::peer {
 
-// Room for the bytes in hand, aligned to 8. It grows with the bytes that arrive and is kept from one flush to the next: fresh
-// pages cost more than the bytes that go into them.
+// The room is aligned to 8. It grows with the bytes that arrive and is kept from one flush to the next, because fresh pages cost
+// more than the copying.
 class Stretch {
  public:
   Stretch();
 
   uint8_t* memory() { return reinterpret_cast<uint8_t*>(units_.get()); }
   uint64_t capacity() const { return capacity_; }
-  // The stream has a command of so many bytes.
+  // Notes that the stream has a command of so many bytes.
   void need(uint64_t bytes) { needed_ = std::max(needed_, bytes); }
   // Twice the room, or as much as `wanted` needs if that is less. The first `used` bytes stay. False when there is no memory.
   bool grow(uint64_t used, uint64_t wanted);
-  // A flush has ended. Room that several flushes in a row did not need is given back.
+  // Notes the end of a flush. Gives back room that several flushes in a row did not need.
   void flushEnded();
 
  private:

@@ -47,14 +47,14 @@ void WindowSet::tellShortfalls(const DrawableAttributes& attributes, const Drawa
 }
 
 bool WindowSet::destroy(uint32_t id) {
-  std::shared_ptr<Window> window;  // outlives the lock: its end may be a call into EGL
+  std::shared_ptr<Window> window;  // destroyed after unlocking: ~Window calls EGL
   {
     const std::lock_guard lock(mutex_);
     const auto at = windows_.find(id);
     if (at == windows_.end()) return false;
     window = at->second;
     windows_.erase(at);
-    // Under the lock: a holder lets go of its window before it ends.
+    // Under the lock, where the holder is alive: a context releases its window before it is destroyed.
     if (window->holder != nullptr) window->holder->requestRelease();
   }
   return true;
@@ -86,7 +86,7 @@ bool WindowSet::acquire(Window& window, Context& context, int32_t width, int32_t
     released_.wait_for(lock, std::chrono::milliseconds(100));
   }
   if (window.surfaces.empty() || (width > 0 && height > 0 && (width != window.width || height != window.height))) {
-    // A window that has never had a size still needs something to draw to.
+    // A window that has never had a size still needs a drawable.
     const int32_t newWidth = width > 0 && height > 0 ? width : 1, newHeight = width > 0 && height > 0 ? height : 1;
     WindowSurface fresh = createSurface(window, newWidth, newHeight);
     if (fresh.egl == EGL_NO_SURFACE) return false;

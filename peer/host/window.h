@@ -1,4 +1,4 @@
-// A guest's window on the peer: the drawable behind it, and which context's thread has it bound.
+// Window: a guest's window on the host: the drawable behind it, and the context that holds it.
 #pragma once
 
 #include <algorithm>
@@ -31,11 +31,11 @@ struct WindowImage {
 struct WindowSurface {
   EGLSurface egl = EGL_NO_SURFACE;
   Held bytes;
-  bool cleared = false;  // EGL hands out memory as it is; true once nothing older shows
+  bool cleared = false;  // EGL does not clear new memory; true once no older contents show
 };
 
-// EGL binds a surface to one thread at a time, and every context has a thread: whoever needs a window that another context
-// has bound asks that context to let it go, which it does between two flushes.
+// EGL binds a surface to one thread at a time, and every context has a thread. A context that needs a window which another context
+// holds asks the holder to release it; the holder does so between two flushes.
 struct Window {
   Window(LiveCounters& counters, const EglDisplay& egl, uint32_t windowId, const DrawableAttributes& windowAttributes,
          const DrawableOffer& drawableOffer, Budget& drawableBytes)
@@ -50,10 +50,10 @@ struct Window {
 
   const uint32_t id;
   const DrawableAttributes attributes;
-  const DrawableOffer offer;  // what of the attributes it gets
-  // The rest is guarded by the WindowSet's mutex, but that the holder may read it, and note a surface as cleared, without.
-  // An image has a surface from its first selection on, the selected one from the first acquire() on; each has ancillary
-  // buffers of its own.
+  const DrawableOffer offer;  // the attributes that EGL can grant
+  // The WindowSet's mutex guards the rest. The holder may read it, and mark a surface as cleared, without the mutex.
+  // An image has a surface from its first selection on, the selected image from the first acquire() on. Each surface has depth and
+  // stencil buffers of its own.
   std::map<WindowImage, WindowSurface> surfaces;
   WindowImage selected;
   int32_t width = 0, height = 0;  // of level 0
@@ -87,15 +87,16 @@ class WindowSet {
 
   // The new window's id; 0, with a line in the log, when the guest may have no more.
   uint32_t create(const DrawableAttributes& attributes);
-  // False when there is none. A context that has it bound keeps the drawable until it binds another one.
+  // False when there is no such window. A holder keeps the drawable until it binds another one.
   bool destroy(uint32_t id);
   std::shared_ptr<Window> find(uint32_t id);
 
-  // Gives `window` to `context`, which holds no window now, and a drawable of the size to the window; a size of 0 or less
-  // keeps the one it has. A new size takes all images away. Waits for a holder to let go, until `stop`. False when there can be
-  // no such drawable; nothing is held then.
+  // Makes `context`, which holds no window, the holder of `window`, and gives the window a drawable of the size. A size of 0 or
+  // less keeps the drawable; a new size discards all images. Waits until another holder releases the window, or `stop`. False when
+  // EGL or the quota gives no such drawable; the context holds nothing then.
   bool acquire(Window& window, Context& context, int32_t width, int32_t height, const std::atomic<bool>& stop);
-  // Called by the holder, which then binds the window's surface anew. False when there can be no such image; all is as before.
+  // Called by the holder, which then binds the window's surface anew. False, and nothing changed, when EGL or the quota gives no
+  // such image.
   bool select(Window& window, WindowImage image);
   // Called by the holder, with no surface bound.
   void release(Window& window);

@@ -1,7 +1,7 @@
-// GuestLink: the half of the peer that lives with the guest; reads and writes the guest's memory and hands packets on.
+// GuestLink: the guest's half of the peer: reads and writes the guest's memory and hands packets on.
 //
-// It does what the kernel driver of a real guest does: addresses of a packet mean something only here. The other half sees
-// bytes alone, whether it is another process or only another thread.
+// It does what the kernel driver of a real guest does. Only here do the addresses in a packet mean anything: the host sees bytes
+// alone, whether it is another process or another thread.
 #pragma once
 
 #include <cstdint>
@@ -18,14 +18,14 @@
 
 namespace qv::peer {
 
-// The road to the other half.
+// The way to the host.
 class GuestTransport {
  public:
   virtual ~GuestTransport() = default;
-  // Delivers a packet that is not a flush and writes its status and reply fields. `path` is what its buffer row names, when
-  // `pathReadable`. False when nobody is there.
+  // Delivers a packet that is not a flush and writes its status and reply fields. `path` is the memory that its buffer row names,
+  // if `pathReadable`. False when the host is gone.
   virtual bool deliver(std::span<uint8_t> packet, std::span<const uint8_t> path, bool pathReadable) = 0;
-  // The channel of a context, made before its first flush. Null when there is none to be had.
+  // Opens the channel of a context, before its first flush. Null when the host gives none.
   virtual std::shared_ptr<ChannelMemory> openChannel(uint32_t contextId) = 0;
   virtual bool openAllocation(const sim::GpuAllocation& allocation) = 0;
   virtual void closeAllocation(uint32_t handle) = 0;
@@ -46,9 +46,9 @@ class GuestLink : public sim::GpuLink {
   bool openAllocation(const sim::GpuAllocation& allocation) override { return transport_->openAllocation(allocation); }
   void closeAllocation(uint32_t handle) override { transport_->closeAllocation(handle); }
 
-  // This guest's totals. The counts of commands come from the other half with each flush.
+  // The totals of this guest. The host tells the number of commands with each flush.
   GuestStatistics statistics() const;
-  // What the whole other half holds now; asks it. All zero when nobody is there.
+  // What the whole host holds now; asks the host. All zero when it is gone.
   PeerCounters counters() const { return transport_->counters(); }
 
  private:

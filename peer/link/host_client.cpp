@@ -35,7 +35,7 @@ class HostTransport final : public GuestTransport {
     HostRequest request;
     request.message = HostMessage::Packet;
     if (packet.size() > sizeof request.packet) {
-      logLine("a packet of %zu bytes", packet.size());
+      logLine("packet: %zu bytes are too many", packet.size());
       return false;
     }
     request.packetBytes = static_cast<uint32_t>(packet.size());
@@ -115,7 +115,7 @@ class HostTransport final : public GuestTransport {
 
 std::unique_ptr<HostClientGpu> clientOn(int socket) {
   auto transport = std::make_unique<HostTransport>(socket);
-  // The first exchange tells whether anybody is there who speaks the protocol.
+  // The first exchange shows whether a host is there that knows the protocol.
   transport->counters();
   if (!transport->alive()) return nullptr;
   return std::make_unique<HostClientGpu>(std::move(transport));
@@ -156,7 +156,7 @@ std::unique_ptr<HostClientGpu> startOwnHost(std::string& error) {
     error = program + ": " + std::strerror(failure);
     return nullptr;
   }
-  // The program leaves a process of its own behind and ends, so that the application never sees a child it does not know.
+  // qv-host leaves a process of its own behind and ends, so that the application never sees a child that it does not know.
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }

@@ -1,4 +1,4 @@
-// HostClientGpu: the guest's end of a connection to a qv-host process, and the start of such a process.
+// HostClientGpu: the guest's end of a connection to a qv-host, and the start of a qv-host.
 #pragma once
 
 #include <memory>
@@ -8,7 +8,7 @@
 
 namespace qv::peer {
 
-// Packets travel to a qv-host. When the host goes away every escape fails with a negative result from then on; nothing blocks.
+// Packets travel to a qv-host. After the host has gone away every escape fails with a negative result; nothing blocks.
 class HostClientGpu final : public GuestLink {
  public:
   using GuestLink::GuestLink;

@@ -35,7 +35,7 @@ bool sendMessage(int socket, const void* first, uint32_t firstBytes, const void*
 uint32_t receiveMessage(int socket, void* to, uint32_t room, int& fd) {
   fd = -1;
   iovec part{to, room};
-  // Room for more files than a message may have, so that the superfluous ones can be closed.
+  // Room for more files than a message may have, so that extra ones can be closed.
   alignas(cmsghdr) char control[CMSG_SPACE(8 * sizeof(int))] = {};
   msghdr message{};
   message.msg_iov = &part;

@@ -1,5 +1,5 @@
-// What goes over the socket between a guest and its host: one message, one reply, each a packet of its own. Flushes do not come
-// this way; they go through their context's channel.
+// What goes over the socket between a guest and its host: one message, one reply, each a packet of the socket. Flushes do not come
+// this way: they go through the channel of their context.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@
 namespace qv::peer {
 
 enum class HostMessage : uint32_t {
-  Counters = 1,         // asks for PeerCounters; also the first word of a connection
-  Packet = 2,           // an Escape packet but a flush
+  Counters = 1,         // asks for PeerCounters; also the first message of a connection
+  Packet = 2,           // an Escape packet other than a flush
   OpenAllocation = 3,   // its memory file comes with the message
   CloseAllocation = 4,  // by allocation.handle
   OpenChannel = 5,      // of a context, by contextId, before its first flush; the file of the channel comes with the reply
@@ -41,15 +41,15 @@ struct HostRequest {
 
 struct HostReply {
   uint32_t protocol = kHostProtocol;
-  uint32_t done = 0;  // 1: the message was understood and, but for packets, carried out
+  uint32_t done = 0;  // 1: carried out; of a packet only that it was answered, its own status says how
   PeerCounters counters;
   uint8_t packet[kPacketRoom] = {};
 };
 
-// Nothing of the sender's memory goes along in gaps.
+// No gap carries memory of the sender.
 static_assert(std::has_unique_object_representations_v<HostRequest> && std::has_unique_object_representations_v<HostReply>);
 
-// Sends `bytes` bytes in up to two parts, with a file if `fd` is not -1. False when the other side is gone.
+// Sends one message in up to two parts, with a file if `fd` is not -1. False when the other side is gone.
 bool sendMessage(int socket, const void* first, uint32_t firstBytes, const void* second, uint32_t secondBytes, int fd);
 // Receives one message; a file that comes with it goes to `fd`, else -1. Returns its length, cut to `room`; 0 when the other
 // side is gone.

@@ -1,4 +1,4 @@
-// Formats the peer's log lines and hands them to the sink of the moment.
+// Formats the peer's log lines and hands them to the sink.
 #include "peer/link/log.h"
 
 #include <atomic>

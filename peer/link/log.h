@@ -1,4 +1,4 @@
-// Where the peer's complaints go: one line per malformed packet, address or stream, and nothing else.
+// The peer's log: one line for each packet, address or stream that is malformed, and for each thing that the host cannot do.
 #pragma once
 
 #include <cstddef>
@@ -8,14 +8,14 @@
 
 namespace qv::peer {
 
-// Replaces the sink (standard error at start) and returns nothing; an empty function restores standard error. The sink is
+// Replaces the sink, which is standard error at start; an empty function restores standard error. The sink is
 // called under a lock, from any thread of the peer, with a line that has no line end.
 void setLogSink(std::function<void(std::string_view line)> sink);
 
-// Writes no more than so many lines in a second, 0 for any number; the first line after that says how many were dropped.
+// Writes at most so many lines per second, 0 for any number. The first line after that tells how many were dropped.
 void limitLog(uint32_t linesPerSecond);
 
-// Lines written since the process started, whatever the sink. A qv-host tells its number in PeerCounters.
+// Lines written since the process started, whatever the sink. A qv-host tells its count in PeerCounters.
 uint64_t logLineCount();
 
 // A longer line is cut.

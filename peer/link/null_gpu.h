@@ -1,4 +1,4 @@
-// GpuLinks without an OpenGL behind them: one that accepts everything and answers zeros, one that also keeps what was sent.
+// NullGpu and RecordingGpu: links without an OpenGL. Both accept every packet and reply zeros; the second keeps what was sent.
 #pragma once
 
 #include <atomic>

@@ -6,8 +6,8 @@
 
 namespace qv::peer {
 
-// Keeps what it has found readable and writable, so that steady traffic over the same buffers is plain copying. Memory that
-// was once accessible and has since been unmapped is not noticed: naming it is the caller's own crash. One thread at a time.
+// Remembers which ranges it has found readable and writable, so that steady traffic over the same buffers is plain copying. It
+// does not notice that remembered memory has been unmapped since: a caller that names such memory crashes. One thread at a time.
 class OwnMemory {
  public:
   // False, with the destination undefined, when a byte of the source is not accessible.
@@ -19,7 +19,7 @@ class OwnMemory {
     uint64_t begin = 0, end = 0;
   };
   static constexpr size_t kRanges = 8;
-  // A set of the last ranges found accessible.
+  // The last ranges found accessible.
   struct Known {
     Range ranges[kRanges];
     size_t next = 0;

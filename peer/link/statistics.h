@@ -1,4 +1,4 @@
-// Numbers that the peer keeps: what one guest has sent, and what a whole peer holds at this moment.
+// Numbers that the peer keeps: what one guest has sent, and what the peer holds now.
 #pragma once
 
 #include <cstdint>
@@ -8,8 +8,8 @@ namespace qv::peer {
 // Totals of one guest since it attached.
 struct GuestStatistics {
   uint64_t packets = 0;      // Escape packets of every kind
-  uint64_t flushes = 0;      // of these, flush packets
-  uint64_t frames = 0;       // of these, flushes with a present mode
+  uint64_t flushes = 0;      // of the packets, flushes
+  uint64_t frames = 0;       // of the flushes, those with a present mode
   uint64_t roundTrips = 0;   // of the flushes, those that asked for a reply
   uint64_t commands = 0;     // commands replayed, a vertex run counting as one
   uint64_t streamBytes = 0;  // stream bytes received

@@ -1,4 +1,4 @@
-// Why a packet failed: what stands in its status field then.
+// The status of a packet that failed.
 #pragma once
 
 #include <cstdint>

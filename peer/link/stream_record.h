@@ -1,4 +1,4 @@
-// Recorded streams: a file of every flush that a guest makes, and the link that writes it.
+// Recordings: files with every flush of a guest, and the link that writes them.
 #pragma once
 
 #include <cstdint>
@@ -43,8 +43,8 @@ class RecordingLink final : public sim::GpuLink {
   std::FILE* file_;
 };
 
-// Reads the next flush of a recording. False at its end, and for a file that is no recording or that is cut short: `error` then
-// says so and is empty otherwise.
+// Reads the next flush of a recording. False at the end, with an empty `error`. False too for a file that is no recording or that
+// is cut short: `error` then says so.
 bool readRecordedFlush(std::FILE* file, RecordedFlush& flush, std::vector<uint8_t>& stream, std::string& error);
 
 }  // namespace qv::peer

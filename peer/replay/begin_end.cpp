@@ -18,7 +18,7 @@ void glEnd(Replayer& replayer) {
   dropProvokedError(replayer);
 }
 
-// Nothing to do: every submission's work is handed over at its end as far as anybody can see it (Context::serve).
+// Nothing to do: at the end of every flush the host makes its work visible to whoever may see it (Context::serve).
 void glFlush(Replayer&) {}
 void glFinish(Replayer&) {}
 

@@ -4,12 +4,12 @@
 
 namespace qv::peer::replay {
 
-// Which arrays the guest has switched on is the guest's own business: a draw brings what it draws from along.
+// Which arrays the guest has switched on does not concern the host: a draw brings its data along.
 void glEnableClientState(Replayer&, GLenum) {}
 void glDisableClientState(Replayer&, GLenum) {}
 void glClientActiveTexture(Replayer&, GLenum) {}
 
-// The vertex array group is left out: a later pop would bring back arrays of runs long gone (RunArrays).
+// The vertex array group is left out: a later pop would bring back pointers to runs that are gone (RunArrays).
 void glPushClientAttrib(Replayer&, GLbitfield mask) {
   gl.glPushClientAttrib(mask & ~static_cast<GLbitfield>(GL_CLIENT_VERTEX_ARRAY_BIT));
 }

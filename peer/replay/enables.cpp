@@ -5,8 +5,8 @@
 namespace qv::peer {
 namespace {
 
-// Client arrays, which this OpenGL takes for capabilities too. An array that is on without data of its own would make GL read where
-// a run's data once stood. Which arrays are on is the guest's own business, as with glEnableClientState.
+// An OpenGL may take client arrays for capabilities. An array that the guest enables has no data here: GL would read where the
+// data of a run once stood. The guest itself keeps which of its arrays are enabled.
 constexpr GLenum kPointSizeArray = 0x8B9C;  // GL_POINT_SIZE_ARRAY_OES
 bool isClientArray(GLenum capability) {
   switch (capability) {

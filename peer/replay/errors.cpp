@@ -1,4 +1,4 @@
-// The keeping of errors, and the replay of glGetError.
+// The errors that the host keeps, and the replay of glGetError.
 #include "peer/replay/errors.h"
 
 #include "peer/replay/gl_functions.h"
@@ -15,7 +15,7 @@ void holdGlError(Replayer& replayer) {
 }
 
 void refuse(Replayer& replayer, GLenum error) {
-  // GL's flag may hold an older error, which comes first. Inside a primitive it cannot be asked.
+  // An older error in GL's flag comes first. The flag cannot be read inside a primitive.
   if (!replayer.state().insideBegin) holdGlError(replayer);
   GLenum& held = replayer.state().heldError;
   if (held == GL_NO_ERROR) held = error;
@@ -43,7 +43,7 @@ void glGetError(Replayer& replayer) {
   GLenum error = gl.glGetError();
   GLenum& held = replayer.state().heldError;
   if (held != GL_NO_ERROR) {
-    // Of two errors the first counts, and one question clears both.
+    // The first of two errors is the answer; one query clears both.
     error = held;
     held = GL_NO_ERROR;
   }

@@ -1,4 +1,4 @@
-// GL errors of the peer's own finding: GL has no call that sets one.
+// GL errors that the host itself raises. GL has no call that sets an error, so the host keeps them.
 #pragma once
 
 #include "wire/gl_api.h"
@@ -7,16 +7,18 @@ namespace qv::peer {
 
 class Replayer;
 
-// The guest's next glGetError answers `error`, unless an earlier error stands. The command is not handed to GL.
+// Raises `error` for a command that the host does not hand to GL. The guest's next glGetError answers it, unless an earlier error
+// is pending.
 void refuse(Replayer& replayer, GLenum error);
 
-// Takes GL's error into the peer's keeping, so that what GL's flag says next is about what comes next. Not inside a primitive.
+// Moves the pending error of GL, if any, to the host: an error that GL's flag shows afterwards is a later one. Not inside a
+// primitive.
 void holdGlError(Replayer& replayer);
 
-// Whether a primitive is open, asked of GL. The question itself leaves no error.
+// Asks GL whether a primitive is open. An open primitive answers with an error, which dropProvokedError() removes.
 bool askWhetherPrimitiveIsOpen(Replayer& replayer);
 
-// A primitive has been closed: an error that the question above has provoked is taken away.
+// Removes the error that askWhetherPrimitiveIsOpen() has provoked, once the primitive is closed.
 void dropProvokedError(Replayer& replayer);
 
 }  // namespace qv::peer

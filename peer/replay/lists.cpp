@@ -8,7 +8,7 @@
 namespace qv::peer {
 namespace {
 
-// A list that is called may open a primitive or close the open one; what the host knows of that must stay true.
+// Calls lists, which may open a primitive or close the open one; `insideBegin` is true again afterwards.
 template <typename Call>
 void callLists(Replayer& replayer, Call&& call) {
   ReplayState& state = replayer.state();
@@ -48,7 +48,9 @@ void glCallList(Replayer& replayer, GLuint list) {
 }
 
 void glCallLists(Replayer& replayer, const CallListsRecord& record, Reader& names) {
-  if (record.bytes != names.left()) return replayer.fail("%u bytes of names told, %u there", record.bytes, static_cast<uint32_t>(names.left()));
+  if (record.bytes != names.left()) {
+    return replayer.fail("byte count of %u for %u bytes of names", record.bytes, static_cast<uint32_t>(names.left()));
+  }
   const uint8_t* const data = names.rest().data();
   callLists(replayer, [&] { gl.glCallLists(record.count, record.type, data); });
 }

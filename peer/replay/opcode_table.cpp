@@ -11,8 +11,8 @@ namespace {
 
 using Table = std::array<Handler, kOpcodes>;
 
-constexpr const char* kNoFunction = "the host's OpenGL has no such function";
-constexpr const char* kNoFamily = "its family is not replayed";
+constexpr const char* kNoFunction = "the host's OpenGL lacks the function";
+constexpr const char* kNoFamily = "its family is not built yet";
 
 template <typename Row, const char* const& Why>
 bool passOverRow(Replayer& replayer, Reader) {
@@ -24,7 +24,7 @@ void passOverChecked(Replayer& replayer, const uint8_t*, Reader&) {
   replayer.passOver(opcodeOf<Row>, Row::kName, Why);
 }
 
-// `Own` is the row's own function, of any type where the row has none.
+// `Own` is the row's own function; null when it has none.
 template <typename Row, auto Own>
 constexpr Handler handlerOf() {
   using Form = typename Row::Form;
@@ -40,7 +40,7 @@ constexpr Handler handlerOf() {
   }
 }
 
-// One element per row, in the order of the table, as constants: code that walked the rows would be one function of them all.
+// One element per row, in the order of the table, as constants: code that visits the rows would become one huge function.
 struct RowEntry {
   int opcode = kNoOpcode;  // of a routine that writes a command
   Handler handler = nullptr;
@@ -56,7 +56,7 @@ constexpr RowEntry rowEntryOf() {
   }
 }
 
-// The address of a function that nobody defines may not be taken: a row without a function of its own names none.
+// A row without a function of its own must not name one: the address of an undefined function cannot be taken.
 template <typename Row>
 struct NoOwn;
 #define QV_OWN(name)                                     \

@@ -1,4 +1,4 @@
-// What replays each opcode, derived from the table of entry points.
+// The handler of each opcode, derived from the table of entry points.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +12,8 @@ class Replayer;
 // Replays one command. False when the command is malformed.
 using Handler = bool (*)(Replayer& replayer, Reader payload);
 
-// kOpcodes handlers, null for a number without a command, which is skipped by its size. Built at the first call, which must come
-// after the GL functions have been loaded.
+// kOpcodes handlers; null for a number without a command, which is skipped by its size. Built at the first call, after the GL
+// functions have been loaded.
 const Handler* opcodeTable();
 // Name of the routine with this opcode, or of the private command; null for a number without one.
 const char* opcodeName(uint32_t opcode);

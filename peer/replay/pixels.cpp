@@ -1,4 +1,4 @@
-// Replay of the pixel commands without images.
+// Replay of glCopyPixels.
 #include <algorithm>
 
 #include "peer/replay/gl_functions.h"
@@ -6,8 +6,8 @@
 
 namespace qv::peer::replay {
 
-// Pixels outside the drawable are undefined to copy. Their numbers are cut to what can be computed with: an OpenGL that adds and
-// multiplies them in 32 bits finds them inside its memory.
+// Pixels outside the drawable have undefined values. The rectangle is cut to numbers that an OpenGL can add and multiply in 32
+// bits: wrapped numbers would lead it outside its memory.
 void glCopyPixels(Replayer&, GLint x, GLint y, GLsizei width, GLsizei height, GLenum type) {
   static constexpr GLint kFar = 32768;
   const auto near = [](GLint at) { return std::clamp(at, -kFar, kFar); };

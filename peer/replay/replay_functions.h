@@ -1,5 +1,5 @@
-// Declarations of the functions that replay what no form replays: qv::peer::replay::name for the rows marked kOwnReplay, for the
-// rows whose form is a record, and for the private commands.
+// Declarations of the hand-written replay functions, qv::peer::replay::name: for rows marked kOwnReplay, for rows whose form is a
+// record, and for private commands.
 #pragma once
 
 #include <tuple>
@@ -49,7 +49,7 @@ inline constexpr bool kHasOwnReplay = [] {
   }
 }();
 
-// The type of a row's function: void(Replayer&, record or scalars, then the reader of the data where there is any).
+// The type of a row's function: void(Replayer&, record or scalars, then the reader of the tail if there is one).
 template <typename Row, bool Own = kHasOwnReplay<Row>>
 struct ReplayFunction {
   using Type = void();  // never called, never defined

@@ -1,4 +1,4 @@
-// ReplayState: what the host keeps of one context besides GL's own state, for the functions that replay its commands.
+// ReplayState: what the host keeps for one context besides GL's own state.
 #pragma once
 
 #include <memory>
@@ -18,11 +18,11 @@ struct ReplayState {
   // --- primitives and lists ---
   bool insideBegin = false;    // a primitive is open
   bool listOpen = false;       // between glNewList and glEndList
-  bool listExecutes = false;   // of the open list: its commands are carried out too
-  int32_t listPrimitives = 0;  // of the open list: primitives opened and not closed
-  bool listUnbalanced = false;
+  bool listExecutes = false;   // the open list is GL_COMPILE_AND_EXECUTE
+  int32_t listPrimitives = 0;  // primitives opened in the open list and not closed
+  bool listUnbalanced = false;  // the open list closes a primitive that it has not opened, or calls lists that may
 
-  // Notes a glBegin or a glEnd, in the open list or carried out or both.
+  // Note a glBegin and a glEnd: recorded into the open list, carried out, or both.
   void primitiveOpened(GLenum mode) {
     if (mode > GL_PATCHES) return;
     if (listOpen) ++listPrimitives;
@@ -34,14 +34,14 @@ struct ReplayState {
   }
 
   // --- errors ---
-  // The error of the peer's own finding, or one that has been taken out of GL: it comes before GL's own flag.
+  // An error that the host raised or took from GL. glGetError answers it before GL's own.
   GLenum heldError = GL_NO_ERROR;
-  bool errorProvoked = false;  // a question inside an open primitive has set GL's flag
+  bool errorProvoked = false;  // a query of the host inside an open primitive has set GL's flag
 
   // --- runs ---
   RunLayout runLayout;  // of the last run; most runs have the layout of the one before
   RunArrays runArrays;
-  const uint8_t* joinSeen = nullptr;  // runs of the stretch before this place have been looked at for joining
+  const uint8_t* joinSeen = nullptr;  // place in the stretch: the runs before it have been tried for joining
 };
 
 }  // namespace qv::peer

@@ -58,24 +58,24 @@ Replayer::Result Replayer::replay(const uint8_t* data, uint32_t bytes, uint32_t 
     }
     if (total > bytes - at || total < head) [[unlikely]] {
       if (total < head) {
-        fail("a total of %u bytes", total);
+        fail("total of %u bytes, less than its header", total);
         return failed(opcode);
       }
       if (total <= left - at) return {Outcome::NeedMore, at, total};
-      // A swap or a release that finds a glBegin without a vertex sends the run's head with the length that the run gets
-      // later, and nothing behind it: the primitive is open and has no vertex yet.
+      // The guest took the length of its stream before it closed a run without a vertex: only the run's head has arrived, with the
+      // length of the whole run. The primitive is open and has no vertex yet.
       if (opcode == opcodeOf<op::qvRunBroken> && head == kLargeHeaderBytes && left - at == kRunHeadBytes) {
         if (bytes - at < kRunHeadBytes) return {Outcome::NeedMore, at, kRunHeadBytes};
         ++commands_;
         openBareRun(*this, get<VertexRunRecord>(data + at + head));
         return {Outcome::Done, at + kRunHeadBytes, 0};
       }
-      fail("%u bytes long, %u are left", total, left - at);
+      fail("total of %u bytes, %u are left in the stream", total, left - at);
       return failed(opcode);
     }
     ++commands_;
     remembered_[commands_ % kRemembered] = static_cast<uint16_t>(opcode);
-    // The pad bytes of the stream's last command may be missing.
+    // The pad bytes of the last command may be missing.
     next_ = data + std::min<uint64_t>(at + padded(total), bytes);
     const Handler handler = table[opcode];
     if (handler != nullptr && !handler(*this, Reader(data + at + head, total - head))) [[unlikely]] {
@@ -94,7 +94,7 @@ Replayer::Result Replayer::replay(const uint8_t* data, uint32_t bytes, uint32_t 
 
 std::string Replayer::lastCommands() const {
   std::string out;
-  // The malformed command may have been remembered itself, in the place of the oldest one.
+  // The malformed command may stand in the ring too, in the place of the oldest one.
   uint64_t n = commands_ > kRemembered ? commands_ - kRemembered + 1 : 1;
   while (n <= beforeFailure_) {
     const uint32_t opcode = remembered_[n % kRemembered];
@@ -119,17 +119,17 @@ void Replayer::fail(const char* format, ...) {
 }
 
 bool Replayer::wrongSize(uint64_t bytes, uint64_t expected) {
-  fail("a payload of %llu bytes instead of %llu", static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(expected));
+  fail("payload of %llu bytes instead of %llu", static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(expected));
   return false;
 }
 
 bool Replayer::wrongData() {
-  if (!failed_) fail("its data are not what its words say");
+  if (!failed_) fail("tail that contradicts its words");
   return false;
 }
 
 void Replayer::passOver(uint32_t opcode, const char* name, const char* why) {
-  if (passedOver_.emplace(opcode, why).second) logLine("opcode %u (%s) passed over: %s", opcode, name, why);
+  if (passedOver_.emplace(opcode, why).second) logLine("replay: opcode %u (%s) passed over: %s", opcode, name, why);
 }
 
 uint8_t* Replayer::scratch(uint64_t bytes) {

@@ -13,12 +13,12 @@ namespace qv::peer {
 class WindowCommands;
 struct ReplayState;
 
-// Commands come in stretches of a stream. Nothing in a stretch is trusted, but it must be memory that no guest can change
-// while it is read: values are checked in one place and used in another.
+// Commands come in stretches of a stream. Nothing in a stretch is trusted. But a stretch must be memory that no guest can change
+// meanwhile: values are checked in one place and read again in another.
 class Replayer {
  public:
-  // Without `windows`, which outlives it, the commands on pbuffers and on accumulation
-  // buffers are passed over or GL's to answer.
+  // `windows` outlives the replayer. Without it the commands on pbuffers are passed over, and GL itself answers those on
+  // accumulation buffers.
   explicit Replayer(WindowCommands* windows = nullptr);
   ~Replayer();
   Replayer(const Replayer&) = delete;
@@ -35,10 +35,10 @@ class Replayer {
     uint32_t wanted = 0;
   };
 
-  // Before the first stretch of a submission.
+  // Before the first stretch of a flush.
   void begin();
-  // Replays the whole commands among the `bytes` at `data`, which is aligned to 4. `left` counts the bytes from `data` to the
-  // end of the stream, a command that reaches beyond it being malformed; `bytes` equals it or is a lower multiple of 4.
+  // Replays the commands that are complete in the `bytes` at `data`, which is aligned to 4. `left` counts the bytes from `data` to
+  // the end of the stream: a command that reaches beyond it is malformed. `bytes` is `left` or a lower multiple of 4.
   Result replay(const uint8_t* data, uint32_t bytes, uint32_t left);
 
   // Commands since construction, a vertex run counting as one.
@@ -46,7 +46,7 @@ class Replayer {
   // Whether the commands so far leave a primitive open.
   bool insideBegin() const;
   bool listOpen() const;
-  // The answer of the submission's last command; empty when that command has none.
+  // The replies of the flush's last command; empty when that command has none.
   const std::vector<uint8_t>& reply() const { return replyAt_ == commands_ ? reply_ : kNoReply; }
   const std::vector<uint8_t>& reply2() const { return replyAt_ == commands_ ? reply2_ : kNoReply; }
   uint32_t failedOpcode() const { return opcode_; }
@@ -56,24 +56,24 @@ class Replayer {
 
   // --- for the handlers of this folder ---
 
-  // Says why the command is malformed. The handler returns at once.
+  // Says why the command is malformed. The handler that calls it returns at once.
   [[gnu::format(printf, 2, 3)]] void fail(const char* format, ...);
   bool sound() const { return !failed_; }
-  // The same for a payload of another size, and for data whose inner lengths do not fit. Both are false, the handlers' result.
+  // The same for a payload of another size, and for a tail whose inner lengths do not fit. Both return false, for the handler to
+  // return.
   [[gnu::cold]] bool wrongSize(uint64_t bytes, uint64_t expected);
   [[gnu::cold]] bool wrongData();
-  // Complains, once per opcode and reason, about a command that is passed over.
-  // `why` is one of a few constants.
+  // Writes a log line about a command that is passed over, once per opcode and reason. `why` is one of a few constants.
   void passOver(uint32_t opcode, const char* name, const char* why);
-  // At least kScratchBytes of memory for what GL writes, of which the first `bytes` are zero and the rest is left over from
-  // earlier uses. Aligned to 8, valid until the next call.
+  // At least kScratchBytes of memory for what GL writes. The first `bytes` are zero, the rest holds data of earlier uses. Aligned
+  // to 8, valid until the next call.
   uint8_t* scratch(uint64_t bytes);
   static constexpr uint32_t kScratchBytes = 65536;
   void answer(const void* data, uint32_t bytes);
-  // Bytes of the stretch from `at` on, which is at or behind the end of the command being replayed; they may be looked at.
+  // How many bytes of the stretch follow from `at` on, for a look ahead. `at` is at or behind the end of the present command.
   size_t bytesFrom(const uint8_t* at) const { return at < end_ ? static_cast<size_t>(end_ - at) : 0; }
-  // For a handler that has replayed `commands` more commands like its own, up to `next`, a command's start within the stretch or
-  // its end.
+  // For a handler that has also replayed the next `commands` commands, all of its own opcode. `next` is where the command behind
+  // them begins, or the end of the stretch.
   void took(const uint8_t* next, uint64_t commands);
   ReplayState& state() { return *state_; }
 

@@ -1,7 +1,7 @@
 // Replay of a command from its form: one handler per row, stamped from the layouts that the driver encodes with.
 //
-// A handler reads the fixed part and compares the rest with the length that the fixed part tells, before anything is called. What
-// a form or a family then reads of the rest it reads through a Reader, whose failure is looked at here afterwards.
+// A handler reads the fixed part and compares the rest with the length that the fixed part gives, before anything is called. Forms
+// and families read the rest through a Reader; the handler looks at its failure afterwards.
 #pragma once
 
 #include <tuple>
@@ -56,7 +56,7 @@ struct RowCall<Row, R(APIENTRY*)(A...)> : Arguments<A...> {
   }
 };
 
-// --- the replay of each form; one without does not compile ---
+// --- the replay of each form; a form without one does not compile ---
 
 // replay(replayer, fixed part, rest)
 template <typename Row, typename Form>
@@ -77,7 +77,6 @@ struct FormReplay<Row, Vec<N>> {
     typename Call::Element values[Call::kPointerCount][N];
     void* pointers[Call::kPointerCount];
     for (size_t k = 0; k < Call::kPointerCount; ++k) {
-      // In bounds: the fixed part holds N components at each pointer's slot.
       std::memcpy(values[k], fixed + Call::L::kSlots.slot[Call::kFirstPointer + k].offset, sizeof values[k]);
       pointers[k] = values[k];
     }
@@ -85,8 +84,8 @@ struct FormReplay<Row, Vec<N>> {
   }
 };
 
-// Data behind one pointer. GL itself decides by a name how much it reads, and no name makes it read more than 16 values: zeros
-// follow what the guest gave.
+// A tail behind one pointer. GL itself decides by a name how much it reads, at most 16 values for any name: zeros follow what the
+// guest gave.
 template <typename Row>
 void replayData(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
   using Call = RowCall<Row>;
@@ -114,7 +113,7 @@ struct FormReplay<Row, Array<Per>> {
   using Call = RowCall<Row>;
   static_assert(Call::kPointerCount >= 1 && Call::kPointerCount <= 2 && Call::kFirstPointer >= 1);
   static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
-    // Not every function of every OpenGL looks at the sign before it copies.
+    // Some functions of some OpenGLs copy before they check the sign.
     if (static_cast<int64_t>(Call::L::template scalar<Call::L::kCountArg>(fixed)) < 0) return refuse(replayer, GL_INVALID_VALUE);
     const auto data = rest.rest();
     uint8_t* const values = replayer.scratch(data.size() + 64);
@@ -130,7 +129,7 @@ struct FormReplay<Row, Text> {
   static_assert(Call::kPointerCount == 1);
   static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
     const char* const text = rest.text(rest.left());
-    if (text == nullptr) return replayer.fail("a text without its end");
+    if (text == nullptr) return replayer.fail("text without its terminating zero");
     void* const pointer = const_cast<char*>(text);
     Call::call(fixed, &pointer);
   }
@@ -142,7 +141,7 @@ struct FormReplay<Row, TextQuery> {
   static_assert(Call::kPointerCount == 1);
   static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
     const char* const text = rest.text(rest.left());
-    if (text == nullptr) return replayer.fail("a text without its end");
+    if (text == nullptr) return replayer.fail("text without its terminating zero");
     void* const pointer = const_cast<char*>(text);
     const auto result = Call::call(fixed, &pointer);
     replayer.answer(&result, sizeof result);
@@ -156,21 +155,21 @@ struct FormReplay<Row, Query<Answer>> {
   static void replay(Replayer& replayer, const uint8_t* fixed, Reader&) {
     const auto result = Call::call(fixed, nullptr);
     static_assert(!std::is_pointer_v<std::remove_const_t<decltype(result)>>, "a handle needs a name of the peer's own");
-    // Answers go as their low 32 bits where they are wider.
+    // A wider result goes as its low 32 bits.
     replayer.answer(&result, sizeof result < 4 ? sizeof result : 4);
   }
 };
 
-// Names that bring an OpenGL down which offers the extension and lacks what it asks about: device identifiers of memory objects.
+// Device identifiers of memory objects: they crash an OpenGL that offers the extension without such devices.
 constexpr bool isDeadlyName(GLenum name) { return name == GL_DEVICE_LUID_EXT || name == GL_DEVICE_NODE_MASK_EXT; }
 
-// Queries into memory. GL decides by the name how much it writes, and no name makes it write more than kScratchBytes; the
-// guest gets as much as the form says, zeros where GL wrote nothing.
+// Queries into memory. GL decides by a name how much it writes, at most kScratchBytes for any name. The guest gets as much as the
+// form says, zeros where GL wrote nothing.
 template <typename Row>
 void replayQuery(Replayer& replayer, const uint8_t* fixed, uint64_t elements, uint64_t most) {
   using Call = RowCall<Row>;
   static_assert(Call::kPointerCount == 1);
-  if (elements > most) return replayer.fail("%llu values asked for", static_cast<unsigned long long>(elements));
+  if (elements > most) return replayer.fail("query for %llu values", static_cast<unsigned long long>(elements));
   if constexpr (std::is_same_v<typename Call::template Type<0>, GLenum>) {
     if (isDeadlyName(Call::L::template scalar<0>(fixed))) [[unlikely]] return refuse(replayer, GL_INVALID_ENUM);
   }
@@ -202,7 +201,7 @@ struct FormReplay<Row, Query<CountedReply<Rule>>> {
   }
 };
 
-// Here GL writes as many as it is told, so the scratch memory is sized by the number.
+// Here GL writes as many values as the command says, so that number sizes the scratch memory.
 template <typename Row, size_t CountArg>
 void replayLengthQuery(Replayer& replayer, const uint8_t* fixed) {
   replayQuery<Row>(replayer, fixed, bytesOf(RowCall<Row>::L::template scalar<CountArg>(fixed), 1), 1u << 20);
@@ -256,9 +255,9 @@ bool replayCommand(Replayer& replayer, Reader payload) {
   if constexpr (L::kHasTail && !HasOpenTail<typename RecordOf<typename Row::Form>::Record>) {
     const uint64_t tail = L::tailBytes(fixed);
     if (payload.left() != tail) [[unlikely]] {
-      // A guest whose count makes no command sends the count alone.
+      // A guest whose tail is too long for a command sends the command without it.
       if (payload.left() != 0 || payloadOf(L::kPayload, tail) != L::kPayload) return replayer.wrongSize(bytes, L::kPayload + tail);
-      replayer.passOver(opcodeOf<Row>, Row::kName, "its count makes no command");
+      replayer.passOver(opcodeOf<Row>, Row::kName, "its tail is too long for a command");
       return true;
     }
   }

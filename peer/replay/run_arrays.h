@@ -1,4 +1,4 @@
-// Draws a run's vertices from where they stand in the stream.
+// RunArrays: draws the vertices of a run from where they stand in the stream.
 #pragma once
 
 #include <cstdint>
@@ -16,9 +16,9 @@ struct RunAttribute {
   uint32_t offset = 0;  // bytes from the vertex's start
 };
 
-// One per context, used with that context current. The conventional arrays of GL's default vertex array object are this
-// class's own: they stay enabled, with pointers that are good for one draw only, so nothing else may draw from them or replay
-// a guest's command that changes them. (GL refuses pointers to memory in any other vertex array object.)
+// One per context, used with that context current. The conventional arrays of GL's default vertex array object belong to this
+// class. They stay enabled, with pointers that are valid for one draw only, so nothing else may draw from them, and no command of
+// the guest that changes them may be replayed. (GL refuses pointers to memory in any other vertex array object.)
 class RunArrays {
  public:
   // The current values of the attributes are undefined afterwards.

@@ -44,7 +44,7 @@ constexpr uint32_t separateMode(uint32_t mode) {
 
 constexpr bool canBeJoined(uint32_t mode) { return ownVertices(mode) != 0 || separateMode(mode) != mode; }
 
-// Whole runs behind the first, one at a time.
+// The whole runs behind the first one, one at a time.
 class Followers {
  public:
   Followers(Replayer& replayer, VertexRunRecord record, const RunDraw& first)
@@ -57,7 +57,7 @@ class Followers {
     if (there <= head || get<uint32_t>(next_) != opcodeOf<op::qvRunEnded>) return false;
     const uint32_t total = get<uint32_t>(next_ + 4);
     if (total > there || total <= head || (total - head) % layout_.stride != 0) return false;
-    // The tags without the place behind a lone one, which has no defined value.
+    // Without the pad behind an odd number of tags, which has no defined value.
     if (get<uint32_t>(next_ + kLargeHeaderBytes) != record_.packed ||
         std::memcmp(next_ + kRunHeadBytes, layout_.tags, sizeof(RunTag) * layout_.slots) != 0) {
       return false;
@@ -78,16 +78,16 @@ class Followers {
   const uint8_t* next_;
 };
 
-// Whether primitives drawn apart look as they do in a strip, fan or loop, and whether nobody counts them.
+// Whether separate primitives look as they do in a strip, fan or loop, and no program of the guest can count them.
 bool looksTheSame(uint32_t mode) {
-  // A program of the guest's may look at the number of a primitive, which counts from its glBegin on.
+  // A shader of the guest may read the number of a primitive, which counts from its glBegin on.
   GLint program = 0;
   gl.glGetIntegerv(GL_CURRENT_PROGRAM, &program);
   if (program != 0) return false;
   const uint32_t separate = separateMode(mode);
   if (separate == mode) return true;
   if (separate == GL_LINES) {
-    // The stipple goes on along a strip and starts anew with every separate line.
+    // Along a strip the stipple goes on; it starts anew with every separate line.
     if (gl.glIsEnabled(GL_LINE_STIPPLE)) return false;
   } else {
     // Edge flags count for separate triangles only.
@@ -101,8 +101,8 @@ bool looksTheSame(uint32_t mode) {
   return provoking == GL_LAST_VERTEX_CONVENTION;
 }
 
-// Appends the primitives of one run. The last vertex of each is the one that a flat primitive takes its colour from, as in the
-// strip, fan or loop, and triangles keep their winding.
+// Appends the primitives of one run as separate ones. The last vertex of each is that of the primitive in the strip, fan or loop,
+// for the colour of flat primitives, and triangles keep their winding.
 class Appender {
  public:
   Appender(uint32_t mode, uint32_t stride, std::vector<uint8_t>& out) : mode_(mode), stride_(stride), out_(out) {}
@@ -152,9 +152,9 @@ class Appender {
 bool joinRuns(Replayer& replayer, VertexRunRecord record, RunDraw& draw) {
   ReplayState& state = replayer.state();
   const uint32_t mode = record.mode(), stride = state.runLayout.stride, own = ownVertices(mode);
-  // Runs that have been counted already, and were too few, are not counted again.
+  // Runs that were counted before and were too few are not counted again.
   if (!canBeJoined(mode) || draw.end <= state.joinSeen || draw.count == 0 || (own != 0 && draw.count % own != 0)) return false;
-  // Only what is too small for a draw of its own is worth being copied.
+  // A run that is large enough for a draw of its own is not worth copying.
   if (own == 0 && draw.count >= kLeastForArrays) return false;
   Followers counting(replayer, record, draw);
   const uint8_t* vertices = nullptr;

@@ -1,5 +1,4 @@
-// Joining of runs: programs draw primitive after primitive in a glBegin of its own, and a draw costs as much as hundreds of
-// vertices.
+// Joining of runs: programs give each primitive a glBegin of its own, and one draw costs as much as hundreds of vertices.
 #pragma once
 
 #include <cstdint>
@@ -21,9 +20,9 @@ struct RunDraw {
   const uint8_t* end;  // of the last vertex that the program gave
 };
 
-// If whole runs follow the one in `draw` that have its record and tags, and all together are worth an array draw, takes them out
-// of the stream and makes `draw` the draw of all. Strips, fans and loops become triangles and lines. False when nothing was
-// joined. The state's layout is that of the run, and no primitive and no list is open.
+// Looks for whole runs behind the one in `draw` that have the same record and tags. If all together are worth an array draw, takes
+// them out of the stream and makes `draw` the draw of all; strips, fans and loops become triangles and lines. False when nothing
+// was joined. The state's layout is that of the run, and neither a primitive nor a list is open.
 bool joinRuns(Replayer& replayer, VertexRunRecord record, RunDraw& draw);
 
 }  // namespace qv::peer

@@ -18,7 +18,6 @@ void giveAttribute([[maybe_unused]] GLenum target, const uint8_t* data) {
   using Call = RowCall<Row>;
   constexpr uint32_t kComponents = Call::L::kSlots.slot[Call::kFirstPointer].count;
   typename Call::Element values[kComponents];
-  // In bounds: a slot is as wide as its components, rounded up to 4 bytes.
   std::memcpy(values, data, sizeof values);
   if constexpr (Call::kCount == 2) {
     realFunction<Row>()(target, values);
@@ -27,7 +26,7 @@ void giveAttribute([[maybe_unused]] GLenum target, const uint8_t* data) {
   }
 }
 
-// The participants' vector calls by family, component count and type, out of the one table.
+// The vector calls of the vertex attributes by family, component count and type, out of the one table.
 enum Family : uint32_t { kPositions, kNormals, kColors, kTexCoords, kMultiTexCoords, kFamilies };
 
 template <typename Implementation>
@@ -60,7 +59,7 @@ constexpr CallTable makeCallTable() {
 }
 constexpr CallTable kCalls = makeCallTable();
 
-// The call for a tag; null for one that no participant has.
+// The call for a tag; null for a tag of no vertex attribute call.
 AttributeCall callOf(RunTag tag, GLenum& target) {
   target = 0;
   const uint32_t number = tag.number();
@@ -95,7 +94,7 @@ bool readRunLayout(Replayer& replayer, VertexRunRecord record, const uint8_t* ta
     RunSlot& slot = layout.slot[i];
     slot.call = tag.valid() && !layout.positioned ? callOf(tag, slot.target) : nullptr;
     if (slot.call == nullptr) {
-      replayer.fail("tag 0x%04x in slot %u", tag.bits, i);
+      replayer.fail("bad tag 0x%04x in slot %u", tag.bits, i);
       return false;
     }
     slot.offset = layout.stride;
@@ -107,7 +106,7 @@ bool readRunLayout(Replayer& replayer, VertexRunRecord record, const uint8_t* ta
     addAttribute(layout, tag, slot.offset);
   }
   if (layout.stride != record.stride()) {
-    replayer.fail("%u bytes per vertex, the tags make it %u", record.stride(), layout.stride);
+    replayer.fail("%u bytes per vertex, %u by its tags", record.stride(), layout.stride);
     return false;
   }
   layout.slotsAndStride = record.packed & 0xFFFFFF;

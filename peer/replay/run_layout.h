@@ -21,7 +21,7 @@ struct RunSlot {
 };
 
 struct RunLayout {
-  // What it was decoded from. A record without slots is never equal to that of a run with vertices.
+  // The record and tags that the layout was decoded from. slotsAndStride is 0 for the layout of no run.
   uint32_t slotsAndStride = 0;
   RunTag tags[kRunSlots] = {};
 
@@ -30,13 +30,13 @@ struct RunLayout {
   bool positioned = false;  // the last slot is the position; without one the run gives attributes only
   bool arrays = false;      // every slot is one that GL has float arrays for
   RunSlot slot[kRunSlots];
-  // For array draws: of an attribute given twice in a vertex the later one counts.
+  // For array draws. When a vertex gives an attribute twice, the later one counts.
   uint32_t attributes = 0;
   RunAttribute attribute[kRunSlots];
 };
 
-// Makes `layout` the layout of a run with this record and these tags, one for each slot. False for tags that no run has: why has
-// been told to the replayer, and the layout is then that of no run.
+// Makes `layout` the layout of a run with this record and these tags, one for each slot. False for bad tags: the replayer has been
+// told why, and the layout is then that of no run.
 bool readRunLayout(Replayer& replayer, VertexRunRecord record, const uint8_t* tags, RunLayout& layout);
 
 }  // namespace qv::peer

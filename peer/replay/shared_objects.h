@@ -1,16 +1,16 @@
-// SharedObjects: what the host keeps, besides GL's own objects, for the contexts that share objects.
+// SharedObjects: what the host keeps for the contexts of one share set besides GL's own objects.
 #pragma once
 
 #include <atomic>
 
 namespace qv::peer {
 
-// Of one share set; its contexts have a thread each.
+// Every context of the share set has a thread of its own.
 class SharedObjects {
  public:
-  // A list has been compiled that may leave a primitive open, or close one.
+  // Notes that a compiled list may leave a primitive open or close an open one.
   void noteUnbalancedList() { unbalancedLists_.store(true, std::memory_order_relaxed); }
-  // Whether calling a list may change the answer to whether a primitive is open.
+  // Whether calling a list may open or close a primitive.
   bool hasUnbalancedLists() const { return unbalancedLists_.load(std::memory_order_relaxed); }
 
  private:

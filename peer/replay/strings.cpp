@@ -9,7 +9,7 @@
 namespace qv::peer {
 namespace {
 
-// A core context lists its extensions one by one only.
+// A core context lists its extensions only one by one.
 std::string extensionsOneByOne() {
   std::string out;
   GLint count = 0;
@@ -24,7 +24,8 @@ std::string extensionsOneByOne() {
 }
 
 bool isCoreContext() {
-  // Contexts below 3.2 have no profile and refuse the question, which must not show: ask only the ones that have.
+  // By the text: a context below 3.2 has no profile and would raise an error for GL_CONTEXT_PROFILE_MASK, which the guest must
+  // not see.
   const char* const version = reinterpret_cast<const char*>(gl.glGetString(GL_VERSION));
   if (version == nullptr || std::strstr(version, "(Core Profile)") == nullptr) return false;
   return true;

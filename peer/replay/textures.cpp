@@ -1,4 +1,4 @@
-// Replay of the texture commands that GL is not handed as they are.
+// Replay of glInvalidateTexImage and glInvalidateTexSubImage.
 #include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
 #include "peer/replay/replay_functions.h"
@@ -7,7 +7,8 @@
 namespace qv::peer {
 namespace {
 
-// Invalidation is a permission to forget, and an OpenGL may look for an image where there is none: only its errors are raised.
+// Invalidation permits GL to forget an image and demands nothing. An OpenGL may crash over an image that was never defined, so the
+// host hands it nothing and only raises the errors.
 void invalidate(Replayer& replayer, GLuint texture, GLint level, bool sizesHold) {
   constexpr GLint kLevels = 32;
   if (level < 0 || level >= kLevels || !sizesHold || !gl.glIsTexture(texture)) refuse(replayer, GL_INVALID_VALUE);

@@ -25,11 +25,11 @@ bool isLayoutOf(const RunLayout& layout, VertexRunRecord record, const uint8_t* 
          std::memcmp(tags, layout.tags, sizeof(RunTag) * record.slots()) == 0;
 }
 
-// The whole vertices of a run, and how much of one that was cut short.
+// The whole vertices of a run, and the attributes of a vertex that was cut short.
 struct RunData {
   const uint8_t* vertices = nullptr;
   uint32_t count = 0;
-  uint32_t wholeSlots = 0;  // of the vertex behind them
+  uint32_t wholeSlots = 0;  // attributes of the vertex that was cut short
 };
 
 // False when the last vertex is cut short inside a slot.
@@ -46,14 +46,15 @@ bool measure(const RunLayout& layout, const Elements<uint8_t>& bytes, RunData& o
 void replayRun(Replayer& replayer, VertexRunRecord record, Reader& rest, bool ended) {
   ReplayState& state = replayer.state();
   RunLayout& layout = state.runLayout;
-  if (record.slots() > kRunSlots) return replayer.fail("%u slots", record.slots());
+  if (record.slots() > kRunSlots) return replayer.fail("%u slots, more than a vertex has", record.slots());
   const uint8_t* const tags = rest.bytes(runTagBytes(record.slots()));
-  if (tags == nullptr) return replayer.fail("%u slots and no room for their tags", record.slots());
+  if (tags == nullptr) return replayer.fail("%u slots without their tags", record.slots());
   if (!isLayoutOf(layout, record, tags) && !readRunLayout(replayer, record, tags, layout)) return;
   const Elements<uint8_t> bytes = rest.rest();
   RunData run;
   if (!measure(layout, bytes, run)) {
-    return replayer.fail("%llu bytes in vertices of %u", static_cast<unsigned long long>(bytes.size()), layout.stride);
+    const auto size = static_cast<unsigned long long>(bytes.size());
+    return replayer.fail("%llu bytes of vertices of %u bytes end inside an attribute", size, layout.stride);
   }
 
   const uint32_t mode = record.mode();
@@ -62,7 +63,7 @@ void replayRun(Replayer& replayer, VertexRunRecord record, Reader& rest, bool en
   RunDraw draw = {mode, run.vertices, run.count, run.vertices + uint64_t{run.count} * layout.stride};
   if (drawable && (joinRuns(replayer, record, draw) || run.count >= kLeastForArrays)) {
     state.runArrays.draw(layout, draw);
-    // What glBegin leaves behind is the last vertex's attributes.
+    // After glEnd the current values are the attributes of the last vertex.
     give(layout, draw.end - layout.stride, layout.slots - 1);
     return;
   }

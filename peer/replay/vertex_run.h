@@ -1,4 +1,4 @@
-// Replay of packed vertex runs: one array draw where that is faster and the same, one call per attribute elsewhere.
+// Replay of vertex runs: one array draw where that is faster and looks the same, elsewhere one call per attribute.
 #pragma once
 
 #include "wire/records/vertex_run.h"

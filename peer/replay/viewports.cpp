@@ -7,7 +7,7 @@
 namespace qv::peer {
 namespace {
 
-// Calls `set(values)` with `count` times `Per` values. GL adds first and count in 32 bits.
+// Calls `set(values)` with `count` times `Per` values. An OpenGL may add `first` and `count` in 32 bits, so both are bounded here.
 template <typename T, uint32_t Per, typename Set>
 void setArray(Replayer& replayer, GLuint first, GLsizei count, Reader& rest, Set&& set) {
   constexpr uint32_t kMost = 64;  // more than any OpenGL has

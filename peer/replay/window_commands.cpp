@@ -1,4 +1,4 @@
-// Replay of the private commands on pbuffers, and of those on the accumulation buffer, which a host's windows do not have.
+// Replay of the private commands on pbuffers, and of GL's commands on the accumulation buffer, which EGL's drawables lack.
 #include "peer/replay/window_commands.h"
 
 #include "peer/replay/gl_functions.h"
@@ -11,6 +11,7 @@ namespace {
 
 constexpr GLbitfield kClearBits = GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT | GL_ACCUM_BUFFER_BIT;
 
+// Ends a command with its outcome.
 template <typename Row>
 void finish(Replayer& replayer, const WindowCommands::Result& result) {
   switch (result.outcome) {
@@ -23,7 +24,7 @@ void finish(Replayer& replayer, const WindowCommands::Result& result) {
   }
 }
 
-// `command(windows)` unless there is a reason to pass it over.
+// Calls `command(windows)`, unless there is a reason to pass the command over.
 template <typename Row, typename Command>
 void replayCommand(Replayer& replayer, Command&& command) {
   WindowCommands* const windows = replayer.state().windows;
@@ -41,7 +42,7 @@ void replayBufferCommand(Replayer& replayer, GLenum buffer, Command&& command) {
   replayCommand<Row>(replayer, command);
 }
 
-// The windows whose accumulation buffer a command is for; null when it is GL's to answer.
+// The windows whose accumulation buffer a command works on; null when GL itself answers the command.
 WindowCommands* accumulating(Replayer& replayer) {
   WindowCommands* const windows = replayer.state().windows;
   return windows != nullptr && !replayer.insideBegin() && windows->accumulates() ? windows : nullptr;
@@ -69,7 +70,7 @@ void qvReleaseTexImage(Replayer& replayer, const PbufferImageRecord& record) {
 void glAccum(Replayer& replayer, GLenum operation, GLfloat value) {
   WindowCommands* const windows = accumulating(replayer);
   if (windows == nullptr || operation < GL_ACCUM || operation > GL_ADD) return gl.glAccum(operation, value);
-  finish<op::glAccum>(replayer, replayer.listOpen() ? WindowCommands::passOver("it cannot be in a display list")
+  finish<op::glAccum>(replayer, replayer.listOpen() ? WindowCommands::passOver("not possible in a display list")
                                                     : windows->accumulate(operation, value));
 }
 
@@ -78,7 +79,7 @@ void glClear(Replayer& replayer, GLbitfield buffers) {
   if ((buffers & GL_ACCUM_BUFFER_BIT) != 0 && (buffers & ~kClearBits) == 0) [[unlikely]] {
     WindowCommands* const windows = accumulating(replayer);
     if (windows != nullptr) {
-      result = replayer.listOpen() ? WindowCommands::passOver("a display list does not clear the accumulation buffer")
+      result = replayer.listOpen() ? WindowCommands::passOver("no clear of the accumulation buffer in a display list")
                                    : windows->clearAccumulation();
     }
   }

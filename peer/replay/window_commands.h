@@ -1,4 +1,4 @@
-// WindowCommands: what commands on windows, which OpenGL knows nothing of, ask of the context that replays them.
+// WindowCommands: what commands on windows, which OpenGL does not know, ask of the context that replays them.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +13,9 @@ class WindowCommands {
   enum class Outcome : uint8_t {
     Done,
     PassedOver,
-    DrawableLost,  // the context has lost its drawable over the command; nothing more can be replayed
+    DrawableLost,  // the context lost its drawable during the command; nothing more can be replayed
   };
-  // What became of a command, and why unless it is done.
+  // `why` is null for a command that is done.
   struct Result {
     Outcome outcome = Outcome::Done;
     const char* why = nullptr;

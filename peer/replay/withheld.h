@@ -5,7 +5,7 @@
 
 namespace qv::peer {
 
-// Why a row that its form could replay is not: null for a row that is.
+// Why a row is withheld; null for a row that is replayed.
 template <typename Row>
 inline constexpr const char* kWithheld = nullptr;
 
@@ -13,7 +13,7 @@ inline constexpr const char* kWithheld = nullptr;
   template <>                  \
   inline constexpr const char* kWithheld<op::name> = why;
 
-// Vertex arrays. An array that is on without data of its own would make GL read at an address of the guest.
+// Vertex arrays. An array that is enabled without data of the host's would make GL read at an address of the guest.
 inline constexpr const char* kGuestArrays = "vertex arrays are not replayed";
 QV_WITHHELD(glEnableVertexAttribArray, kGuestArrays)
 QV_WITHHELD(glDisableVertexAttribArray, kGuestArrays)

@@ -8,8 +8,8 @@
 
 #include "platform/win32.h"
 
-// Every function, and how it fails: by a status, by a value and the last error, by such while its work is done all the same, or
-// never.
+// Every function, and how a call that is made to fail does so. Status: by an NTSTATUS. Error: by its failure value and the last
+// error. Release: by either, but its work is done all the same. Never: it cannot be made to fail.
 // clang-format off
 #define QV_SIM_CALLS(X) \
   X(TlsAlloc, Error) X(TlsFree, Release) X(TlsSetValue, Error) X(GetCurrentProcessId, Never) X(GetCurrentThreadId, Never) \
@@ -48,7 +48,7 @@ struct alignas(64) CallCounter {
   std::atomic<uint64_t> calls{0};
 };
 extern CallCounter callCounters[static_cast<int>(Fn::Count)];
-// Not zero while the trace is on or a failure is armed; then every call takes the slow road.
+// Not zero while the trace is on or a failure is armed; every call then takes the slow path.
 extern std::atomic<uint32_t> callsWatched;
 
 // One call of one function: counts it, decides whether it is to fail, and writes its line of the trace.
@@ -107,7 +107,7 @@ class Call {
 // Notes a misuse that a real system would not report.
 void complain(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-// The last error without a counted call.
+// Sets the last error without counting a call.
 void setLastError(DWORD code);
 
 void resetCalls();

@@ -50,7 +50,7 @@ std::string describe(const LiveCounts& c) {
 }
 
 void reset() {
-  resetKernel();  // while link and sink still stand, so that they learn what goes
+  resetKernel();  // first: link and sink, which are still set, hear of every surface that goes
   resetWindowSystem();
   resetProcess();
   resetVersionInfo();

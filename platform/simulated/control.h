@@ -39,7 +39,7 @@ std::string describe(const LiveCounts& counts);  // one line, for messages of te
 // Makes the n-th call from now (1 is the next one) of the named function fail, once. A function that returns an NTSTATUS
 // returns `status`; any other returns its failure value and puts `status` into the last error. Calls that only give something
 // back (D3DKMTDestroy..., D3DKMTCloseAdapter, D3DKMTEvict, D3DKMTUnregister..., ReleaseDC, UnhookWindowsHookEx, UnregisterClassW,
-// TlsFree) do their work before they report the failure, so that live handles are always the caller's fault; a failing
+// TlsFree) do their work before they report the failure, so that a handle left over is always the caller's fault; a failing
 // D3DKMTRender hands out new buffers as a working one does. False when there is no such function or it cannot fail.
 bool failCall(std::string_view name, uint64_t n, int32_t status);
 // The same for the n-th call of whatever function that can fail: 0xC0000001 where there is a status, else last error 8.
@@ -113,7 +113,7 @@ HWND createWindow(const WindowOptions& options = {});
 bool destroyWindow(HWND window);
 bool isAlive(HWND window);
 
-// Puts the client area there, with WM_WINDOWPOSCHANGED when that changes anything. Children move along silently.
+// Moves the client area there, with WM_WINDOWPOSCHANGED when that changes anything. Children move along without messages.
 bool placeWindow(HWND window, const RECT& client);
 bool moveWindow(HWND window, int x, int y);             // client area's left and top on the screen
 bool resizeWindow(HWND window, int width, int height);  // client size
@@ -125,18 +125,18 @@ bool restoreWindow(HWND window);
 // gain it get WM_ACTIVATEAPP; the window itself gets WM_WINDOWPOSCHANGED for its new place in the z-order.
 bool setForeground(HWND window);
 
-// Any message at all, by the same road. For WM_WINDOWPOSCHANGED lParam is a WINDOWPOS, which is copied, or 0.
+// Sends any message in the same way. For WM_WINDOWPOSCHANGED lParam is a WINDOWPOS, which is copied, or 0.
 bool sendMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 // WM_WINDOWPOSCHANGED with exactly these flags and the window's present rectangle.
 bool sendWindowPosChanged(HWND window, UINT flags);
-// Delivers what waits for this thread, and what was left behind by threads that have ended. Returns how many.
+// Delivers the messages that wait for this thread, and those of threads that have ended. Returns how many.
 uint32_t pumpMessages();
 uint32_t pendingMessages();
 
 // A device context without a window.
 HDC createMemoryDC();
 bool deleteMemoryDC(HDC dc);
-// Sets the pixel format behind a device context, whatever it is and was.
+// Sets the pixel format behind a device context without any check.
 bool forcePixelFormat(HDC dc, int format);
 
 // ---- Monitors, adapter, display --------------------------------------------------------------------------------------------

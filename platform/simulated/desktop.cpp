@@ -9,7 +9,7 @@ namespace {
 
 constexpr LONG kFarAway = -32000;  // where minimised windows stand
 
-// Puts the client area there and returns what WM_WINDOWPOSCHANGED is to say; NOSIZE and NOMOVE both set mean no change.
+// Moves the client area and returns the flags for WM_WINDOWPOSCHANGED. SWP_NOSIZE with SWP_NOMOVE says that nothing changed.
 UINT setClientLocked(WindowSystem& w, HWND handle, Window& window, const RECT& client) {
   RECT& target = (window.style & WS_MINIMIZE) != 0 ? window.restored : window.client;
   UINT flags = SWP_NOZORDER | SWP_NOACTIVATE;

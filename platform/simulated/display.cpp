@@ -350,7 +350,7 @@ NTSTATUS APIENTRY D3DKMTGetDeviceState(D3DKMT_GETDEVICESTATE* state) {
     }
     presented = static_cast<uint32_t>(k.presentCount);
   }
-  // A present is shown at the refresh at which it is asked for, so both counts of a record are the present one.
+  // A present is shown in the refresh period in which it is asked for, so both counts of a record are the current count.
   if (state->StateType == D3DKMT_DEVICESTATE_EXECUTION) {
     state->ExecutionState = 1;
   } else if (state->StateType == D3DKMT_DEVICESTATE_PRESENT) {

@@ -1,4 +1,4 @@
-// Device contexts and pixel formats. A window's format is the window's, whichever device context shows it.
+// Device contexts and pixel formats. A pixel format belongs to the window, whichever device context asks for it.
 #include "platform/simulated/calls.h"
 #include "platform/simulated/window_system.h"
 

@@ -26,8 +26,8 @@ class GpuLink {
   // that of D3DKMTEscape; a negative one means that the packet was not delivered.
   virtual NTSTATUS escape(void* packet, uint32_t size) = 0;
   // The same for a flush that writes a frame into the back buffer. `finishReads(context)` is called at most once, on this
-  // thread, before the frame is written, and returns when nobody reads the buffer's last picture any more; a link that can lets
-  // the host draw meanwhile, and write after.
+  // thread, before the frame is written, and returns when nobody reads the buffer's last picture any more. A link may let the host
+  // draw meanwhile and write afterwards.
   virtual NTSTATUS escapeFrame(void* packet, uint32_t size, void (*finishReads)(void* context), void* context) {
     finishReads(context);
     return escape(packet, size);

@@ -162,7 +162,7 @@ NTSTATUS APIENTRY D3DKMTOpenAdapterFromGdiDisplayName(D3DKMT_OPENADAPTERFROMGDID
   return call.result(kSuccess);
 }
 
-// Devices hold on to the adapter itself, not to the handle: closing one does not end them.
+// A device holds the adapter itself and not its handle: closing the handle does not end the device.
 NTSTATUS APIENTRY D3DKMTCloseAdapter(const D3DKMT_CLOSEADAPTER* close) {
   Call call(Fn::D3DKMTCloseAdapter);
   call.arguments("adapter 0x%x", close->hAdapter);
@@ -281,7 +281,7 @@ NTSTATUS APIENTRY D3DKMTEscape(const D3DKMT_ESCAPE* escape) {
   if (escape->PrivateDriverDataSize == sizeof(FlushPacket)) {
     FlushPacket packet;
     std::memcpy(&packet, escape->pPrivateDriverData, sizeof packet);
-    // The host is about to write a frame: whoever still shows the buffer's last one must be done with it.
+    // The host is about to write a frame: the sink must have finished with the buffer's last one.
     PresentSink* sink = presentSink();
     if (packet.header.code == EscapeCode::Flush && packet.presentMode != 0 && packet.backBuffer != 0 && sink != nullptr) {
       struct Reads {

@@ -33,7 +33,7 @@ struct Surface {
   BYTE descriptor[kDescriptorBytes] = {};
   BYTE privateData[kAllocationBytes] = {};
   HWND window = nullptr;              // of a redirection surface
-  GpuLink* link = nullptr;            // that has been told of it
+  GpuLink* link = nullptr;            // the link that was told of the surface
   std::shared_ptr<Surface> composed;  // client-sized picture of a redirection surface whose window has borders
 
   Surface() = default;
@@ -125,7 +125,7 @@ struct Kernel {
 
 Kernel& kernel();
 
-// The window is gone: so is its redirection surface.
+// Removes the redirection surface of a window that is gone.
 void dropRedirection(HWND window);
 void notePresent(const PresentRecord& record);
 

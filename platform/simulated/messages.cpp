@@ -15,7 +15,7 @@ WindowSystem& windowSystem() {
 
 namespace {
 
-// The hooks that the message under delivery still has to pass, innermost delivery last.
+// The hooks that the message under delivery has yet to pass. Deliveries nest: `outer` is the delivery around this one.
 struct HookChain {
   std::vector<uint32_t> hooks;
   size_t next = 0;

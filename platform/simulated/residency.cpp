@@ -10,8 +10,8 @@ namespace qv::sim {
 
 namespace {
 
-// The GPU writes the fence behind the process's back, and the process may read it by a plain load: a race detector must see
-// this store as little as it would see the GPU's.
+// On a real machine the GPU writes the fence, and the process may read it by a plain load: a race detector must not see this
+// store, either.
 __attribute__((no_sanitize("thread"), noinline)) void writeFence(volatile UINT64* fence, UINT64 value) { *fence = value; }
 
 NTSTATUS APIENTRY createPagingQueue(D3DKMT_CREATEPAGINGQUEUE* create) {

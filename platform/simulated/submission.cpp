@@ -82,7 +82,7 @@ std::shared_ptr<Surface> surfaceLocked(Kernel& k, const KernelObject& context, D
   return object->surface;
 }
 
-// With lists, the allocation of a slot is the entry that the slot's first patch row with an entry other than 0 names.
+// With lists, the allocation of a slot is the entry of the slot's first patch row that does not name entry 0.
 D3DKMT_HANDLE patchedHandle(const Written& written, uint32_t slot) {
   for (const D3DDDI_PATCHLOCATIONLIST& row : written.rows) {
     if (row.Slot == slot && row.AllocationIndex != 0) {
@@ -192,7 +192,7 @@ void compose(const Copy& copy, uint64_t token) {
     }
     composed->gpu.handle = surface.gpu.handle;
     if (old != nullptr) {
-      retire(old);  // the sink may know it by the handle, which goes on to the new one
+      retire(old);  // the sink may know the old one by the handle that the new one takes over
     }
     std::lock_guard guard(kernel().lock);
     surface.composed = composed;
@@ -261,7 +261,7 @@ NTSTATUS APIENTRY D3DKMTRender(D3DKMT_RENDER* render) {
       complain("submission: %u bytes at %u with %u and %u entries do not fit", render->CommandLength, render->CommandOffset,
                render->AllocationCount, render->PatchLocationCount);
     }
-    // Callers take over the outputs without looking at the result, so there always are some.
+    // Callers take over the new buffers without looking at the result, so every call gives some.
     context.current ^= 1;
     SubmissionBuffers& next = context.sets[context.current];
     std::memset(&next, 0xCD, sizeof next);

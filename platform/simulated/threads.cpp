@@ -41,8 +41,8 @@ Threads& threads() {
   return instance;
 }
 
-// Acts in the last but one of the rounds that the C library gives to such destructors: whatever else runs at the end of a
-// thread still finds its id, and the last round belongs to race detectors, after which no instrumented code may run.
+// Acts in the last round but one of the C library's thread-end destructors: the other destructors still find the thread's id. The
+// last round belongs to race detectors, after which no instrumented code may run.
 void atThreadEnd(void* value) {
   auto round = reinterpret_cast<uintptr_t>(value);
   if (round < PTHREAD_DESTRUCTOR_ITERATIONS - 1) {

@@ -132,7 +132,7 @@ TEST_F(Hostile, TextWithoutItsEnd) {
   ASSERT_EQ(guest.flush(Stream().bytes(490, withZero)), 0);
   std::vector<uint8_t> open = withZero;
   open.back() = 'c';
-  expectRefused(Stream().bytes(490, open), {"opcode 490", "text without its end"});
+  expectRefused(Stream().bytes(490, open), {"opcode 490", "text without its terminating zero"});
   std::vector<uint8_t> longer = withZero;
   longer[8] = 200;
   expectRefused(Stream().bytes(490, longer), {"opcode 490", "15 bytes instead of 212"});
@@ -163,8 +163,8 @@ TEST_F(Hostile, Runs) {
   refused(runPayload(4, {0x1100}, 4, {}), "tag 0x1100");       // a position of one component
   refused(runPayload(4, {0x3728}, 4, {}), "tag 0x3728");       // texture coordinate set 32
   refused(runPayload(4, {0x3100, 0x3103}, 24, {}), "slot 1");  // behind the position
-  refused(runPayload(4, {0x3100}, 12, {1, 2, 3, 4}), "4 bytes in vertices of 12");
-  refused(runPayload(4, {}, 0, {1, 2, 3, 4}), "4 bytes in vertices of 0");
+  refused(runPayload(4, {0x3100}, 12, {1, 2, 3, 4}), "4 bytes of vertices of 12");
+  refused(runPayload(4, {}, 0, {1, 2, 3, 4}), "4 bytes of vertices of 0");
   // A primitive that GL does not know is GL's own error.
   ASSERT_EQ(guest.flush(Stream().large(2008, runPayload(200, {0x3100}, 12, one))), 0);
   EXPECT_EQ(guest.glError(), 0x500u);

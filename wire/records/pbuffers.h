@@ -1,4 +1,4 @@
-// Records of pbuffers, which have no GL routine.
+// Records of the private commands on pbuffers.
 #pragma once
 
 #include "wire/gl_api.h"

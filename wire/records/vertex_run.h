@@ -10,7 +10,7 @@
 
 namespace qv {
 
-// Attribute numbers of tags; of the texture coordinate sets the first.
+// Attribute numbers of tags. kTexCoord is that of texture coordinate set 0.
 inline constexpr uint32_t kPosition = 0, kNormal = 2, kColor = 3, kTexCoord = 8;
 inline constexpr uint32_t kByTarget = 255;  // in the table: the texture coordinate set is the first argument
 
@@ -66,7 +66,7 @@ struct VertexRunRecord {
   constexpr uint32_t stride() const { return packed & 0xFFFF; }
 };
 
-// What a run takes before its tags.
+// Bytes of a run before its tags.
 inline constexpr uint32_t kRunHeadBytes = kLargeHeaderBytes + sizeof(VertexRunRecord);
 
 }  // namespace qv
