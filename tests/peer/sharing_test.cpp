@@ -5,12 +5,10 @@
 #include <thread>
 
 #include "peer/host/in_process_gpu.h"
-#include "test_guest.h"
+#include "tests/peer/test_guest.h"
 
 namespace qv::peer::test {
 namespace {
-
-constexpr uint32_t kBack = 1029;
 
 class Sharing : public testing::Test {
  protected:
@@ -30,8 +28,8 @@ class Sharing : public testing::Test {
   }
   // Defines list 4 in `from` and tells whether `to` finds it: calling it changes the viewport.
   bool seesList(TestGuest& from, TestGuest& to) {
-    EXPECT_EQ(from.flush(Stream().add(0, 4u, 0x1300u).add(305, 0, 0, 77, 5).add(1)), 0);
-    const std::vector<uint8_t> viewport = to.ask(Stream().add(305, 0, 0, 1, 1).add(2, 4u).add(263, 0x0BA2u, 4u), 16);
+    EXPECT_EQ(from.flush(Stream().add(kNewList, 4u, GL_COMPILE).add(kViewport, 0, 0, 77, 5).add(kEndList)), 0);
+    const std::vector<uint8_t> viewport = to.ask(Stream().add(kViewport, 0, 0, 1, 1).add(kCallList, 4u).add(kGetIntegerv, GL_VIEWPORT, 4u), 16);
     return viewport.size() == 16 && viewport[8] == 77;
   }
 
@@ -49,22 +47,22 @@ TEST_F(Sharing, BeforeAnyFlush) {
 }
 
 TEST_F(Sharing, WithTheFirstInUse) {
-  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
   ASSERT_EQ(share(first.context, second.context), 0);
   EXPECT_TRUE(seesList(first, second));
   EXPECT_TRUE(seesList(second, first));
 }
 
 TEST_F(Sharing, WithTheSecondInUse) {
-  ASSERT_EQ(second.flush(Stream().add(217)), 0);
+  ASSERT_EQ(second.flush(Stream().add(kFlush)), 0);
   ASSERT_EQ(share(first.context, second.context), 0);
   EXPECT_TRUE(seesList(first, second));
 }
 
 // Two contexts that both have objects of their own cannot be joined; asking again for what is so already is no error.
 TEST_F(Sharing, BothInUse) {
-  ASSERT_EQ(first.flush(Stream().add(217)), 0);
-  ASSERT_EQ(second.flush(Stream().add(217)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
+  ASSERT_EQ(second.flush(Stream().add(kFlush)), 0);
   EXPECT_NE(share(first.context, second.context), 0);
   EXPECT_EQ(log.take().size(), 1u);
   EXPECT_EQ(share(first.context, first.context), 0);
@@ -89,16 +87,16 @@ TEST_F(Sharing, ObjectsOutliveTheirMaker) {
   DeleteContextPacket packet;
   packet.contextId = first.context;
   ASSERT_EQ(first.send(packet), 0);
-  const std::vector<uint8_t> viewport = second.ask(Stream().add(305, 0, 0, 1, 1).add(2, 4u).add(263, 0x0BA2u, 4u), 16);
+  const std::vector<uint8_t> viewport = second.ask(Stream().add(kViewport, 0, 0, 1, 1).add(kCallList, 4u).add(kGetIntegerv, GL_VIEWPORT, 4u), 16);
   ASSERT_EQ(viewport.size(), 16u);
   EXPECT_EQ(viewport[8], 77);
 }
 
 // Two contexts draw to one window in turn: each finds the other's picture.
 TEST_F(Sharing, OneWindowTwoContexts) {
-  ASSERT_EQ(first.flush(Stream().add(206, 1.0f, 0.0f, 0.0f, 1.0f).add(203, 0x4000u)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kClearColor, 1.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT)), 0);
   second.surface = std::move(first.surface);
-  ASSERT_EQ(second.flush(Stream().add(217), kBack), 0);
+  ASSERT_EQ(second.flush(Stream().add(kFlush), GL_BACK), 0);
   EXPECT_EQ(second.surface->pixel(3, 3) & 0xFFFFFF, 0xFF0000u);
   first.surface = std::move(second.surface);
 }
@@ -110,7 +108,7 @@ TEST_F(Sharing, WindowsPassBetweenThreads) {
   const auto draw = [&](TestGuest& guest, uint32_t start) {
     for (uint32_t i = 0; i < 300; ++i) {
       guest.window = windows[(i / (1 + start) + start) % 2];
-      failures += guest.flush(Stream().add(203, 0x4000u).add(217)) != 0;
+      failures += guest.flush(Stream().add(kClear, GL_COLOR_BUFFER_BIT).add(kFlush)) != 0;
     }
   };
   std::thread other([&] { draw(second, 1); });
@@ -128,7 +126,7 @@ TEST_F(Sharing, ContextsComeAndGo) {
       TestGuest guest(gpu);
       for (int i = 0; i < 8; ++i) {
         failures += !guest.start(16, 16);
-        failures += guest.flush(Stream().add(206, 0.0f, 1.0f, 0.0f, 1.0f).add(203, 0x4000u), kBack) != 0;
+        failures += guest.flush(Stream().add(kClearColor, 0.0f, 1.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT), GL_BACK) != 0;
         failures += (guest.surface->pixel(1, 1) & 0xFFFFFF) != 0x00FF00;
         DestroyWindowPacket window;
         window.windowId = guest.window;
@@ -153,11 +151,11 @@ TEST_F(Sharing, Counters) {
   EXPECT_EQ(gpu.counters().windows, 1u);
   EXPECT_EQ(gpu.counters().surfaces, 0u);
   EXPECT_EQ(gpu.counters().allocations, 1u);
-  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
   EXPECT_EQ(gpu.counters().glContexts, 1u);
   EXPECT_EQ(gpu.counters().surfaces, 1u);
   first.width = 9;
-  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
   EXPECT_EQ(gpu.counters().surfaces, 1u);
   for (TestGuest* const guest : {&first, &second}) {
     DeleteContextPacket packet;
@@ -175,14 +173,14 @@ TEST_F(Sharing, Counters) {
 
 // A window that goes while a context has it bound: its drawable goes too, and the next flush to it fails.
 TEST_F(Sharing, DestroyedWindow) {
-  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
   DestroyWindowPacket packet;
   packet.windowId = first.window;
   ASSERT_EQ(first.send(packet), 0);
-  EXPECT_NE(first.flush(Stream().add(217)), 0);
+  EXPECT_NE(first.flush(Stream().add(kFlush)), 0);
   EXPECT_EQ(log.take().size(), 1u);
   first.window = first.createWindow().windowId;
-  EXPECT_EQ(first.flush(Stream().add(217)), 0);
+  EXPECT_EQ(first.flush(Stream().add(kFlush)), 0);
   // The context let go of the old drawable on its own thread.
   for (int i = 0; i < 1000 && gpu.counters().surfaces != 1; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   EXPECT_EQ(gpu.counters().surfaces, 1u);
@@ -190,11 +188,11 @@ TEST_F(Sharing, DestroyedWindow) {
 
 // A core context of a version that the host has, and its extension list, which is one text on the wire all the same.
 TEST_F(Sharing, CoreContext) {
-  second.context = second.createContext({3122, 7938, 330, 37158, 1, 0}).contextId;
+  second.context = second.createContext({GL_DOUBLEBUFFER, GL_VERSION, 330, GL_CONTEXT_PROFILE_MASK, 1, 0}).contextId;
   ASSERT_NE(second.context, 0u);
-  const std::vector<uint8_t> extensions = second.ask(Stream().add(275, 0x1F03u), 16384);
+  const std::vector<uint8_t> extensions = second.ask(Stream().add(kGetString, GL_EXTENSIONS), 16384);
   EXPECT_GT(extensions.size(), 1000u);
-  EXPECT_EQ(second.askFor<int32_t>(Stream().add(263, 0x9126u, 1u)), 1);
+  EXPECT_EQ(second.askFor<int32_t>(Stream().add(kGetIntegerv, GL_CONTEXT_PROFILE_MASK, 1u)), 1);
   EXPECT_EQ(second.glError(), 0u);
 }
 
