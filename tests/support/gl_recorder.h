@@ -22,8 +22,8 @@ struct GlCall {
   }
 };
 
-// While it lives every function of qv::peer::gl only records and returns zero; afterwards they are what they were. There is one at a
-// time, on one thread.
+// While it lives every function of qv::peer::gl only records and returns zero; afterwards they are what they were. There is one
+// at a time, on one thread.
 class GlRecorder {
  public:
   GlRecorder();

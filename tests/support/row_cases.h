@@ -1,7 +1,8 @@
 // Calls to make of a row, and the bytes of the command that each must become.
 //
 // The bytes come from an encoder of this file's own, written from the payload rules. Of the table's facts it reads what stands in
-// the row and in the C prototype: opcode, form, widths. It never reads what wire/layout.h has made of them: places, cuts and lengths.
+// the row and in the C prototype: opcode, form, widths. It never reads what wire/layout.h has made of them: places, cuts and
+// lengths.
 #pragma once
 
 #include <cstdint>
@@ -26,8 +27,9 @@ struct RowCase {
   std::vector<std::vector<uint8_t>> arguments() const;
 };
 
-// One call for each size that the row's form can have, each with values of its own for every argument and every byte of one. None for a form whose
-// bytes no rule tells (texts, records, rows without a command) and for a count that takes a question to the host.
+// One call for each size that the row's form can have, each with values of its own for every argument and every byte of one. None
+// for a form whose bytes no rule tells (texts, records, rows without a command) and for a count that takes a question to the
+// host.
 std::vector<RowCase> casesOf(const RowFacts& row);
 
 // Elements of a call's arrays where the program gives their number.

@@ -42,7 +42,7 @@ class SubmitStandIn {
   Command last() const { return submissions.back().commands().back(); }
 
   std::vector<Submission> submissions;
-  bool failing = false;  // both buffers get zeros, and the length is 0
+  bool failing = false;                             // both buffers get zeros, and the length is 0
   std::function<void(const Submission&)> onSubmit;  // sees each submission before it is answered
 
   // What SubmitFlush returns.
