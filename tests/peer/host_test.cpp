@@ -101,10 +101,12 @@ class Host : public testing::Test {
   std::unique_ptr<HostClientGpu> client;
 };
 
-Stream clear(float red, float green, float blue) { return Stream().add(kClearColor, red, green, blue, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT); }
+Stream clear(float red, float green, float blue) {
+  return Stream().add(kClearColor, red, green, blue, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
+}
 
 // Frames, queries and statistics go through the process as they do inside one.
-TEST_F(Host, DrawsAndAnswers) {
+TEST_F(Host, HostDrawsAndAnswers) {
   TestGuest guest(*client);
   ASSERT_EQ(guest.version().header.status, 0);
   ASSERT_TRUE(guest.start(40, 30));
@@ -161,7 +163,7 @@ TEST_F(Host, GuestsLeaveNothing) {
 }
 
 // Twenty guests are killed while they draw; a guest beside them never misses a frame, and the host is as before.
-TEST_F(Host, KilledGuests) {
+TEST_F(Host, KilledGuestsLeaveTheOthersAlone) {
   TestGuest guest(*client);
   ASSERT_TRUE(guest.start(64, 64));
   ASSERT_EQ(guest.flush(clear(0, 0, 0), GL_BACK), 0);
@@ -214,7 +216,7 @@ TEST_F(Host, IdleCostsNothing) {
 }
 
 // A host that dies makes escapes fail, also the one that is waiting, and blocks nobody.
-TEST_F(Host, KilledHost) {
+TEST_F(Host, KilledHostFailsEscapesAndBlocksNobody) {
   TestGuest guest(*client);
   ASSERT_TRUE(guest.start(64, 64));
   ASSERT_EQ(guest.flush(clear(0, 0, 0), GL_BACK), 0);
@@ -235,7 +237,7 @@ TEST_F(Host, KilledHost) {
 }
 
 // `--stats` prints the counters of a running host.
-TEST_F(Host, PrintsItsCounters) {
+TEST_F(Host, StatsPrintTheCounters) {
   TestGuest guest(*client);
   ASSERT_TRUE(guest.start(64, 64));
   int ends[2];
@@ -254,7 +256,7 @@ TEST_F(Host, PrintsItsCounters) {
 }
 
 // A second host at the same socket and a wrong option end with status 2 and one line.
-TEST_F(Host, RefusesToStartTwice) {
+TEST_F(Host, HostRefusesToStartTwice) {
   const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
   for (const std::vector<std::string>& command :
        {std::vector<std::string>{QV_HOST_PROGRAM, "--socket", path()}, {QV_HOST_PROGRAM, "--nonsense", "x"}, {QV_HOST_PROGRAM}}) {
@@ -300,7 +302,8 @@ TEST(OwnHost, LivesAsLongAsItsGuest) {
   close(ends[0]);
 }
 
-TEST(OwnHost, FailuresHaveAReason) {
+// A host that is not there, that does not start or whose socket is missing is told by its path.
+TEST(OwnHost, FailuresToStartHaveAReason) {
   std::string reason;
   setenv("QV_HOST_BINARY", "/nowhere/qv-host", 1);
   EXPECT_EQ(startHost(&reason), nullptr);

@@ -25,7 +25,10 @@ class Hostile : public testing::Test {
   // The guest still gets its pictures.
   void TearDown() override {
     log.take();
-    ASSERT_EQ(guest.flush(Stream().add(kEnd).add(kEndList).add(kClearColor, 1.0f, 0.0f, 1.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT), GL_BACK), 0);
+    ASSERT_EQ(
+        guest.flush(Stream().add(kEnd).add(kEndList).add(kClearColor, 1.0f, 0.0f, 1.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT),
+                    GL_BACK),
+        0);
     EXPECT_EQ(guest.surface->pixel(8, 8) & 0xFFFFFF, 0xFF00FFu);
     EXPECT_EQ(log.take().size(), 0u);
   }
@@ -47,33 +50,49 @@ class Hostile : public testing::Test {
 
 // --- streams ---
 
+// A command that ends beyond its stream is told by opcode, name and offset.
 TEST_F(Hostile, TruncatedCommandIsNamedWithItsOffset) {
   Stream stream = Stream().add(kDisable, GL_BLEND).add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f);
   stream.data.resize(stream.data.size() - 4);
   expectRefused(stream, {"opcode 206", "glClearColor", "offset 8"});
 }
 
-TEST_F(Hostile, LargeHeaderWithoutItsSecondWord) { expectRefused(Stream().word(kClearColor), {"opcode 206", "offset 0"}); }
-TEST_F(Hostile, LargeTotalBelowEight) { expectRefused(Stream().word(kClearColor).word(7).word(0), {"opcode 206", "total of 7"}); }
-TEST_F(Hostile, LargeTotalBeyondTheStream) { expectRefused(Stream().word(kClearColor).word(0xFFFFFFFF), {"opcode 206", "4294967295"}); }
-TEST_F(Hostile, LargeTotalThatWouldWrapWhenPadded) {
+// A stream that ends inside a large header is refused.
+TEST_F(Hostile, LargeHeaderWithoutItsSecondWordIsRefused) {
+  expectRefused(Stream().word(kClearColor), {"opcode 206", "offset 0"});
+}
+
+// A large total that does not even count its header is refused.
+TEST_F(Hostile, LargeTotalBelowEightIsRefused) {
+  expectRefused(Stream().word(kClearColor).word(7).word(0), {"opcode 206", "total of 7"});
+}
+
+// A large total that reaches beyond the stream is refused.
+TEST_F(Hostile, LargeTotalBeyondTheStreamIsRefused) {
+  expectRefused(Stream().word(kClearColor).word(0xFFFFFFFF), {"opcode 206", "4294967295"});
+}
+
+// A large total that is no multiple of 4 and would wrap when padded is refused.
+TEST_F(Hostile, LargeTotalThatWouldWrapWhenPaddedIsRefused) {
   expectRefused(Stream().add(kFlush).word(kEnable).word(0xFFFFFFFD).word(0), {"opcode 215", "offset 4"});
 }
-TEST_F(Hostile, StrayBytesAtTheEnd) {
+
+// Bytes at the end of a stream that are too few for a header are refused, and told by number.
+TEST_F(Hostile, StrayBytesAtTheEndAreRefused) {
   Stream stream = Stream().add(kFlush);
   stream.data.push_back(0x33);
   expectRefused(stream, {"1 stray", "offset 4"});
 }
 
 // Commands before a malformed one have been carried out, the ones behind it not.
-TEST_F(Hostile, WhatStandsBeforeIsDone) {
+TEST_F(Hostile, CommandsBeforeAMalformedOneAreDone) {
   EXPECT_NE(guest.flush(Stream().add(kViewport, 1, 2, 3, 4).add(kClearColor, 1.0f).add(kViewport, 9, 9, 9, 9)), 0);
   const std::vector<uint8_t> viewport = guest.ask(Stream().add(kGetIntegerv, GL_VIEWPORT, 1u), 4);
   EXPECT_EQ(viewport, (std::vector<uint8_t>{1, 0, 0, 0}));
 }
 
-// Every fixed row with a payload that is too short and one that is too long.
-TEST_F(Hostile, FixedRowsOfAnotherSize) {
+// Every fixed row is refused with a payload that is too short and with one that is too long.
+TEST_F(Hostile, FixedRowsOfAnotherSizeAreRefused) {
   int tested = 0;
   for (const RowFacts& row : allRows()) {
     const bool fixed = row.form == FormKind::Fixed || row.form == FormKind::Vec || row.form == FormKind::Query;
@@ -90,7 +109,8 @@ TEST_F(Hostile, FixedRowsOfAnotherSize) {
   EXPECT_GT(tested, 400);
 }
 
-TEST_F(Hostile, CountedArrays) {
+// A counted array that is shorter than its count is refused; one with fewer values than its name has is met with zeros.
+TEST_F(Hostile, CountedArrayOfAnotherLengthIsRefused) {
   expectRefused(Stream().add(kLightfv, GL_LIGHT0, GL_AMBIENT, 4u, 1.0f, 1.0f, 1.0f), {"opcode 160", "24 bytes instead of 28"});
   expectRefused(Stream().add(kLightfv, GL_LIGHT0, GL_AMBIENT, 0x40000001u, 1.0f), {"opcode 160"});
   expectRefused(Stream().add(kLightfv, GL_LIGHT0, GL_AMBIENT), {"opcode 160"});
@@ -99,13 +119,15 @@ TEST_F(Hostile, CountedArrays) {
   EXPECT_EQ(guest.ask(Stream().add(kGetLightfv, GL_LIGHT0, GL_AMBIENT, 4u), 16), floats({0.5f, 0, 0, 0}));
 }
 
-TEST_F(Hostile, SizedArrays) {
-  expectRefused(Stream().add(kFogfv, GL_FOG_COLOR, 1.0f), {"opcode 154"});                    // a fog colour of one float
+// A fog parameter of another length than its name has is refused.
+TEST_F(Hostile, SizedArrayOfAnotherLengthIsRefused) {
+  expectRefused(Stream().add(kFogfv, GL_FOG_COLOR, 1.0f), {"opcode 154"});                      // a fog colour of one float
   expectRefused(Stream().add(kFogfv, GL_FOG_DENSITY, 1.0f, 1.0f, 1.0f, 1.0f), {"opcode 154"});  // a fog density of four
   expectRefused(Stream().add(kFogfv, GL_FOG_COLOR, 1.0f, 1.0f), {"opcode 154"});
 }
 
-TEST_F(Hostile, NamesBeyondTheCommand) {
+// A count of names that the command does not hold is refused; a negative one is GL's own error.
+TEST_F(Hostile, NamesBeyondTheCommandAreRefused) {
   expectRefused(Stream().add(kDeleteTextures, 3, 1u, 2u), {"opcode 328", "12 bytes instead of 16"});
   expectRefused(Stream().add(kDeleteTextures, 0x40000001, 1u), {"opcode 328"});
   expectRefused(Stream().add(kDeleteTextures, 1), {"opcode 328"});
@@ -113,14 +135,16 @@ TEST_F(Hostile, NamesBeyondTheCommand) {
   EXPECT_EQ(guest.glError(), GL_INVALID_VALUE);
 }
 
-TEST_F(Hostile, CallListsBeyondTheCommand) {
+// glCallLists whose names, count and length do not agree is refused.
+TEST_F(Hostile, ListNamesBeyondTheCommandAreRefused) {
   expectRefused(Stream().add(kCallLists, 2, GL_UNSIGNED_INT, 4u, 1u), {"opcode 3 ", "glCallLists"});
   expectRefused(Stream().add(kCallLists, 1, GL_UNSIGNED_INT, 8u, 1u), {"opcode 3 "});
   expectRefused(Stream().add(kCallLists, 1, GL_UNSIGNED_INT, 0x7FFFFFFFu, 1u), {"opcode 3 "});
   expectRefused(Stream().add(kCallLists, 0x40000001, GL_UNSIGNED_INT, 4u, 1u), {"opcode 3 "});
 }
 
-TEST_F(Hostile, TextWithoutItsEnd) {
+// A text without its terminating zero, or of another length than its word says, is refused.
+TEST_F(Hostile, TextWithoutItsEndIsRefused) {
   const std::vector<uint8_t> withZero = {1, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 'a', 'b', 0};
   ASSERT_EQ(guest.flush(Stream().bytes(kBindAttribLocation, withZero)), 0);
   std::vector<uint8_t> open = withZero;
@@ -132,14 +156,17 @@ TEST_F(Hostile, TextWithoutItsEnd) {
   expectRefused(Stream().bytes(kBindAttribLocation, {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}), {"opcode 490"});
 }
 
-TEST_F(Hostile, QueriesForMoreThanThereIs) {
+// A query for more values than any answer has is refused.
+TEST_F(Hostile, QueriesForMoreThanThereIsAreRefused) {
   expectRefused(Stream().add(kGetIntegerv, GL_VIEWPORT, 0xFFFFFFFFu), {"opcode 263", "values"});
   expectRefused(Stream().add(kGenFramebuffers, 0x7FFFFFFF), {"opcode 1544", "values"});
 }
 
 // --- runs ---
 
-TEST_F(Hostile, Runs) {
+// A run whose slots, tags, stride and length do not agree is refused with its reason; a mode that GL does not know is GL's own
+// error.
+TEST_F(Hostile, RunsThatContradictThemselvesAreRefused) {
   const auto refused = [&](const std::vector<uint8_t>& payload, const std::string& text) {
     SCOPED_TRACE(text);
     expectRefused(Stream().large(kRunEnded, payload), {"opcode 2008", text});
@@ -163,11 +190,12 @@ TEST_F(Hostile, Runs) {
   EXPECT_EQ(guest.glError(), GL_INVALID_ENUM);
 }
 
-// A run inside an open primitive, and one inside a list.
-TEST_F(Hostile, RunsWhereNoneMayBe) {
+// A run inside an open primitive, and one inside a list, are taken, and the guest is served on.
+TEST_F(Hostile, RunsInsidePrimitivesAndListsAreSurvived) {
   std::vector<float> values(3 * 60, 0.0f);
   const std::vector<uint8_t> run = runPayload(GL_TRIANGLES, {0x3100}, 12, floats(values));
-  ASSERT_EQ(guest.flush(Stream().add(kBegin, GL_TRIANGLES).large(kRunEnded, run).large(kRunBroken, run).large(kRunEnded, run)), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kBegin, GL_TRIANGLES).large(kRunEnded, run).large(kRunBroken, run).large(kRunEnded, run)),
+            0);
   guest.flush(Stream().add(kEnd));
   ASSERT_EQ(guest.flush(Stream().add(kNewList, 1u, GL_COMPILE).large(kRunEnded, run).add(kEndList).add(kCallList, 1u)), 0);
   guest.glError();
@@ -175,7 +203,8 @@ TEST_F(Hostile, RunsWhereNoneMayBe) {
 
 // --- packets ---
 
-TEST_F(Hostile, PacketHeads) {
+// A packet of another class, layout, code or size is refused with its number.
+TEST_F(Hostile, PacketHeadsOfAnotherKindAreRefused) {
   DeleteContextPacket packet;
   EXPECT_NE(gpu.escape(&packet, 20), 0);  // not even a header: there is no status to write
   expectOneLine({"20 bytes"});
@@ -198,8 +227,8 @@ TEST_F(Hostile, PacketHeads) {
   expectOneLine({"28 bytes"});
 }
 
-// Ids of another process, and ids that were never given.
-TEST_F(Hostile, ForeignIds) {
+// Ids of another process, and ids that were never given, are refused with their numbers.
+TEST_F(Hostile, ForeignIdsAreRefused) {
   TestGuest stranger(gpu, 78);
   stranger.context = guest.context;
   stranger.window = guest.window;
@@ -225,7 +254,8 @@ TEST_F(Hostile, ForeignIds) {
   expectOneLine({"99"});
 }
 
-TEST_F(Hostile, AttributeLists) {
+// An attribute list without its end, with an unknown token, with a missing value or with an unknown version is refused.
+TEST_F(Hostile, AttributeListsWithoutSenseAreRefused) {
   const std::vector<uint16_t> noEnd(60, GL_DOUBLEBUFFER);
   EXPECT_NE(guest.createContext(noEnd).header.status, 0);
   expectOneLine({"attribute list"});
@@ -243,7 +273,8 @@ TEST_F(Hostile, AttributeLists) {
   expectOneLine({"attribute list"});
 }
 
-TEST_F(Hostile, ImagePaths) {
+// A path of an odd length, of the wrong direction or in memory that cannot be read is refused.
+TEST_F(Hostile, ImagePathsThatCannotBeReadAreRefused) {
   const auto create = [&](uint64_t address, uint32_t size, uint32_t direction) {
     CreateContextPacket packet;
     packet.imagePath = {address, size, direction};
@@ -265,7 +296,8 @@ TEST_F(Hostile, ImagePaths) {
   expectOneLine({"cannot be read"});
 }
 
-TEST_F(Hostile, FlushPackets) {
+// A flush is refused for each field that names nothing, or has a value that no flush has.
+TEST_F(Hostile, FlushPacketsWithWrongFieldsAreRefused) {
   const auto refused = [&](auto&& change, const std::string& text) {
     SCOPED_TRACE(text);
     FlushPacket packet = guest.flushPacket({});
@@ -290,7 +322,8 @@ TEST_F(Hostile, FlushPackets) {
 
 // --- addresses ---
 
-TEST_F(Hostile, StreamAddresses) {
+// A stream at an address that cannot be read, wholly or from some byte on, is refused with the offset.
+TEST_F(Hostile, StreamsThatCannotBeReadAreRefused) {
   FlushPacket packet = guest.flushPacket({});
   packet.stream.address = 4096;
   packet.stream.size = 64;
@@ -319,7 +352,8 @@ TEST_F(Hostile, StreamAddresses) {
   munmap(memory, whole);
 }
 
-TEST_F(Hostile, ReplyAddresses) {
+// A reply buffer that cannot be written fails the flush.
+TEST_F(Hostile, RepliesThatCannotBeWrittenAreRefused) {
   const Stream stream = Stream().add(kGetIntegerv, GL_VIEWPORT, 4u);
   FlushPacket packet = guest.flushPacket(stream.data);
   packet.reply.address = 64;
@@ -336,7 +370,8 @@ TEST_F(Hostile, ReplyAddresses) {
   munmap(memory, 4096);
 }
 
-TEST_F(Hostile, Allocations) {
+// An allocation that is not sealed, does not fit its memory or is opened twice is refused.
+TEST_F(Hostile, AllocationsThatDoNotFitAreRefused) {
   const Surface loose(0x500, 8, 8, false);
   EXPECT_FALSE(gpu.openAllocation(loose.allocation));
   expectOneLine({"not sealed"});
@@ -368,8 +403,12 @@ TEST_F(Hostile, NoiseIsSurvived) {
   std::mt19937 random(20240117);
   std::vector<float> values(6 * 60, 0.25f);
   Stream good;
-  good.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT).add(kLightfv, GL_LIGHT0, GL_AMBIENT, 4u, 1.0f, 1.0f, 1.0f, 1.0f);
-  good.large(kRunEnded, runPayload(GL_TRIANGLES, {0x3103, 0x3100}, 24, floats(values))).add(kCallLists, 2, GL_UNSIGNED_INT, 8u, 1u, 2u).add(kGetIntegerv, GL_VIEWPORT, 4u);
+  good.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f)
+      .add(kClear, GL_COLOR_BUFFER_BIT)
+      .add(kLightfv, GL_LIGHT0, GL_AMBIENT, 4u, 1.0f, 1.0f, 1.0f, 1.0f);
+  good.large(kRunEnded, runPayload(GL_TRIANGLES, {0x3103, 0x3100}, 24, floats(values)))
+      .add(kCallLists, 2, GL_UNSIGNED_INT, 8u, 1u, 2u)
+      .add(kGetIntegerv, GL_VIEWPORT, 4u);
   uint32_t refused = 0;
   for (int round = 0; round < 3000; ++round) {
     Stream stream;

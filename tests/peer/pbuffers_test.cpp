@@ -135,7 +135,8 @@ TEST_F(Pbuffers, TextureEqualsAFramebufferObjects) {
   const uint32_t name = guest.askFor<uint32_t>(Stream().add(kGenFramebuffers, 1));
   const uint32_t depth = guest.askFor<uint32_t>(Stream().add(kGenRenderbuffers, 1));
   Stream scene;
-  scene.add(kBindFramebuffer, GL_FRAMEBUFFER, name).add(kFramebufferTexture2D, GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 7u, 0);
+  scene.add(kBindFramebuffer, GL_FRAMEBUFFER, name)
+      .add(kFramebufferTexture2D, GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 7u, 0);
   scene.add(kBindRenderbuffer, GL_RENDERBUFFER, depth).add(kRenderbufferStorage, GL_RENDERBUFFER, GL_DEPTH_COMPONENT24, 32, 32);
   scene.add(kFramebufferRenderbuffer, GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, depth).add(kViewport, 0, 0, 32, 32);
   drawScene(scene).add(kBindFramebuffer, GL_FRAMEBUFFER, 0u);
@@ -154,7 +155,7 @@ TEST_F(Pbuffers, TextureEqualsAFramebufferObjects) {
 }
 
 // The texture keeps its picture while the pbuffer is drawn to again, and gets the new one at the next binding.
-TEST_F(Pbuffers, BindReleaseDrawBind) {
+TEST_F(Pbuffers, TextureChangesAtTheNextBindingOnly) {
   const uint32_t pbuffer = guest.createWindow(kPlain2d).windowId;
   for (uint32_t i = 0; i < 4; ++i) {
     Stream draw, bind;
@@ -166,8 +167,8 @@ TEST_F(Pbuffers, BindReleaseDrawBind) {
   }
 }
 
-// The pbuffer may be the very drawable of the flush, and the texture the one that has no name.
-TEST_F(Pbuffers, BoundByItsOwnContextToTextureZero) {
+// The pbuffer that is the drawable of the flush can be bound, to the texture that has no name.
+TEST_F(Pbuffers, CurrentPbufferCanBeBoundToTextureZero) {
   const uint32_t pbuffer = guest.createWindow(kPlain2d).windowId;
   Stream draw;
   clearTo(draw, color(5)).add(kBindTexImage, pbuffer, GL_BACK);
@@ -195,7 +196,8 @@ TEST_F(Pbuffers, StateIsLeftAlone) {
   const uint32_t pbuffer = guest.createWindow(kPlain2d).windowId;
   Stream draw;
   ASSERT_EQ(flushTo(guest, pbuffer, 8, 8, clearTo(draw, color(7))), 0);
-  Stream stream = Stream().add(kBindTexture, GL_TEXTURE_2D, 4u).add(kBindTexture, GL_TEXTURE_2D, 3u).add(kPixelTransferf, GL_RED_SCALE, 0.0f);
+  Stream stream =
+      Stream().add(kBindTexture, GL_TEXTURE_2D, 4u).add(kBindTexture, GL_TEXTURE_2D, 3u).add(kPixelTransferf, GL_RED_SCALE, 0.0f);
   stream.add(kEnable, GL_SCISSOR_TEST).add(kScissor, 0, 0, 1, 1).add(kViewport, 1, 2, 3, 4).add(kReadBuffer, GL_FRONT);
   stream.add(kNewList, 5u, GL_COMPILE).add(kBindTexImage, pbuffer, GL_BACK).add(kViewport, 5, 6, 7, 8).add(kEndList);
   ASSERT_EQ(guest.flush(stream), 0);
@@ -211,7 +213,7 @@ TEST_F(Pbuffers, StateIsLeftAlone) {
 }
 
 // The texture has the format that the pbuffer was made with.
-TEST_F(Pbuffers, TextureFormats) {
+TEST_F(Pbuffers, TextureHasThePbuffersFormat) {
   for (const uint16_t format : {uint16_t{GL_RGB}, uint16_t{GL_RGBA}}) {
     const uint32_t pbuffer = guest.createWindow({GL_DOUBLEBUFFER, format, GL_TEXTURE_2D, 0}).windowId;
     ASSERT_EQ(flushTo(guest, pbuffer, 8, 4, Stream().add(kClear, GL_COLOR_BUFFER_BIT)), 0);
@@ -224,7 +226,7 @@ TEST_F(Pbuffers, TextureFormats) {
 }
 
 // A floating-point pbuffer gives a floating-point texture, whose values are not clamped.
-TEST_F(Pbuffers, FloatTexture) {
+TEST_F(Pbuffers, FloatTextureIsNotClamped) {
   const uint32_t pbuffer = guest.createWindow({GL_RGBA32F, GL_RGBA, GL_TEXTURE_2D, 0}).windowId;
   expectOneLine("floating-point windows get 16 bits");
   Stream draw, stream;
@@ -241,7 +243,7 @@ TEST_F(Pbuffers, FloatTexture) {
 }
 
 // Each level has a picture of its own, of half the size of the one below, and a sampler finds them all.
-TEST_F(Pbuffers, Levels) {
+TEST_F(Pbuffers, LevelsHavePicturesOfTheirOwn) {
   const uint32_t pbuffer = guest.createWindow(kMipmapped2d).windowId;
   Stream draw;
   for (uint32_t level = 0; level < 5; ++level) clearTo(draw.add(kPbufferAttrib, pbuffer, kPositiveX, level), color(level));
@@ -266,12 +268,14 @@ TEST_F(Pbuffers, Levels) {
 
 // Levels that have not been drawn are made from level 0, whatever levels the texture is sampled at; one that has been drawn
 // stays. So do the levels of a texture that generates its own.
-TEST_F(Pbuffers, LevelsThatWereNeverDrawn) {
+TEST_F(Pbuffers, LevelsThatWereNeverDrawnAreMade) {
   const uint32_t pbuffer = guest.createWindow(kMipmapped2d).windowId;
   Stream draw, stream;
   clearTo(draw, color(4)).add(kPbufferAttrib, pbuffer, kPositiveX, 2u);
   ASSERT_EQ(flushTo(guest, pbuffer, 32, 8, clearTo(draw, color(9)).add(kPbufferAttrib, pbuffer, kPositiveX, 0u)), 0);
-  stream.add(kBindTexture, GL_TEXTURE_2D, 3u).add(kTexParameteri, GL_TEXTURE_2D, GL_TEXTURE_BASE_LEVEL, 3).add(kBindTexImage, pbuffer, GL_BACK);
+  stream.add(kBindTexture, GL_TEXTURE_2D, 3u)
+      .add(kTexParameteri, GL_TEXTURE_2D, GL_TEXTURE_BASE_LEVEL, 3)
+      .add(kBindTexImage, pbuffer, GL_BACK);
   ASSERT_EQ(guest.flush(stream), 0);
   EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetTexParameteriv, GL_TEXTURE_2D, GL_TEXTURE_BASE_LEVEL)), 3);
   for (const uint32_t level : {0u, 1u, 2u, 3u, 5u}) {
@@ -283,14 +287,15 @@ TEST_F(Pbuffers, LevelsThatWereNeverDrawn) {
   }
   EXPECT_EQ(levelParameter(GL_TEXTURE_2D, 6, GL_TEXTURE_WIDTH), 0);
 
-  Stream generating = Stream().add(kBindTexture, GL_TEXTURE_2D, 4u).add(kTexParameteri, GL_TEXTURE_2D, GL_GENERATE_MIPMAP, GL_TRUE);
+  Stream generating =
+      Stream().add(kBindTexture, GL_TEXTURE_2D, 4u).add(kTexParameteri, GL_TEXTURE_2D, GL_GENERATE_MIPMAP, GL_TRUE);
   filters(clear(generating.add(kBindTexImage, pbuffer, GL_BACK), 0, 0, 0), GL_TEXTURE_2D, GL_NEAREST_MIPMAP_NEAREST);
   ASSERT_EQ(guest.flush(drawTexture(generating.add(kViewport, 0, 0, 8, 2)), GL_BACK), 0);
   EXPECT_EQ(pixel(1, 47), color(4));
 }
 
-// Six faces, six colours; at each level where there are levels.
-TEST_F(Pbuffers, Faces) {
+// Each of the six faces has its colour, at each level where there are levels.
+TEST_F(Pbuffers, FacesHavePicturesOfTheirOwn) {
   for (const Words& format : {kCube, kMipmappedCube}) {
     const uint32_t levels = format == kCube ? 1 : 4;
     const uint32_t pbuffer = guest.createWindow(format).windowId;
@@ -329,7 +334,7 @@ TEST_F(Pbuffers, SelectionLasts) {
 }
 
 // A context that draws to the pbuffer lets it go for one that binds it, and draws on afterwards.
-TEST_F(Pbuffers, HeldByAnotherContext) {
+TEST_F(Pbuffers, PbufferOfAnotherContextIsLetGo) {
   TestGuest other = sharing();
   const uint32_t pbuffer = guest.createWindow(kPlain2d).windowId;
   Stream draw, again;
@@ -342,7 +347,7 @@ TEST_F(Pbuffers, HeldByAnotherContext) {
 }
 
 // A texture of one context gets its picture in another one that shares it.
-TEST_F(Pbuffers, BoundInASharingContext) {
+TEST_F(Pbuffers, SharingContextSeesTheTexture) {
   TestGuest other = sharing();
   const uint32_t pbuffer = guest.createWindow(kPlain2d).windowId;
   Stream draw;
@@ -352,7 +357,7 @@ TEST_F(Pbuffers, BoundInASharingContext) {
 }
 
 // Two threads, each drawing to a pbuffer and binding the one that the other draws to: nobody waits for ever.
-TEST_F(Pbuffers, CrosswiseFromTwoThreads) {
+TEST_F(Pbuffers, CrosswiseBindingWaitsForNobody) {
   TestGuest other = sharing();
   const uint32_t pbuffers[2] = {guest.createWindow(kPlain2d).windowId, guest.createWindow(kMipmapped2d).windowId};
   std::atomic<int> failures{0};
@@ -371,7 +376,7 @@ TEST_F(Pbuffers, CrosswiseFromTwoThreads) {
 }
 
 // A core context binds pbuffers like any other.
-TEST_F(Pbuffers, CoreContext) {
+TEST_F(Pbuffers, CoreContextBindsPbuffers) {
   guest.context = guest.createContext({GL_DOUBLEBUFFER, GL_VERSION, 330, GL_CONTEXT_PROFILE_MASK, 1, 0}).contextId;
   const uint32_t pbuffer = guest.createWindow(kMipmapped2d).windowId;
   Stream draw;
@@ -382,7 +387,7 @@ TEST_F(Pbuffers, CoreContext) {
 }
 
 // A resize takes the images away, and the levels follow the new size.
-TEST_F(Pbuffers, Resize) {
+TEST_F(Pbuffers, ResizeTakesTheImagesAway) {
   const uint32_t pbuffer = guest.createWindow(kMipmapped2d).windowId;
   Stream draw = Stream().add(kPbufferAttrib, pbuffer, kPositiveX, 4u), again;
   ASSERT_EQ(flushTo(guest, pbuffer, 16, 16, clearTo(draw, color(1))), 0);
@@ -396,7 +401,7 @@ TEST_F(Pbuffers, Resize) {
 }
 
 // A pbuffer that goes while its texture is in use takes nothing along, and nothing of it is left.
-TEST_F(Pbuffers, DestroyedWhileBound) {
+TEST_F(Pbuffers, DestructionWhileBoundLeavesNothing) {
   ASSERT_EQ(guest.flush(Stream().add(kFlush)), 0);
   const PeerCounters before = gpu.counters();
   const uint32_t pbuffer = guest.createWindow(kMipmappedCube).windowId, plain = guest.createWindow(kPlain2d).windowId;
@@ -424,7 +429,7 @@ TEST_F(Pbuffers, DestroyedWhileBound) {
 }
 
 // Commands that name what there is not are passed over, with one line for each opcode and reason, and drawing goes on.
-TEST_F(Pbuffers, WrongNames) {
+TEST_F(Pbuffers, WrongNamesArePassedOver) {
   const uint32_t plain = guest.createWindow(kPlain2d).windowId, levels = guest.createWindow(kMipmapped2d).windowId;
   const uint32_t cube = guest.createWindow(kCube).windowId, untextured = guest.createWindow().windowId;
   for (const uint32_t window : {plain, levels, cube, untextured}) {
@@ -442,8 +447,10 @@ TEST_F(Pbuffers, WrongNames) {
     EXPECT_EQ(guest.glError(), 0u);
   };
   for (const uint32_t missing : {0u, 999u, 0xFFFFFFFFu}) {
-    passedOver(Stream().add(kBindTexImage, missing, GL_BACK), plain, "2001 (qvBindTexImage) passed over: there is no such window");
-    passedOver(Stream().add(kReleaseTexImage, missing, GL_BACK), plain, "2002 (qvReleaseTexImage) passed over: there is no such window");
+    passedOver(Stream().add(kBindTexImage, missing, GL_BACK), plain,
+               "2001 (qvBindTexImage) passed over: there is no such window");
+    passedOver(Stream().add(kReleaseTexImage, missing, GL_BACK), plain,
+               "2002 (qvReleaseTexImage) passed over: there is no such window");
     passedOver(Stream().add(kPbufferAttrib, missing, kPositiveX, 0u), plain, "there is no such window");
     guest.context = guest.createContext().contextId;
   }
@@ -467,7 +474,7 @@ TEST_F(Pbuffers, WrongNames) {
 }
 
 // A texture that does not take the images is left without them: a cube map of faces that are no squares.
-TEST_F(Pbuffers, FacesThatAreNoSquares) {
+TEST_F(Pbuffers, FacesThatAreNoSquaresAreNotTaken) {
   const uint32_t cube = guest.createWindow(kCube).windowId;
   ASSERT_EQ(flushTo(guest, cube, 16, 8, Stream().add(kClear, GL_COLOR_BUFFER_BIT)), 0);
   ASSERT_EQ(guest.flush(Stream().add(kBindTexture, GL_TEXTURE_CUBE_MAP, 3u).add(kBindTexImage, cube, GL_BACK)), 0);
@@ -477,7 +484,7 @@ TEST_F(Pbuffers, FacesThatAreNoSquares) {
 }
 
 // A texture at another target than the pbuffer's is not touched.
-TEST_F(Pbuffers, TargetOfThePbufferOnly) {
+TEST_F(Pbuffers, OtherTargetsAreNotTouched) {
   const uint32_t cube = guest.createWindow(kCube).windowId;
   ASSERT_EQ(flushTo(guest, cube, 8, 8, Stream().add(kClear, GL_COLOR_BUFFER_BIT)), 0);
   ASSERT_EQ(guest.flush(Stream().add(kBindTexture, GL_TEXTURE_2D, 3u).add(kBindTexImage, cube, GL_BACK)), 0);
@@ -486,9 +493,10 @@ TEST_F(Pbuffers, TargetOfThePbufferOnly) {
 }
 
 // Inside a primitive no drawable changes.
-TEST_F(Pbuffers, InsideAPrimitive) {
+TEST_F(Pbuffers, NoDrawableChangesInsideAPrimitive) {
   const uint32_t plain = guest.createWindow(kPlain2d).windowId;
-  Stream stream = Stream().add(kBegin, GL_TRIANGLES).add(kBindTexImage, plain, GL_BACK).add(kPbufferAttrib, plain, kPositiveX, 0u).add(kEnd);
+  Stream stream =
+      Stream().add(kBegin, GL_TRIANGLES).add(kBindTexImage, plain, GL_BACK).add(kPbufferAttrib, plain, kPositiveX, 0u).add(kEnd);
   ASSERT_EQ(flushTo(guest, plain, 8, 8, stream), 0);
   const std::vector<std::string> lines = log.take();
   ASSERT_EQ(lines.size(), 2u);
@@ -496,17 +504,18 @@ TEST_F(Pbuffers, InsideAPrimitive) {
 }
 
 // Commands of another size are malformed.
-TEST_F(Pbuffers, WrongSizes) {
+TEST_F(Pbuffers, CommandsOfAnotherSizeAreRefused) {
   const uint32_t plain = guest.createWindow(kPlain2d).windowId;
-  for (const Stream& stream : {Stream().add(kPbufferAttrib, plain, kPositiveX), Stream().add(kPbufferAttrib, plain, kPositiveX, 0u, 0u),
-                               Stream().add(kBindTexImage, plain), Stream().add(kBindTexImage, plain, GL_BACK, 0u), Stream().add(kReleaseTexImage)}) {
+  for (const Stream& stream :
+       {Stream().add(kPbufferAttrib, plain, kPositiveX), Stream().add(kPbufferAttrib, plain, kPositiveX, 0u, 0u),
+        Stream().add(kBindTexImage, plain), Stream().add(kBindTexImage, plain, GL_BACK, 0u), Stream().add(kReleaseTexImage)}) {
     EXPECT_NE(flushTo(guest, plain, 8, 8, stream), 0);
     expectOneLine("a payload of");
   }
 }
 
 // A number that names a pbuffer of one guest names none of another's.
-TEST_F(Pbuffers, OfAnotherGuest) {
+TEST_F(Pbuffers, PbufferOfAnotherGuestIsUnknown) {
   for (int i = 0; i < 5; ++i) guest.createWindow(kPlain2d);
   const uint32_t pbuffer = guest.createWindow(kPlain2d).windowId;
   Stream draw;

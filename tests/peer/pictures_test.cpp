@@ -19,7 +19,9 @@ class Pictures : public testing::Test {
   TestGuest guest{gpu};
 };
 
-Stream clear(float red, float green, float blue) { return Stream().add(kClearColor, red, green, blue, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT); }
+Stream clear(float red, float green, float blue) {
+  return Stream().add(kClearColor, red, green, blue, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
+}
 
 // The host's own version is told, not what was sent.
 TEST_F(Pictures, VersionIsTheHosts) {
@@ -37,7 +39,11 @@ TEST_F(Pictures, ClearFillsTheSurface) {
 // Row 0 of the surface is the top of the picture.
 TEST_F(Pictures, RowsAreTopDown) {
   Stream stream = clear(0, 0, 0);
-  stream.add(kEnable, GL_SCISSOR_TEST).add(kScissor, 0, 40, 64, 8).add(kClearColor, 1.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT).add(kDisable, GL_SCISSOR_TEST);
+  stream.add(kEnable, GL_SCISSOR_TEST)
+      .add(kScissor, 0, 40, 64, 8)
+      .add(kClearColor, 1.0f, 0.0f, 0.0f, 1.0f)
+      .add(kClear, GL_COLOR_BUFFER_BIT)
+      .add(kDisable, GL_SCISSOR_TEST);
   ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFF0000u);
   EXPECT_EQ(guest.surface->pixel(63, 7) & 0xFFFFFF, 0xFF0000u);
@@ -56,8 +62,10 @@ TEST_F(Pictures, EmptyFlushPresents) {
 // Read state of the guest that would bend the frame's way back neither does so nor is changed by it.
 TEST_F(Pictures, GuestReadStateIsLeftAlone) {
   Stream stream = clear(0.25f, 0.5f, 0.75f);
-  stream.add(kPixelStorei, GL_PACK_ROW_LENGTH, 3).add(kPixelStorei, GL_PACK_SKIP_PIXELS, 2).add(kPixelStorei, GL_PACK_SWAP_BYTES, 1);  // pack row length 3, skip pixels 2, swap bytes
-  stream.add(kPixelTransferf, GL_RED_SCALE, 0.0f).add(kReadBuffer, GL_FRONT);                       // red scale 0, read buffer front
+  stream.add(kPixelStorei, GL_PACK_ROW_LENGTH, 3)
+      .add(kPixelStorei, GL_PACK_SKIP_PIXELS, 2)
+      .add(kPixelStorei, GL_PACK_SWAP_BYTES, 1);                               // pack row length 3, skip pixels 2, swap bytes
+  stream.add(kPixelTransferf, GL_RED_SCALE, 0.0f).add(kReadBuffer, GL_FRONT);  // red scale 0, read buffer front
   ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0x4080BFu);
   EXPECT_EQ(guest.surface->pixel(63, 47) & 0xFFFFFF, 0x4080BFu);
@@ -80,13 +88,17 @@ TEST_F(Pictures, DefaultBuffersFollowTheFormat) {
 }
 
 // After a resize the next frame has the new size, and a surface of another size gets the top left part of it.
-TEST_F(Pictures, ResizeAndClip) {
+TEST_F(Pictures, ResizedFrameIsClippedToItsSurface) {
   ASSERT_EQ(guest.flush(clear(1, 0, 0), GL_BACK), 0);
   guest.width = 32;
   guest.height = 96;
   guest.surface->fill(0x11);
   Stream stream = clear(0, 0, 1);
-  stream.add(kEnable, GL_SCISSOR_TEST).add(kScissor, 0, 95, 32, 1).add(kClearColor, 1.0f, 1.0f, 1.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT).add(kDisable, GL_SCISSOR_TEST);
+  stream.add(kEnable, GL_SCISSOR_TEST)
+      .add(kScissor, 0, 95, 32, 1)
+      .add(kClearColor, 1.0f, 1.0f, 1.0f, 1.0f)
+      .add(kClear, GL_COLOR_BUFFER_BIT)
+      .add(kDisable, GL_SCISSOR_TEST);
   ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFFFFFFu);
   EXPECT_EQ(guest.surface->pixel(31, 47) & 0xFFFFFF, 0x0000FFu);
@@ -105,6 +117,9 @@ TEST_F(Pictures, MinimisedWindowKeepsItsPicture) {
 }
 
 // --- runs ---
+//
+// A tag reads components, type, attribute number: 0x3103 is three floats of colour, 0x3102 of a normal, 0x1108 one of a texture
+// coordinate, 0x3100 three of a position.
 
 struct RunCase {
   const char* name;
@@ -121,7 +136,7 @@ std::vector<float> vertex(uint32_t i, uint32_t n) {
   return {part, 1 - part, 0.25f + 0.5f * part, 0, 0, 1, part, x, y, 0.1f * part};
 }
 
-class Runs : public Pictures, public testing::WithParamInterface<RunCase> {
+class RunModes : public Pictures, public testing::WithParamInterface<RunCase> {
  protected:
   // Draws the same on a fresh background and returns the picture, with the attributes that are current afterwards.
   std::vector<uint32_t> picture(const std::function<void(Stream&)>& draw) {
@@ -131,7 +146,8 @@ class Runs : public Pictures, public testing::WithParamInterface<RunCase> {
     draw(stream);
     EXPECT_EQ(guest.flush(stream, GL_BACK), 0);
     current.clear();
-    for (const auto& [name, count] : {std::pair{GL_CURRENT_COLOR, 4u}, {GL_CURRENT_NORMAL, 3u}, {GL_CURRENT_TEXTURE_COORDS, 4u}}) {
+    for (const auto& [name, count] :
+         {std::pair{GL_CURRENT_COLOR, 4u}, {GL_CURRENT_NORMAL, 3u}, {GL_CURRENT_TEXTURE_COORDS, 4u}}) {
       const std::vector<uint8_t> values = guest.ask(Stream().add(kGetFloatv, name, count), count * 4);
       current.insert(current.end(), values.begin(), values.end());
     }
@@ -142,13 +158,16 @@ class Runs : public Pictures, public testing::WithParamInterface<RunCase> {
 };
 
 // A run gives the picture and the current attributes that its plain commands give.
-TEST_P(Runs, EqualPlainCommands) {
+TEST_P(RunModes, RunsEqualPlainCommands) {
   const auto [name, mode, n] = GetParam();
   const auto plain = picture([&](Stream& stream) {
     stream.add(kBegin, mode);
     for (uint32_t i = 0; i < n; ++i) {
       const std::vector<float> v = vertex(i, n);
-      stream.add(kColor3f, v[0], v[1], v[2]).add(kNormal3f, v[3], v[4], v[5]).add(kTexCoord1f, v[6]).add(kVertex3f, v[7], v[8], v[9]);
+      stream.add(kColor3f, v[0], v[1], v[2])
+          .add(kNormal3f, v[3], v[4], v[5])
+          .add(kTexCoord1f, v[6])
+          .add(kVertex3f, v[7], v[8], v[9]);
     }
     stream.add(kEnd);
   });
@@ -168,7 +187,10 @@ TEST_P(Runs, EqualPlainCommands) {
     stream.large(kRunBroken, runPayload(mode, tags, 40, {packed.begin(), packed.begin() + static_cast<std::ptrdiff_t>(half)}));
     for (uint32_t i = n / 2; i < n; ++i) {
       const std::vector<float> v = vertex(i, n);
-      stream.add(kColor3f, v[0], v[1], v[2]).add(kNormal3f, v[3], v[4], v[5]).add(kTexCoord1f, v[6]).add(kVertex3f, v[7], v[8], v[9]);
+      stream.add(kColor3f, v[0], v[1], v[2])
+          .add(kNormal3f, v[3], v[4], v[5])
+          .add(kTexCoord1f, v[6])
+          .add(kVertex3f, v[7], v[8], v[9]);
     }
     stream.add(kEnd);
   });
@@ -177,7 +199,7 @@ TEST_P(Runs, EqualPlainCommands) {
 }
 
 // Runs that follow one another, with whole primitives or not, give what their plain commands give.
-TEST_P(Runs, SeveralInARowEqualPlainCommands) {
+TEST_P(RunModes, JoinedRunsEqualPlainCommands) {
   const auto [name, mode, n] = GetParam();
   for (const uint32_t each : {12u, 5u}) {
     const auto plain = picture([&](Stream& stream) {
@@ -185,7 +207,10 @@ TEST_P(Runs, SeveralInARowEqualPlainCommands) {
         stream.add(kBegin, mode);
         for (uint32_t i = from; i < std::min(n, from + each); ++i) {
           const std::vector<float> v = vertex(i, n);
-          stream.add(kColor3f, v[0], v[1], v[2]).add(kNormal3f, v[3], v[4], v[5]).add(kTexCoord1f, v[6]).add(kVertex3f, v[7], v[8], v[9]);
+          stream.add(kColor3f, v[0], v[1], v[2])
+              .add(kNormal3f, v[3], v[4], v[5])
+              .add(kTexCoord1f, v[6])
+              .add(kVertex3f, v[7], v[8], v[9]);
         }
         stream.add(kEnd);
       }
@@ -206,17 +231,19 @@ TEST_P(Runs, SeveralInARowEqualPlainCommands) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, Runs,
-                         testing::Values(RunCase{"points", 0, 7}, RunCase{"pointsArray", 0, 100}, RunCase{"lines", 1, 8},
-                                         RunCase{"linesArray", 1, 60}, RunCase{"lineLoop", 2, 9}, RunCase{"lineLoopArray", 2, 49},
-                                         RunCase{"lineStrip", 3, 70}, RunCase{"triangles", 4, 3},
-                                         RunCase{"trianglesArray", 4, 99}, RunCase{"strip", 5, 64}, RunCase{"fan", 6, 55},
-                                         RunCase{"quads", 7, 64}, RunCase{"quadStrip", 8, 50}, RunCase{"polygon", 9, 52},
-                                         RunCase{"big", 4, 9000}),
+INSTANTIATE_TEST_SUITE_P(Modes, RunModes,
+                         testing::Values(RunCase{"points", GL_POINTS, 7}, RunCase{"pointsArray", GL_POINTS, 100},
+                                         RunCase{"lines", GL_LINES, 8}, RunCase{"linesArray", GL_LINES, 60},
+                                         RunCase{"lineLoop", GL_LINE_LOOP, 9}, RunCase{"lineLoopArray", GL_LINE_LOOP, 49},
+                                         RunCase{"lineStrip", GL_LINE_STRIP, 70}, RunCase{"triangles", GL_TRIANGLES, 3},
+                                         RunCase{"trianglesArray", GL_TRIANGLES, 99}, RunCase{"strip", GL_TRIANGLE_STRIP, 64},
+                                         RunCase{"fan", GL_TRIANGLE_FAN, 55}, RunCase{"quads", GL_QUADS, 64},
+                                         RunCase{"quadStrip", GL_QUAD_STRIP, 50}, RunCase{"polygon", GL_POLYGON, 52},
+                                         RunCase{"big", GL_TRIANGLES, 9000}),
                          [](const auto& one) { return std::string(one.param.name); });
 
 // Types other than float normalise and widen as their GL calls do.
-TEST_F(Pictures, RunsOfEveryType) {
+TEST_F(Pictures, RunsConvertEveryType) {
   struct Case {
     uint16_t tag;
     std::vector<uint8_t> data;    // one slot, padded
@@ -234,7 +261,8 @@ TEST_F(Pictures, RunsOfEveryType) {
   for (const Case& one : cases) {
     SCOPED_TRACE(one.tag);
     // An attribute without a position only becomes current.
-    const Stream stream = Stream().large(kRunEnded, runPayload(GL_POINTS, {one.tag}, static_cast<uint32_t>(one.data.size()), one.data));
+    const Stream stream =
+        Stream().large(kRunEnded, runPayload(GL_POINTS, {one.tag}, static_cast<uint32_t>(one.data.size()), one.data));
     ASSERT_EQ(guest.flush(stream), 0);
     const std::vector<uint8_t> reply = guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16);
     ASSERT_EQ(reply.size(), 16u);
@@ -251,7 +279,7 @@ TEST_F(Pictures, PartialVertexSetsAttributes) {
   Stream stream = clear(0, 0, 0);
   stream.large(kRunBroken, runPayload(GL_TRIANGLES, {0x3103, 0x3100}, 24, floats(values)));
   stream.add(kVertex3f, -1.0f, 3.0f, 0.0f).add(kEnd);
-  stream.add(kShadeModel, GL_SMOOTH);  // smooth
+  stream.add(kShadeModel, GL_SMOOTH);
   ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   const std::vector<uint8_t> reply = guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16);
   EXPECT_EQ(reply, floats({0, 1, 0, 1}));
@@ -259,7 +287,7 @@ TEST_F(Pictures, PartialVertexSetsAttributes) {
 }
 
 // A run without slots is an empty primitive; afterwards glEnd is an error, so it has been ended.
-TEST_F(Pictures, EmptyRuns) {
+TEST_F(Pictures, EmptyRunIsAnEndedPrimitive) {
   ASSERT_EQ(guest.flush(Stream().large(kRunEnded, {0, 0, 0, 4})), 0);
   EXPECT_EQ(guest.glError(), 0u);
   ASSERT_EQ(guest.flush(Stream().large(kRunBroken, {0, 0, 0, 4}).add(kEnd)), 0);
@@ -274,14 +302,18 @@ TEST_F(Pictures, BareRunHeadOpensThePrimitive) {
   stream.word(kRunBroken).word(28).word(4u << 24 | 1u << 16 | 12u);
   ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   Stream rest;
-  rest.add(kColor3f, 0.0f, 1.0f, 0.0f).add(kVertex3f, -1.0f, -1.0f, 0.0f).add(kVertex3f, 3.0f, -1.0f, 0.0f).add(kVertex3f, -1.0f, 3.0f, 0.0f).add(kEnd);
+  rest.add(kColor3f, 0.0f, 1.0f, 0.0f)
+      .add(kVertex3f, -1.0f, -1.0f, 0.0f)
+      .add(kVertex3f, 3.0f, -1.0f, 0.0f)
+      .add(kVertex3f, -1.0f, 3.0f, 0.0f)
+      .add(kEnd);
   ASSERT_EQ(guest.flush(rest, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(10, 10) & 0xFFFFFF, 0x00FF00u);
   EXPECT_EQ(guest.glError(), 0u);
 }
 
 // A run of another layout, mode or kind, and one with a part of a vertex, is not drawn with the runs before it.
-TEST_F(Pictures, DifferentRunsInARow) {
+TEST_F(Pictures, DifferentRunsAreNotJoined) {
   const auto triangle = [](float x, float r, float g) {
     return floats({r, g, 0, x, -1, 0, r, g, 0, x + 1, -1, 0, r, g, 0, x, 1, 0});
   };
@@ -289,7 +321,8 @@ TEST_F(Pictures, DifferentRunsInARow) {
   Stream stream = clear(0, 0, 0);
   stream.large(kRunEnded, runPayload(GL_TRIANGLES, tags, 24, triangle(-1, 1, 0)));
   stream.large(kRunEnded, runPayload(GL_TRIANGLE_STRIP, tags, 24, triangle(-1, 0, 1)));  // a strip over it
-  stream.large(kRunEnded, runPayload(GL_TRIANGLES, {0x3102, 0x3100}, 24, floats({0, 0, 1, 0, -1, 0, 0, 0, 1, 1, -1, 0, 0, 0, 1, 0, 1, 0})));
+  stream.large(kRunEnded,
+               runPayload(GL_TRIANGLES, {0x3102, 0x3100}, 24, floats({0, 0, 1, 0, -1, 0, 0, 0, 1, 1, -1, 0, 0, 0, 1, 0, 1, 0})));
   std::vector<uint8_t> longer = triangle(0, 1, 1);
   const std::vector<uint8_t> part = floats({0, 0, 1});
   longer.insert(longer.end(), part.begin(), part.end());
@@ -317,7 +350,7 @@ TEST_F(Pictures, RunsLeaveTheArrayBufferBound) {
 }
 
 // A stream that is longer than the channel's ring arrives whole and in order.
-TEST_F(Pictures, LongStream) {
+TEST_F(Pictures, LongStreamArrivesInOrder) {
   Stream stream;
   for (uint32_t i = 0; i < 300000; ++i) stream.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f);
   ASSERT_GT(stream.data.size(), 5u << 20);
@@ -328,7 +361,7 @@ TEST_F(Pictures, LongStream) {
 
 // A long stream that nobody waits for is replayed before anything that comes after it, by whatever flush; its failure is told
 // by that flush.
-TEST_F(Pictures, DeferredStream) {
+TEST_F(Pictures, DeferredStreamComesFirst) {
   Stream stream;
   for (uint32_t i = 0; i < 1000000; ++i) stream.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f);
   stream.add(kViewport, 0, 0, 55, 5).add(kClearColor, 1.0f, 1.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
@@ -347,8 +380,8 @@ TEST_F(Pictures, DeferredStream) {
   EXPECT_EQ(guest.flush(Stream().add(kFlush)), 0);
 }
 
-// A context that is deleted right after such a stream has drawn it.
-TEST_F(Pictures, DeletedBehindADeferredStream) {
+// A context that is deleted right after a stream that nobody waited for has drawn it.
+TEST_F(Pictures, DeletedContextHasDrawnItsStream) {
   Stream stream;
   for (uint32_t i = 0; i < 500000; ++i) stream.add(kClearColor, 0.0f, 1.0f, 0.0f, 1.0f);
   stream.add(kClear, GL_COLOR_BUFFER_BIT);
@@ -361,8 +394,8 @@ TEST_F(Pictures, DeletedBehindADeferredStream) {
   EXPECT_EQ(guest.surface->pixel(3, 3) & 0xFFFFFF, 0x00FF00u);
 }
 
-// One command that is longer than the ring.
-TEST_F(Pictures, LongRun) {
+// A run that is longer than the channel's ring is drawn whole.
+TEST_F(Pictures, RunLongerThanTheRingIsDrawn) {
   std::vector<float> values;
   for (int i = 0; i < 200000; ++i)
     values.insert(values.end(), {0.0f, 0.0f, 1.0f, -1.0f + 0.00001f * static_cast<float>(i), 0.0f, 0.0f});
@@ -375,7 +408,7 @@ TEST_F(Pictures, LongRun) {
 // --- lists and replies ---
 
 // A list compiled on the host draws when it is called, also by glCallLists with every width of name.
-TEST_F(Pictures, Lists) {
+TEST_F(Pictures, ListsDrawWhenTheyAreCalled) {
   Stream stream = clear(0, 0, 0);
   stream.add(kNewList, 300u, GL_COMPILE).add(kClearColor, 1.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT).add(kEndList);
   stream.add(kNewList, 5u, GL_COMPILE).add(kClearColor, 0.0f, 1.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT).add(kEndList);
@@ -392,7 +425,7 @@ TEST_F(Pictures, Lists) {
 }
 
 // Replies carry as many bytes as the command's form says, and only the last command's.
-TEST_F(Pictures, Replies) {
+TEST_F(Pictures, RepliesHaveTheirLength) {
   EXPECT_EQ(guest.ask(Stream().add(kEnable, GL_BLEND).add(kIsEnabled, GL_BLEND), 1), std::vector<uint8_t>{1});
   EXPECT_EQ(guest.ask(Stream().add(kIsEnabled, GL_BLEND).add(kDisable, GL_BLEND), 1), std::vector<uint8_t>{});
   const std::vector<uint8_t> viewport = guest.ask(Stream().add(kViewport, 1, 2, 30, 40).add(kGetIntegerv, GL_VIEWPORT, 4u), 16);
@@ -416,7 +449,7 @@ TEST_F(Pictures, Replies) {
 }
 
 // A string comes with its terminating zero, cut to the buffer.
-TEST_F(Pictures, Strings) {
+TEST_F(Pictures, StringsComeWithTheirZero) {
   const std::vector<uint8_t> version = guest.ask(Stream().add(kGetString, GL_VERSION), 256);
   ASSERT_GT(version.size(), 3u);
   EXPECT_EQ(version.back(), 0);
@@ -426,7 +459,7 @@ TEST_F(Pictures, Strings) {
 }
 
 // A reply larger than the reply ring arrives whole.
-TEST_F(Pictures, LongReply) {
+TEST_F(Pictures, LongReplyArrivesWhole) {
   const std::vector<uint8_t> names = guest.ask(Stream().add(kGenRenderbuffers, 200000), 800000);
   ASSERT_EQ(names.size(), 800000u);
   uint32_t first = 0, last = 0;
@@ -436,20 +469,22 @@ TEST_F(Pictures, LongReply) {
 }
 
 // The host's error flag is read and cleared by the command.
-TEST_F(Pictures, Errors) {
+TEST_F(Pictures, ErrorFlagIsReadAndCleared) {
   ASSERT_EQ(guest.flush(Stream().add(kEnable, 0x12345u)), 0);
   EXPECT_EQ(guest.glError(), GL_INVALID_ENUM);
   EXPECT_EQ(guest.glError(), 0u);
 }
 
 // State that is set twice in a row ends as it was set last, errors and side effects included.
-TEST_F(Pictures, StateSetTwiceInARow) {
+TEST_F(Pictures, StateSetTwiceInARowEndsAsSetLast) {
   const auto enabled = [&](uint32_t capability) { return guest.ask(Stream().add(kIsEnabled, capability), 1).at(0); };
   ASSERT_EQ(guest.flush(Stream().add(kEnable, GL_BLEND).add(kDisable, GL_BLEND).add(kEnable, GL_BLEND)), 0);
   EXPECT_EQ(enabled(GL_BLEND), 1);
   ASSERT_EQ(guest.flush(Stream().add(kEnable, GL_BLEND).add(kDisable, GL_BLEND)), 0);
   EXPECT_EQ(enabled(GL_BLEND), 0);
-  ASSERT_EQ(guest.flush(Stream().add(kEnable, GL_BLEND).add(kDisable, GL_DEPTH_TEST).add(kEnable, GL_DEPTH_TEST).add(kDisable, GL_BLEND)), 0);
+  ASSERT_EQ(guest.flush(
+                Stream().add(kEnable, GL_BLEND).add(kDisable, GL_DEPTH_TEST).add(kEnable, GL_DEPTH_TEST).add(kDisable, GL_BLEND)),
+            0);
   EXPECT_EQ(enabled(GL_DEPTH_TEST), 1);
   EXPECT_EQ(guest.glError(), 0u);
   // A capability that is none is an error however often it is set.
@@ -457,7 +492,10 @@ TEST_F(Pictures, StateSetTwiceInARow) {
   EXPECT_EQ(guest.glError(), GL_INVALID_ENUM);
   // Colour material takes the current colour at once and keeps it.
   Stream material;
-  material.add(kColorMaterial, GL_FRONT, GL_AMBIENT_AND_DIFFUSE).add(kColor3f, 0.25f, 0.5f, 0.75f).add(kEnable, GL_COLOR_MATERIAL).add(kDisable, GL_COLOR_MATERIAL);
+  material.add(kColorMaterial, GL_FRONT, GL_AMBIENT_AND_DIFFUSE)
+      .add(kColor3f, 0.25f, 0.5f, 0.75f)
+      .add(kEnable, GL_COLOR_MATERIAL)
+      .add(kDisable, GL_COLOR_MATERIAL);
   ASSERT_EQ(guest.flush(material), 0);
   EXPECT_EQ(guest.ask(Stream().add(kGetMaterialfv, GL_FRONT, GL_AMBIENT, 4u), 16), floats({0.25f, 0.5f, 0.75f, 1.0f}));
   // Matrices: the last one of a row, and only of a row.
@@ -492,7 +530,7 @@ TEST_F(Pictures, UnknownOpcodesAreSkipped) {
 }
 
 // The large form of a command that would fit in the small one means the same.
-TEST_F(Pictures, LargeFormOfASmallCommand) {
+TEST_F(Pictures, LargeFormMeansTheSame) {
   Stream stream = clear(0, 0, 0);
   stream.large(kClearColor, floats({1, 1, 0, 1})).large(kClear, {0x00, 0x40, 0, 0});
   ASSERT_EQ(guest.flush(stream, GL_BACK), 0);

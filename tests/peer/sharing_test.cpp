@@ -29,7 +29,8 @@ class Sharing : public testing::Test {
   // Defines list 4 in `from` and tells whether `to` finds it: calling it changes the viewport.
   bool seesList(TestGuest& from, TestGuest& to) {
     EXPECT_EQ(from.flush(Stream().add(kNewList, 4u, GL_COMPILE).add(kViewport, 0, 0, 77, 5).add(kEndList)), 0);
-    const std::vector<uint8_t> viewport = to.ask(Stream().add(kViewport, 0, 0, 1, 1).add(kCallList, 4u).add(kGetIntegerv, GL_VIEWPORT, 4u), 16);
+    const std::vector<uint8_t> viewport =
+        to.ask(Stream().add(kViewport, 0, 0, 1, 1).add(kCallList, 4u).add(kGetIntegerv, GL_VIEWPORT, 4u), 16);
     return viewport.size() == 16 && viewport[8] == 77;
   }
 
@@ -38,29 +39,32 @@ class Sharing : public testing::Test {
   TestGuest first{gpu}, second{gpu};
 };
 
+// Without a request a context does not find the lists of another.
 TEST_F(Sharing, ContextsAreApartAtFirst) { EXPECT_FALSE(seesList(first, second)); }
 
-// The request comes after both creations and before any flush.
-TEST_F(Sharing, BeforeAnyFlush) {
+// Two contexts can be joined between their creation and their first flush.
+TEST_F(Sharing, ContextsJoinBeforeAnyFlush) {
   ASSERT_EQ(share(first.context, second.context), 0);
   EXPECT_TRUE(seesList(first, second));
 }
 
-TEST_F(Sharing, WithTheFirstInUse) {
+// Two contexts can be joined when the first has objects already, and each then finds the lists of the other.
+TEST_F(Sharing, FirstContextMayBeInUse) {
   ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
   ASSERT_EQ(share(first.context, second.context), 0);
   EXPECT_TRUE(seesList(first, second));
   EXPECT_TRUE(seesList(second, first));
 }
 
-TEST_F(Sharing, WithTheSecondInUse) {
+// Two contexts can be joined when the second has objects already.
+TEST_F(Sharing, SecondContextMayBeInUse) {
   ASSERT_EQ(second.flush(Stream().add(kFlush)), 0);
   ASSERT_EQ(share(first.context, second.context), 0);
   EXPECT_TRUE(seesList(first, second));
 }
 
 // Two contexts that both have objects of their own cannot be joined; asking again for what is so already is no error.
-TEST_F(Sharing, BothInUse) {
+TEST_F(Sharing, TwoContextsInUseCannotBeJoined) {
   ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
   ASSERT_EQ(second.flush(Stream().add(kFlush)), 0);
   EXPECT_NE(share(first.context, second.context), 0);
@@ -68,8 +72,8 @@ TEST_F(Sharing, BothInUse) {
   EXPECT_EQ(share(first.context, first.context), 0);
 }
 
-// Rings of more than two, joined in any order.
-TEST_F(Sharing, ThreeContexts) {
+// Three contexts can be joined in any order, and asking again for what is so already is no error.
+TEST_F(Sharing, ThreeContextsJoinInAnyOrder) {
   TestGuest third(gpu);
   third.context = third.createContext().contextId;
   third.window = first.window;
@@ -80,20 +84,21 @@ TEST_F(Sharing, ThreeContexts) {
   EXPECT_EQ(share(first.context, third.context), 0);
 }
 
-// The maker of shared objects may go first.
+// Shared objects outlive the context that made them.
 TEST_F(Sharing, ObjectsOutliveTheirMaker) {
   ASSERT_EQ(share(first.context, second.context), 0);
   EXPECT_TRUE(seesList(first, second));
   DeleteContextPacket packet;
   packet.contextId = first.context;
   ASSERT_EQ(first.send(packet), 0);
-  const std::vector<uint8_t> viewport = second.ask(Stream().add(kViewport, 0, 0, 1, 1).add(kCallList, 4u).add(kGetIntegerv, GL_VIEWPORT, 4u), 16);
+  const std::vector<uint8_t> viewport =
+      second.ask(Stream().add(kViewport, 0, 0, 1, 1).add(kCallList, 4u).add(kGetIntegerv, GL_VIEWPORT, 4u), 16);
   ASSERT_EQ(viewport.size(), 16u);
   EXPECT_EQ(viewport[8], 77);
 }
 
 // Two contexts draw to one window in turn: each finds the other's picture.
-TEST_F(Sharing, OneWindowTwoContexts) {
+TEST_F(Sharing, TwoContextsDrawToOneWindow) {
   ASSERT_EQ(first.flush(Stream().add(kClearColor, 1.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT)), 0);
   second.surface = std::move(first.surface);
   ASSERT_EQ(second.flush(Stream().add(kFlush), GL_BACK), 0);
@@ -101,7 +106,7 @@ TEST_F(Sharing, OneWindowTwoContexts) {
   first.surface = std::move(second.surface);
 }
 
-// Two threads with a context each pass two windows back and forth for a while, and nobody waits for ever.
+// Two threads with a context each pass two windows back and forth, and nobody waits for ever.
 TEST_F(Sharing, WindowsPassBetweenThreads) {
   const uint32_t windows[2] = {first.window, first.createWindow().windowId};
   std::atomic<int> failures{0};
@@ -117,7 +122,7 @@ TEST_F(Sharing, WindowsPassBetweenThreads) {
   EXPECT_EQ(failures.load(), 0);
 }
 
-// A context made, used and deleted on many threads at once; another one deletes what is in use nowhere.
+// Contexts, windows and surfaces are made, used and deleted on four threads at once, and every frame has its colour.
 TEST_F(Sharing, ContextsComeAndGo) {
   std::vector<std::thread> threads;
   std::atomic<int> failures{0};
@@ -143,7 +148,7 @@ TEST_F(Sharing, ContextsComeAndGo) {
 }
 
 // Everything that is counted comes and goes with its packets.
-TEST_F(Sharing, Counters) {
+TEST_F(Sharing, CountersFollowTheirPackets) {
   EXPECT_EQ(gpu.counters().guests, 1u);
   EXPECT_EQ(gpu.counters().contexts, 2u);
   EXPECT_EQ(gpu.counters().channels, 2u);
@@ -171,8 +176,8 @@ TEST_F(Sharing, Counters) {
   EXPECT_EQ(end.mappedBytes, 0u);
 }
 
-// A window that goes while a context has it bound: its drawable goes too, and the next flush to it fails.
-TEST_F(Sharing, DestroyedWindow) {
+// A window that goes while a context has it bound takes its drawable along, and the next flush to it fails.
+TEST_F(Sharing, DestroyedWindowTakesItsDrawableAlong) {
   ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
   DestroyWindowPacket packet;
   packet.windowId = first.window;
@@ -186,8 +191,8 @@ TEST_F(Sharing, DestroyedWindow) {
   EXPECT_EQ(gpu.counters().surfaces, 1u);
 }
 
-// A core context of a version that the host has, and its extension list, which is one text on the wire all the same.
-TEST_F(Sharing, CoreContext) {
+// The extension list of a core context is one text on the wire all the same.
+TEST_F(Sharing, CoreContextTellsItsExtensionsAsOneText) {
   second.context = second.createContext({GL_DOUBLEBUFFER, GL_VERSION, 330, GL_CONTEXT_PROFILE_MASK, 1, 0}).contextId;
   ASSERT_NE(second.context, 0u);
   const std::vector<uint8_t> extensions = second.ask(Stream().add(kGetString, GL_EXTENSIONS), 16384);
@@ -197,7 +202,7 @@ TEST_F(Sharing, CoreContext) {
 }
 
 // State is copied between contexts by no EGL call: the packet fails, and an empty mask is no failure.
-TEST_F(Sharing, CopyContext) {
+TEST_F(Sharing, CopyOfAnyStateFails) {
   CopyContextPacket packet;
   packet.sourceId = first.context;
   packet.destinationId = second.context;

@@ -37,7 +37,8 @@ class TestGuest {
 
   // Each returns the packet as answered.
   VersionQueryPacket version();
-  CreateContextPacket createContext(std::vector<uint16_t> attributes = {GL_DOUBLEBUFFER, GL_VERSION, 210, GL_CONTEXT_PROFILE_MASK, 2, 0});
+  CreateContextPacket createContext(std::vector<uint16_t> attributes = {GL_DOUBLEBUFFER, GL_VERSION, 210, GL_CONTEXT_PROFILE_MASK,
+                                                                        2, 0});
   CreateWindowPacket createWindow(std::vector<uint16_t> attributes = {GL_DOUBLEBUFFER, 0});
   template <typename Packet>
   int32_t send(Packet& packet) {

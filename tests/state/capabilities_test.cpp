@@ -1,9 +1,9 @@
 // Enables: both homes of every capability, texture units, client arrays, and what stays with the host.
-#include "driver/queries/limit_cache.h"
-#include "driver/calls/enables.h"
 #include "driver/state/capabilities.h"
 
+#include "driver/calls/enables.h"
 #include "driver/objects/display_list_stream.h"
+#include "driver/queries/limit_cache.h"
 #include "harness.h"
 
 namespace qv::test {
@@ -151,10 +151,9 @@ TEST_F(CapabilitiesTest, ThreeCapabilitiesHaveOneHome) {
 
 // Each client array has its row, the texture coordinates by client unit.
 TEST_F(CapabilitiesTest, EachClientArrayHasItsRow) {
-  const std::pair<GLenum, uint32_t> rows[] = {{GL_VERTEX_ARRAY, 0},          {GL_WEIGHT_ARRAY_ARB, 1}, {GL_NORMAL_ARRAY, 2},
-                                              {GL_COLOR_ARRAY, 3},           {GL_SECONDARY_COLOR_ARRAY, 4},
-                                              {GL_FOG_COORD_ARRAY, 5},       {GL_INDEX_ARRAY, 6},
-                                              {GL_EDGE_FLAG_ARRAY, 7},       {GL_TEXTURE_COORD_ARRAY, 8}};
+  const std::pair<GLenum, uint32_t> rows[] = {{GL_VERTEX_ARRAY, 0}, {GL_WEIGHT_ARRAY_ARB, 1},      {GL_NORMAL_ARRAY, 2},
+                                              {GL_COLOR_ARRAY, 3},  {GL_SECONDARY_COLOR_ARRAY, 4}, {GL_FOG_COORD_ARRAY, 5},
+                                              {GL_INDEX_ARRAY, 6},  {GL_EDGE_FLAG_ARRAY, 7},       {GL_TEXTURE_COORD_ARRAY, 8}};
   for (const auto& [array, row] : rows) {
     gl::glEnableClientState(array);
     for (uint32_t i = 0; i < 16; ++i) EXPECT_EQ(c->defaultVertexArray.conventional[i].enabled, i == row ? 1 : 0) << array;

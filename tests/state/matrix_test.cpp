@@ -95,12 +95,24 @@ TEST_F(MatrixTest, CallsWriteTheirCommands) {
   call<op::glTranslatef>(1.0f, 2.0f, 3.0f);
   call<op::glTranslated>(1.0, 2.0, 3.0);
   call<op::glPopMatrix>();
-  const std::pair<uint32_t, size_t> expected[] = {
-      {kLoadIdentity, 0},          {kLoadMatrixf, 16},          {kLoadMatrixd, 32},         {kLoadTransposeMatrixf, 16},
-      {kLoadTransposeMatrixd, 32}, {kMultMatrixf, 16},          {kMultMatrixd, 32},         {kMultTransposeMatrixf, 16},
-      {kMultTransposeMatrixd, 32}, {kFrustum, 12},              {kOrtho, 12},               {kRotatef, 4},
-      {kRotated, 8},               {kScalef, 3},                {kScaled, 6},               {kTranslatef, 3},
-      {kTranslated, 6},            {kPopMatrix, 0}};
+  const std::pair<uint32_t, size_t> expected[] = {{kLoadIdentity, 0},
+                                                  {kLoadMatrixf, 16},
+                                                  {kLoadMatrixd, 32},
+                                                  {kLoadTransposeMatrixf, 16},
+                                                  {kLoadTransposeMatrixd, 32},
+                                                  {kMultMatrixf, 16},
+                                                  {kMultMatrixd, 32},
+                                                  {kMultTransposeMatrixf, 16},
+                                                  {kMultTransposeMatrixd, 32},
+                                                  {kFrustum, 12},
+                                                  {kOrtho, 12},
+                                                  {kRotatef, 4},
+                                                  {kRotated, 8},
+                                                  {kScalef, 3},
+                                                  {kScaled, 6},
+                                                  {kTranslatef, 3},
+                                                  {kTranslated, 6},
+                                                  {kPopMatrix, 0}};
   const std::vector<Command> commands = pending();
   ASSERT_EQ(commands.size(), std::size(expected));
   for (size_t i = 0; i < commands.size(); ++i) {

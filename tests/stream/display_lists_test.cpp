@@ -163,7 +163,8 @@ TEST_F(Lists, CallsAreRecorded) {
   QV_CALL(glCallList)(9);
   const GLushort names[3] = {1, 2, 3};
   QV_CALL(glCallLists)(3, GL_UNSIGNED_SHORT, names);
-  std::vector<uint8_t> expected = words({8u << 12 | kCallList, 9, 22u << 12 | kCallLists, 3, GL_UNSIGNED_SHORT, 6, 0x00020001, 3});
+  std::vector<uint8_t> expected =
+      words({8u << 12 | kCallList, 9, 22u << 12 | kCallLists, 3, GL_UNSIGNED_SHORT, 6, 0x00020001, 3});
   std::vector<uint8_t> bytes = pending();
   bytes[bytes.size() - 2] = bytes[bytes.size() - 1] = 0;
   EXPECT_EQ(bytes, expected);
@@ -183,7 +184,8 @@ TEST_F(Lists, CallListsSizesItsNamesByType) {
     QV_CALL(glCallLists)(4, type, names);
     const std::vector<uint8_t> bytes = pending();
     ASSERT_GE(bytes.size(), 16u);
-    EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 16), words({(16 + 4 * size) << 12 | kCallLists, 4, type, 4 * size}));
+    EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 16),
+              words({(16 + 4 * size) << 12 | kCallLists, 4, type, 4 * size}));
     drop();
   }
 }

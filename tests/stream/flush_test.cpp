@@ -1,7 +1,7 @@
 // The flush, the growth of the stream, glFlush, glFinish and glGetError.
-#include "driver/base/current_context.h"
 #include "driver/stream/flush.h"
 
+#include "driver/base/current_context.h"
 #include "driver/objects/display_list_stream.h"
 #include "driver/stream/vertex_run.h"
 #include "driver/stream/write_command.h"

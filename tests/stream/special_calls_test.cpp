@@ -128,9 +128,9 @@ TEST_F(SpecialCalls, IsFramebufferAsksTheHost) {
 TEST_F(SpecialCalls, IsAndGenCallsAskUnderTheirNumbers) {
   host.answerAll<uint8_t>({1, 0, 0, 0});
   const std::pair<const char*, uint32_t> tests[] = {
-      {"glIsFramebuffer", kIsFramebuffer},     {"glIsFramebufferEXT", kIsFramebufferEXT},
-      {"glIsRenderbuffer", kIsRenderbuffer},   {"glIsRenderbufferEXT", kIsRenderbufferEXT},
-      {"glIsSampler", kIsSampler},             {"glIsProgramPipeline", kIsProgramPipeline},
+      {"glIsFramebuffer", kIsFramebuffer},   {"glIsFramebufferEXT", kIsFramebufferEXT},
+      {"glIsRenderbuffer", kIsRenderbuffer}, {"glIsRenderbufferEXT", kIsRenderbufferEXT},
+      {"glIsSampler", kIsSampler},           {"glIsProgramPipeline", kIsProgramPipeline},
       {"glIsProgramARB", kIsProgramARB}};
   for (const auto& [name, opcode] : tests) {
     host.submissions.clear();
@@ -224,12 +224,9 @@ TEST_F(SpecialCalls, DeletesReachTheirTables) {
     const char* call;
     uint32_t opcode;
     uint32_t slot;
-  } kinds[] = {{"glDeleteFramebuffers", kDeleteFramebuffers, 0},
-               {"glDeleteFramebuffersEXT", kDeleteFramebuffersEXT, 0},
-               {"glDeleteRenderbuffers", kDeleteRenderbuffers, 1},
-               {"glDeleteRenderbuffersEXT", kDeleteRenderbuffersEXT, 1},
-               {"glDeleteSamplers", kDeleteSamplers, 2},
-               {"glDeleteTransformFeedbacks", kDeleteTransformFeedbacks, 3}};
+  } kinds[] = {{"glDeleteFramebuffers", kDeleteFramebuffers, 0},   {"glDeleteFramebuffersEXT", kDeleteFramebuffersEXT, 0},
+               {"glDeleteRenderbuffers", kDeleteRenderbuffers, 1}, {"glDeleteRenderbuffersEXT", kDeleteRenderbuffersEXT, 1},
+               {"glDeleteSamplers", kDeleteSamplers, 2},           {"glDeleteTransformFeedbacks", kDeleteTransformFeedbacks, 3}};
   for (const auto& kind : kinds) {
     for (NameTable* const table : context().shareGroup->tables) table->clear();
     for (uint32_t slot = 0; slot < 4; ++slot) {

@@ -45,7 +45,8 @@ TEST_F(VertexRuns, RepeatedLayoutIsPacked) {
     QV_CALL(glVertex2f)(1, static_cast<float>(i));
   }
   QV_CALL(glEnd)();
-  expectStream(words({kRunEnded, 56, 1u << 24 | 2u << 16 | 20, 0x21003103, kOne, kTwo, kThree, kOne, 0, kOne, kTwo, kThree, kOne, kOne}));
+  expectStream(
+      words({kRunEnded, 56, 1u << 24 | 2u << 16 | 20, 0x21003103, kOne, kTwo, kThree, kOne, 0, kOne, kTwo, kThree, kOne, kOne}));
 }
 
 // A second vertex without its colour ends the run as broken, with one vertex; the vertex and the glEnd go plain.
@@ -68,8 +69,7 @@ TEST_F(VertexRuns, PartialVertexStaysInTheRun) {
   QV_CALL(glColor3f)(2, 2, 2);
   QV_CALL(glTexCoord1f)(3);
   QV_CALL(glEnd)();
-  const auto run =
-      words({kRunBroken, 48, 1u << 24 | 2u << 16 | 20, 0x21003103, kOne, kOne, kOne, kOne, kOne, kTwo, kTwo, kTwo});
+  const auto run = words({kRunBroken, 48, 1u << 24 | 2u << 16 | 20, 0x21003103, kOne, kOne, kOne, kOne, kOne, kTwo, kTwo, kTwo});
   expectStream(Stream().raw(run).add(kTexCoord1f, 3.0f).add(kEnd));
 }
 
@@ -280,7 +280,8 @@ TEST_F(VertexRuns, PrimitiveRestartBeginsAnotherRun) {
   QV_CALL(glPrimitiveRestartNV)();
   QV_CALL(glVertex2i)(3, 4);
   QV_CALL(glEnd)();
-  expectStream(words({kRunEnded, 24, 3u << 24 | 1u << 16 | 8, 0x2200, 1, 2, kRunEnded, 24, 3u << 24 | 1u << 16 | 8, 0x2200, 3, 4}));
+  expectStream(
+      words({kRunEnded, 24, 3u << 24 | 1u << 16 | 8, 0x2200, 1, 2, kRunEnded, 24, 3u << 24 | 1u << 16 | 8, 0x2200, 3, 4}));
   QV_CALL(glPrimitiveRestartNV)();
   EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
   EXPECT_EQ(context().lastOpcode, kPrimitiveRestartNV);
