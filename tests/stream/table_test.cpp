@@ -27,7 +27,8 @@ std::vector<RowFacts> rows() {
 
 size_t countWith(uint32_t property) {
   const auto all = rows();
-  return static_cast<size_t>(std::count_if(all.begin(), all.end(), [&](const RowFacts& r) { return (r.properties & property) != 0; }));
+  return static_cast<size_t>(
+      std::count_if(all.begin(), all.end(), [&](const RowFacts& r) { return (r.properties & property) != 0; }));
 }
 
 PROC find(const char* name) {

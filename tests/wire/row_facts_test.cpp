@@ -173,7 +173,7 @@ TEST(DescribeCommand, ScalarsStandInOrder) {
   EXPECT_EQ(describedWith(kViewport, 0, 0, 300, 300), "glViewport(0, 0, 300, 300)");
   EXPECT_EQ(describedWith(kEnable, GL_BLEND), "glEnable(0xbe2)");
   EXPECT_EQ(describedWith(kClearColor, 1.0f, 0.5f, 0.0f, -2.25f), "glClearColor(1, 0.5, 0, -2.25)");
-  EXPECT_EQ(describedWith(208, 0.125), "glClearDepth(0.125)");
+  EXPECT_EQ(describedWith(kClearDepth, 0.125), "glClearDepth(0.125)");
   EXPECT_EQ(describedWith(kColorMask, uint8_t{1}, uint8_t{0}, uint8_t{1}, uint8_t{0}), "glColorMask(1, 0, 1, 0)");
   EXPECT_EQ(describedWith(kEnd), "glEnd()");
 }
@@ -186,8 +186,8 @@ TEST(DescribeCommand, NumbersHaveTheirNotation) {
 
 // Vectors stand in braces, one for each pointer.
 TEST(DescribeCommand, VectorsStandInBraces) {
-  EXPECT_EQ(describedWith(137, 1.0f, 2.0f, 3.0f), "glVertex3fv({1 2 3})");
-  EXPECT_EQ(describedWith(93, int16_t{1}, int16_t{2}, int16_t{3}, int16_t{4}), "glRectsv({1 2}, {3 4})");
+  EXPECT_EQ(describedWith(kVertex3fv, 1.0f, 2.0f, 3.0f), "glVertex3fv({1 2 3})");
+  EXPECT_EQ(describedWith(kRectsv, int16_t{1}, int16_t{2}, int16_t{3}, int16_t{4}), "glRectsv({1 2}, {3 4})");
   EXPECT_EQ(described(kLoadMatrixf, floats({1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 5, 6, 7, 1})),
             "glLoadMatrixf({1 0 0 0 0 1 0 0 0 0 1 0 5 6 7 1})");
 }
@@ -221,7 +221,7 @@ TEST(DescribeCommand, TextsStandInQuotes) {
   EXPECT_EQ(text(std::string(70, 'x')), "glBindAttribLocation(3, 1, \"" + std::string(64, 'x') + "\")");
   Bytes query = words({3, 3});
   query += {'a', 'b', 0};
-  EXPECT_EQ(described(2088, query), "glGetFragDataLocation(3, \"ab\")");
+  EXPECT_EQ(described(kGetFragDataLocation, query), "glGetFragDataLocation(3, \"ab\")");
 }
 
 // Queries are told by their scalars alone.
@@ -274,7 +274,7 @@ TEST(DescribeCommand, UnknownCommandsAreToldByNumberAndLength) {
   EXPECT_EQ(described(kNobodysOpcode, {1, 2, 3, 4, 5}), "opcode 1900, 5 bytes");
   EXPECT_EQ(described(kGenLists, {}), "opcode 5, 0 bytes");
   EXPECT_EQ(described(70000, {}), "opcode 70000, 0 bytes");
-  EXPECT_EQ(described(8, Bytes(10)), "glBitmap: 10 bytes");
+  EXPECT_EQ(described(kBitmap, Bytes(10)), "glBitmap: 10 bytes");
 }
 
 }  // namespace
