@@ -61,8 +61,8 @@ struct NameCase {
 };
 class NameRowTest : public ProfileTest, public ::testing::WithParamInterface<NameCase> {};
 
-// Each row of the name stage.
-TEST_P(NameRowTest, Matches) {
+// Each name of the name stage selects its row.
+TEST_P(NameRowTest, NameSelectsItsRow) {
   EXPECT_EQ(runFor(GetParam().path), (Outcome{true, GetParam().version, 1}));
   EXPECT_EQ(wholeWglText(), GetParam().wholeText);
 }
@@ -80,8 +80,8 @@ struct ProductCase {
 };
 class ProductRowTest : public ProfileTest, public ::testing::WithParamInterface<ProductCase> {};
 
-// Each row of the product stage.
-TEST_P(ProductRowTest, Matches) {
+// Each product name of the product stage selects its row.
+TEST_P(ProductRowTest, ProductSelectsItsRow) {
   EXPECT_EQ(runProduct(GetParam().name, GetParam().major), (Outcome{true, GetParam().version, 1}));
   EXPECT_FALSE(wholeWglText());
 }
@@ -91,8 +91,8 @@ INSTANTIATE_TEST_SUITE_P(Rows, ProductRowTest,
                                            ProductCase{u"Brindle Animator", 0, 330}, ProductCase{u"Hollow Reed Studio", 0, 330},
                                            ProductCase{u"Amberglass Layout", 0, 330}, ProductCase{u"Thistledown Maps", 0, 330}));
 
-// The row with two places: the third tail of the path counts where the product name does not match.
-TEST_F(ProfileTest, ProductRowOnTheThirdTail) {
+// The row with two places looks at the third tail of the path where the product name does not match.
+TEST_F(ProfileTest, RowWithTwoPlacesTakesTheThirdTail) {
   sim::setImagePath(u"D:\\Lumen Draft\\bin\\x.exe");
   EXPECT_EQ(runProduct(u"something", 17), (Outcome{true, 320, 1}));
   EXPECT_EQ(runProduct(u"something", 16), kNone);
@@ -101,7 +101,7 @@ TEST_F(ProfileTest, ProductRowOnTheThirdTail) {
 }
 
 // A product major below the bound does not match, and later rows are still tried.
-TEST_F(ProfileTest, ProductMajor) {
+TEST_F(ProfileTest, LowProductMajorDoesNotMatch) {
   EXPECT_EQ(runProduct(u"Lumen Draft", 16), kNone);
   EXPECT_EQ(runProduct(u"Quarry Sculpt", 2017), kNone);
   EXPECT_EQ(runProduct(u"Quarry Sculpt", 0xFFFF), (Outcome{true, 330, 1}));
@@ -122,7 +122,7 @@ TEST_F(ProfileTest, ProductMajor) {
 }
 
 // Letter case and leading spaces make no difference, and the text is a prefix; the tails are whole components.
-TEST_F(ProfileTest, Comparison) {
+TEST_F(ProfileTest, NamesCompareWithoutCase) {
   EXPECT_EQ(runFor(u"C:\\a\\FERNWALK.EXE").version, 300);
   EXPECT_EQ(runFor(u"C:\\a\\   FernWalk.exe").version, 300);
   EXPECT_EQ(runFor(u"C:\\a\\fernwalk.exe.old").version, 300);
@@ -140,7 +140,7 @@ TEST_F(ProfileTest, Comparison) {
 }
 
 // Both separators end a component; a path with too few is its own tail.
-TEST_F(ProfileTest, Tails) {
+TEST_F(ProfileTest, BothSeparatorsEndAComponent) {
   EXPECT_EQ(runFor(u"fernwalk.exe").version, 300);
   EXPECT_EQ(runFor(u"/opt/fernwalk.exe").version, 300);
   EXPECT_EQ(runFor(u"mudflat\\viewer.exe").version, 320);
@@ -158,7 +158,7 @@ TEST_F(ProfileTest, Tails) {
 }
 
 // A path that fills the buffer has no name stage, but a product stage.
-TEST_F(ProfileTest, TruncatedPath) {
+TEST_F(ProfileTest, TruncatedPathHasNoNameStage) {
   const std::u16string longPath = u"C:\\" + std::u16string(248, u'x') + u"\\fernwalk";  // 260 characters
   ASSERT_EQ(longPath.size(), 260u);
   EXPECT_EQ(runFor(longPath), kNone);
@@ -171,8 +171,8 @@ TEST_F(ProfileTest, TruncatedPath) {
   EXPECT_EQ(runFor(u"C:\\" + std::u16string(243, u'x') + u"\\fernwalk.exe").version, 300);
 }
 
-// No path: neither routine does anything further.
-TEST_F(ProfileTest, NoPath) {
+// Without a path neither routine does anything further.
+TEST_F(ProfileTest, NoPathChangesNothing) {
   setProduct(u"Thistledown Maps");
   sim::setImagePath(u"");
   EXPECT_EQ(run(), kNone);
@@ -181,7 +181,7 @@ TEST_F(ProfileTest, NoPath) {
 }
 
 // Without a version resource, or one that cannot be read, only the name stage is left.
-TEST_F(ProfileTest, NoVersionResource) {
+TEST_F(ProfileTest, NameStageNeedsNoVersionResource) {
   sim::setImagePath(u"C:\\pebblechase.exe");
   sim::setVersionInfo(std::nullopt);
   EXPECT_EQ(run(), kNone);
@@ -193,7 +193,7 @@ TEST_F(ProfileTest, NoVersionResource) {
 }
 
 // The translations are tried in order until one has a name; the look-ups reach as far as the list has bytes.
-TEST_F(ProfileTest, Translations) {
+TEST_F(ProfileTest, TranslationsAreTriedInOrder) {
   sim::VersionInfo info;
   info.translations = {{0x0407, 0x04E4}, {0x040C, 0x04B0}, {0x0409, 0x04B0}};
   info.strings[u"\\StringFileInfo\\040c04b0\\ProductName"] = u"";
@@ -244,8 +244,8 @@ TEST_F(ProfileTest, HostHasTheLastWord) {
   DrvDeleteContext(reinterpret_cast<DHGLRC>(core));
 }
 
-// Quirk bits that depend on the context alone.
-TEST_F(ProfileTest, QuirksOfTheVersion) {
+// Some quirk bits depend on the version of the context alone.
+TEST_F(ProfileTest, QuirksFollowTheVersion) {
   sim::setImagePath(u"C:\\a\\b.exe");
   EXPECT_EQ(quirks(210), 4u);
   EXPECT_EQ(quirks(290), 4u);
@@ -254,7 +254,7 @@ TEST_F(ProfileTest, QuirksOfTheVersion) {
 }
 
 // Rows Q1 and Q2 need a version resource, but no product name in it.
-TEST_F(ProfileTest, QuirksOfTheName) {
+TEST_F(ProfileTest, QuirksFollowTheNameWithoutAProduct) {
   sim::VersionInfo info;
   sim::setVersionInfo(info);
   for (const char16_t* const path : {u"C:\\a\\pebblechase.exe", u"C:\\a\\SnowFinch.exe"}) {
@@ -265,8 +265,8 @@ TEST_F(ProfileTest, QuirksOfTheName) {
   EXPECT_EQ(quirks(), 4u);
 }
 
-// Row Q3: own vendor text, no host errors, framebuffers complete.
-TEST_F(ProfileTest, QuirkOwnVendor) {
+// Row Q3 gives the vendor text of its own, no host errors and complete framebuffers.
+TEST_F(ProfileTest, OwnVendorComesWithItsQuirks) {
   sim::setImagePath(u"C:\\a\\b.exe");
   setProduct(u"Ironbark Simulator 3");
   EXPECT_EQ(quirks(), 7u);
@@ -274,8 +274,8 @@ TEST_F(ProfileTest, QuirkOwnVendor) {
   EXPECT_STREQ(GlExtensionAddendum, "GL_ARB_map_buffer_range");
 }
 
-// Rows Q4 and Q5: the addendum.
-TEST_F(ProfileTest, QuirkAddendum) {
+// Rows Q4 and Q5 replace the addendum to the extension list.
+TEST_F(ProfileTest, AddendumRowsReplaceTheAddendum) {
   sim::setImagePath(u"C:\\a\\b.exe");
   setProduct(u"Cobblestone Mesher");
   EXPECT_EQ(quirks(), 4u);
@@ -288,8 +288,8 @@ TEST_F(ProfileTest, QuirkAddendum) {
   EXPECT_STREQ(GlExtensionAddendum, "GL_ARB_map_buffer_range GL_ARB_shading_language_packing");
 }
 
-// The quirk routine reads the product name at two fixed paths: the second when the first is empty.
-TEST_F(ProfileTest, QuirkProductNamePaths) {
+// The quirk routine reads the product name at two fixed paths, the second when the first is empty.
+TEST_F(ProfileTest, ProductNameIsReadAtTwoPaths) {
   sim::setImagePath(u"C:\\a\\b.exe");
   sim::VersionInfo info;
   info.strings[kNeutralName] = u"Ironbark Simulator";

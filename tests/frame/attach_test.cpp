@@ -27,7 +27,7 @@ const Calls kAttachFromContext = {"D3DKMTCreateContext", "D3DKMTQueryAdapterInfo
                                   "GetProcAddress"};
 
 // Attach makes its platform calls in the required order, and detach undoes them in the reverse one.
-TEST_F(AttachTest, CallsInOrder) {
+TEST_F(AttachTest, AttachAndDetachCallInOrder) {
   startTrace();
   EXPECT_EQ(attach(), 1);
   expectCalls(kAttachUpToVersion + kAttachFromContext);
@@ -46,7 +46,7 @@ TEST_F(AttachTest, CallsInOrder) {
 }
 
 // With residency the seven thunks, the trim notification and the paging queue come at the end of attach.
-TEST_F(AttachTest, CallsInOrderWithResidency) {
+TEST_F(AttachTest, ResidencyComesAtTheEndOfAttach) {
   sim::setResidency(true);
   startTrace();
   EXPECT_EQ(attach(), 1);
@@ -97,8 +97,8 @@ INSTANTIATE_TEST_SUITE_P(Versions, CeilingTest,
                          ::testing::Values(CeilingCase{4, 6, 460}, CeilingCase{3, 3, 410}, CeilingCase{4, 1, 410},
                                            CeilingCase{4, 2, 420}, CeilingCase{0, 0, 410}, CeilingCase{660, 0, 464}));
 
-// A kernel that does not know the packet, refuses it or answers with a failure: the library does not load.
-TEST_F(AttachTest, VersionPacketRefused) {
+// The library does not load when a kernel does not know the version packet, refuses it or answers with a failure.
+TEST_F(AttachTest, RefusedVersionPacketKeepsTheLibraryOut) {
   for (const int32_t status : {-1, 1, static_cast<int32_t>(0xF0000027), static_cast<int32_t>(0xC0000001)}) {
     gpu.status[EscapeCode::VersionQuery] = status;
     startTrace();
@@ -121,7 +121,7 @@ TEST_F(AttachTest, VersionPacketRefused) {
 }
 
 // Without a slot attach fails at once and keeps what it has allocated; the detach that follows gives it back.
-TEST_F(AttachTest, NoThreadLocalSlotLeft) {
+TEST_F(AttachTest, AttachFailsWithoutAThreadLocalSlot) {
   sim::setTlsSlotLimit(0);
   startTrace();
   EXPECT_EQ(attach(), 0);
@@ -139,7 +139,7 @@ TEST_F(AttachTest, NoThreadLocalSlotLeft) {
 }
 
 // Functions of the system's library that are missing stay null.
-TEST_F(AttachTest, MissingSystemFunctions) {
+TEST_F(AttachTest, MissingSystemFunctionsStayNull) {
   sim::removeExport(u"OpenGL32.dll", "wglMakeCurrent");
   sim::removeExport(u"OpenGL32.dll", "wglShareLists");
   ASSERT_EQ(attach(), 1);
@@ -161,7 +161,7 @@ TEST_F(AttachTest, ThreadAttachDoesNothing) {
 class ThreadDetachTest : public FrameTest {};
 
 // A thread without a hook leaves the list as it was.
-TEST_F(ThreadDetachTest, WithoutAHook) {
+TEST_F(ThreadDetachTest, ThreadWithoutAHookChangesNothing) {
   makeCurrent(makeWindow());
   ThreadHookRecord* const before = ThreadHookList;
   ASSERT_NE(before, nullptr);
@@ -172,7 +172,7 @@ TEST_F(ThreadDetachTest, WithoutAHook) {
 }
 
 // A thread that owns a tracked window takes its hook along, and keeps its current context.
-TEST_F(ThreadDetachTest, WithAHook) {
+TEST_F(ThreadDetachTest, ThreadWithAHookTakesItAlong) {
   const DHGLRC context = makeCurrent(makeWindow());
   startTrace();
   EXPECT_EQ(driverMain(nullptr, 3, nullptr), 1);

@@ -10,7 +10,7 @@ namespace {
 
 class ContextExportsTest : public FrameTest {};
 
-// A device context without one of the fourteen formats: 0, and the last error stays.
+// A create gives 0 and leaves the last error for a device context without one of the fourteen formats.
 TEST_F(ContextExportsTest, CreateNeedsAPixelFormat) {
   const HWND window = makeWindow(0);
   const HDC hdc = dc(window);
@@ -43,8 +43,8 @@ TEST_F(ContextExportsTest, UpperHalfOfAHandleIsIgnored) {
   EXPECT_EQ(contextOf(handle), nullptr);
 }
 
-// A handle that names nothing: error 6.
-TEST_F(ContextExportsTest, DeleteOfNothing) {
+// A delete of a handle that names nothing is error 6.
+TEST_F(ContextExportsTest, DeleteOfNothingIsAnInvalidHandle) {
   const DHGLRC handle = makeContext(makeWindow());
   EXPECT_EQ(DrvDeleteContext(handle), 1);
   for (const DHGLRC none : {DHGLRC{0}, handle, DHGLRC{500}}) {
@@ -63,7 +63,7 @@ TEST_F(ContextExportsTest, DeleteIgnoresTheHost) {
 }
 
 // A create that fails, by status or by call, sets error 1359.
-TEST_F(ContextExportsTest, CreateRefusedByTheHost) {
+TEST_F(ContextExportsTest, RefusedCreateIsAnInternalError) {
   const HWND window = makeWindow();
   gpu.status[EscapeCode::CreateContext] = static_cast<int32_t>(0xF0000027);  // only a flush ends the process
   SetLastError(0);
@@ -76,8 +76,8 @@ TEST_F(ContextExportsTest, CreateRefusedByTheHost) {
   EXPECT_EQ(GetLastError(), 1359u);
 }
 
-// Layers other than 0 do not exist.
-TEST_F(ContextExportsTest, LayerContexts) {
+// Contexts of layers other than 0 are refused.
+TEST_F(ContextExportsTest, OnlyLayerZeroExists) {
   const HWND window = makeWindow();
   const HDC hdc = dc(window);
   SetLastError(0);
@@ -89,7 +89,7 @@ TEST_F(ContextExportsTest, LayerContexts) {
 }
 
 // Without a request, a profile or a word of the host a context is 2.1 compatibility.
-TEST_F(ContextExportsTest, DefaultVersion) {
+TEST_F(ContextExportsTest, DefaultVersionIs21Compatibility) {
   const GlContext* const context = contextOf(makeContext(makeWindow()));
   EXPECT_EQ(context->contextVersion, 210);
   EXPECT_EQ(context->compatibilityProfile, 1);
@@ -127,7 +127,7 @@ INSTANTIATE_TEST_SUITE_P(Lists, CreateReplyTest,
                                            ReplyCase{std::vector<uint16_t>(60, 7938), 7938, 1}));
 
 // The mask word of a full list of odd length stands last, without a value.
-TEST_F(ContextExportsTest, TokenInTheLastWord) {
+TEST_F(ContextExportsTest, TokenInTheLastWordHasNoValue) {
   gpu.onCreateContext = [](CreateContextPacket& packet) {
     std::fill(std::begin(packet.attributes), std::end(packet.attributes), uint16_t{3122});
     packet.attributes[59] = 37158;
@@ -154,7 +154,7 @@ TEST_F(ContextExportsTest, SetContextNeedsContextAndWindow) {
   EXPECT_EQ(WindowRecordList, nullptr);
 }
 
-// A window whose format is none of the fourteen: null, and the last error stays.
+// Make-current answers null and leaves the last error for a window whose format is none of the fourteen.
 TEST_F(ContextExportsTest, SetContextNeedsAPixelFormat) {
   const DHGLRC context = makeContext(makeWindow());
   const HWND plain = makeWindow(0);
@@ -188,7 +188,7 @@ TEST_F(ContextExportsTest, WindowStatusIsNotRead) {
 }
 
 // Make-current binds the window, fills a viewport that was never set, and answers with the table of 336 functions.
-TEST_F(ContextExportsTest, SetContextBinds) {
+TEST_F(ContextExportsTest, SetContextBindsWindowAndViewport) {
   const HWND window = makeWindow(4, {10, 20, 330, 260});
   const DHGLRC handle = makeContext(window);
   const HDC hdc = dc(window);
@@ -257,7 +257,7 @@ TEST_F(ContextExportsTest, DeleteLeavesTheSlot) {
 }
 
 // Only the current context of the thread can be released.
-TEST_F(ContextExportsTest, ReleaseOfAnotherContext) {
+TEST_F(ContextExportsTest, OnlyTheCurrentContextIsReleased) {
   const HWND window = makeWindow();
   const DHGLRC other = makeContext(window);
   const DHGLRC handle = makeCurrent(window);
@@ -290,7 +290,7 @@ TEST_F(ContextExportsTest, ReleaseMarksAndFlushes) {
 }
 
 // A release with nothing in the stream and the mark already made sends nothing.
-TEST_F(ContextExportsTest, ReleaseOfAnEmptyStream) {
+TEST_F(ContextExportsTest, ReleaseOfAnEmptyStreamSendsNothing) {
   const DHGLRC handle = makeCurrent(makeWindow());
   currentContext()->lastOpcode = 217;
   EXPECT_EQ(DrvReleaseContext(handle), 1);
@@ -298,7 +298,7 @@ TEST_F(ContextExportsTest, ReleaseOfAnEmptyStream) {
 }
 
 // Sharing splices the rings and moves the second context into the group of the first.
-TEST_F(ContextExportsTest, ShareListsSplices) {
+TEST_F(ContextExportsTest, ShareListsSplicesTheRings) {
   const HWND window = makeWindow();
   const DHGLRC a = makeContext(window), b = makeContext(window), c = makeContext(window);
   EXPECT_EQ(DrvShareLists(a, b), 1);
@@ -315,7 +315,7 @@ TEST_F(ContextExportsTest, ShareListsSplices) {
   EXPECT_EQ(contextOf(c)->nextSharer, contextOf(a));
 }
 
-// Two that share already are split by a second request.
+// Two contexts that share already are split by a second request.
 TEST_F(ContextExportsTest, ShareListsTwiceSplits) {
   const HWND window = makeWindow();
   const DHGLRC a = makeContext(window), b = makeContext(window);
@@ -325,15 +325,15 @@ TEST_F(ContextExportsTest, ShareListsTwiceSplits) {
   EXPECT_EQ(contextOf(b)->nextSharer, contextOf(b));
 }
 
-// A context with itself: done, and nothing is sent.
-TEST_F(ContextExportsTest, ShareListsWithItself) {
+// A context that is to share with itself is done, and nothing is sent.
+TEST_F(ContextExportsTest, ShareListsWithItselfSendsNothing) {
   const DHGLRC a = makeContext(makeWindow());
   EXPECT_EQ(DrvShareLists(a, a), 1);
   EXPECT_EQ(gpu.count(EscapeCode::ShareContexts), 0u);
 }
 
 // Share and copy refuse unknown handles with 6 and report the host's refusal with 1359, changing nothing.
-TEST_F(ContextExportsTest, ShareAndCopyFailures) {
+TEST_F(ContextExportsTest, FailedShareAndCopyChangeNothing) {
   const HWND window = makeWindow();
   const DHGLRC a = makeContext(window), b = makeContext(window);
   for (const auto& [first, second] : {std::pair<DHGLRC, DHGLRC>{a, 9}, {9, b}, {0, 0}}) {
@@ -359,7 +359,7 @@ TEST_F(ContextExportsTest, ShareAndCopyFailures) {
 }
 
 // Only the fifth of the callbacks is kept, and only when there are five.
-TEST_F(ContextExportsTest, CallbackProcs) {
+TEST_F(ContextExportsTest, OnlyTheFifthCallbackIsKept) {
   CompositionPresent = nullptr;
   PROC procs[5];
   for (uintptr_t i = 0; i < 5; ++i) procs[i] = reinterpret_cast<PROC>(0x1000 + i);
@@ -374,8 +374,8 @@ TEST_F(ContextExportsTest, CallbackProcs) {
   CompositionPresent = nullptr;
 }
 
-// Whatever version is asked about is fine, and there are no layers.
-TEST_F(ContextExportsTest, ConstantAnswers) {
+// Every version that is asked about is fine, and there are no layers.
+TEST_F(ContextExportsTest, EveryVersionIsFineAndThereAreNoLayers) {
   EXPECT_EQ(DrvValidateVersion(0), 1);
   EXPECT_EQ(DrvValidateVersion(~0u), 1);
   EXPECT_EQ(DrvDescribeLayerPlane(nullptr, 1, 1, 32, nullptr), 0);

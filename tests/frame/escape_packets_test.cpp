@@ -40,12 +40,14 @@ class EscapePacketsTest : public FrameTest {
   const uint32_t pid = GetCurrentProcessId();
 };
 
-TEST_F(EscapePacketsTest, VersionQuery) {
+// The version packet asks as version 3.0.
+TEST_F(EscapePacketsTest, VersionQueryHasItsBytes) {
   EXPECT_EQ(gpu.last(EscapeCode::VersionQuery).bytes, joined({header(33072, 4), bytesOfWords({3, 0})}));
 }
 
-// The packet of a create: list of the default format and version, path of the image in UTF-16 without terminator.
-TEST_F(EscapePacketsTest, CreateContext) {
+// The packet of a create holds the list of the default format and version, and the path of the image in UTF-16 without
+// terminator.
+TEST_F(EscapePacketsTest, CreateContextHasItsBytes) {
   sim::setImagePath(u"C:\\p\\game.exe");
   makeContext(makeWindow(4));
   const SentPacket packet = gpu.last(EscapeCode::CreateContext);
@@ -60,7 +62,7 @@ TEST_F(EscapePacketsTest, CreateContext) {
 }
 
 // Without a path, or with one that fills the buffer, the row is all zero.
-TEST_F(EscapePacketsTest, CreateContextWithoutAPath) {
+TEST_F(EscapePacketsTest, CreateContextWithoutAPathHasAZeroRow) {
   const HWND window = makeWindow();
   for (const std::u16string& path : {std::u16string(), std::u16string(260, u'x'), std::u16string(300, u'x')}) {
     sim::setImagePath(path);
@@ -77,8 +79,8 @@ struct ListCase {
   std::initializer_list<uint16_t> words;
 };
 
-// The lists of all fourteen formats, in the context's packet with version and profile, in the window's without.
-TEST_F(EscapePacketsTest, AttributeListsOfAllFormats) {
+// The lists of all fourteen formats stand in the packet of a context with version and profile, in that of a window without.
+TEST_F(EscapePacketsTest, FormatsHaveTheirAttributeLists) {
   const std::vector<std::vector<uint16_t>> lists = {{},
                                                     {3122},
                                                     {},
@@ -112,7 +114,8 @@ TEST_F(EscapePacketsTest, AttributeListsOfAllFormats) {
   }
 }
 
-TEST_F(EscapePacketsTest, DeleteCopyShare) {
+// The packets of a delete, a copy and a share name their contexts by the host's ids.
+TEST_F(EscapePacketsTest, DeleteCopyAndShareHaveTheirBytes) {
   const HWND window = makeWindow();
   const DHGLRC first = makeContext(window), second = makeContext(window);
   DrvCopyContext(first, second, 0x000FFFFF);
@@ -123,7 +126,8 @@ TEST_F(EscapePacketsTest, DeleteCopyShare) {
   EXPECT_EQ(gpu.last(EscapeCode::DeleteContext).bytes, joined({header(33076, 8), bytesOfWords({pid, 701})}));
 }
 
-TEST_F(EscapePacketsTest, CreateAndDestroyWindow) {
+// The packet that makes a window holds its attribute list, and the one that destroys it the host's id.
+TEST_F(EscapePacketsTest, WindowPacketsHaveTheirBytes) {
   const uint16_t attributes[] = {3122, 32937, 4, 0, 99};
   const HWND window = makeWindow();
   EXPECT_EQ(FindOrCreateWindowRecord(window, attributes), 900u);
@@ -133,8 +137,8 @@ TEST_F(EscapePacketsTest, CreateAndDestroyWindow) {
   EXPECT_EQ(gpu.last(EscapeCode::DestroyWindow).bytes, joined({header(33080, 8), bytesOfWords({pid, 900})}));
 }
 
-// A flush: ids, mode, the client rectangle of this flush, the back buffer, the three rows.
-TEST_F(EscapePacketsTest, Flush) {
+// A flush holds ids, mode, the client rectangle of this flush, the back buffer and the three rows.
+TEST_F(EscapePacketsTest, FlushHasItsBytes) {
   const HWND window = makeWindow(4, {100, 50, 164, 98});
   makeCurrent(window);
   uint32_t stream[3] = {0x402B, 0x40D9, 0x40D8}, reply[2] = {}, side = 0;
@@ -159,7 +163,7 @@ TEST_F(EscapePacketsTest, Flush) {
 }
 
 // An empty stream is sent all the same; absent rows are at address 0 with size 0, the direction of the replies stays 1.
-TEST_F(EscapePacketsTest, EmptyFlush) {
+TEST_F(EscapePacketsTest, EmptyFlushIsSent) {
   makeCurrent(makeWindow());
   EXPECT_EQ(SubmitFlush(currentContext(), 0, nullptr, 0, nullptr, 0, nullptr, 0), 0u);
   const SentPacket packet = gpu.last(EscapeCode::Flush);
@@ -170,7 +174,7 @@ TEST_F(EscapePacketsTest, EmptyFlush) {
 }
 
 // The result is the size that the host leaves in the second row, without one in the first, without both 0.
-TEST_F(EscapePacketsTest, FlushResult) {
+TEST_F(EscapePacketsTest, FlushResultIsTheLastReplysSize) {
   makeCurrent(makeWindow());
   gpu.onFlush = [](FlushPacket& packet) {
     packet.reply.size = 111;
@@ -184,7 +188,7 @@ TEST_F(EscapePacketsTest, FlushResult) {
 }
 
 // A failed flush zeroes both replies for their full sizes and goes on, present included.
-TEST_F(EscapePacketsTest, FailedFlush) {
+TEST_F(EscapePacketsTest, FailedFlushZeroesItsReplies) {
   makeCurrent(makeWindow());
   uint8_t reply[8], side[4];
   const auto fails = [&](uint32_t mode) {
@@ -207,8 +211,8 @@ TEST_F(EscapePacketsTest, FailedFlush) {
   fails(0);
 }
 
-// One status ends the process.
-TEST_F(EscapePacketsTest, FlushThatEndsTheProcess) {
+// One status in answer to a flush ends the process.
+TEST_F(EscapePacketsTest, OneStatusEndsTheProcess) {
   ::testing::FLAGS_gtest_death_test_style = "fast";
   makeCurrent(makeWindow());
   gpu.status[EscapeCode::Flush] = static_cast<int32_t>(0xF0000027);
@@ -216,8 +220,8 @@ TEST_F(EscapePacketsTest, FlushThatEndsTheProcess) {
   gpu.status.clear();
 }
 
-// A window that is gone: nothing is measured, nothing is sent.
-TEST_F(EscapePacketsTest, FlushWithoutAWindow) {
+// A flush to a window that is gone measures nothing and sends nothing.
+TEST_F(EscapePacketsTest, FlushWithoutAWindowSendsNothing) {
   const HWND window = makeWindow();
   makeCurrent(window);
   sim::destroyWindow(window);
@@ -230,7 +234,7 @@ TEST_F(EscapePacketsTest, FlushWithoutAWindow) {
 }
 
 // A query that goes through flushStream gets its answer from the first row.
-TEST_F(EscapePacketsTest, QueryRoundTrip) {
+TEST_F(EscapePacketsTest, QueryGetsItsAnswer) {
   makeCurrent(makeWindow());
   gpu.answer = 0x00000500;
   EXPECT_EQ(gl::glGetError(), 0x0500u);

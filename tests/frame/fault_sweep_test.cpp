@@ -125,6 +125,7 @@ class FaultSweepTest : public FrameTest, public ::testing::WithParamInterface<Sc
   std::vector<DHGLRC> contexts_;
 };
 
+// Each scenario survives the failure of each of its platform calls, one at a time.
 TEST_P(FaultSweepTest, EveryCallFailsOnce) {
   const uint64_t calls = run(0);
   ASSERT_GT(calls, 0u);
@@ -254,7 +255,7 @@ class AttachSweepTest : public MachineTest, public ::testing::WithParamInterface
   }
 };
 
-// The same for attach and detach; the attach after it goes through.
+// Attach and detach survive the failure of each of their platform calls, and the attach after it goes through.
 TEST_P(AttachSweepTest, EveryCallFailsOnce) {
   run();
   const uint64_t calls = sim::failableCallCount();
@@ -271,8 +272,9 @@ TEST_P(AttachSweepTest, EveryCallFailsOnce) {
 }
 INSTANTIATE_TEST_SUITE_P(Residency, AttachSweepTest, ::testing::Values(false, true));
 
-// A frame drawn after an attach in which one call failed without attach noticing: no submission where there is no buffer.
-TEST_P(AttachSweepTest, FrameOnACrippledDriver) {
+// A frame is drawn after an attach in which one call failed without attach noticing, and nothing is submitted where there is no
+// buffer.
+TEST_P(AttachSweepTest, FrameOnACrippledDriverIsSurvived) {
   sim::setResidency(GetParam());
   for (const char* const call : {"D3DKMTCreateContext", "D3DKMTQueryAdapterInfo", "RegisterClassW", "GetModuleHandleW",
                                  "GetProcAddress", "D3DKMTRegisterTrimNotification", "D3DKMTCreatePagingQueue"}) {

@@ -32,7 +32,7 @@ class OwnedDisplayTest : public FrameTest {
 };
 
 // A full-screen window in the foreground owns its display from its first frame.
-TEST_F(OwnedDisplayTest, FirstFrame) {
+TEST_F(OwnedDisplayTest, FirstFrameTakesTheDisplay) {
   fullScreen();
   startTrace();
   flush();
@@ -47,8 +47,8 @@ TEST_F(OwnedDisplayTest, FirstFrame) {
   EXPECT_EQ(sim::displayedSurface(0), tracked().flip.allocation);
 }
 
-// The source is that of the window's own monitor.
-TEST_F(OwnedDisplayTest, SecondMonitor) {
+// The source that a window owns is that of its own monitor.
+TEST_F(OwnedDisplayTest, SourceIsThatOfTheWindowsMonitor) {
   sim::setMonitors({{}, {.device = u"\\\\.\\DISPLAY2", .rect = {1920, 0, 2720, 600}, .source = 3}});
   fullScreen({1920, 0, 2720, 600});
   flush();
@@ -59,8 +59,8 @@ TEST_F(OwnedDisplayTest, SecondMonitor) {
   EXPECT_EQ(surface.height, 600u);
 }
 
-// What keeps a window shared: each test of the check, in turn.
-TEST_F(OwnedDisplayTest, StaysShared) {
+// Each test of the check keeps a window shared, in turn.
+TEST_F(OwnedDisplayTest, WindowStaysSharedByEachTest) {
   fullScreen();
   sim::setForeground(nullptr);
   EXPECT_EQ(checkSourceOwner(&tracked(), kScreen), kStaysShared);
@@ -87,7 +87,7 @@ TEST_F(OwnedDisplayTest, StaysShared) {
 }
 
 // Failures of the kernel stop the check with their own status and leave nothing behind.
-TEST_F(OwnedDisplayTest, KernelRefuses) {
+TEST_F(OwnedDisplayTest, RefusalOfTheKernelLeavesNothing) {
   fullScreen();
   for (const char* const call : {"D3DKMTOpenAdapterFromGdiDisplayName", "D3DKMTQueryAdapterInfo", "D3DKMTSetVidPnSourceOwner",
                                  "D3DKMTCreateAllocation", "D3DKMTSetDisplayMode"}) {
@@ -120,7 +120,7 @@ TEST_F(OwnedDisplayTest, CheckStartsClean) {
 }
 
 // Giving up a source that the kernel calls an invalid parameter is repeated without a list; any other failure is final.
-TEST_F(OwnedDisplayTest, ReleaseRetry) {
+TEST_F(OwnedDisplayTest, ReleaseIsRepeatedWithoutAList) {
   sim::failCall("D3DKMTSetVidPnSourceOwner", 1, static_cast<NTSTATUS>(0xC000000D));
   EXPECT_EQ(ReleaseSourceOwner(0), 0);
   EXPECT_EQ(sim::callCount("D3DKMTSetVidPnSourceOwner"), 2u);
@@ -130,7 +130,7 @@ TEST_F(OwnedDisplayTest, ReleaseRetry) {
 }
 
 // A geometry message gives the display up at once; the surfaces wait for the next flush.
-TEST_F(OwnedDisplayTest, GeometryMessage) {
+TEST_F(OwnedDisplayTest, GeometryMessageGivesTheDisplayUp) {
   fullScreen();
   flush();
   const uint32_t flip = tracked().flip.resource;
@@ -151,8 +151,8 @@ TEST_F(OwnedDisplayTest, GeometryMessage) {
   EXPECT_EQ(sim::liveCounts().resources, 1u);
 }
 
-// A full-screen window of another process's foreground stays shared until it is activated.
-TEST_F(OwnedDisplayTest, Activation) {
+// A full-screen window in the foreground of another process stays shared until it is activated.
+TEST_F(OwnedDisplayTest, ActivationTakesTheDisplay) {
   fullScreen();
   sim::setForeground(nullptr);
   flush();
@@ -210,8 +210,8 @@ TEST_F(OwnedDisplayTest, FailedFlipIsRetried) {
   EXPECT_EQ(compositionCalls, 1u);
 }
 
-// A display taken away meanwhile: the frame falls to the composition road.
-TEST_F(OwnedDisplayTest, LostDisplay) {
+// The frame falls to the composition road when the display has been taken away meanwhile.
+TEST_F(OwnedDisplayTest, LostDisplayFallsToComposition) {
   fullScreen();
   flush();
   sim::revokeSource(0);
@@ -224,8 +224,8 @@ TEST_F(OwnedDisplayTest, LostDisplay) {
   sim::occupySource(0, false);
 }
 
-// The end of a window that owns its display: back buffer, source, flip surface, packet.
-TEST_F(OwnedDisplayTest, Teardown) {
+// The end of a window that owns its display gives back the back buffer, the source and the flip surface, and sends the packet.
+TEST_F(OwnedDisplayTest, TeardownGivesBackInOrder) {
   fullScreen();
   flush();
   startTrace();
@@ -237,7 +237,7 @@ TEST_F(OwnedDisplayTest, Teardown) {
 }
 
 // Teardown evicts nothing, in residency either.
-TEST_F(OwnedDisplayTest, TeardownWithResidency) {
+TEST_F(OwnedDisplayTest, TeardownEvictsNothing) {
   leave();
   detach();
   sim::setResidency(true);

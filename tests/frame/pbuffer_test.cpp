@@ -57,8 +57,8 @@ class PbufferTest : public FrameTest {
   std::vector<HPBUFFERARB> pbuffers;
 };
 
-// The calls of a creation, and the hidden window it makes.
-TEST_F(PbufferTest, Creation) {
+// A creation makes its calls in order and a hidden window.
+TEST_F(PbufferTest, CreationMakesAHiddenWindow) {
   startTrace();
   const HPBUFFERARB pbuffer = create(4, 128, 64);
   ASSERT_NE(pbuffer, nullptr);
@@ -84,8 +84,8 @@ TEST_F(PbufferTest, Creation) {
   EXPECT_EQ(gl::wglReleasePbufferDCARB(pbuffer, hdc), 1);
 }
 
-// The class and the hidden window: name, extra bytes and their five places, style, and what the window procedure answers.
-TEST_F(PbufferTest, ClassAndWindow) {
+// The class and the hidden window have their name, extra bytes with five places, style, and answers of the window procedure.
+TEST_F(PbufferTest, ClassAndWindowHaveTheirFields) {
   WNDCLASSW sameName{};
   sameName.lpfnWndProc = DefWindowProcW;
   sameName.lpszClassName = u"QuillvaneGLpbuffer";
@@ -112,7 +112,7 @@ TEST_F(PbufferTest, ClassAndWindow) {
 }
 
 // The levels of a full mipmap chain count on height OR width, up to 32.
-TEST_F(PbufferTest, MipmapLevels) {
+TEST_F(PbufferTest, MipmapLevelsFollowHeightOrWidth) {
   EXPECT_EQ(countMipmapLevels(256, 256), 9u);
   EXPECT_EQ(countMipmapLevels(3, 4), 4u);
   EXPECT_EQ(countMipmapLevels(1, 1), 1u);
@@ -121,7 +121,8 @@ TEST_F(PbufferTest, MipmapLevels) {
   EXPECT_EQ(countMipmapLevels(-1, 1), 32u);
 }
 
-TEST_F(PbufferTest, Formats) {
+// A format that is none of the fourteen is error 2000; a device context is not needed.
+TEST_F(PbufferTest, OnlyKnownFormatsMakeAPbuffer) {
   for (const int format : {0, 15, -1}) {
     EXPECT_EQ(create(format, 8, 8), nullptr);
     EXPECT_EQ(GetLastError(), 2000u);
@@ -138,8 +139,8 @@ struct ListCase {
 };
 class PbufferListTest : public PbufferTest, public ::testing::WithParamInterface<ListCase> {};
 
-// The list that the host is told: no samples, no sRGB, but the texture.
-TEST_P(PbufferListTest, ReachesTheHost) {
+// The list that the host is told holds no samples and no sRGB, but the texture.
+TEST_P(PbufferListTest, ListReachesTheHost) {
   ASSERT_NE(create(GetParam().format, 64, 64, GetParam().attributes), nullptr);
   EXPECT_EQ(sentList(), GetParam().words);
 }
@@ -155,8 +156,8 @@ INSTANTIATE_TEST_SUITE_P(Lists, PbufferListTest,
                                            ListCase{3, {kMipmapTexture, 1}, {33169}}, ListCase{3, {kMipmapTexture, 0}, {}},
                                            ListCase{3, {kTextureFormat, kNoTexture, kTextureTarget, kNoTexture}, {}}));
 
-// Lists that are refused with 13.
-TEST_F(PbufferTest, BadLists) {
+// Lists that make no pbuffer are refused with 13.
+TEST_F(PbufferTest, BadListsAreRefused) {
   const std::vector<int> lists[] = {{kTextureFormat, kRgb},
                                     {kTextureTarget, k2d},
                                     {kTextureFormat, kRgba, kTextureTarget, k1d},
@@ -171,8 +172,8 @@ TEST_F(PbufferTest, BadLists) {
   EXPECT_EQ(gpu.count(EscapeCode::CreateWindow), 0u);
 }
 
-// A host that gives no id: the window goes again, error 1359. A window that cannot be made: no code of the driver's.
-TEST_F(PbufferTest, Refused) {
+// A host that gives no id makes the window go again with error 1359; a window that cannot be made sets no code of the driver's.
+TEST_F(PbufferTest, RefusedCreationLeavesNoWindow) {
   sim::failCall("CreateWindowExW", 1, 1158);
   EXPECT_EQ(create(4, 8, 8), nullptr);
   EXPECT_EQ(GetLastError(), 1158u);
@@ -182,8 +183,8 @@ TEST_F(PbufferTest, Refused) {
   EXPECT_EQ(sim::liveCounts().windows, 0u);
 }
 
-// Windows of any other class are no pbuffers: error 6 everywhere.
-TEST_F(PbufferTest, PlainWindows) {
+// Every function refuses windows of any other class with error 6.
+TEST_F(PbufferTest, PlainWindowsAreNoPbuffers) {
   makeCurrent(makeWindow());
   const int level[] = {kMipmapLevel, 1, 0};
   for (const HWND window : {currentContext()->window, HWND{}}) {
@@ -201,14 +202,15 @@ TEST_F(PbufferTest, PlainWindows) {
 }
 
 // Functions that write commands need a current context.
-TEST_F(PbufferTest, NoContext) {
+TEST_F(PbufferTest, CommandsNeedACurrentContext) {
   const HPBUFFERARB pbuffer = create(4, 8, 8);
   expectError(gl::wglBindTexImageARB(pbuffer, 0x2083), 6);
   expectError(gl::wglReleaseTexImageARB(pbuffer, 0x2083), 6);
   expectError(gl::wglSetPbufferAttribARB(pbuffer, nullptr), 6);
 }
 
-TEST_F(PbufferTest, BadQuery) {
+// A query of an attribute that no pbuffer has is refused with 13.
+TEST_F(PbufferTest, UnknownAttributeIsRefused) {
   const HPBUFFERARB pbuffer = create(4, 8, 8);
   int value = 0;
   expectError(gl::wglQueryPbufferARB(pbuffer, 0x2075, &value), 13);
@@ -221,7 +223,7 @@ struct BufferCase {
 class BindTest : public PbufferTest, public ::testing::WithParamInterface<BufferCase> {};
 
 // Bind and release name the pbuffer and the front or the back buffer.
-TEST_P(BindTest, Command) {
+TEST_P(BindTest, BindNamesPbufferAndBuffer) {
   const HPBUFFERARB pbuffer = create(4, 8, 8, {kTextureFormat, kRgba, kTextureTarget, k2d});
   drawTo(pbuffer);
   EXPECT_EQ(gl::wglBindTexImageARB(pbuffer, GetParam().buffer), 1);
@@ -235,7 +237,8 @@ INSTANTIATE_TEST_SUITE_P(Buffers, BindTest,
                          ::testing::Values(BufferCase{0x2083, 1028}, BufferCase{0x2084, 1028}, BufferCase{0x2085, 1029},
                                            BufferCase{0x2086, 1029}));
 
-TEST_F(PbufferTest, BindOfAnAuxiliaryBuffer) {
+// Bind and release of a buffer that is neither the front nor the back are refused with 13, and nothing is written.
+TEST_F(PbufferTest, AuxiliaryBuffersAreNotBound) {
   const HPBUFFERARB pbuffer = create(4, 8, 8);
   drawTo(pbuffer);
   expectError(gl::wglBindTexImageARB(pbuffer, 0x2087), 13);
@@ -244,7 +247,7 @@ TEST_F(PbufferTest, BindOfAnAuxiliaryBuffer) {
 }
 
 // A vertex run that is open is closed in front of the command.
-TEST_F(PbufferTest, BindInsideARun) {
+TEST_F(PbufferTest, BindClosesAnOpenRun) {
   const HPBUFFERARB pbuffer = create(4, 8, 8);
   drawTo(pbuffer);
   const PROC begin = DrvGetProcAddress("glBegin");
@@ -268,7 +271,7 @@ TEST_F(PbufferTest, SetAttribNeedsItsContext) {
 }
 
 // Face and level go to the host; both are written into the place of the face, so that the level ends up there.
-TEST_F(PbufferTest, SetAttrib) {
+TEST_F(PbufferTest, SetAttribSendsFaceAndLevel) {
   const HPBUFFERARB pbuffer = create(4, 8, 8, {kTextureFormat, kRgba, kTextureTarget, kCubeMap});
   EXPECT_EQ(query(pbuffer, kCubeFace), kPositiveX);
   drawTo(pbuffer);
@@ -280,8 +283,8 @@ TEST_F(PbufferTest, SetAttrib) {
   EXPECT_EQ(query(pbuffer, kMipmapLevel), 0);
 }
 
-// The six faces in order.
-TEST_F(PbufferTest, SetAttribFaces) {
+// The six faces have their GL names in order.
+TEST_F(PbufferTest, SetAttribKnowsTheSixFaces) {
   const HPBUFFERARB pbuffer = create(4, 8, 8, {kTextureFormat, kRgba, kTextureTarget, kCubeMap});
   drawTo(pbuffer);
   for (int i = 0; i < 6; ++i) {
@@ -294,7 +297,7 @@ TEST_F(PbufferTest, SetAttribFaces) {
 }
 
 // A pbuffer that is no cube map cannot take the call; the values have been written back by then.
-TEST_F(PbufferTest, SetAttribWithoutACube) {
+TEST_F(PbufferTest, SetAttribNeedsACube) {
   const HPBUFFERARB pbuffer = create(4, 8, 8, {kTextureFormat, kRgba, kTextureTarget, k2d});
   drawTo(pbuffer);
   const int level[] = {kMipmapLevel, 3, 0};
@@ -309,7 +312,7 @@ TEST_F(PbufferTest, SetAttribWithoutACube) {
 }
 
 // The end of a pbuffer is seen by the hook as that of any window.
-TEST_F(PbufferTest, Destroy) {
+TEST_F(PbufferTest, DestroyedPbufferIsSeenByTheHook) {
   const HPBUFFERARB pbuffer = create(4, 32, 16);
   drawTo(pbuffer);
   SubmitFlush(currentContext(), 0, nullptr, 0, nullptr, 0, nullptr, 0);

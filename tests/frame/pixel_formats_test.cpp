@@ -28,8 +28,8 @@ class PixelFormatsTest : public FrameTest {
   HDC hdc;
 };
 
-// Every row, byte by byte.
-TEST_F(PixelFormatsTest, Rows) {
+// Every row of the table has these bytes.
+TEST_F(PixelFormatsTest, RowsHaveTheirBytes) {
   CompositionPresent = nullptr;
   struct Row {
     uint32_t flags;
@@ -59,8 +59,8 @@ TEST_F(PixelFormatsTest, Rows) {
   EXPECT_EQ(std::memcmp(&pixelFormat(0), &zero, 40), 0);
 }
 
-// A null descriptor asks for the count; a bad format or size is error 2000.
-TEST_F(PixelFormatsTest, Describe) {
+// A null descriptor asks for the count, and a bad format or size is error 2000.
+TEST_F(PixelFormatsTest, DescribeTellsCountAndErrors) {
   EXPECT_EQ(DrvDescribePixelFormat(hdc, 99, 0, nullptr), 14);
   PIXELFORMATDESCRIPTOR descriptor{};
   for (const auto& [format, size] : {std::pair<int, uint32_t>{0, 40}, {15, 40}, {-1, 40}, {3, 41}, {3, 39}, {3, 0}}) {
@@ -72,7 +72,7 @@ TEST_F(PixelFormatsTest, Describe) {
 }
 
 // The composition callback adds a bit to the copy, never to the table.
-TEST_F(PixelFormatsTest, Composition) {
+TEST_F(PixelFormatsTest, CompositionAddsABitToTheCopy) {
   PIXELFORMATDESCRIPTOR descriptor{};
   ASSERT_NE(CompositionPresent, nullptr);
   DrvDescribePixelFormat(hdc, 7, 40, &descriptor);
@@ -83,7 +83,8 @@ TEST_F(PixelFormatsTest, Composition) {
   EXPECT_EQ(descriptor.dwFlags, 4u);
 }
 
-TEST_F(PixelFormatsTest, Set) {
+// Formats 1 to 14 can be set, any other is error 2000.
+TEST_F(PixelFormatsTest, SetTakesFormats1To14) {
   EXPECT_EQ(DrvSetPixelFormat(hdc, 1), 1);
   EXPECT_EQ(DrvSetPixelFormat(hdc, 14), 1);
   for (const int format : {0, 15, -4}) {
@@ -93,8 +94,8 @@ TEST_F(PixelFormatsTest, Set) {
   }
 }
 
-// Every attribute, with its values for formats 1 to 14.
-TEST_F(PixelFormatsTest, Attributes) {
+// Every attribute has these values for formats 1 to 14.
+TEST_F(PixelFormatsTest, AttributesHaveTheirValues) {
   using Values = std::vector<int>;
   const auto all = [](int value) { return Values(14, value); };
   const auto wide = [](int normal, int floating) {
@@ -163,7 +164,7 @@ TEST_F(PixelFormatsTest, Attributes) {
 }
 
 // The count needs no format; any other attribute does, and what came before has been written by then.
-TEST_F(PixelFormatsTest, AttributesWithoutAFormat) {
+TEST_F(PixelFormatsTest, OnlyTheCountNeedsNoFormat) {
   const int count[] = {0x2000};
   int values[3] = {-1, -1, -1};
   EXPECT_EQ(gl::wglGetPixelFormatAttribivARB(hdc, 0, 0, 1, count, values), 1);
@@ -180,7 +181,8 @@ TEST_F(PixelFormatsTest, AttributesWithoutAFormat) {
   EXPECT_EQ(gl::wglGetPixelFormatAttribfvARB(nullptr, 1, 0, 1, count, floats), 0);
 }
 
-TEST_F(PixelFormatsTest, Choose) {
+// A choice gives the formats whose attributes are exactly or at least those asked for, in their order.
+TEST_F(PixelFormatsTest, ChooseFindsByAttributes) {
   EXPECT_EQ(choose({}), (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}));
   EXPECT_EQ(choose({0x2010, 1, 0x2042, 4}), (std::vector<int>{9, 10, 11, 12, 13, 14}));
   EXPECT_EQ(choose({0x2041, 1, 0x2011, 1}), (std::vector<int>{8, 10, 12, 14}));
@@ -202,7 +204,8 @@ TEST_F(PixelFormatsTest, Choose) {
   EXPECT_EQ(choose({0x7777, 1}).size(), 0u);
 }
 
-TEST_F(PixelFormatsTest, ChooseByFloats) {
+// Attributes given as floats are truncated, and only a key of zero ends their list.
+TEST_F(PixelFormatsTest, ChooseTakesFloats) {
   EXPECT_EQ(choose({}, {8258.0f, 4.0f}), (std::vector<int>{9, 10, 11, 12, 13, 14}));  // 0x2042
   EXPECT_EQ(choose({}, {8258.9f, 3.5f}), (std::vector<int>{9, 10, 11, 12, 13, 14}));  // the key is truncated
   EXPECT_EQ(choose({0x2011, 1}, {8257.0f, 1.0f}), (std::vector<int>{8, 10, 12, 14}));
@@ -217,7 +220,8 @@ TEST_F(PixelFormatsTest, ChooseByFloats) {
   EXPECT_EQ(choose({}, {-0.0f, 99.0f}).size(), 14u);
 }
 
-TEST_F(PixelFormatsTest, ChooseWithinTheMaximum) {
+// A choice writes no more formats than there is room for and counts all of them; without room or device context it fails.
+TEST_F(PixelFormatsTest, ChooseStaysWithinTheMaximum) {
   const int list[] = {0x2042, 4, 0};
   int formats[4] = {-1, -1, -1, -1};
   UINT count = 0;

@@ -22,7 +22,7 @@ class PresentTest : public FrameTest {
 };
 
 // Without composition and without a display of its own a window is shown by a blit of its client area.
-TEST_F(PresentTest, Blit) {
+TEST_F(PresentTest, BlitShowsTheClientArea) {
   start();
   present();
   startTrace();
@@ -38,8 +38,8 @@ TEST_F(PresentTest, Blit) {
   EXPECT_EQ(shown.rect.bottom, 48);
 }
 
-// What the composition callback is given.
-TEST_F(PresentTest, CallbackData) {
+// The composition callback is given the window's data.
+TEST_F(PresentTest, CallbackGetsItsData) {
   start();
   present();
   EXPECT_EQ(lastCallback.nVersion, 2u);
@@ -53,15 +53,15 @@ TEST_F(PresentTest, CallbackData) {
 }
 
 // A plain flush presents nothing.
-TEST_F(PresentTest, ModeZero) {
+TEST_F(PresentTest, ModeZeroPresentsNothing) {
   start();
   SubmitFlush(currentContext(), 0, nullptr, 0, nullptr, 0, nullptr, 0);
   EXPECT_EQ(compositionCalls, 0u);
   EXPECT_EQ(sim::presentCount(), 0u);
 }
 
-// On a composed desktop the back buffer is copied into the redirection surface: words, lists, patches, flag, token.
-TEST_F(PresentTest, RedirectedCopy) {
+// On a composed desktop the back buffer is copied into the redirection surface, with these words, lists, patches, flag and token.
+TEST_F(PresentTest, RedirectedCopyHasItsWords) {
   sim::setComposition(true);
   start();
   token = 0x123456789ABCull;
@@ -95,7 +95,7 @@ TEST_F(PresentTest, RedirectedCopy) {
 }
 
 // With residency the same words go without lists.
-TEST_F(PresentTest, RedirectedCopyWithResidency) {
+TEST_F(PresentTest, RedirectedCopyHasNoListsWithResidency) {
   leave();
   detach();
   sim::setResidency(true);
@@ -113,7 +113,7 @@ TEST_F(PresentTest, RedirectedCopyWithResidency) {
 }
 
 // The copy waits for the later of the two fences.
-TEST_F(PresentTest, WaitsForTheLaterFence) {
+TEST_F(PresentTest, CopyWaitsForTheLaterFence) {
   leave();
   detach();
   sim::setResidency(true);
@@ -129,7 +129,7 @@ TEST_F(PresentTest, WaitsForTheLaterFence) {
 }
 
 // A new share handle closes the old surface and opens the new one; the same one is left alone.
-TEST_F(PresentTest, ShareHandleChanges) {
+TEST_F(PresentTest, NewShareHandleReplacesTheSurface) {
   sim::setComposition(true);
   start();
   startTrace();
@@ -152,7 +152,7 @@ TEST_F(PresentTest, ShareHandleChanges) {
 }
 
 // A share handle of 0 after another closes the surface and presents by blit.
-TEST_F(PresentTest, CompositionEnds) {
+TEST_F(PresentTest, EndOfCompositionPresentsByBlit) {
   sim::setComposition(true);
   start();
   present();
@@ -166,7 +166,7 @@ TEST_F(PresentTest, CompositionEnds) {
 }
 
 // The runtime's private data of a shared surface, of any size, is given room.
-TEST_F(PresentTest, RuntimeData) {
+TEST_F(PresentTest, RuntimeDataGetTheirRoom) {
   sim::setComposition(true);
   sim::setSharedRuntimeDataSize(200);
   start();
@@ -175,7 +175,7 @@ TEST_F(PresentTest, RuntimeData) {
 }
 
 // A surface that cannot be made resident is given back, and the frame is skipped with the record unchanged.
-TEST_F(PresentTest, CompositionSurfaceNotResident) {
+TEST_F(PresentTest, SurfaceThatIsNotResidentIsGivenBack) {
   leave();
   detach();
   sim::setResidency(true);
@@ -194,7 +194,7 @@ TEST_F(PresentTest, CompositionSurfaceNotResident) {
 }
 
 // A failed open is not tested: the record takes what it was given, and the frame goes by blit.
-TEST_F(PresentTest, OpenRefused) {
+TEST_F(PresentTest, RefusedOpenGoesByBlit) {
   sim::setComposition(true);
   start();
   sim::failCall("D3DKMTOpenResource", 1, static_cast<NTSTATUS>(0xC0000017));
@@ -205,7 +205,7 @@ TEST_F(PresentTest, OpenRefused) {
 }
 
 // The end of a composed window gives back both its surfaces before the host is told.
-TEST_F(PresentTest, TeardownOfAComposedWindow) {
+TEST_F(PresentTest, ComposedWindowGivesBackBothSurfaces) {
   sim::setComposition(true);
   start();
   present();
@@ -216,7 +216,7 @@ TEST_F(PresentTest, TeardownOfAComposedWindow) {
 }
 
 // A window without a picture shows nothing.
-TEST_F(PresentTest, NoBackBuffer) {
+TEST_F(PresentTest, WindowWithoutAPictureShowsNothing) {
   sim::setComposition(true);
   start();
   sim::minimiseWindow(window);
@@ -233,7 +233,7 @@ class PacingTest : public PresentTest {
 };
 
 // Only a swap interval of exactly 1 is paced.
-TEST_F(PacingTest, OnlyIntervalOne) {
+TEST_F(PacingTest, OnlyIntervalOneIsPaced) {
   start();
   EXPECT_EQ(currentContext()->swapInterval, -1);
   present();
@@ -263,7 +263,7 @@ TEST_F(PacingTest, OnePresentPerRefresh) {
 }
 
 // The statistics asked for are those of presents, type 4, and the blank waited for is that of source 0.
-TEST_F(PacingTest, WhatIsAsked) {
+TEST_F(PacingTest, StatisticsAreThoseOfPresents) {
   start();
   currentContext()->swapInterval = 1;
   present();
@@ -280,7 +280,7 @@ TEST_F(PacingTest, WhatIsAsked) {
 }
 
 // The copy of the composition road is paced too, inside the submission.
-TEST_F(PacingTest, CompositionRoad) {
+TEST_F(PacingTest, CompositionRoadIsPacedToo) {
   sim::setComposition(true);
   start();
   currentContext()->swapInterval = 1;
@@ -295,7 +295,7 @@ TEST_F(PacingTest, CompositionRoad) {
 }
 
 // Without statistics nothing is waited for and nothing is remembered.
-TEST_F(PacingTest, NoStatistics) {
+TEST_F(PacingTest, NothingIsPacedWithoutStatistics) {
   start();
   currentContext()->swapInterval = 1;
   currentContext()->lastRefreshCount = 12345;

@@ -8,7 +8,7 @@ namespace qv::test {
 namespace {
 
 // Every name of the table finds its own row, the first and the last among them.
-TEST(ProcAddressTest, EveryRow) {
+TEST(ProcAddressTest, EveryNameFindsItsRow) {
   for (const ProcNameRow& row : ProcNameTable) EXPECT_EQ(DrvGetProcAddress(row.name), row.proc) << row.name;
   EXPECT_STREQ(ProcNameTable[0].name, "glAccum");
   EXPECT_STREQ(ProcNameTable[1365].name, "wglSwapIntervalEXT");
@@ -16,15 +16,15 @@ TEST(ProcAddressTest, EveryRow) {
 }
 
 // Names that are near to one of the table, or before and behind all of them, are not found.
-TEST(ProcAddressTest, UnknownNames) {
+TEST(ProcAddressTest, UnknownNamesAreNotFound) {
   for (const char* const name : {"", "A", "glAccu", "glAccumA", "glaccum", "glVertex3", "glVertex3fx", "wglSwapIntervalEX",
                                  "wglSwapIntervalEXTA", "zzz", "\xff", "wglCreateContext"}) {
     EXPECT_EQ(DrvGetProcAddress(name), nullptr) << name;
   }
 }
 
-// ARB and EXT names of one function.
-TEST(ProcAddressTest, WglTwins) {
+// The ARB and EXT names of a window system function are one function.
+TEST(ProcAddressTest, WglTwinsAreOneFunction) {
   for (const char* const base :
        {"wglBindTexImage", "wglChoosePixelFormat", "wglCreatePbuffer", "wglDestroyPbuffer", "wglGetCurrentReadDC",
         "wglGetPbufferDC", "wglGetPixelFormatAttribfv", "wglGetPixelFormatAttribiv", "wglMakeContextCurrent", "wglQueryPbuffer",

@@ -28,7 +28,7 @@ class SubmissionTest : public MachineTest {
 };
 
 // Rows of a surface are multiples of 64 bytes.
-TEST_F(SubmissionTest, Pitch) {
+TEST_F(SubmissionTest, PitchIsAMultipleOf64) {
   ASSERT_EQ(attach(), 1);
   EXPECT_EQ(pitchOf(1), 64u);
   EXPECT_EQ(pitchOf(16), 64u);
@@ -36,8 +36,8 @@ TEST_F(SubmissionTest, Pitch) {
   EXPECT_EQ(pitchOf(640), 2560u);
 }
 
-// The descriptor of a back buffer, byte by byte, with both pools.
-TEST_F(SubmissionTest, Descriptor) {
+// The descriptor of a back buffer has these bytes, with both pools.
+TEST_F(SubmissionTest, DescriptorHasItsBytes) {
   for (const uint32_t pool : {3u, 4u}) {
     sim::setAdapterCaps(pool == 4 ? 1u << 28 : 0);
     ASSERT_EQ(attach(), 1);
@@ -50,8 +50,8 @@ TEST_F(SubmissionTest, Descriptor) {
   }
 }
 
-// Every row of the format table; the first of two rows with one format wins.
-TEST_F(SubmissionTest, DisplayFormats) {
+// Every row of the format table gives its format; the first of two rows with one format wins.
+TEST_F(SubmissionTest, DisplayFormatsFollowTheTable) {
   const std::pair<uint32_t, uint32_t> rows[] = {
       {22, 7},          {21, 0},          {33, 9},           {32, 2},          {31, 77},         {35, 80},
       {20, 10},         {23, 16},         {30, 17},          {26, 18},         {24, 19},         {25, 20},
@@ -69,8 +69,8 @@ TEST_F(SubmissionTest, DisplayFormats) {
   EXPECT_EQ(surfaceBytesPerPixel(7), 4u);
 }
 
-// The end word of a new surface, with its lists.
-TEST_F(SubmissionTest, EndWord) {
+// The end word of a new surface is submitted with its lists.
+TEST_F(SubmissionTest, EndWordHasItsLists) {
   ASSERT_EQ(attach(), 1);
   Surface surface = create(20, 20);
   sim::setSubmissionLog(true);
@@ -96,7 +96,7 @@ TEST_F(SubmissionTest, EndWord) {
 }
 
 // With residency a submission has no lists.
-TEST_F(SubmissionTest, EndWordWithResidency) {
+TEST_F(SubmissionTest, EndWordHasNoListsWithResidency) {
   sim::setResidency(true);
   ASSERT_EQ(attach(), 1);
   Surface surface = create(20, 20);
@@ -109,8 +109,8 @@ TEST_F(SubmissionTest, EndWordWithResidency) {
   DestroySurfaceAllocation(surface);
 }
 
-// Making and giving back a surface: the calls in both models.
-TEST_F(SubmissionTest, SurfaceCalls) {
+// A surface is made and given back by these calls, in both models.
+TEST_F(SubmissionTest, SurfaceIsMadeAndGivenBack) {
   ASSERT_EQ(attach(), 1);
   startTrace();
   Surface surface = create(8, 8);
@@ -132,7 +132,7 @@ TEST_F(SubmissionTest, SurfaceCalls) {
 }
 
 // A surface that cannot be made resident is undone, and the caller's places stay as they were.
-TEST_F(SubmissionTest, ResidencyRefused) {
+TEST_F(SubmissionTest, RefusedResidencyUndoesTheSurface) {
   sim::setResidency(true);
   ASSERT_EQ(attach(), 1);
   sim::failCall("D3DKMTMakeResident", 1, static_cast<NTSTATUS>(0xC0000017));
@@ -148,7 +148,7 @@ TEST_F(SubmissionTest, ResidencyRefused) {
 }
 
 // A wait is made once per value, only for what is still pending, and again after a failure.
-TEST_F(SubmissionTest, PagingFence) {
+TEST_F(SubmissionTest, PagingFenceIsWaitedForOnce) {
   sim::setResidency(true);
   ASSERT_EQ(attach(), 1);
   const char* const wait = "D3DKMTWaitForSynchronizationObjectFromGpu";
@@ -177,7 +177,7 @@ TEST_F(SubmissionTest, PagingFence) {
 }
 
 // Outside residency there is nothing to wait for.
-TEST_F(SubmissionTest, NoFenceWithoutResidency) {
+TEST_F(SubmissionTest, NothingIsWaitedForWithoutResidency) {
   ASSERT_EQ(attach(), 1);
   waitForPagingFence(1000);
   EXPECT_EQ(sim::callCount("D3DKMTWaitForSynchronizationObjectFromGpu"), 0u);

@@ -14,7 +14,7 @@ class SwapTest : public FrameTest {
 };
 
 // A null device context swaps the current context, and without one there is nothing to swap.
-TEST_F(SwapTest, NullDeviceContext) {
+TEST_F(SwapTest, NullDeviceContextSwapsTheCurrentContext) {
   EXPECT_EQ(DrvSwapBuffers(nullptr), 0);
   makeCurrent(makeWindow());
   EXPECT_EQ(DrvSwapBuffers(nullptr), 1);
@@ -26,7 +26,7 @@ TEST_F(SwapTest, NullDeviceContext) {
 }
 
 // A single-buffered format ends its frames with GL_FRONT.
-TEST_F(SwapTest, SingleBuffered) {
+TEST_F(SwapTest, SingleBufferedFramesEndInFront) {
   makeCurrent(makeWindow(3));
   EXPECT_EQ(DrvSwapBuffers(nullptr), 1);
   EXPECT_EQ(flushes().at(0).word(36), 1028u);
@@ -34,7 +34,7 @@ TEST_F(SwapTest, SingleBuffered) {
 }
 
 // The mark is written once: not after glFinish, not after another swap. The packet is sent all the same, with an empty stream.
-TEST_F(SwapTest, MarkOnce) {
+TEST_F(SwapTest, MarkIsWrittenOnce) {
   makeCurrent(makeWindow());
   writeSomething();
   gl::glFinish();
@@ -48,7 +48,7 @@ TEST_F(SwapTest, MarkOnce) {
 }
 
 // Drawing to the front buffer ends with the frame unless the draw buffer is still the front one.
-TEST_F(SwapTest, FrontDirty) {
+TEST_F(SwapTest, FrontDrawingEndsWithTheFrame) {
   makeCurrent(makeWindow());
   currentContext()->frontDirty = 1;
   DrvSwapBuffers(nullptr);
@@ -60,7 +60,7 @@ TEST_F(SwapTest, FrontDirty) {
 }
 
 // The window decides whose frame ends: the current context if it is bound there, else the first of the list that is.
-TEST_F(SwapTest, ChoiceOfContext) {
+TEST_F(SwapTest, WindowDecidesWhoseFrameEnds) {
   const HWND first = makeWindow(), second = makeWindow(), third = makeWindow();
   const DHGLRC onFirst = makeCurrent(first);
   const DHGLRC onSecond = makeCurrent(second);
@@ -78,7 +78,7 @@ TEST_F(SwapTest, ChoiceOfContext) {
 }
 
 // A thread without a context of its own may swap a window.
-TEST_F(SwapTest, FromAnotherThread) {
+TEST_F(SwapTest, AnyThreadMaySwapAWindow) {
   const HWND window = makeWindow();
   makeCurrent(window);
   const HDC hdc = dc(window);
@@ -90,7 +90,7 @@ TEST_F(SwapTest, FromAnotherThread) {
 }
 
 // A device context without a window ends no frame, though a context that was never made current has no window either.
-TEST_F(SwapTest, MemoryDeviceContext) {
+TEST_F(SwapTest, MemoryDeviceContextEndsNoFrame) {
   makeContext(makeWindow());
   const HDC memory = sim::createMemoryDC();
   EXPECT_EQ(DrvSwapBuffers(memory), 0);
@@ -99,7 +99,7 @@ TEST_F(SwapTest, MemoryDeviceContext) {
 }
 
 // glFlush of a double-buffered, unshared context marks the stream and sends nothing.
-TEST_F(SwapTest, FlushOnlyMarks) {
+TEST_F(SwapTest, FlushMarksAndSendsNothing) {
   makeCurrent(makeWindow());
   gl::glFlush();
   gl::glFlush();
@@ -109,7 +109,7 @@ TEST_F(SwapTest, FlushOnlyMarks) {
 }
 
 // Front drawing is shown by glFlush while the window is visible, and only flushed while it is not.
-TEST_F(SwapTest, FlushShowsTheFront) {
+TEST_F(SwapTest, FlushShowsAVisibleFront) {
   const HWND window = makeWindow(3);
   makeCurrent(window);
   writeSomething();
@@ -126,7 +126,7 @@ TEST_F(SwapTest, FlushShowsTheFront) {
 }
 
 // A steady frame makes no other platform calls than these.
-TEST_F(SwapTest, SteadyFrameCalls) {
+TEST_F(SwapTest, SteadyFrameMakesTheseCallsOnly) {
   makeCurrent(makeWindow());
   for (int frame = 0; frame < 3; ++frame) {
     writeSomething();

@@ -102,15 +102,17 @@ void runWorkers() {
   for (std::thread& thread : threads) thread.join();
 }
 
-// Everything that the threads made is gone at the end: the fixture counts what lives.
-TEST_F(ThreadsTest, OwnWindows) { runWorkers(); }
+// Threads that draw to windows of their own leave nothing behind: the fixture counts what lives.
+TEST_F(ThreadsTest, ThreadsWithOwnWindowsLeaveNothing) { runWorkers(); }
 
-TEST_F(ThreadsTest, OwnWindowsComposed) {
+// Threads that draw to windows of their own on a composed desktop leave nothing behind.
+TEST_F(ThreadsTest, ThreadsOnAComposedDesktopLeaveNothing) {
   sim::setComposition(true);
   runWorkers();
 }
 
-TEST_F(ThreadsTest, OwnWindowsComposedWithResidency) {
+// Threads that draw to windows of their own on a composed desktop with residency leave nothing behind.
+TEST_F(ThreadsTest, ThreadsWithResidencyLeaveNothing) {
   leave();
   detach();
   sim::setResidency(true);
@@ -119,8 +121,8 @@ TEST_F(ThreadsTest, OwnWindowsComposedWithResidency) {
   runWorkers();
 }
 
-// A window whose owner moves, resizes and at last destroys it while another thread draws into it.
-TEST_F(ThreadsTest, DrawnByAnotherThread) {
+// A window may be moved, resized and at last destroyed by its owner while another thread draws into it.
+TEST_F(ThreadsTest, WindowDrawnByAnotherThreadMayGo) {
   for (int round = 0; round < 40; ++round) {
     std::atomic<HWND> window{nullptr};
     std::atomic<bool> drawn{false}, gone{false};
@@ -154,7 +156,7 @@ TEST_F(ThreadsTest, DrawnByAnotherThread) {
 }
 
 // Contexts are created, looked up and deleted by all threads at once.
-TEST_F(ThreadsTest, Registry) {
+TEST_F(ThreadsTest, RegistryServesAllThreadsAtOnce) {
   const HWND window = makeWindow();
   const HDC hdc = dc(window);
   std::vector<std::thread> threads;

@@ -121,7 +121,8 @@ void expectRect(const RECT& rect, LONG left, LONG top, LONG right, LONG bottom) 
   EXPECT_EQ((std::vector<LONG>{rect.left, rect.top, rect.right, rect.bottom}), (std::vector<LONG>{left, top, right, bottom}));
 }
 
-TEST_F(ThunkRecordsTest, CreateContext) {
+// The record of the kernel context names the device, node 0 and six words of private data.
+TEST_F(ThunkRecordsTest, CreateContextHasItsRecord) {
   ASSERT_EQ(attach(), 1);
   EXPECT_EQ(last.createContext.hDevice, Host.device);
   EXPECT_EQ(last.createContext.NodeOrdinal, 0u);
@@ -131,7 +132,8 @@ TEST_F(ThunkRecordsTest, CreateContext) {
   EXPECT_EQ(last.contextData, bytesOfWords({65536, 0, 0, 0, 0, 0}));
 }
 
-TEST_F(ThunkRecordsTest, Escape) {
+// The record of an escape names adapter and device, type 0 and the size of the packet.
+TEST_F(ThunkRecordsTest, EscapeHasItsRecord) {
   ASSERT_EQ(attach(), 1);
   EXPECT_EQ(last.escape.hAdapter, Host.adapter);
   EXPECT_EQ(last.escape.hDevice, Host.device);
@@ -141,8 +143,8 @@ TEST_F(ThunkRecordsTest, Escape) {
   EXPECT_EQ(last.escape.hContext, 0u);
 }
 
-// A back buffer of 64 by 48: record, descriptor, private data.
-TEST_F(ThunkRecordsTest, BackBuffer) {
+// A back buffer of 64 by 48 has this record, descriptor and private data.
+TEST_F(ThunkRecordsTest, BackBufferHasItsRecord) {
   start();
   ASSERT_EQ(last.allocations.size(), 1u);
   const LastRecords::Allocation& made = last.allocations[0];
@@ -171,7 +173,7 @@ TEST_F(ThunkRecordsTest, BackBuffer) {
 }
 
 // The flip surface carries its source and the refresh rate; the mode is set as it was.
-TEST_F(ThunkRecordsTest, FlipSurface) {
+TEST_F(ThunkRecordsTest, FlipSurfaceHasItsRecord) {
   sim::setMonitors({{},
                     {.device = u"\\\\.\\DISPLAY2",
                      .rect = {1920, 0, 2720, 600},
@@ -210,7 +212,8 @@ TEST_F(ThunkRecordsTest, FlipSurface) {
   EXPECT_EQ(last.present.SubRectCnt, 0u);
 }
 
-TEST_F(ThunkRecordsTest, Blit) {
+// The record of a blit names context, window, source and back buffer, and the client area thrice.
+TEST_F(ThunkRecordsTest, BlitHasItsRecord) {
   start();
   present();
   EXPECT_EQ(last.present.hContext, Host.context);
@@ -243,7 +246,8 @@ TEST_F(ThunkRecordsTest, BlitWaitsForTheLaterFence) {
   sim::setPagingHeld(false);
 }
 
-TEST_F(ThunkRecordsTest, OpenResource) {
+// The record that opens the redirection surface names its share handle and gives room for all private data.
+TEST_F(ThunkRecordsTest, OpenResourceHasItsRecord) {
   sim::setComposition(true);
   sim::setSharedRuntimeDataSize(20);
   start();
@@ -264,8 +268,8 @@ D3DKMT_HANDLE lastHandle, lastSyncObject;
 UINT64 lastFence;
 ResidencyThunks realThunks;
 
-// The records of residency: one allocation each, no priorities, both flags; one monitored fence.
-TEST_F(ThunkRecordsTest, Residency) {
+// The records of residency name one allocation each, no priorities and both flags, and one monitored fence.
+TEST_F(ThunkRecordsTest, ResidencyHasItsRecords) {
   sim::setResidency(true);
   ASSERT_EQ(attach(), 1);
   realThunks = Host.thunks;
@@ -323,8 +327,8 @@ void standInFront(const char* name, Thunk& real, Thunk front) {
   sim::registerExportAddress(u"Gdi32.dll", name, reinterpret_cast<PROC>(reinterpret_cast<void*>(front)));
 }
 
-// The paging queue and the trim notification of a process, from attach to detach. The next reset brings the thunks back.
-TEST_F(ThunkRecordsTest, PagingQueueAndTrim) {
+// The paging queue and the trim notification of a process last from attach to detach. The next reset brings the thunks back.
+TEST_F(ThunkRecordsTest, PagingQueueAndTrimLastFromAttachToDetach) {
   standInFront<PFND3DKMT_CREATEPAGINGQUEUE>("D3DKMTCreatePagingQueue", realCreateQueue, [](D3DKMT_CREATEPAGINGQUEUE* create) {
     lastQueue = *create;
     return realCreateQueue(create);

@@ -80,7 +80,7 @@ struct RequestCase {
 class RequestTest : public WglContextTest, public ::testing::WithParamInterface<RequestCase> {};
 
 // What a list asks for reaches the nested create in the thread's slot.
-TEST_P(RequestTest, Reaches) {
+TEST_P(RequestTest, ListValuesReachTheNestedCreate) {
   EXPECT_NE(create(GetParam().attributes), nullptr);
   EXPECT_EQ(spy.creates, 1u);
   EXPECT_TRUE(spy.hadRequest);
@@ -102,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(Lists, RequestTest,
                                            RequestCase{{kMajor, 6554, kMinor, 0, kProfile, 2}, 40, 1}));
 
 // Without a list the defaults hold; a version below 2.1 comes back raised.
-TEST_F(WglContextTest, NullList) {
+TEST_F(WglContextTest, NullListGivesTheDefaults) {
   const HGLRC context = gl::wglCreateContextAttribsARB(hdc, nullptr, nullptr);
   ASSERT_NE(context, nullptr);
   made.push_back(context);
@@ -117,8 +117,8 @@ struct RefusalCase {
 };
 class RefusalTest : public WglContextTest, public ::testing::WithParamInterface<RefusalCase> {};
 
-// What is refused, with which code; no create is tried.
-TEST_P(RefusalTest, WithItsCode) {
+// Each of these lists is refused with its code, and no create is tried.
+TEST_P(RefusalTest, ListIsRefusedWithItsCode) {
   EXPECT_EQ(create(GetParam().attributes), nullptr);
   EXPECT_EQ(GetLastError(), GetParam().error);
   EXPECT_EQ(spy.creates, 0u);
@@ -129,14 +129,15 @@ INSTANTIATE_TEST_SUITE_P(Lists, RefusalTest,
                                            RefusalCase{{kMajor, 4, kMinor, 7}, 8341}, RefusalCase{{kMajor, 5, kProfile, 3}, 8341},
                                            RefusalCase{{kMajor, 3, 0x7777, 1, kMajor, 9}, 87}, RefusalCase{{-1, 1}, 87}));
 
-TEST_F(WglContextTest, NullDeviceContext) {
+// A null device context is error 87.
+TEST_F(WglContextTest, NullDeviceContextIsRefused) {
   SetLastError(0);
   EXPECT_EQ(gl::wglCreateContextAttribsARB(nullptr, nullptr, nullptr), nullptr);
   EXPECT_EQ(GetLastError(), 87u);
 }
 
 // The ceiling is the host's: a host of 3.3 still allows 4.1 and nothing above.
-TEST_F(WglContextTest, Ceiling) {
+TEST_F(WglContextTest, CeilingIsTheHosts) {
   GlVersionCeiling = 410;
   EXPECT_NE(create({kMajor, 4, kMinor, 1}), nullptr);
   EXPECT_EQ(create({kMajor, 4, kMinor, 2}), nullptr);
@@ -144,7 +145,7 @@ TEST_F(WglContextTest, Ceiling) {
 }
 
 // A create that fails leaves no request behind; one without the system's function gives nothing.
-TEST_F(WglContextTest, FailedCreate) {
+TEST_F(WglContextTest, FailedCreateLeavesNoRequest) {
   spy.fails = true;
   EXPECT_EQ(create({kMajor, 3}), nullptr);
   EXPECT_EQ(TlsGetValue(CreateRequestTlsSlot), nullptr);
@@ -155,7 +156,7 @@ TEST_F(WglContextTest, FailedCreate) {
 }
 
 // A share context is joined through the system, whose answer is not read.
-TEST_F(WglContextTest, Share) {
+TEST_F(WglContextTest, ShareContextIsJoinedThroughTheSystem) {
   const HGLRC first = create({});
   const HGLRC second = create({}, first);
   ASSERT_NE(second, nullptr);
@@ -167,7 +168,7 @@ TEST_F(WglContextTest, Share) {
 }
 
 // The debug bit counts from 4.3 on, for the version that the creation settled.
-TEST_F(WglContextTest, DebugContexts) {
+TEST_F(WglContextTest, DebugBitCountsFrom43On) {
   makeCurrent(window);
   const HGLRC before = OpenGl32.getCurrentContext();
   const auto debugOutput = [&](std::vector<int> attributes) {
@@ -186,7 +187,7 @@ TEST_F(WglContextTest, DebugContexts) {
 }
 
 // The default text leaves out the two multisample names.
-TEST_F(WglContextTest, ExtensionString) {
+TEST_F(WglContextTest, ExtensionStringLeavesMultisampleOut) {
   const char* const text = gl::wglGetExtensionsStringARB(nullptr);
   EXPECT_STREQ(text,
                "WGL_ARB_extensions_string WGL_EXT_extensions_string WGL_ARB_pixel_format WGL_EXT_pixel_format "
@@ -198,7 +199,8 @@ TEST_F(WglContextTest, ExtensionString) {
   EXPECT_EQ(std::strncmp(gl::wglGetExtensionsStringEXT(), "WGL_ARB_multisample WGL_EXT_multisample WGL_ARB_ext", 51), 0);
 }
 
-TEST_F(WglContextTest, SwapInterval) {
+// The swap interval needs a current context, is 1 at first, and is kept as 0 or 1.
+TEST_F(WglContextTest, SwapIntervalIsAnsweredAsZeroOrOne) {
   EXPECT_EQ(gl::wglGetSwapIntervalEXT(), -1);
   EXPECT_EQ(gl::wglSwapIntervalEXT(1), 0);
   makeCurrent(window);
@@ -212,7 +214,8 @@ TEST_F(WglContextTest, SwapInterval) {
   EXPECT_EQ(gl::wglGetSwapIntervalEXT(), 0);
 }
 
-TEST_F(WglContextTest, CurrentRead) {
+// A read drawable other than the drawable is error 6; the drawable is told as both.
+TEST_F(WglContextTest, ReadDrawableIsTheDrawable) {
   const HGLRC context = create({});
   const HDC other = dc(makeWindow());
   SetLastError(0);

@@ -24,8 +24,9 @@ class WindowRecordTest : public FrameTest {
 
 constexpr uint16_t kNoAttributes[] = {0};
 
-// The first sight of a window: thread, packet, hook. The record starts shared, with an empty rectangle.
-TEST_F(WindowRecordTest, FirstSight) {
+// The first sight of a window looks up its thread, sends the packet and sets the hook; the record starts shared, with an empty
+// rectangle.
+TEST_F(WindowRecordTest, FirstSightMakesARecord) {
   const HWND window = makeWindow();
   startTrace();
   EXPECT_EQ(FindOrCreateWindowRecord(window, kNoAttributes), 900u);
@@ -46,7 +47,7 @@ TEST_F(WindowRecordTest, FirstSight) {
 }
 
 // New records and hooks go to the front; one thread has one hook.
-TEST_F(WindowRecordTest, TwoWindowsOneHook) {
+TEST_F(WindowRecordTest, ThreadHasOneHook) {
   const HWND first = makeWindow(), second = makeWindow();
   FindOrCreateWindowRecord(first, kNoAttributes);
   FindOrCreateWindowRecord(second, kNoAttributes);
@@ -57,7 +58,7 @@ TEST_F(WindowRecordTest, TwoWindowsOneHook) {
 }
 
 // The hook goes to the thread that owns the window, not to the caller, and that thread's exit removes it.
-TEST_F(WindowRecordTest, WindowOfAnotherThread) {
+TEST_F(WindowRecordTest, HookGoesToTheOwningThread) {
   HWND window = nullptr;
   DWORD owner = 0;
   std::thread([&] {
@@ -75,7 +76,7 @@ TEST_F(WindowRecordTest, WindowOfAnotherThread) {
 }
 
 // A hook that cannot be installed is kept as null, and its end does not unhook.
-TEST_F(WindowRecordTest, HookRefused) {
+TEST_F(WindowRecordTest, RefusedHookIsKeptAsNull) {
   sim::failCall("SetWindowsHookExW", 1, 8);
   const HWND window = makeWindow();
   EXPECT_EQ(FindOrCreateWindowRecord(window, kNoAttributes), 900u);
@@ -88,7 +89,7 @@ TEST_F(WindowRecordTest, HookRefused) {
 }
 
 // The first flush measures, checks the owner, makes the back buffer, touches it and waits for it before the host is told.
-TEST_F(WindowRecordTest, FirstFlushOrder) {
+TEST_F(WindowRecordTest, FirstFlushPreparesBeforeTheHostIsTold) {
   const HWND window = makeWindow(4, {100, 50, 164, 98});
   const DHGLRC handle = makeContext(window);
   FindOrCreateWindowRecord(window, kNoAttributes);
@@ -114,7 +115,7 @@ TEST_F(WindowRecordTest, FirstFlushOrder) {
 }
 
 // A move rechecks the owner and keeps the back buffer; the packet has the new rectangle.
-TEST_F(WindowRecordTest, Move) {
+TEST_F(WindowRecordTest, MoveKeepsTheBackBuffer) {
   const HWND window = makeWindow(4, {100, 50, 164, 98});
   makeCurrent(window);
   flush();
@@ -130,7 +131,7 @@ TEST_F(WindowRecordTest, Move) {
 }
 
 // A new size makes a new back buffer.
-TEST_F(WindowRecordTest, Resize) {
+TEST_F(WindowRecordTest, ResizeMakesANewBackBuffer) {
   const HWND window = makeWindow(4, {100, 50, 164, 98});
   makeCurrent(window);
   flush();
@@ -149,7 +150,7 @@ TEST_F(WindowRecordTest, Resize) {
 }
 
 // A minimised window loses its back buffer and is flushed without one; restored it has a new one.
-TEST_F(WindowRecordTest, Minimise) {
+TEST_F(WindowRecordTest, MinimisedWindowHasNoBackBuffer) {
   const HWND window = makeWindow();
   makeCurrent(window);
   flush();
@@ -167,7 +168,7 @@ TEST_F(WindowRecordTest, Minimise) {
 }
 
 // A back buffer that cannot be made is tried again at the next flush.
-TEST_F(WindowRecordTest, BackBufferRefused) {
+TEST_F(WindowRecordTest, RefusedBackBufferIsTriedAgain) {
   const HWND window = makeWindow();
   const DHGLRC handle = makeContext(window);
   FindOrCreateWindowRecord(window, kNoAttributes);
@@ -185,8 +186,8 @@ struct PositionCase {
 };
 class PositionTest : public WindowRecordTest, public ::testing::WithParamInterface<PositionCase> {};
 
-// Which WM_WINDOWPOSCHANGED count as a change of geometry.
-TEST_P(PositionTest, Flags) {
+// WM_WINDOWPOSCHANGED counts as a change of geometry by its flags.
+TEST_P(PositionTest, FlagsTellAChangeOfGeometry) {
   const HWND window = makeWindow();
   makeCurrent(window);
   flush();
@@ -198,8 +199,8 @@ INSTANTIATE_TEST_SUITE_P(Masks, PositionTest,
                                            PositionCase{6, true}, PositionCase{5, true}, PositionCase{3, true},
                                            PositionCase{0, true}, PositionCase{7 | 16, false}));
 
-// The other messages: activation always counts, a null position record does not, anything else does not.
-TEST_F(WindowRecordTest, OtherMessages) {
+// Activation always counts, a null position record does not, and no other message does.
+TEST_F(WindowRecordTest, ActivationAlwaysCounts) {
   const HWND window = makeWindow();
   makeCurrent(window);
   flush();
@@ -212,7 +213,7 @@ TEST_F(WindowRecordTest, OtherMessages) {
 }
 
 // The routine acts on code 0 and a record alone, and always passes the message on.
-TEST_F(WindowRecordTest, HookRoutineGuards) {
+TEST_F(WindowRecordTest, HookRoutineAlwaysPassesOn) {
   const HWND window = makeWindow();
   makeCurrent(window);
   flush();
@@ -231,7 +232,7 @@ TEST_F(WindowRecordTest, HookRoutineGuards) {
 }
 
 // A child window learns of its top-level window's change; of two children only the first found does.
-TEST_F(WindowRecordTest, ChildrenOfAChangedWindow) {
+TEST_F(WindowRecordTest, FirstChildLearnsOfItsParentsChange) {
   const HWND top = makeWindow();
   const HWND first = sim::createWindow({.client = {110, 60, 120, 70}, .parent = top, .pixelFormat = 4});
   const HWND second = sim::createWindow({.client = {130, 60, 140, 70}, .parent = top, .pixelFormat = 4});
@@ -244,8 +245,8 @@ TEST_F(WindowRecordTest, ChildrenOfAChangedWindow) {
   sim::destroyWindow(second);
 }
 
-// The end of a window: its surfaces, then the packet; no eviction. Its contexts find no record any more.
-TEST_F(WindowRecordTest, Teardown) {
+// The end of a window gives back its surfaces, evicts nothing and then sends the packet; its contexts find no record any more.
+TEST_F(WindowRecordTest, TeardownGivesBackBeforeThePacket) {
   sim::setTrace(false);
   const HWND window = makeWindow();
   makeCurrent(window);
@@ -263,7 +264,7 @@ TEST_F(WindowRecordTest, Teardown) {
 }
 
 // A window without a record is destroyed without a word.
-TEST_F(WindowRecordTest, TeardownOfAStranger) {
+TEST_F(WindowRecordTest, WindowWithoutARecordGoesUnseen) {
   const HWND window = makeWindow(), stranger = makeWindow();
   makeCurrent(window);
   sim::destroyWindow(stranger);
@@ -271,7 +272,7 @@ TEST_F(WindowRecordTest, TeardownOfAStranger) {
 }
 
 // A window that goes while its flush is under way is torn down when the flush is done, once.
-TEST_F(WindowRecordTest, DestroyedDuringAFlush) {
+TEST_F(WindowRecordTest, WindowThatGoesDuringItsFlushIsTornDownOnce) {
   const HWND window = makeWindow();
   makeCurrent(window);
   flush();

@@ -2,7 +2,7 @@
 #include <unistd.h>
 
 #include "peer/link/host_client.h"
-#include "test_guest.h"
+#include "tests/peer/test_guest.h"
 
 int main(int argc, char** argv) {
   using namespace qv::peer::test;
@@ -11,14 +11,14 @@ int main(int argc, char** argv) {
   TestGuest guest(*client, static_cast<uint32_t>(getpid()));
   if (!guest.start(300, 300)) return 2;
   Stream heavy;
-  for (int i = 0; i < 100000; ++i) heavy.add(206, 0.0f, 0.0f, 1.0f, 1.0f);
-  heavy.add(203, 0x4000u);
-  guest.flush(heavy, 1029);
+  for (int i = 0; i < 100000; ++i) heavy.add(kClearColor, 0.0f, 0.0f, 1.0f, 1.0f);
+  heavy.add(kClear, GL_COLOR_BUFFER_BIT);
+  guest.flush(heavy, GL_BACK);
   if (write(1, "d", 1) != 1) return 2;
   for (;;) {
-    guest.flush(heavy, 1029);
+    guest.flush(heavy, GL_BACK);
     guest.glError();
-    guest.flush(Stream().add(7, 4u).add(136, 0.0f, 0.0f, 0.0f));
-    guest.flush(Stream().add(43), 1029);
+    guest.flush(Stream().add(kBegin, GL_TRIANGLES).add(kVertex3f, 0.0f, 0.0f, 0.0f));
+    guest.flush(Stream().add(kEnd), GL_BACK);
   }
 }

@@ -16,14 +16,12 @@
 
 #include "peer/link/host_client.h"
 #include "peer/process/supervisor.h"
-#include "test_guest.h"
+#include "tests/peer/test_guest.h"
 
 extern char** environ;
 
 namespace qv::peer::test {
 namespace {
-
-constexpr uint32_t kBack = 1029;
 
 pid_t startProgram(const std::vector<std::string>& command, int output = -1) {
   std::vector<char*> arguments;
@@ -129,22 +127,24 @@ class Host : public testing::Test {
   std::unique_ptr<HostClientGpu> client;
 };
 
-Stream clear(float red, float green, float blue) { return Stream().add(206, red, green, blue, 1.0f).add(203, 0x4000u); }
+Stream clear(float red, float green, float blue) {
+  return Stream().add(kClearColor, red, green, blue, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
+}
 
 // Frames, queries and statistics go through the process as they do inside one.
-TEST_F(Host, DrawsAndAnswers) {
+TEST_F(Host, HostDrawsAndAnswers) {
   TestGuest guest(*client);
   ASSERT_EQ(guest.version().header.status, 0);
   ASSERT_TRUE(guest.start(40, 30));
-  ASSERT_EQ(guest.flush(clear(0.0f, 1.0f, 1.0f), kBack), 0);
+  ASSERT_EQ(guest.flush(clear(0.0f, 1.0f, 1.0f), GL_BACK), 0);
   for (const uint32_t pixel : guest.surface->pixels()) ASSERT_EQ(pixel & 0xFFFFFF, 0x00FFFFu);
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(305, 1, 2, 3, 4).add(263, 0x0BA2u, 1u)), 1);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kViewport, 1, 2, 3, 4).add(kGetIntegerv, GL_VIEWPORT, 1u)), 1);
   Stream longStream;
-  for (int i = 0; i < 200000; ++i) longStream.add(206, 0.0f, 0.0f, 0.0f, 1.0f);
-  longStream.add(203, 0x4000u);
-  ASSERT_EQ(guest.flush(longStream, kBack), 0);
+  for (int i = 0; i < 200000; ++i) longStream.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f);
+  longStream.add(kClear, GL_COLOR_BUFFER_BIT);
+  ASSERT_EQ(guest.flush(longStream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(39, 29) & 0xFFFFFF, 0u);
-  EXPECT_EQ(guest.ask(Stream().add(1538, 100000), 400000).size(), 400000u);
+  EXPECT_EQ(guest.ask(Stream().add(kGenRenderbuffers, 100000), 400000).size(), 400000u);
   const GuestStatistics statistics = client->statistics();
   EXPECT_EQ(statistics.flushes, 4u);
   EXPECT_EQ(statistics.frames, 2u);
@@ -161,16 +161,16 @@ TEST_F(Host, GuestsAreApart) {
   ASSERT_TRUE(a.start(8, 8));
   ASSERT_TRUE(b.start(8, 8));
   EXPECT_EQ(a.context, b.context);
-  ASSERT_EQ(a.flush(clear(1, 0, 0), kBack), 0);
-  ASSERT_EQ(b.flush(clear(0, 0, 1), kBack), 0);
-  ASSERT_EQ(a.flush(Stream(), kBack), 0);
+  ASSERT_EQ(a.flush(clear(1, 0, 0), GL_BACK), 0);
+  ASSERT_EQ(b.flush(clear(0, 0, 1), GL_BACK), 0);
+  ASSERT_EQ(a.flush(Stream(), GL_BACK), 0);
   EXPECT_EQ(a.surface->pixel(0, 0) & 0xFFFFFF, 0xFF0000u);
   EXPECT_EQ(b.surface->pixel(0, 0) & 0xFFFFFF, 0x0000FFu);
   EXPECT_EQ(counters().guests, 2u);
   // An allocation of the one is none of the other.
   FlushPacket packet = b.flushPacket({});
   packet.backBuffer = a.surface->allocation.handle;
-  packet.presentMode = kBack;
+  packet.presentMode = GL_BACK;
   EXPECT_NE(b.send(packet), 0);
 }
 
@@ -182,24 +182,24 @@ TEST_F(Host, GuestsLeaveNothing) {
     const auto other = connectToHost(path());
     TestGuest guest(*other, 2);
     ASSERT_TRUE(guest.start(100, 100));
-    ASSERT_EQ(guest.flush(clear(1, 0, 0), kBack), 0);
+    ASSERT_EQ(guest.flush(clear(1, 0, 0), GL_BACK), 0);
     EXPECT_EQ(counters().guests, before.guests + 1);
   }
   expectSame(settled(before), before);
 }
 
 // Twenty guests are killed while they draw; a guest beside them never misses a frame, and the host is as before.
-TEST_F(Host, KilledGuests) {
+TEST_F(Host, KilledGuestsLeaveTheOthersAlone) {
   TestGuest guest(*client);
   ASSERT_TRUE(guest.start(64, 64));
-  ASSERT_EQ(guest.flush(clear(0, 0, 0), kBack), 0);
+  ASSERT_EQ(guest.flush(clear(0, 0, 0), GL_BACK), 0);
   const PeerCounters before = counters();
   std::atomic<bool> stop{false};
   std::atomic<uint32_t> frames{0}, wrong{0};
   std::thread drawing([&] {
     while (!stop.load()) {
       const bool red = frames.load() % 2 == 0;
-      wrong += guest.flush(clear(red ? 1.0f : 0.0f, 0, 0), kBack) != 0;
+      wrong += guest.flush(clear(red ? 1.0f : 0.0f, 0, 0), GL_BACK) != 0;
       wrong += (guest.surface->pixel(9, 9) & 0xFFFFFF) != (red ? 0xFF0000u : 0u);
       ++frames;
     }
@@ -234,7 +234,7 @@ TEST_F(Host, KilledGuests) {
 TEST_F(Host, IdleCostsNothing) {
   TestGuest guest(*client);
   ASSERT_TRUE(guest.start(64, 64));
-  ASSERT_EQ(guest.flush(clear(0, 0, 0), kBack), 0);
+  ASSERT_EQ(guest.flush(clear(0, 0, 0), GL_BACK), 0);
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
   const uint64_t before = hostTicks();
   std::this_thread::sleep_for(std::chrono::seconds(2));
@@ -242,13 +242,13 @@ TEST_F(Host, IdleCostsNothing) {
 }
 
 // A host that dies makes escapes fail, also the one that is waiting, and blocks nobody.
-TEST_F(Host, KilledHost) {
+TEST_F(Host, KilledHostFailsEscapesAndBlocksNobody) {
   TestGuest guest(*client);
   ASSERT_TRUE(guest.start(64, 64));
-  ASSERT_EQ(guest.flush(clear(0, 0, 0), kBack), 0);
+  ASSERT_EQ(guest.flush(clear(0, 0, 0), GL_BACK), 0);
   std::atomic<bool> ended{false};
   std::thread drawing([&] {
-    while (guest.result >= 0) guest.flush(clear(1, 0, 0), kBack);
+    while (guest.result >= 0) guest.flush(clear(1, 0, 0), GL_BACK);
     ended.store(true);
   });
   std::this_thread::sleep_for(std::chrono::milliseconds(30));
@@ -263,7 +263,7 @@ TEST_F(Host, KilledHost) {
 }
 
 // `--stats` prints the counters of a running host.
-TEST_F(Host, PrintsItsCounters) {
+TEST_F(Host, StatsPrintTheCounters) {
   TestGuest guest(*client);
   ASSERT_TRUE(guest.start(64, 64));
   int ends[2];
@@ -282,7 +282,7 @@ TEST_F(Host, PrintsItsCounters) {
 }
 
 // A second host at the same socket and a wrong option end with status 2 and one line.
-TEST_F(Host, RefusesToStartTwice) {
+TEST_F(Host, HostRefusesToStartTwice) {
   const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
   for (const std::vector<std::string>& command :
        {std::vector<std::string>{QV_HOST_PROGRAM, "--socket", path()}, {QV_HOST_PROGRAM, "--nonsense", "x"}, {QV_HOST_PROGRAM}}) {
@@ -317,7 +317,7 @@ TEST(OwnHost, LivesAsLongAsItsGuest) {
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
   TestGuest guest(*client);
   ASSERT_TRUE(guest.start(8, 8));
-  ASSERT_EQ(guest.flush(clear(1, 1, 0), kBack), 0);
+  ASSERT_EQ(guest.flush(clear(1, 1, 0), GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFFFF00u);
   pollfd look{ends[0], POLLIN, 0};
   EXPECT_EQ(poll(&look, 1, 50), 0);
@@ -328,7 +328,8 @@ TEST(OwnHost, LivesAsLongAsItsGuest) {
   close(ends[0]);
 }
 
-TEST(OwnHost, FailuresHaveAReason) {
+// A host that is not there, that does not start or whose socket is missing is told by its path.
+TEST(OwnHost, FailuresToStartHaveAReason) {
   std::string reason;
   setenv("QV_HOST_BINARY", "/nowhere/qv-host", 1);
   EXPECT_EQ(startHost(&reason), nullptr);

@@ -181,7 +181,7 @@ TEST(Layers, ReadmesQuoteTheTable) {
   }
 }
 
-// The test can tell a circle.
+// A circle is found and told as a text, and a graph without one gives none.
 TEST(Layers, CirclesAreFound) {
   EXPECT_EQ(circleIn({{"a", {"b"}}, {"b", {"c"}}, {"c", {"a"}}}), "a -> b -> c -> a");
   EXPECT_EQ(circleIn({{"a", {"a"}}}), "a -> a");

@@ -57,7 +57,7 @@ TEST_F(FbConfigTest, DefaultsGiveWindowConfigsInGlxOrder) {
   EXPECT_EQ(choose({}), (Formats{1, 3, 7, 9, 11, 13, 2, 4, 8, 10, 12, 14}));
 }
 
-// A null list is an empty list.
+// A null list gives what an empty list gives.
 TEST_F(FbConfigTest, NullListGivesTheDefaults) { EXPECT_EQ(chooseFbConfigs(all, nullptr).size(), 12u); }
 
 // Sample buffers sort before depth, so the format without depth stands first only among those without samples.
@@ -68,8 +68,8 @@ TEST_F(FbConfigTest, MinimumsDropAndKeepOrder) {
   EXPECT_EQ(choose({GLX_SAMPLE_BUFFERS, 1, GLX_DOUBLEBUFFER, False}), (Formats{7, 9, 11, 13}));
 }
 
-// Masks, exact values and the configuration id.
-TEST_F(FbConfigTest, MasksExactValuesAndId) {
+// Masks, exact values and the configuration id select by their rules.
+TEST_F(FbConfigTest, MasksExactValuesAndIdSelect) {
   EXPECT_EQ(choose({GLX_RENDER_TYPE, GLX_RGBA_FLOAT_BIT_ARB, GLX_DRAWABLE_TYPE, GLX_PBUFFER_BIT}), (Formats{5, 6}));
   EXPECT_EQ(choose({GLX_RENDER_TYPE, GLX_RGBA_FLOAT_BIT_ARB}), Formats{});
   EXPECT_EQ(choose({GLX_RENDER_TYPE, GLX_COLOR_INDEX_BIT}), Formats{});
@@ -94,7 +94,7 @@ TEST_F(FbConfigTest, WantedColourBitsLead) {
 TEST_F(FbConfigTest, UnknownAttributeMatchesNothing) { EXPECT_EQ(choose({0x7777, 1}), Formats{}); }
 
 // glXChooseVisual: what is not named is single-buffered; without GLX_RGBA there is nothing to give.
-TEST_F(FbConfigTest, ChooseVisual) {
+TEST_F(FbConfigTest, ChooseVisualWantsSingleBuffersAndRgba) {
   EXPECT_EQ(visual({GLX_RGBA, GLX_RED_SIZE, 1, GLX_GREEN_SIZE, 1, GLX_BLUE_SIZE, 1, GLX_DOUBLEBUFFER, GLX_DEPTH_SIZE, 1}), 4);
   EXPECT_EQ(visual({GLX_RGBA}), 1);
   EXPECT_EQ(visual({GLX_RGBA, GLX_DEPTH_SIZE, 16}), 3);
@@ -108,7 +108,7 @@ TEST_F(FbConfigTest, ChooseVisual) {
 }
 
 // Every attribute of GLX 1.4 is answered, for a window format and for a float format.
-TEST_F(FbConfigTest, Attributes) {
+TEST_F(FbConfigTest, AttributesAreAnswered) {
   const auto value = [](const FbConfig& c, int attribute) {
     int result = -1;
     EXPECT_EQ(fbConfigAttribute(c, attribute, &result), 0) << attribute;

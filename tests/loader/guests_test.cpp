@@ -47,7 +47,7 @@ uint64_t processorTime(pid_t pid) {
 
 // Two glxgears on one host; one is killed in mid-frame and started anew, twenty times over. The other goes on all the time, the
 // host writes no line, and in the end holds what it held before.
-TEST(Guests, OneKilledTwentyTimes) {
+TEST(Guests, KilledGuestLeavesTheOtherAlone) {
   Host host;
   Variables variables = throughDriver();
   variables["QV_HOST_SOCKET"] = host.socket();

@@ -318,16 +318,16 @@ class PbufferTexture : public testing::Test {
 };
 
 // A flat pbuffer, bound as a texture, shows what was drawn into it.
-TEST_F(PbufferTexture, Flat) { expectEqual({GL_TEXTURE_2D, false}, 1); }
+TEST_F(PbufferTexture, FlatPbufferShowsWhatWasDrawn) { expectEqual({GL_TEXTURE_2D, false}, 1); }
 
-// A mipmapped flat one: only its first level can be drawn to, the others are made from it.
-TEST_F(PbufferTexture, FlatMipmapped) { expectEqual({GL_TEXTURE_2D, true}, 1); }
+// Of a flat mipmapped pbuffer only the first level can be drawn to, and the others are made from it.
+TEST_F(PbufferTexture, FlatMipmapsAreMadeFromTheFirstLevel) { expectEqual({GL_TEXTURE_2D, true}, 1); }
 
-// The six faces of a cube map, each drawn by itself.
-TEST_F(PbufferTexture, CubeMap) { expectEqual({GL_TEXTURE_CUBE_MAP, false}, 1); }
+// A cube map shows its six faces, each drawn by itself.
+TEST_F(PbufferTexture, CubeMapShowsItsSixFaces) { expectEqual({GL_TEXTURE_CUBE_MAP, false}, 1); }
 
-// The six faces with all six levels of each drawn by themselves.
-TEST_F(PbufferTexture, CubeMapMipmapped) { expectEqual({GL_TEXTURE_CUBE_MAP, true}, 6); }
+// A mipmapped cube map shows all six levels of its six faces, each drawn by itself.
+TEST_F(PbufferTexture, MipmappedCubeMapShowsAllItsLevels) { expectEqual({GL_TEXTURE_CUBE_MAP, true}, 6); }
 
 }  // namespace
 }  // namespace qv::loader

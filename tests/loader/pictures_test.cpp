@@ -68,19 +68,22 @@ void compare(const std::string& name, const Variables& extra) {
                            << ")";
 }
 
-TEST_P(Pictures, EqualToMesa) { compare(GetParam(), {}); }
+// Each scene looks the same through the driver as on Mesa directly.
+TEST_P(Pictures, PictureEqualsMesas) { compare(GetParam(), {}); }
 
 INSTANTIATE_TEST_SUITE_P(, Pictures, testing::ValuesIn(pictures()), [](const auto& scene) { return scene.param; });
 
-// With libGL's entry points left as they are.
-TEST(PictureRoads, ThroughTheDispatchTable) {
+// Pictures are the same with libGL's entry points left as they are.
+TEST(PictureRoads, DispatchTableGivesTheSamePicture) {
   compare("run_breaks", {{"QV_PATCH", "0"}});
   compare("drawables", {{"QV_PATCH", "0"}});
 }
 
-// The same without shared memory between the library and the X server, and on a composed desktop.
-TEST(PictureRoads, WithoutSharedMemory) { compare("lit_list", {{"QV_X_SHM", "0"}}); }
-TEST(PictureRoads, Composed) { compare("lit_list", {{"QV_COMPOSED", "1"}}); }
+// A picture is the same without shared memory between the library and the X server.
+TEST(PictureRoads, NoSharedMemoryGivesTheSamePicture) { compare("lit_list", {{"QV_X_SHM", "0"}}); }
+
+// A picture is the same on a composed desktop.
+TEST(PictureRoads, ComposedDesktopGivesTheSamePicture) { compare("lit_list", {{"QV_COMPOSED", "1"}}); }
 
 }  // namespace
 }  // namespace qv::test

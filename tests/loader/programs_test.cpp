@@ -35,7 +35,7 @@ TEST(Programs, GlxinfoPrintsTheDriversStrings) {
   EXPECT_EQ(linesOf(readFile(folder / "report"), "loaded").size(), 1u);
 }
 
-// 300 frames of glxgears: it ends by itself with status 0, shows something, and nobody complains.
+// glxgears draws 300 frames and ends by itself with status 0, shows something, and nobody complains.
 TEST(Programs, GlxgearsRuns300Frames) {
   ScratchFolder folder;
   Variables variables = throughDriver(folder / "report");
@@ -63,8 +63,8 @@ TEST(Programs, GlxgearsRuns300Frames) {
   EXPECT_EQ(host.process().errors(), "");
 }
 
-// Contexts by attributes, sharing, swap intervals, X errors: everything as GLX has it, and no word of the peer.
-TEST(Programs, GlxFeatures) {
+// Contexts by attributes, sharing, swap intervals and X errors are as GLX has them, without a word of the peer.
+TEST(Programs, GlxFeaturesBehaveAsInGlx) {
   Host host;
   Variables variables = throughDriver();
   variables["QV_HOST_SOCKET"] = host.socket();
@@ -75,8 +75,9 @@ TEST(Programs, GlxFeatures) {
   EXPECT_EQ(host.process().errors(), "");
 }
 
-// The other GLX programs of mesa-utils: no GL error, no X error, no line of the peer but of what its OpenGL cannot do.
-TEST(Programs, OthersOfMesaUtils) {
+// The other GLX programs of mesa-utils run without a GL error, an X error or a line of the peer, but of what its OpenGL cannot
+// do.
+TEST(Programs, OtherProgramsOfMesaUtilsRun) {
   struct Run {
     std::vector<std::string> command;
     const char* frames;

@@ -20,26 +20,39 @@ void expectWrongUse(std::vector<std::string> arguments, const std::string& menti
   EXPECT_EQ(script.output(), "");
 }
 
-TEST(Script, NoVerb) { expectWrongUse({}, "no verb"); }
-TEST(Script, WrongVerb) { expectWrongUse({"bogus"}, "bogus"); }
-TEST(Script, NoProgram) {
+// A call without a verb is told.
+TEST(Script, MissingVerbIsToldInOneLine) { expectWrongUse({}, "no verb"); }
+
+// A verb that does not exist is told by its name.
+TEST(Script, WrongVerbIsToldInOneLine) { expectWrongUse({"bogus"}, "bogus"); }
+
+// A run without a program is told.
+TEST(Script, MissingProgramNameIsToldInOneLine) {
   expectWrongUse({"run"}, "program");
   expectWrongUse({"run", "--"}, "program");
 }
-TEST(Script, MissingProgram) { expectWrongUse({"run", "--", "no-such-program-here"}, "no-such-program-here"); }
-TEST(Script, WrongFrames) {
+
+// A program that does not exist is told by its name.
+TEST(Script, UnknownProgramIsToldInOneLine) { expectWrongUse({"run", "--", "no-such-program-here"}, "no-such-program-here"); }
+
+// A number of frames that is none is told.
+TEST(Script, WrongFramesAreToldInOneLine) {
   for (const char* frames : {"0", "-1", "many", ""}) expectWrongUse({"run", "--frames", frames, "--", "glxgears"}, "--frames");
 }
-TEST(Script, WrongPng) {
+
+// A picture file in a folder that does not exist, and a missing file name, are told.
+TEST(Script, WrongPictureFileIsToldInOneLine) {
   expectWrongUse({"run", "--png", "/no/such/folder/x.png", "--", "glxgears"}, "/no/such/folder");
   expectWrongUse({"run", "--png"}, "--png");
 }
-TEST(Script, WrongOption) { expectWrongUse({"run", "--loud", "--", "glxgears"}, "--loud"); }
+
+// An option that does not exist is told by its name.
+TEST(Script, WrongOptionIsToldInOneLine) { expectWrongUse({"run", "--loud", "--", "glxgears"}, "--loud"); }
 // Only in the build that the script itself makes: from another one, the script would begin to build.
 bool isTheScriptsBuild() { return std::string(QV_BUILD) == std::string(QV_ROOT) + "/build/release"; }
 
-// A program that ends without OpenGL, and one whose host does not start.
-TEST(Script, ProgramThatDoesNotLoadTheDriver) {
+// A program that ends without OpenGL, and one whose host does not start, are told.
+TEST(Script, ProgramWithoutTheDriverIsToldInOneLine) {
   if (!isTheScriptsBuild()) GTEST_SKIP() << "not the script's own build";
   expectWrongUse({"run", "--", "true"}, "true could not load the driver", {{"DISPLAY", xDisplay()}});
   ChildProcess script({kScript, "run", "--", "glxgears"}, {{"DISPLAY", xDisplay()}, {"QV_HOST_BINARY", "/bin/false"}});
@@ -47,8 +60,8 @@ TEST(Script, ProgramThatDoesNotLoadTheDriver) {
   EXPECT_NE(script.errors().find("qv: glxgears could not load the driver: no host"), std::string::npos) << script.errors();
 }
 
-// A whole run without a display of the caller's: figures on standard output, the picture in its file, the program's own status.
-TEST(Script, RunsAProgram) {
+// A run without a display of the caller's gives figures on standard output, the picture in its file and the program's own status.
+TEST(Script, RunGivesFiguresPictureAndStatus) {
   if (!isTheScriptsBuild()) GTEST_SKIP() << "not the script's own build";
   ScratchFolder folder;
   ChildProcess script({kScript, "run", "--frames", "30", "--png", folder / "x.png", "--stats", "--", "glxgears"},
@@ -58,7 +71,8 @@ TEST(Script, RunsAProgram) {
   EXPECT_EQ(readFile(folder / "x.png").substr(1, 3), "PNG");
 }
 
-TEST(Script, ArgumentsOfVerbsThatTakeNone) {
+// Arguments of a verb that takes none are told by the verb.
+TEST(Script, ArgumentsOfVerbsThatTakeNoneAreTold) {
   expectWrongUse({"demo", "now"}, "demo");
   expectWrongUse({"test", "now"}, "test");
 }

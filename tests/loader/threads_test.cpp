@@ -138,8 +138,8 @@ struct SharedThreads : testing::Test {
   uint64_t logLines = 0;
 };
 
-// Each thread makes one of the two lists; both call both.
-TEST_F(SharedThreads, DrawWhatOneThreadDraws) {
+// Two threads that each make one of two lists and call both draw what one thread draws.
+TEST_F(SharedThreads, ThreadsDrawWhatOneThreadDraws) {
   const Functions gl;
   HDC const windows[2] = {window(), window()};
   HGLRC const contexts[2] = {wglCreateContext(windows[0]), wglCreateContext(windows[1])};

@@ -84,13 +84,13 @@ TEST_F(WglTest, RefusedVersionLeavesNothingLoaded) {
 }
 
 // With no link at all the escape cannot be delivered, which counts as a refusal.
-TEST_F(WglTest, NoLinkRefuses) {
+TEST_F(WglTest, MissingLinkRefusesTheLibrary) {
   sim::setGpuLink(nullptr);
   EXPECT_FALSE(loadDriver());
 }
 
-// One context through its life, seen by the packets it sends and by what is current.
-TEST_F(WglTest, LifeOfAContext) {
+// A context through its life sends its packets and is current where it should be.
+TEST_F(WglTest, ContextLivesByItsPackets) {
   ASSERT_TRUE(loadDriver());
   HDC const hdc = window();
   sent();
@@ -175,7 +175,7 @@ TEST_F(WglTest, ContextOfAnotherThreadIsBusy) {
 }
 
 // The end of a thread that owns a window takes that thread's hook away.
-TEST_F(WglTest, ThreadEndUnhooks) {
+TEST_F(WglTest, EndedThreadUnhooks) {
   ASSERT_TRUE(loadDriver());
   std::thread([&] {
     HDC const hdc = window();
@@ -201,8 +201,8 @@ TEST_F(WglTest, PixelFormatMustMatch) {
   EXPECT_TRUE(wglDeleteContext(context));
 }
 
-// Formats by closeness: double buffering must match, the flag of value 32 must be there, the rest is nearness.
-TEST_F(WglTest, ChoosePixelFormat) {
+// A format is chosen by closeness: double buffering must match, the flag of value 32 must be there, the rest is nearness.
+TEST_F(WglTest, ChoosePixelFormatGoesByCloseness) {
   ASSERT_TRUE(loadDriver());
   HDC const hdc = GetDC(sim::createWindow());
   PIXELFORMATDESCRIPTOR wanted{};
@@ -223,7 +223,7 @@ TEST_F(WglTest, ChoosePixelFormat) {
 }
 
 // The driver has the callback, so it announces composition.
-TEST_F(WglTest, CompositionCallbackIsGiven) {
+TEST_F(WglTest, CompositionIsAnnounced) {
   ASSERT_TRUE(loadDriver());
   PIXELFORMATDESCRIPTOR row{};
   EXPECT_EQ(wglDescribePixelFormat(nullptr, 7, 40, &row), 14);
@@ -270,8 +270,8 @@ TEST_F(WglTest, CreateContextAttribsComesBackHere) {
   EXPECT_TRUE(wglDeleteContext(first));
 }
 
-// Sharing and copying by handles; a handle that is none is error 6.
-TEST_F(WglTest, ShareAndCopy) {
+// Contexts share and copy by handles, and a handle that is none is error 6.
+TEST_F(WglTest, ShareAndCopyTakeHandles) {
   ASSERT_TRUE(loadDriver());
   HDC const hdc = window();
   HGLRC const a = wglCreateContext(hdc), b = wglCreateContext(hdc);

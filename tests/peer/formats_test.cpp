@@ -5,7 +5,7 @@
 #include <set>
 
 #include "peer/host/in_process_gpu.h"
-#include "test_guest.h"
+#include "tests/peer/test_guest.h"
 #include "wire/gl_api.h"
 
 namespace qv::peer::test {
@@ -22,11 +22,12 @@ class Formats : public testing::Test {
     ASSERT_EQ(lines.size(), 1u) << text << testing::PrintToString(lines);
     EXPECT_NE(lines[0].find(text), std::string::npos) << lines[0];
   }
-  int32_t integer(uint32_t name) { return guest.askFor<int32_t>(Stream().add(263, name, 1u)); }
+  int32_t integer(uint32_t name) { return guest.askFor<int32_t>(Stream().add(kGetIntegerv, name, 1u)); }
   Stream white() {
-    Stream stream = Stream().add(206, 0.0f, 0.0f, 0.0f, 1.0f).add(203, GL_COLOR_BUFFER_BIT).add(13, 1.0f, 1.0f, 1.0f);
-    stream.add(7, GL_TRIANGLES).add(128, -0.9f, -0.8f).add(128, 0.9f, -0.3f).add(128, -0.2f, 0.9f);
-    return stream.add(43);
+    Stream stream =
+        Stream().add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT).add(kColor3f, 1.0f, 1.0f, 1.0f);
+    stream.add(kBegin, GL_TRIANGLES).add(kVertex2f, -0.9f, -0.8f).add(kVertex2f, 0.9f, -0.3f).add(kVertex2f, -0.2f, 0.9f);
+    return stream.add(kEnd);
   }
   // The distinct colours of the window's picture.
   std::set<uint32_t> colorsOf(const Stream& stream) {
@@ -41,7 +42,7 @@ class Formats : public testing::Test {
     return *colors.begin();
   }
   Stream clear(float red, float green, float blue) {
-    return Stream().add(206, red, green, blue, 1.0f).add(203, GL_COLOR_BUFFER_BIT);
+    return Stream().add(kClearColor, red, green, blue, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
   }
 
   LogCapture log;
@@ -50,25 +51,25 @@ class Formats : public testing::Test {
 };
 
 Stream& fill(Stream& stream, float red, float green, float blue) {
-  stream.add(13, red, green, blue).add(7, GL_QUADS);
-  for (const auto& [x, y] : {std::pair{-1.0f, -1.0f}, {1.0f, -1.0f}, {1.0f, 1.0f}, {-1.0f, 1.0f}}) stream.add(128, x, y);
-  return stream.add(43);
+  stream.add(kColor3f, red, green, blue).add(kBegin, GL_QUADS);
+  for (const auto& [x, y] : {std::pair{-1.0f, -1.0f}, {1.0f, -1.0f}, {1.0f, 1.0f}, {-1.0f, 1.0f}}) stream.add(kVertex2f, x, y);
+  return stream.add(kEnd);
 }
 
 // Edges have what is covered of their pixels, unless the guest switches that off; a window of one sample has none of it.
-TEST_F(Formats, Multisample) {
+TEST_F(Formats, MultisampledEdgesAreCovered) {
   EXPECT_EQ(colorsOf(white()), (std::set<uint32_t>{0, 0xFFFFFF}));
   EXPECT_EQ(integer(GL_SAMPLE_BUFFERS), 0);
   use({GL_DOUBLEBUFFER, GL_SAMPLES, 4, 0});
   EXPECT_EQ(integer(GL_SAMPLE_BUFFERS), 1);
   EXPECT_EQ(integer(GL_SAMPLES), 4);
   EXPECT_EQ(colorsOf(white()), (std::set<uint32_t>{0, 0x404040, 0x808080, 0xBFBFBF, 0xFFFFFF}));
-  Stream off = Stream().add(214, GL_MULTISAMPLE);
+  Stream off = Stream().add(kDisable, GL_MULTISAMPLE);
   EXPECT_EQ(colorsOf(off.raw(white().data)), (std::set<uint32_t>{0, 0xFFFFFF}));
 }
 
-// At least as many samples as asked for where they are to be had; one line for the guest when there are fewer.
-TEST_F(Formats, SampleCounts) {
+// A window has at least as many samples as asked for where they are to be had; the guest gets one line when there are fewer.
+TEST_F(Formats, WindowsHaveTheSamplesAskedFor) {
   use({GL_DOUBLEBUFFER, GL_SAMPLES, 2, 0});
   EXPECT_GE(integer(GL_SAMPLES), 2);
   EXPECT_EQ(log.take().size(), 0u);
@@ -81,7 +82,7 @@ TEST_F(Formats, SampleCounts) {
 }
 
 // The samples outlive the change to another context and a frame.
-TEST_F(Formats, SamplesLast) {
+TEST_F(Formats, SamplesOutliveAContextAndAFrame) {
   use({GL_DOUBLEBUFFER, GL_SAMPLES, 4, 0});
   ASSERT_EQ(guest.flush(white()), 0);
   const uint32_t first = guest.context;
@@ -96,7 +97,7 @@ TEST_F(Formats, SamplesLast) {
 double encoded(double linear) { return 255 * (1.055 * std::pow(linear, 1 / 2.4) - 0.055); }
 
 // With GL_FRAMEBUFFER_SRGB on, values are encoded, and blended in linear light; off, they are stored as they are.
-TEST_F(Formats, Srgb) {
+TEST_F(Formats, SrgbIsEncodedAndBlendedInLinearLight) {
   use({GL_DOUBLEBUFFER, GL_FRAMEBUFFER_SRGB, 0});
   const auto with = [](bool on) { return Stream().add(on ? 215 : 214, GL_FRAMEBUFFER_SRGB); };
   const auto expect = [&](const Stream& stream, double red, double green) {
@@ -105,11 +106,12 @@ TEST_F(Formats, Srgb) {
     EXPECT_NEAR(color >> 8 & 255, green, 1.01);
   };
   for (const bool on : {false, true}) {
-    Stream drawn = with(on), blended = with(on).raw(clear(0.5f, 0.1f, 0.0f).data).add(215, GL_BLEND).add(241, GL_ONE, GL_ONE);
+    Stream drawn = with(on),
+           blended = with(on).raw(clear(0.5f, 0.1f, 0.0f).data).add(kEnable, GL_BLEND).add(kBlendFunc, GL_ONE, GL_ONE);
     const auto stored = [&](double linear) { return on ? encoded(linear) : 255 * linear; };
     expect(with(on).raw(clear(0.5f, 0.2f, 0.0f).data), stored(0.5), stored(0.2));
     expect(fill(drawn, 0.4f, 0.1f, 0.0f), stored(0.4), stored(0.1));
-    expect(fill(blended, 0.25f, 0.1f, 0.0f).add(214, GL_BLEND), stored(0.75), stored(0.2));
+    expect(fill(blended, 0.25f, 0.1f, 0.0f).add(kDisable, GL_BLEND), stored(0.75), stored(0.2));
   }
   // The picture comes back as it is stored, also with samples.
   use({GL_DOUBLEBUFFER, GL_SAMPLES, 4, GL_FRAMEBUFFER_SRGB, 0});
@@ -118,13 +120,13 @@ TEST_F(Formats, Srgb) {
 }
 
 // A floating-point window keeps values beyond 0 and 1, which later drawing finds; another window does not.
-TEST_F(Formats, Floats) {
+TEST_F(Formats, FloatWindowsKeepValuesBeyondOne) {
   const auto quartered = [&] {
     Stream stream = clear(2.0f, 3.0f, -2.0f);
     // Colour times destination, and the blue channel from below zero up again.
-    stream.add(215, GL_BLEND).add(241, GL_ZERO, GL_SRC_COLOR);
-    fill(stream, 0.25f, 0.25f, 0.25f).add(241, GL_ONE, GL_ONE);
-    return onlyColorOf(fill(stream, 0.0f, 0.0f, 0.75f).add(214, GL_BLEND));
+    stream.add(kEnable, GL_BLEND).add(kBlendFunc, GL_ZERO, GL_SRC_COLOR);
+    fill(stream, 0.25f, 0.25f, 0.25f).add(kBlendFunc, GL_ONE, GL_ONE);
+    return onlyColorOf(fill(stream, 0.0f, 0.0f, 0.75f).add(kDisable, GL_BLEND));
   };
   EXPECT_EQ(quartered(), 0x4040BFu);
   use({GL_DOUBLEBUFFER, GL_RGBA32F, 0});
@@ -135,14 +137,12 @@ TEST_F(Formats, Floats) {
   EXPECT_GE(integer(GL_RED_BITS), 16);
   // The next one of the guest is not worth a line.
   use({GL_RGBA32F, 0});
-  EXPECT_EQ(guest.flush(Stream().add(217)), 0);
+  EXPECT_EQ(guest.flush(Stream().add(kFlush)), 0);
   EXPECT_EQ(guest.glError(), 0u);
 }
 
-constexpr uint32_t kAccum = 213;
-
-// The operations of the accumulation buffer, one by one, on windows with one and with several samples.
-TEST_F(Formats, Accumulation) {
+// Each operation of the accumulation buffer gives its colour, on windows with one and with several samples.
+TEST_F(Formats, AccumulationHasItsOperations) {
   for (const std::vector<uint16_t>& list : {std::vector<uint16_t>{GL_DOUBLEBUFFER, 0}, {GL_DOUBLEBUFFER, GL_SAMPLES, 4, 0}}) {
     use(list);
     Stream sum = clear(0.2f, 0.4f, 0.6f).add(kAccum, GL_LOAD, 0.5f).raw(clear(0.6f, 0.4f, 0.2f).data).add(kAccum, GL_ACCUM, 0.5f);
@@ -152,37 +152,43 @@ TEST_F(Formats, Accumulation) {
     EXPECT_EQ(onlyColorOf(Stream().add(kAccum, GL_ADD, 1.2f)), 0x666666u);
     EXPECT_EQ(onlyColorOf(Stream().add(kAccum, GL_MULT, 0.25f).add(kAccum, GL_RETURN, 2.0f)), 0xCCCCCCu);
     EXPECT_EQ(onlyColorOf(Stream().add(kAccum, GL_RETURN, 9.0f)), 0xFFFFFFu);
-    EXPECT_EQ(onlyColorOf(Stream().add(204, 0.2f, 0.4f, -0.5f, 0.0f).add(203, GL_ACCUM_BUFFER_BIT).add(kAccum, GL_RETURN, 2.0f)),
-              0x66CC00u);
+    EXPECT_EQ(
+        onlyColorOf(
+            Stream().add(kClearAccum, 0.2f, 0.4f, -0.5f, 0.0f).add(kClear, GL_ACCUM_BUFFER_BIT).add(kAccum, GL_RETURN, 2.0f)),
+        0x66CC00u);
   }
   EXPECT_EQ(guest.glError(), 0u);
 }
 
-// Scissor and colour mask bound it, wherever the box lies; other state of the guest does not reach it.
+// Scissor and colour mask bound the accumulation, wherever the box lies; other state of the guest does not reach it.
 TEST_F(Formats, AccumulationIsScissored) {
-  Stream stream = clear(1, 0, 0).add(kAccum, GL_LOAD, 1.0f).raw(clear(0, 0, 1).data).add(215, GL_SCISSOR_TEST);
-  stream.add(176, -5, 40, 15, 1000).add(215, GL_DEPTH_TEST).add(245, GL_NEVER).add(247, GL_RED_SCALE, 0.5f);
+  Stream stream = clear(1, 0, 0).add(kAccum, GL_LOAD, 1.0f).raw(clear(0, 0, 1).data).add(kEnable, GL_SCISSOR_TEST);
+  stream.add(kScissor, -5, 40, 15, 1000)
+      .add(kEnable, GL_DEPTH_TEST)
+      .add(kDepthFunc, GL_NEVER)
+      .add(kPixelTransferf, GL_RED_SCALE, 0.5f);
   ASSERT_EQ(guest.flush(stream.add(kAccum, GL_RETURN, 1.0f), GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFF0000u);
   EXPECT_EQ(guest.surface->pixel(9, 7) & 0xFFFFFF, 0xFF0000u);
   EXPECT_EQ(guest.surface->pixel(10, 7) & 0xFFFFFF, 0x0000FFu);
   EXPECT_EQ(guest.surface->pixel(9, 8) & 0xFFFFFF, 0x0000FFu);
   // Red only, and nowhere at all: a box outside.
-  Stream masked = Stream().add(214, GL_SCISSOR_TEST).raw(clear(0, 1, 0).data);
-  masked.add(210, uint8_t{1}, uint8_t{0}, uint8_t{0}, uint8_t{0}).add(kAccum, GL_RETURN, 1.0f);
+  Stream masked = Stream().add(kDisable, GL_SCISSOR_TEST).raw(clear(0, 1, 0).data);
+  masked.add(kColorMask, uint8_t{1}, uint8_t{0}, uint8_t{0}, uint8_t{0}).add(kAccum, GL_RETURN, 1.0f);
   EXPECT_EQ(onlyColorOf(masked), 0xFFFF00u);
-  Stream outside = Stream().add(215, GL_SCISSOR_TEST).add(176, 0x7FFFFFFF, 0, 0x7FFFFFFF, 5).add(kAccum, GL_RETURN, 0.0f);
+  Stream outside =
+      Stream().add(kEnable, GL_SCISSOR_TEST).add(kScissor, 0x7FFFFFFF, 0, 0x7FFFFFFF, 5).add(kAccum, GL_RETURN, 0.0f);
   EXPECT_EQ(onlyColorOf(outside), 0xFFFF00u);
   EXPECT_EQ(guest.glError(), 0u);
 }
 
 // A picture of more than one piece of the peer's work comes back as it was, row by row.
-TEST_F(Formats, AccumulationOfALargeWindow) {
+TEST_F(Formats, AccumulationOfALargeWindowComesBackWhole) {
   guest.width = 700;
   guest.height = 500;
   guest.surface = std::make_unique<Surface>(0x7A000001, 700, 500);
   ASSERT_TRUE(gpu.openAllocation(guest.surface->allocation));
-  Stream scene = Stream().add(305, 0, 0, 700, 500).raw(white().data);
+  Stream scene = Stream().add(kViewport, 0, 0, 700, 500).raw(white().data);
   ASSERT_EQ(guest.flush(scene, GL_BACK), 0);
   const std::vector<uint32_t> picture = guest.surface->pixels();
   Stream back = Stream().add(kAccum, GL_LOAD, 1.0f).raw(clear(0, 1, 0).data).add(kAccum, GL_RETURN, 1.0f);
@@ -192,17 +198,19 @@ TEST_F(Formats, AccumulationOfALargeWindow) {
 }
 
 // What is no operation, or has no accumulation buffer, is GL's error; in a display list it is passed over with a line.
-TEST_F(Formats, AccumulationRefused) {
+TEST_F(Formats, AccumulationIsRefusedWhereThereIsNone) {
   ASSERT_EQ(guest.flush(Stream().add(kAccum, 0x0105u, 1.0f)), 0);
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_ENUM));
-  const uint32_t name = guest.askFor<uint32_t>(Stream().add(1544, 1));
-  ASSERT_EQ(guest.flush(Stream().add(1542, GL_FRAMEBUFFER, name).add(kAccum, GL_LOAD, 1.0f)), 0);
+  const uint32_t name = guest.askFor<uint32_t>(Stream().add(kGenFramebuffers, 1));
+  ASSERT_EQ(guest.flush(Stream().add(kBindFramebuffer, GL_FRAMEBUFFER, name).add(kAccum, GL_LOAD, 1.0f)), 0);
   EXPECT_NE(guest.glError(), 0u);
-  ASSERT_EQ(guest.flush(Stream().add(1542, GL_FRAMEBUFFER, 0u).add(7, GL_LINES).add(kAccum, GL_LOAD, 1.0f).add(43)), 0);
+  ASSERT_EQ(
+      guest.flush(Stream().add(kBindFramebuffer, GL_FRAMEBUFFER, 0u).add(kBegin, GL_LINES).add(kAccum, GL_LOAD, 1.0f).add(kEnd)),
+      0);
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
-  ASSERT_EQ(guest.flush(Stream().add(0, 3u, GL_COMPILE).add(kAccum, GL_LOAD, 1.0f).add(1)), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kNewList, 3u, GL_COMPILE).add(kAccum, GL_LOAD, 1.0f).add(kEndList)), 0);
   expectOneLine("213 (glAccum) passed over: not possible in a display list");
-  ASSERT_EQ(guest.flush(Stream().add(203, GL_ACCUM_BUFFER_BIT | 1u)), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kClear, GL_ACCUM_BUFFER_BIT | 1u)), 0);
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
   guest.context = guest.createContext({GL_DOUBLEBUFFER, GL_VERSION, 330, GL_CONTEXT_PROFILE_MASK, 1, 0}).contextId;
   ASSERT_EQ(guest.flush(Stream().add(kAccum, GL_LOAD, 1.0f)), 0);
@@ -210,7 +218,7 @@ TEST_F(Formats, AccumulationRefused) {
 }
 
 // One context draws to windows of every format in turn, and each has its depth and stencil.
-TEST_F(Formats, OneContextAllFormats) {
+TEST_F(Formats, OneContextDrawsToAllFormats) {
   const std::vector<std::vector<uint16_t>> lists = {
       {0},
       {GL_DOUBLEBUFFER, 0},

@@ -5,19 +5,19 @@
 #include <array>
 
 #include "peer/host/in_process_gpu.h"
-#include "test_guest.h"
+#include "tests/peer/test_guest.h"
+#include "tests/support/opcodes.h"
 
 namespace qv::peer::test {
 namespace {
 
-constexpr uint32_t kBack = 1029;
 
 class GlGuards : public testing::Test {
  protected:
   void SetUp() override { ASSERT_TRUE(guest.start(64, 64)); }
   // The guest still gets its pictures.
   void TearDown() override {
-    ASSERT_EQ(guest.flush(Stream().add(206, 1.0f, 0.0f, 1.0f, 1.0f).add(203, 0x4000u), kBack), 0);
+    ASSERT_EQ(guest.flush(Stream().add(kClearColor, 1.0f, 0.0f, 1.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT), GL_BACK), 0);
     EXPECT_EQ(guest.surface->pixel(8, 8) & 0xFFFFFF, 0xFF00FFu);
   }
   LogCapture log;
@@ -27,7 +27,8 @@ class GlGuards : public testing::Test {
 
 // A client array switched on by glEnable has no memory of its own: drawing a run must not read what the last run left behind.
 TEST_F(GlGuards, ClientArraysAreNotEnabledByGlEnable) {
-  for (const uint32_t array : {0x8074u, 0x8075u, 0x8076u, 0x8077u, 0x8078u, 0x8079u, 0x8457u, 0x845Eu, 0x86ADu, 0x8B9Cu}) {
+  for (const uint32_t array : {GL_VERTEX_ARRAY, GL_NORMAL_ARRAY, GL_COLOR_ARRAY, GL_INDEX_ARRAY, GL_TEXTURE_COORD_ARRAY, GL_EDGE_FLAG_ARRAY,
+                               GL_FOG_COORD_ARRAY, GL_SECONDARY_COLOR_ARRAY, GL_WEIGHT_ARRAY_ARB, 0x8B9C /* of point sizes */}) {
     // Positions and colours, the colours all blue; then positions alone, before and after glEnable.
     std::vector<float> colored, values;
     for (int i = 0; i < 100; ++i) {
@@ -36,31 +37,31 @@ TEST_F(GlGuards, ClientArraysAreNotEnabledByGlEnable) {
       values.insert(values.end(), {x, 0.0f, 0.0f});
     }
     Stream stream;
-    stream.large(2008, runPayload(0, {0x3103, 0x3100}, 24, floats(colored)));
-    stream.large(2008, runPayload(0, {0x3100}, 12, floats(values)));
-    stream.add(206, 0.0f, 0.0f, 0.0f, 1.0f).add(203, 0x4000u).add(13, 1.0f, 1.0f, 0.0f);
-    stream.add(215, array).large(2008, runPayload(0, {0x3100}, 12, floats(values))).add(214, array);
-    stream.large(2008, runPayload(0, {0x3100}, 12, floats(values)));
-    ASSERT_EQ(guest.flush(stream, kBack), 0) << array;
+    stream.large(kRunEnded, runPayload(0, {0x3103, 0x3100}, 24, floats(colored)));
+    stream.large(kRunEnded, runPayload(0, {0x3100}, 12, floats(values)));
+    stream.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT).add(kColor3f, 1.0f, 1.0f, 0.0f);
+    stream.add(kEnable, array).large(kRunEnded, runPayload(0, {0x3100}, 12, floats(values))).add(kDisable, array);
+    stream.large(kRunEnded, runPayload(0, {0x3100}, 12, floats(values)));
+    ASSERT_EQ(guest.flush(stream, GL_BACK), 0) << array;
     for (const uint32_t pixel : guest.surface->pixels()) ASSERT_TRUE((pixel & 0xFFFFFF) == 0 || (pixel & 0xFFFFFF) == 0xFFFF00) << array;
   }
 }
 
 // A display list may leave a primitive open, or close one: frames and runs behind it see that.
 TEST_F(GlGuards, ListsThatOpenAPrimitiveAreSeen) {
-  ASSERT_EQ(guest.flush(Stream().add(0, 1u, 0x1300u).add(7, 4u).add(1).add(0, 2u, 0x1300u).add(43).add(1)), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kNewList, 1u, GL_COMPILE).add(kBegin, GL_TRIANGLES).add(kEndList).add(kNewList, 2u, GL_COMPILE).add(kEnd).add(kEndList)), 0);
   std::vector<float> values(300, 0.0f);
   for (int round = 0; round < 3; ++round) {
-    ASSERT_EQ(guest.flush(Stream().add(2, 1u), kBack), 0);
-    ASSERT_EQ(guest.flush(Stream().large(2008, runPayload(0, {0x3100}, 12, floats(values))), kBack), 0);
-    ASSERT_EQ(guest.flush(Stream().add(2, 2u), kBack), 0);
-    ASSERT_EQ(guest.flush(Stream().add(3, 1, 0x1405u, 4u, 1u), kBack), 0);
-    ASSERT_EQ(guest.flush(Stream().add(43), kBack), 0);
+    ASSERT_EQ(guest.flush(Stream().add(kCallList, 1u), GL_BACK), 0);
+    ASSERT_EQ(guest.flush(Stream().large(kRunEnded, runPayload(0, {0x3100}, 12, floats(values))), GL_BACK), 0);
+    ASSERT_EQ(guest.flush(Stream().add(kCallList, 2u), GL_BACK), 0);
+    ASSERT_EQ(guest.flush(Stream().add(kCallLists, 1, GL_UNSIGNED_INT, 4u, 1u), GL_BACK), 0);
+    ASSERT_EQ(guest.flush(Stream().add(kEnd), GL_BACK), 0);
   }
   // Asking whether a primitive is open leaves no error of the peer's own.
   guest.glError();
-  ASSERT_EQ(guest.flush(Stream().add(2, 1u)), 0);
-  ASSERT_EQ(guest.flush(Stream().add(2, 2u)), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kCallList, 1u)), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kCallList, 2u)), 0);
   EXPECT_EQ(guest.glError(), 0u);
 }
 
@@ -71,14 +72,14 @@ TEST_F(GlGuards, FreshDrawablesAreCleared) {
     guest.width = guest.height = 200;
     guest.surface = std::make_unique<Surface>(0x50000000u + static_cast<uint32_t>(round), 200, 200);
     ASSERT_TRUE(gpu.openAllocation(guest.surface->allocation));
-    ASSERT_EQ(guest.flush(Stream(), kBack), 0);
+    ASSERT_EQ(guest.flush(Stream(), GL_BACK), 0);
     for (const uint32_t pixel : guest.surface->pixels()) ASSERT_EQ(pixel & 0xFFFFFF, 0u);
     // Depth and stencil too: a triangle at depth 1 passes GL_LEQUAL everywhere.
     Stream stream;
-    stream.add(215, 0x0B71u).add(245, 0x0203u).add(13, 0.0f, 1.0f, 0.0f).add(88, -1.0f, -1.0f, 1.0f, 1.0f).add(214, 0x0B71u);
-    ASSERT_EQ(guest.flush(stream, kBack), 0);
+    stream.add(kEnable, GL_DEPTH_TEST).add(kDepthFunc, GL_LEQUAL).add(kColor3f, 0.0f, 1.0f, 0.0f).add(kRectf, -1.0f, -1.0f, 1.0f, 1.0f).add(kDisable, GL_DEPTH_TEST);
+    ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
     ASSERT_EQ(guest.surface->pixel(100, 100) & 0xFFFFFF, 0x00FF00u);
-    ASSERT_EQ(guest.flush(Stream().add(206, 1.0f, 0.5f, 0.2f, 1.0f).add(208, 0.25).add(203, 0x4100u), kBack), 0);
+    ASSERT_EQ(guest.flush(Stream().add(kClearColor, 1.0f, 0.5f, 0.2f, 1.0f).add(kClearDepth, 0.25).add(kClear, GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT), GL_BACK), 0);
     DestroyWindowPacket destroy;
     destroy.windowId = guest.window;
     ASSERT_EQ(guest.send(destroy), 0);
@@ -94,7 +95,7 @@ TEST_F(GlGuards, HugeWindowsAreRefused) {
                                                         {INT32_MIN, 0, INT32_MAX, 1},
                                                         {-5, -5, 16400, 10}}};
   for (const auto& rect : rects) {
-    FlushPacket packet = guest.flushPacket(Stream().add(217).data);
+    FlushPacket packet = guest.flushPacket(Stream().add(kFlush).data);
     std::copy(rect.begin(), rect.end(), packet.clientRect);
     EXPECT_NE(guest.send(packet), 0) << rect[0];
     EXPECT_EQ(log.take().size(), 1u) << rect[0];
@@ -104,60 +105,60 @@ TEST_F(GlGuards, HugeWindowsAreRefused) {
 // Lengths and counts below zero never reach a function that takes them for large ones.
 TEST_F(GlGuards, NegativeLengthsAreRefused) {
   guest.glError();
-  ASSERT_EQ(guest.flush(Stream().add(701, 0x8620u, 0x8875u, -1)), 0);  // glProgramStringARB
-  EXPECT_EQ(guest.glError(), 0x501u);
-  ASSERT_EQ(guest.flush(Stream().add(1433, 0x8620u, 0u, -1)), 0);  // glProgramEnvParameters4fvEXT
-  EXPECT_EQ(guest.glError(), 0x501u);
-  ASSERT_EQ(guest.flush(Stream().add(328, -5)), 0);  // glDeleteTextures
-  EXPECT_EQ(guest.glError(), 0x501u);
-  ASSERT_EQ(guest.flush(Stream().add(2247, 0x8B31u, -2)), 0);  // glUniformSubroutinesuiv
-  EXPECT_EQ(guest.glError(), 0x501u);
+  ASSERT_EQ(guest.flush(Stream().add(kProgramStringARB, GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_FORMAT_ASCII_ARB, -1)), 0);
+  EXPECT_EQ(guest.glError(), GL_INVALID_VALUE);
+  ASSERT_EQ(guest.flush(Stream().add(kProgramEnvParameters4fvEXT, GL_VERTEX_PROGRAM_ARB, 0u, -1)), 0);
+  EXPECT_EQ(guest.glError(), GL_INVALID_VALUE);
+  ASSERT_EQ(guest.flush(Stream().add(kDeleteTextures, -5)), 0);
+  EXPECT_EQ(guest.glError(), GL_INVALID_VALUE);
+  ASSERT_EQ(guest.flush(Stream().add(kUniformSubroutinesuiv, GL_VERTEX_SHADER, -2)), 0);
+  EXPECT_EQ(guest.glError(), GL_INVALID_VALUE);
 }
 
 // Arrays of viewports whose first index and count wrap around are refused.
 TEST_F(GlGuards, ViewportArraysDoNotWrap) {
   guest.glError();
   for (const uint32_t first : {0xFFFFFFFFu, 0xFFFFFFF0u, 0x7FFFFFFFu, 16u, 15u}) {
-    for (const uint32_t opcode : {2191u, 2194u, 2197u}) {
+    for (const uint32_t opcode : {kViewportArrayv, kScissorArrayv, kDepthRangeArrayv}) {
       std::vector<uint8_t> payload;
       Stream::append(payload, first);
       Stream::append(payload, 2);
-      payload.resize(8 + 2 * (opcode == 2197 ? 16 : 16), 0);
+      payload.resize(8 + 2 * 16, 0);
       ASSERT_EQ(guest.flush(Stream().bytes(opcode, payload)), 0) << opcode << " " << first;
-      EXPECT_EQ(guest.glError(), 0x501u) << opcode << " " << first;
+      EXPECT_EQ(guest.glError(), GL_INVALID_VALUE) << opcode << " " << first;
     }
   }
 }
 
 // Arrays of viewports, scissor boxes and depth ranges arrive whole.
 TEST_F(GlGuards, ViewportArraysArrive) {
-  ASSERT_EQ(guest.flush(Stream().add(2191, 1u, 2, 1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f)), 0);
-  ASSERT_EQ(guest.flush(Stream().add(2194, 1u, 2, 1, 2, 3, 4, 5, 6, 7, 8)), 0);
-  ASSERT_EQ(guest.flush(Stream().add(2197, 1u, 2, 0.125, 0.25, 0.5, 0.75)), 0);
-  EXPECT_EQ((guest.askFor<std::array<float, 4>>(Stream().add(2199, 0x0BA2u, 2u, 4u))), (std::array{5.0f, 6.0f, 7.0f, 8.0f}));
-  EXPECT_EQ((guest.askFor<std::array<int32_t, 4>>(Stream().add(2050, 0x0C10u, 2u, 4u))), (std::array{5, 6, 7, 8}));
-  EXPECT_EQ((guest.askFor<std::array<double, 2>>(Stream().add(2200, 0x0B70u, 2u, 2u))), (std::array{0.5, 0.75}));
+  ASSERT_EQ(guest.flush(Stream().add(kViewportArrayv, 1u, 2, 1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f)), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kScissorArrayv, 1u, 2, 1, 2, 3, 4, 5, 6, 7, 8)), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kDepthRangeArrayv, 1u, 2, 0.125, 0.25, 0.5, 0.75)), 0);
+  EXPECT_EQ((guest.askFor<std::array<float, 4>>(Stream().add(kGetFloati_v, GL_VIEWPORT, 2u, 4u))), (std::array{5.0f, 6.0f, 7.0f, 8.0f}));
+  EXPECT_EQ((guest.askFor<std::array<int32_t, 4>>(Stream().add(kGetIntegeri_v, GL_SCISSOR_BOX, 2u, 4u))), (std::array{5, 6, 7, 8}));
+  EXPECT_EQ((guest.askFor<std::array<double, 2>>(Stream().add(kGetDoublei_v, GL_DEPTH_RANGE, 2u, 2u))), (std::array{0.5, 0.75}));
   EXPECT_EQ(guest.glError(), 0u);
 }
 
 // Copies far beyond the window touch nothing that is not there.
 TEST_F(GlGuards, CopiesBeyondTheWindowAreCut) {
-  for (const uint32_t type : {0x1800u, 0x1801u, 0x1802u, 0x84F9u}) {
+  for (const uint32_t type : {GL_COLOR, GL_DEPTH, GL_STENCIL, GL_DEPTH_STENCIL}) {
     for (const int32_t size : {0x7FFFFFFF, 0x40000000, 100000}) {
-      ASSERT_EQ(guest.flush(Stream().add(255, 2, 1, size, 1, type)), 0);
-      ASSERT_EQ(guest.flush(Stream().add(255, 2, 1, 1, size, type)), 0);
-      ASSERT_EQ(guest.flush(Stream().add(255, -size, -size, size, size, type)), 0);
+      ASSERT_EQ(guest.flush(Stream().add(kCopyPixels, 2, 1, size, 1, type)), 0);
+      ASSERT_EQ(guest.flush(Stream().add(kCopyPixels, 2, 1, 1, size, type)), 0);
+      ASSERT_EQ(guest.flush(Stream().add(kCopyPixels, -size, -size, size, size, type)), 0);
     }
   }
 }
 
 // Invalidating an image that has never been defined is no more than an error.
 TEST_F(GlGuards, UndefinedImagesCanBeInvalidated) {
-  ASSERT_EQ(guest.flush(Stream().add(327, 0x0DE1u, 5u)), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kBindTexture, GL_TEXTURE_2D, 5u)), 0);
   for (const int32_t level : {0, 3, 31, 32, -1, 0x7FFFFFFF}) {
     for (const uint32_t texture : {0u, 5u, 77u}) {
-      ASSERT_EQ(guest.flush(Stream().add(2366, texture, level, 0, 0, 0, 1, 1, 1)), 0);
-      ASSERT_EQ(guest.flush(Stream().add(2367, texture, level)), 0);
+      ASSERT_EQ(guest.flush(Stream().add(kInvalidateTexSubImage, texture, level, 0, 0, 0, 1, 1, 1)), 0);
+      ASSERT_EQ(guest.flush(Stream().add(kInvalidateTexImage, texture, level)), 0);
     }
   }
   guest.glError();
@@ -165,7 +166,7 @@ TEST_F(GlGuards, UndefinedImagesCanBeInvalidated) {
 
 // No name of a query brings the host down.
 TEST_F(GlGuards, EveryQueryNameIsSurvived) {
-  for (const uint32_t opcode : {258u, 260u, 262u, 263u, 1570u}) {
+  for (const uint32_t opcode : {kGetBooleanv, kGetDoublev, kGetFloatv, kGetIntegerv, kGetInteger64v}) {
     for (uint32_t base = 0; base < 0x10000; base += 0x400) {
       Stream stream;
       for (uint32_t name = base; name < base + 0x400; ++name) stream.add(opcode, name, 1u);

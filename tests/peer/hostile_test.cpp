@@ -7,26 +7,28 @@
 #include <random>
 
 #include "peer/host/in_process_gpu.h"
-#include "test_guest.h"
-#include "wire/entry_table.h"
+#include "tests/peer/test_guest.h"
+#include "wire/row_facts.h"
 
 namespace qv::peer::test {
 namespace {
 
-constexpr uint32_t kBack = 1029;
 constexpr size_t kStreamBytes = 1024 * 1024;  // of a stream that is more than one piece
 
 class Hostile : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(guest.start(16, 16));
-    ASSERT_EQ(guest.flush(Stream().add(217)), 0);
+    ASSERT_EQ(guest.flush(Stream().add(kFlush)), 0);
     ASSERT_EQ(log.take().size(), 0u);
   }
   // The guest still gets its pictures.
   void TearDown() override {
     log.take();
-    ASSERT_EQ(guest.flush(Stream().add(43).add(1).add(206, 1.0f, 0.0f, 1.0f, 1.0f).add(203, 0x4000u), kBack), 0);
+    ASSERT_EQ(
+        guest.flush(Stream().add(kEnd).add(kEndList).add(kClearColor, 1.0f, 0.0f, 1.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT),
+                    GL_BACK),
+        0);
     EXPECT_EQ(guest.surface->pixel(8, 8) & 0xFFFFFF, 0xFF00FFu);
     EXPECT_EQ(log.take().size(), 0u);
   }
@@ -48,141 +50,161 @@ class Hostile : public testing::Test {
 
 // --- streams ---
 
+// A command that ends beyond its stream is told by opcode, name and offset.
 TEST_F(Hostile, TruncatedCommandIsNamedWithItsOffset) {
-  Stream stream = Stream().add(214, 3042u).add(206, 0.0f, 0.0f, 0.0f, 1.0f);
+  Stream stream = Stream().add(kDisable, GL_BLEND).add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f);
   stream.data.resize(stream.data.size() - 4);
   expectRefused(stream, {"opcode 206", "glClearColor", "offset 8"});
 }
 
-TEST_F(Hostile, LargeHeaderWithoutItsSecondWord) { expectRefused(Stream().word(206), {"opcode 206", "offset 0"}); }
-TEST_F(Hostile, LargeTotalBelowEight) { expectRefused(Stream().word(206).word(7).word(0), {"opcode 206", "total of 7"}); }
-TEST_F(Hostile, LargeTotalBeyondTheStream) { expectRefused(Stream().word(206).word(0xFFFFFFFF), {"opcode 206", "4294967295"}); }
-TEST_F(Hostile, LargeTotalThatWouldWrapWhenPadded) {
-  expectRefused(Stream().add(217).word(215).word(0xFFFFFFFD).word(0), {"opcode 215", "offset 4"});
+// A stream that ends inside a large header is refused.
+TEST_F(Hostile, LargeHeaderWithoutItsSecondWordIsRefused) {
+  expectRefused(Stream().word(kClearColor), {"opcode 206", "offset 0"});
 }
-TEST_F(Hostile, StrayBytesAtTheEnd) {
-  Stream stream = Stream().add(217);
+
+// A large total that does not even count its header is refused.
+TEST_F(Hostile, LargeTotalBelowEightIsRefused) {
+  expectRefused(Stream().word(kClearColor).word(7).word(0), {"opcode 206", "total of 7"});
+}
+
+// A large total that reaches beyond the stream is refused.
+TEST_F(Hostile, LargeTotalBeyondTheStreamIsRefused) {
+  expectRefused(Stream().word(kClearColor).word(0xFFFFFFFF), {"opcode 206", "4294967295"});
+}
+
+// A large total that is no multiple of 4 and would wrap when padded is refused.
+TEST_F(Hostile, LargeTotalThatWouldWrapWhenPaddedIsRefused) {
+  expectRefused(Stream().add(kFlush).word(kEnable).word(0xFFFFFFFD).word(0), {"opcode 215", "offset 4"});
+}
+
+// Bytes at the end of a stream that are too few for a header are refused, and told by number.
+TEST_F(Hostile, StrayBytesAtTheEndAreRefused) {
+  Stream stream = Stream().add(kFlush);
   stream.data.push_back(0x33);
   expectRefused(stream, {"1 stray", "offset 4"});
 }
 
 // Commands before a malformed one have been carried out, the ones behind it not.
-TEST_F(Hostile, WhatStandsBeforeIsDone) {
-  EXPECT_NE(guest.flush(Stream().add(305, 1, 2, 3, 4).add(206, 1.0f).add(305, 9, 9, 9, 9)), 0);
-  const std::vector<uint8_t> viewport = guest.ask(Stream().add(263, 0x0BA2u, 1u), 4);
+TEST_F(Hostile, CommandsBeforeAMalformedOneAreDone) {
+  EXPECT_NE(guest.flush(Stream().add(kViewport, 1, 2, 3, 4).add(kClearColor, 1.0f).add(kViewport, 9, 9, 9, 9)), 0);
+  const std::vector<uint8_t> viewport = guest.ask(Stream().add(kGetIntegerv, GL_VIEWPORT, 1u), 4);
   EXPECT_EQ(viewport, (std::vector<uint8_t>{1, 0, 0, 0}));
 }
 
-// Every fixed row with a payload that is too short and one that is too long.
-TEST_F(Hostile, FixedRowsOfAnotherSize) {
-  struct FixedRow {
-    const char* name;
-    uint32_t opcode;
-    int payload;
-  };
-  std::vector<FixedRow> rows;
-  forEachRow([&]<typename Row>(Row) {
-    if constexpr (Row::kSize > 0 && kSizeFollows<typename Row::Form> && std::is_same_v<typename Row::Implementation, Stamped>) {
-      rows.push_back({Row::kName, static_cast<uint32_t>(Row::kOpcode), Row::kSize - 4});
-    }
-  });
-  EXPECT_GT(rows.size(), 400u);
-  for (const FixedRow& row : rows) {
+// Every fixed row is refused with a payload that is too short and with one that is too long.
+TEST_F(Hostile, FixedRowsOfAnotherSizeAreRefused) {
+  int tested = 0;
+  for (const RowFacts& row : allRows()) {
+    const bool fixed = row.form == FormKind::Fixed || row.form == FormKind::Vec || row.form == FormKind::Query;
+    if (!fixed || !row.stamped || row.size <= 0) continue;
+    ++tested;
+    const int payload = row.size - 4;
     for (const int change : {-1, 4}) {
-      if (row.payload + change < 0) continue;
-      const std::vector<uint8_t> bytes(static_cast<size_t>(row.payload + change), 0);
-      EXPECT_NE(guest.flush(Stream().bytes(row.opcode, bytes)), 0) << row.name;
+      if (payload + change < 0) continue;
+      const std::vector<uint8_t> bytes(static_cast<size_t>(payload + change), 0);
+      EXPECT_NE(guest.flush(Stream().bytes(static_cast<uint32_t>(row.opcode), bytes)), 0) << row.name;
       EXPECT_EQ(log.take().size(), 1u) << row.name;
     }
   }
+  EXPECT_GT(tested, 400);
 }
 
-TEST_F(Hostile, CountedArrays) {
-  expectRefused(Stream().add(160, 0x4000u, 0x1200u, 4u, 1.0f, 1.0f, 1.0f), {"opcode 160", "24 bytes instead of 28"});
-  expectRefused(Stream().add(160, 0x4000u, 0x1200u, 0x40000001u, 1.0f), {"opcode 160"});
-  expectRefused(Stream().add(160, 0x4000u, 0x1200u), {"opcode 160"});
+// A counted array that is shorter than its count is refused; one with fewer values than its name has is met with zeros.
+TEST_F(Hostile, CountedArrayOfAnotherLengthIsRefused) {
+  expectRefused(Stream().add(kLightfv, GL_LIGHT0, GL_AMBIENT, 4u, 1.0f, 1.0f, 1.0f), {"opcode 160", "24 bytes instead of 28"});
+  expectRefused(Stream().add(kLightfv, GL_LIGHT0, GL_AMBIENT, 0x40000001u, 1.0f), {"opcode 160"});
+  expectRefused(Stream().add(kLightfv, GL_LIGHT0, GL_AMBIENT), {"opcode 160"});
   // Fewer values than the name has are met with zeros, not with what lies behind them.
-  ASSERT_EQ(guest.flush(Stream().add(160, 0x4000u, 0x1200u, 1u, 0.5f)), 0);
-  EXPECT_EQ(guest.ask(Stream().add(264, 0x4000u, 0x1200u, 4u), 16), floats({0.5f, 0, 0, 0}));
+  ASSERT_EQ(guest.flush(Stream().add(kLightfv, GL_LIGHT0, GL_AMBIENT, 1u, 0.5f)), 0);
+  EXPECT_EQ(guest.ask(Stream().add(kGetLightfv, GL_LIGHT0, GL_AMBIENT, 4u), 16), floats({0.5f, 0, 0, 0}));
 }
 
-TEST_F(Hostile, SizedArrays) {
-  expectRefused(Stream().add(154, 0x0B66u, 1.0f), {"opcode 154"});                    // a fog colour of one float
-  expectRefused(Stream().add(154, 0x0B62u, 1.0f, 1.0f, 1.0f, 1.0f), {"opcode 154"});  // a fog density of four
-  expectRefused(Stream().add(154, 0x0B66u, 1.0f, 1.0f), {"opcode 154"});
+// A fog parameter of another length than its name has is refused.
+TEST_F(Hostile, SizedArrayOfAnotherLengthIsRefused) {
+  expectRefused(Stream().add(kFogfv, GL_FOG_COLOR, 1.0f), {"opcode 154"});                      // a fog colour of one float
+  expectRefused(Stream().add(kFogfv, GL_FOG_DENSITY, 1.0f, 1.0f, 1.0f, 1.0f), {"opcode 154"});  // a fog density of four
+  expectRefused(Stream().add(kFogfv, GL_FOG_COLOR, 1.0f, 1.0f), {"opcode 154"});
 }
 
-TEST_F(Hostile, NamesBeyondTheCommand) {
-  expectRefused(Stream().add(328, 3, 1u, 2u), {"opcode 328", "12 bytes instead of 16"});
-  expectRefused(Stream().add(328, 0x40000001, 1u), {"opcode 328"});
-  expectRefused(Stream().add(328, 1), {"opcode 328"});
-  ASSERT_EQ(guest.flush(Stream().add(328, -1)), 0);
-  EXPECT_EQ(guest.glError(), 0x501u);
+// A count of names that the command does not hold is refused; a negative one is GL's own error.
+TEST_F(Hostile, NamesBeyondTheCommandAreRefused) {
+  expectRefused(Stream().add(kDeleteTextures, 3, 1u, 2u), {"opcode 328", "12 bytes instead of 16"});
+  expectRefused(Stream().add(kDeleteTextures, 0x40000001, 1u), {"opcode 328"});
+  expectRefused(Stream().add(kDeleteTextures, 1), {"opcode 328"});
+  ASSERT_EQ(guest.flush(Stream().add(kDeleteTextures, -1)), 0);
+  EXPECT_EQ(guest.glError(), GL_INVALID_VALUE);
 }
 
-TEST_F(Hostile, CallListsBeyondTheCommand) {
-  expectRefused(Stream().add(3, 2, 0x1405u, 4u, 1u), {"opcode 3 ", "glCallLists"});
-  expectRefused(Stream().add(3, 1, 0x1405u, 8u, 1u), {"opcode 3 "});
-  expectRefused(Stream().add(3, 1, 0x1405u, 0x7FFFFFFFu, 1u), {"opcode 3 "});
-  expectRefused(Stream().add(3, 0x40000001, 0x1405u, 4u, 1u), {"opcode 3 "});
+// glCallLists whose names, count and length do not agree is refused.
+TEST_F(Hostile, ListNamesBeyondTheCommandAreRefused) {
+  expectRefused(Stream().add(kCallLists, 2, GL_UNSIGNED_INT, 4u, 1u), {"opcode 3 ", "glCallLists"});
+  expectRefused(Stream().add(kCallLists, 1, GL_UNSIGNED_INT, 8u, 1u), {"opcode 3 "});
+  expectRefused(Stream().add(kCallLists, 1, GL_UNSIGNED_INT, 0x7FFFFFFFu, 1u), {"opcode 3 "});
+  expectRefused(Stream().add(kCallLists, 0x40000001, GL_UNSIGNED_INT, 4u, 1u), {"opcode 3 "});
 }
 
-TEST_F(Hostile, TextWithoutItsEnd) {
+// A text without its terminating zero, or of another length than its word says, is refused.
+TEST_F(Hostile, TextWithoutItsEndIsRefused) {
   const std::vector<uint8_t> withZero = {1, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 'a', 'b', 0};
-  ASSERT_EQ(guest.flush(Stream().bytes(490, withZero)), 0);
+  ASSERT_EQ(guest.flush(Stream().bytes(kBindAttribLocation, withZero)), 0);
   std::vector<uint8_t> open = withZero;
   open.back() = 'c';
-  expectRefused(Stream().bytes(490, open), {"opcode 490", "text without its terminating zero"});
+  expectRefused(Stream().bytes(kBindAttribLocation, open), {"opcode 490", "text without its terminating zero"});
   std::vector<uint8_t> longer = withZero;
   longer[8] = 200;
-  expectRefused(Stream().bytes(490, longer), {"opcode 490", "15 bytes instead of 212"});
-  expectRefused(Stream().bytes(490, {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}), {"opcode 490"});
+  expectRefused(Stream().bytes(kBindAttribLocation, longer), {"opcode 490", "15 bytes instead of 212"});
+  expectRefused(Stream().bytes(kBindAttribLocation, {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}), {"opcode 490"});
 }
 
-TEST_F(Hostile, QueriesForMoreThanThereIs) {
-  expectRefused(Stream().add(263, 0x0BA2u, 0xFFFFFFFFu), {"opcode 263", "values"});
-  expectRefused(Stream().add(1544, 0x7FFFFFFF), {"opcode 1544", "values"});
+// A query for more values than any answer has is refused.
+TEST_F(Hostile, QueriesForMoreThanThereIsAreRefused) {
+  expectRefused(Stream().add(kGetIntegerv, GL_VIEWPORT, 0xFFFFFFFFu), {"opcode 263", "values"});
+  expectRefused(Stream().add(kGenFramebuffers, 0x7FFFFFFF), {"opcode 1544", "values"});
 }
 
 // --- runs ---
 
-TEST_F(Hostile, Runs) {
+// A run whose slots, tags, stride and length do not agree is refused with its reason; a mode that GL does not know is GL's own
+// error.
+TEST_F(Hostile, RunsThatContradictThemselvesAreRefused) {
   const auto refused = [&](const std::vector<uint8_t>& payload, const std::string& text) {
     SCOPED_TRACE(text);
-    expectRefused(Stream().large(2008, payload), {"opcode 2008", text});
+    expectRefused(Stream().large(kRunEnded, payload), {"opcode 2008", text});
   };
   const std::vector<uint8_t> one = floats({0, 0, 0});
   refused({}, "payload of 0");
-  refused(runPayload(4, std::vector<uint16_t>(17, 0x3103), 204, {}), "17 slots");
+  refused(runPayload(GL_TRIANGLES, std::vector<uint16_t>(17, 0x3103), 204, {}), "17 slots");
   refused({0, 0, 16, 4, 0, 0}, "16 slots");
-  refused(runPayload(4, {0x3100}, 16, one), "16 bytes per vertex");
-  refused(runPayload(4, {0x0100}, 0, {}), "tag 0x0100");       // no component
-  refused(runPayload(4, {0x5100}, 20, {}), "tag 0x5100");      // five components
-  refused(runPayload(4, {0x3800}, 12, {}), "tag 0x3800");      // no such type
-  refused(runPayload(4, {0x3101}, 12, one), "tag 0x3101");     // no such attribute
-  refused(runPayload(4, {0x1100}, 4, {}), "tag 0x1100");       // a position of one component
-  refused(runPayload(4, {0x3728}, 4, {}), "tag 0x3728");       // texture coordinate set 32
-  refused(runPayload(4, {0x3100, 0x3103}, 24, {}), "slot 1");  // behind the position
-  refused(runPayload(4, {0x3100}, 12, {1, 2, 3, 4}), "4 bytes of vertices of 12");
-  refused(runPayload(4, {}, 0, {1, 2, 3, 4}), "4 bytes of vertices of 0");
+  refused(runPayload(GL_TRIANGLES, {0x3100}, 16, one), "16 bytes per vertex");
+  refused(runPayload(GL_TRIANGLES, {0x0100}, 0, {}), "tag 0x0100");       // no component
+  refused(runPayload(GL_TRIANGLES, {0x5100}, 20, {}), "tag 0x5100");      // five components
+  refused(runPayload(GL_TRIANGLES, {0x3800}, 12, {}), "tag 0x3800");      // no such type
+  refused(runPayload(GL_TRIANGLES, {0x3101}, 12, one), "tag 0x3101");     // no such attribute
+  refused(runPayload(GL_TRIANGLES, {0x1100}, 4, {}), "tag 0x1100");       // a position of one component
+  refused(runPayload(GL_TRIANGLES, {0x3728}, 4, {}), "tag 0x3728");       // texture coordinate set 32
+  refused(runPayload(GL_TRIANGLES, {0x3100, 0x3103}, 24, {}), "slot 1");  // behind the position
+  refused(runPayload(GL_TRIANGLES, {0x3100}, 12, {1, 2, 3, 4}), "4 bytes of vertices of 12");
+  refused(runPayload(GL_TRIANGLES, {}, 0, {1, 2, 3, 4}), "4 bytes of vertices of 0");
   // A primitive that GL does not know is GL's own error.
-  ASSERT_EQ(guest.flush(Stream().large(2008, runPayload(200, {0x3100}, 12, one))), 0);
-  EXPECT_EQ(guest.glError(), 0x500u);
+  ASSERT_EQ(guest.flush(Stream().large(kRunEnded, runPayload(200, {0x3100}, 12, one))), 0);
+  EXPECT_EQ(guest.glError(), GL_INVALID_ENUM);
 }
 
-// A run inside an open primitive, and one inside a list.
-TEST_F(Hostile, RunsWhereNoneMayBe) {
+// A run inside an open primitive, and one inside a list, are taken, and the guest is served on.
+TEST_F(Hostile, RunsInsidePrimitivesAndListsAreSurvived) {
   std::vector<float> values(3 * 60, 0.0f);
-  const std::vector<uint8_t> run = runPayload(4, {0x3100}, 12, floats(values));
-  ASSERT_EQ(guest.flush(Stream().add(7, 4u).large(2008, run).large(2007, run).large(2008, run)), 0);
-  guest.flush(Stream().add(43));
-  ASSERT_EQ(guest.flush(Stream().add(0, 1u, 0x1300u).large(2008, run).add(1).add(2, 1u)), 0);
+  const std::vector<uint8_t> run = runPayload(GL_TRIANGLES, {0x3100}, 12, floats(values));
+  ASSERT_EQ(guest.flush(Stream().add(kBegin, GL_TRIANGLES).large(kRunEnded, run).large(kRunBroken, run).large(kRunEnded, run)),
+            0);
+  guest.flush(Stream().add(kEnd));
+  ASSERT_EQ(guest.flush(Stream().add(kNewList, 1u, GL_COMPILE).large(kRunEnded, run).add(kEndList).add(kCallList, 1u)), 0);
   guest.glError();
 }
 
 // --- packets ---
 
-TEST_F(Hostile, PacketHeads) {
+// A packet of another class, layout, code or size is refused with its number.
+TEST_F(Hostile, PacketHeadsOfAnotherKindAreRefused) {
   DeleteContextPacket packet;
   EXPECT_NE(gpu.escape(&packet, 20), 0);  // not even a header: there is no status to write
   expectOneLine({"20 bytes"});
@@ -205,13 +227,13 @@ TEST_F(Hostile, PacketHeads) {
   expectOneLine({"28 bytes"});
 }
 
-// Ids of another process, and ids that were never given.
-TEST_F(Hostile, ForeignIds) {
+// Ids of another process, and ids that were never given, are refused with their numbers.
+TEST_F(Hostile, ForeignIdsAreRefused) {
   TestGuest stranger(gpu, 78);
   stranger.context = guest.context;
   stranger.window = guest.window;
   stranger.width = stranger.height = 8;
-  EXPECT_NE(stranger.flush(Stream().add(217)), 0);
+  EXPECT_NE(stranger.flush(Stream().add(kFlush)), 0);
   expectOneLine({"process 78"});
   DeleteContextPacket remove;
   remove.contextId = 99;
@@ -232,17 +254,18 @@ TEST_F(Hostile, ForeignIds) {
   expectOneLine({"99"});
 }
 
-TEST_F(Hostile, AttributeLists) {
-  const std::vector<uint16_t> noEnd(60, 3122);
+// An attribute list without its end, with an unknown token, with a missing value or with an unknown version is refused.
+TEST_F(Hostile, AttributeListsWithoutSenseAreRefused) {
+  const std::vector<uint16_t> noEnd(60, GL_DOUBLEBUFFER);
   EXPECT_NE(guest.createContext(noEnd).header.status, 0);
   expectOneLine({"attribute list"});
   EXPECT_NE(guest.createContext({1, 0}).header.status, 0);
   expectOneLine({"attribute list"});
-  std::vector<uint16_t> cutShort(60, 3122);
-  cutShort.back() = 7938;
+  std::vector<uint16_t> cutShort(60, GL_DOUBLEBUFFER);
+  cutShort.back() = GL_VERSION;
   EXPECT_NE(guest.createContext(cutShort).header.status, 0);
   expectOneLine({"attribute list"});
-  EXPECT_NE(guest.createContext({7938, 990, 37158, 2, 0}).header.status, 0);
+  EXPECT_NE(guest.createContext({GL_VERSION, 990, GL_CONTEXT_PROFILE_MASK, 2, 0}).header.status, 0);
   expectOneLine({"version 990"});
   const CreateWindowPacket window = guest.createWindow({9, 0});
   EXPECT_NE(window.header.status, 0);
@@ -250,7 +273,8 @@ TEST_F(Hostile, AttributeLists) {
   expectOneLine({"attribute list"});
 }
 
-TEST_F(Hostile, ImagePaths) {
+// A path of an odd length, of the wrong direction or in memory that cannot be read is refused.
+TEST_F(Hostile, ImagePathsThatCannotBeReadAreRefused) {
   const auto create = [&](uint64_t address, uint32_t size, uint32_t direction) {
     CreateContextPacket packet;
     packet.imagePath = {address, size, direction};
@@ -272,7 +296,8 @@ TEST_F(Hostile, ImagePaths) {
   expectOneLine({"cannot be read"});
 }
 
-TEST_F(Hostile, FlushPackets) {
+// A flush is refused for each field that names nothing, or has a value that no flush has.
+TEST_F(Hostile, FlushPacketsWithWrongFieldsAreRefused) {
   const auto refused = [&](auto&& change, const std::string& text) {
     SCOPED_TRACE(text);
     FlushPacket packet = guest.flushPacket({});
@@ -297,20 +322,21 @@ TEST_F(Hostile, FlushPackets) {
 
 // A flush that names an unknown allocation loses the picture and nothing else: its stream is carried out and its question answered.
 TEST_F(Hostile, UnknownAllocationsLoseThePictureAlone) {
-  const Stream stream = Stream().add(305, 1, 2, 3, 4);
+  const Stream stream = Stream().add(kViewport, 1, 2, 3, 4);
   FlushPacket packet = guest.flushPacket(stream.data);
   packet.backBuffer = 77;
   EXPECT_EQ(guest.send(packet), 0);
   expectOneLine({"allocation 77"});
-  packet.presentMode = 1029;
+  packet.presentMode = GL_BACK;
   EXPECT_NE(guest.send(packet), 0);
   expectOneLine({"allocation 77"});
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0BA2u, 1u)), 1);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_VIEWPORT, 1u)), 1);
 }
 
 // --- addresses ---
 
-TEST_F(Hostile, StreamAddresses) {
+// A stream at an address that cannot be read, wholly or from some byte on, is refused with the offset.
+TEST_F(Hostile, StreamsThatCannotBeReadAreRefused) {
   FlushPacket packet = guest.flushPacket({});
   packet.stream.address = 4096;
   packet.stream.size = 64;
@@ -339,8 +365,9 @@ TEST_F(Hostile, StreamAddresses) {
   munmap(memory, whole);
 }
 
-TEST_F(Hostile, ReplyAddresses) {
-  const Stream stream = Stream().add(263, 0x0BA2u, 4u);
+// A reply buffer that cannot be written fails the flush.
+TEST_F(Hostile, RepliesThatCannotBeWrittenAreRefused) {
+  const Stream stream = Stream().add(kGetIntegerv, GL_VIEWPORT, 4u);
   FlushPacket packet = guest.flushPacket(stream.data);
   packet.reply.address = 64;
   packet.reply.size = 16;
@@ -356,7 +383,8 @@ TEST_F(Hostile, ReplyAddresses) {
   munmap(memory, 4096);
 }
 
-TEST_F(Hostile, Allocations) {
+// An allocation that is not sealed, does not fit its memory or is opened twice is refused.
+TEST_F(Hostile, AllocationsThatDoNotFitAreRefused) {
   const Surface loose(0x500, 8, 8, false);
   EXPECT_FALSE(gpu.openAllocation(loose.allocation));
   expectOneLine({"not sealed"});
@@ -391,8 +419,12 @@ TEST_F(Hostile, NoiseIsSurvived) {
   std::mt19937 random(20240117);
   std::vector<float> values(6 * 60, 0.25f);
   Stream good;
-  good.add(206, 0.0f, 0.0f, 0.0f, 1.0f).add(203, 0x4000u).add(160, 0x4000u, 0x1200u, 4u, 1.0f, 1.0f, 1.0f, 1.0f);
-  good.large(2008, runPayload(4, {0x3103, 0x3100}, 24, floats(values))).add(3, 2, 0x1405u, 8u, 1u, 2u).add(263, 0x0BA2u, 4u);
+  good.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f)
+      .add(kClear, GL_COLOR_BUFFER_BIT)
+      .add(kLightfv, GL_LIGHT0, GL_AMBIENT, 4u, 1.0f, 1.0f, 1.0f, 1.0f);
+  good.large(kRunEnded, runPayload(GL_TRIANGLES, {0x3103, 0x3100}, 24, floats(values)))
+      .add(kCallLists, 2, GL_UNSIGNED_INT, 8u, 1u, 2u)
+      .add(kGetIntegerv, GL_VIEWPORT, 4u);
   uint32_t refused = 0;
   for (int round = 0; round < 3000; ++round) {
     Stream stream;
@@ -406,7 +438,7 @@ TEST_F(Hostile, NoiseIsSurvived) {
     }
     // Drawing the noise is not the point: nothing is kept of lists and open primitives.
     refused += guest.flush(stream) != 0;
-    guest.flush(Stream().add(43).add(1));
+    guest.flush(Stream().add(kEnd).add(kEndList));
   }
   EXPECT_GT(refused, 500u);
   log.take();

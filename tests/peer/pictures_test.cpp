@@ -4,13 +4,10 @@
 #include <functional>
 
 #include "peer/host/in_process_gpu.h"
-#include "test_guest.h"
+#include "tests/peer/test_guest.h"
 
 namespace qv::peer::test {
 namespace {
-
-constexpr uint32_t kBack = 1029;
-constexpr uint32_t kColorBit = 0x4000;
 
 class Pictures : public testing::Test {
  protected:
@@ -22,7 +19,9 @@ class Pictures : public testing::Test {
   TestGuest guest{gpu};
 };
 
-Stream clear(float red, float green, float blue) { return Stream().add(206, red, green, blue, 1.0f).add(203, kColorBit); }
+Stream clear(float red, float green, float blue) {
+  return Stream().add(kClearColor, red, green, blue, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
+}
 
 // The host's own version is told, not what was sent.
 TEST_F(Pictures, VersionIsTheHosts) {
@@ -33,15 +32,19 @@ TEST_F(Pictures, VersionIsTheHosts) {
 
 // A clear colour arrives as B, G, R in every pixel of the surface.
 TEST_F(Pictures, ClearFillsTheSurface) {
-  ASSERT_EQ(guest.flush(clear(1.0f, 0.5f, 0.25f), kBack), 0);
+  ASSERT_EQ(guest.flush(clear(1.0f, 0.5f, 0.25f), GL_BACK), 0);
   for (const uint32_t pixel : guest.surface->pixels()) ASSERT_EQ(pixel & 0xFFFFFF, 0xFF8040u);
 }
 
 // Row 0 of the surface is the top of the picture.
 TEST_F(Pictures, RowsAreTopDown) {
   Stream stream = clear(0, 0, 0);
-  stream.add(215, 3089u).add(176, 0, 40, 64, 8).add(206, 1.0f, 0.0f, 0.0f, 1.0f).add(203, kColorBit).add(214, 3089u);
-  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  stream.add(kEnable, GL_SCISSOR_TEST)
+      .add(kScissor, 0, 40, 64, 8)
+      .add(kClearColor, 1.0f, 0.0f, 0.0f, 1.0f)
+      .add(kClear, GL_COLOR_BUFFER_BIT)
+      .add(kDisable, GL_SCISSOR_TEST);
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFF0000u);
   EXPECT_EQ(guest.surface->pixel(63, 7) & 0xFFFFFF, 0xFF0000u);
   EXPECT_EQ(guest.surface->pixel(0, 8) & 0xFFFFFF, 0u);
@@ -52,45 +55,51 @@ TEST_F(Pictures, RowsAreTopDown) {
 TEST_F(Pictures, EmptyFlushPresents) {
   ASSERT_EQ(guest.flush(clear(0, 1, 0)), 0);
   EXPECT_EQ(guest.surface->pixel(5, 5), 0u);
-  ASSERT_EQ(guest.flush(Stream(), kBack), 0);
+  ASSERT_EQ(guest.flush(Stream(), GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(5, 5) & 0xFFFFFF, 0x00FF00u);
 }
 
 // Read state of the guest that would bend the frame's way back neither does so nor is changed by it.
 TEST_F(Pictures, GuestReadStateIsLeftAlone) {
   Stream stream = clear(0.25f, 0.5f, 0.75f);
-  stream.add(250, 0x0D02u, 3).add(250, 0x0D04u, 2).add(250, 0x0D00u, 1);  // pack row length 3, skip pixels 2, swap bytes
-  stream.add(247, 0x0D14u, 0.0f).add(254, 0x0404u);                       // red scale 0, read buffer front
-  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  stream.add(kPixelStorei, GL_PACK_ROW_LENGTH, 3)
+      .add(kPixelStorei, GL_PACK_SKIP_PIXELS, 2)
+      .add(kPixelStorei, GL_PACK_SWAP_BYTES, 1);                               // pack row length 3, skip pixels 2, swap bytes
+  stream.add(kPixelTransferf, GL_RED_SCALE, 0.0f).add(kReadBuffer, GL_FRONT);  // red scale 0, read buffer front
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0x4080BFu);
   EXPECT_EQ(guest.surface->pixel(63, 47) & 0xFFFFFF, 0x4080BFu);
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0D02u, 1u)), 3);
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0D04u, 1u)), 2);
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0D00u, 1u)), 1);
-  EXPECT_EQ(guest.askFor<float>(Stream().add(262, 0x0D14u, 1u)), 0.0f);
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0C02u, 1u)), 0x0404);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_PACK_ROW_LENGTH, 1u)), 3);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_PACK_SKIP_PIXELS, 1u)), 2);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_PACK_SWAP_BYTES, 1u)), 1);
+  EXPECT_EQ(guest.askFor<float>(Stream().add(kGetFloatv, GL_RED_SCALE, 1u)), 0.0f);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_READ_BUFFER, 1u)), GL_FRONT);
   EXPECT_EQ(guest.glError(), 0u);
 }
 
 // A double-buffered guest starts on the back buffer, a single-buffered one on the front buffer.
 TEST_F(Pictures, DefaultBuffersFollowTheFormat) {
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0C01u, 1u)), 0x0405);
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0C02u, 1u)), 0x0405);
-  guest.context = guest.createContext({7938, 210, 37158, 2, 0}).contextId;
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_DRAW_BUFFER, 1u)), GL_BACK);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_READ_BUFFER, 1u)), GL_BACK);
+  guest.context = guest.createContext({GL_VERSION, 210, GL_CONTEXT_PROFILE_MASK, 2, 0}).contextId;
   guest.window = guest.createWindow({0}).windowId;
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0C01u, 1u)), 0x0404);
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x0C02u, 1u)), 0x0404);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_DRAW_BUFFER, 1u)), GL_FRONT);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_READ_BUFFER, 1u)), GL_FRONT);
 }
 
 // After a resize the next frame has the new size, and a surface of another size gets the top left part of it.
-TEST_F(Pictures, ResizeAndClip) {
-  ASSERT_EQ(guest.flush(clear(1, 0, 0), kBack), 0);
+TEST_F(Pictures, ResizedFrameIsClippedToItsSurface) {
+  ASSERT_EQ(guest.flush(clear(1, 0, 0), GL_BACK), 0);
   guest.width = 32;
   guest.height = 96;
   guest.surface->fill(0x11);
   Stream stream = clear(0, 0, 1);
-  stream.add(215, 3089u).add(176, 0, 95, 32, 1).add(206, 1.0f, 1.0f, 1.0f, 1.0f).add(203, kColorBit).add(214, 3089u);
-  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  stream.add(kEnable, GL_SCISSOR_TEST)
+      .add(kScissor, 0, 95, 32, 1)
+      .add(kClearColor, 1.0f, 1.0f, 1.0f, 1.0f)
+      .add(kClear, GL_COLOR_BUFFER_BIT)
+      .add(kDisable, GL_SCISSOR_TEST);
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFFFFFFu);
   EXPECT_EQ(guest.surface->pixel(31, 47) & 0xFFFFFF, 0x0000FFu);
   EXPECT_EQ(guest.surface->pixel(32, 0), 0x11111111u);
@@ -101,13 +110,16 @@ TEST_F(Pictures, MinimisedWindowKeepsItsPicture) {
   ASSERT_EQ(guest.flush(clear(1, 0, 0)), 0);
   const uint32_t height = guest.height;
   guest.height = 0;
-  ASSERT_EQ(guest.flush(Stream().add(217)), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kFlush)), 0);
   guest.height = height;
-  ASSERT_EQ(guest.flush(Stream(), kBack), 0);
+  ASSERT_EQ(guest.flush(Stream(), GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(1, 1) & 0xFFFFFF, 0xFF0000u);
 }
 
 // --- runs ---
+//
+// A tag reads components, type, attribute number: 0x3103 is three floats of colour, 0x3102 of a normal, 0x1108 one of a texture
+// coordinate, 0x3100 three of a position.
 
 struct RunCase {
   const char* name;
@@ -124,18 +136,19 @@ std::vector<float> vertex(uint32_t i, uint32_t n) {
   return {part, 1 - part, 0.25f + 0.5f * part, 0, 0, 1, part, x, y, 0.1f * part};
 }
 
-class Runs : public Pictures, public testing::WithParamInterface<RunCase> {
+class RunModes : public Pictures, public testing::WithParamInterface<RunCase> {
  protected:
   // Draws the same on a fresh background and returns the picture, with the attributes that are current afterwards.
   std::vector<uint32_t> picture(const std::function<void(Stream&)>& draw) {
     Stream stream = clear(0.1f, 0.2f, 0.3f);
-    stream.add(13, 1.0f, 1.0f, 1.0f).add(56, 0.0f, 1.0f, 0.0f).add(96, 0.0f);
-    stream.add(168, 3.0f).add(173, 4.0f);
+    stream.add(kColor3f, 1.0f, 1.0f, 1.0f).add(kNormal3f, 0.0f, 1.0f, 0.0f).add(kTexCoord1f, 0.0f);
+    stream.add(kLineWidth, 3.0f).add(kPointSize, 4.0f);
     draw(stream);
-    EXPECT_EQ(guest.flush(stream, kBack), 0);
+    EXPECT_EQ(guest.flush(stream, GL_BACK), 0);
     current.clear();
-    for (const auto& [name, count] : {std::pair{0x0B00u, 4u}, {0x0B02u, 3u}, {0x0B03u, 4u}}) {
-      const std::vector<uint8_t> values = guest.ask(Stream().add(262, name, count), count * 4);
+    for (const auto& [name, count] :
+         {std::pair{GL_CURRENT_COLOR, 4u}, {GL_CURRENT_NORMAL, 3u}, {GL_CURRENT_TEXTURE_COORDS, 4u}}) {
+      const std::vector<uint8_t> values = guest.ask(Stream().add(kGetFloatv, name, count), count * 4);
       current.insert(current.end(), values.begin(), values.end());
     }
     EXPECT_EQ(guest.glError(), 0u);
@@ -145,15 +158,18 @@ class Runs : public Pictures, public testing::WithParamInterface<RunCase> {
 };
 
 // A run gives the picture and the current attributes that its plain commands give.
-TEST_P(Runs, EqualPlainCommands) {
+TEST_P(RunModes, RunsEqualPlainCommands) {
   const auto [name, mode, n] = GetParam();
   const auto plain = picture([&](Stream& stream) {
-    stream.add(7, mode);
+    stream.add(kBegin, mode);
     for (uint32_t i = 0; i < n; ++i) {
       const std::vector<float> v = vertex(i, n);
-      stream.add(13, v[0], v[1], v[2]).add(56, v[3], v[4], v[5]).add(96, v[6]).add(136, v[7], v[8], v[9]);
+      stream.add(kColor3f, v[0], v[1], v[2])
+          .add(kNormal3f, v[3], v[4], v[5])
+          .add(kTexCoord1f, v[6])
+          .add(kVertex3f, v[7], v[8], v[9]);
     }
-    stream.add(43);
+    stream.add(kEnd);
   });
   const std::vector<uint8_t> plainCurrent = current;
   ASSERT_NE(plain, picture([](Stream&) {})) << "nothing was drawn";
@@ -163,34 +179,40 @@ TEST_P(Runs, EqualPlainCommands) {
     packed.insert(packed.end(), bytes.begin(), bytes.end());
   }
   const std::vector<uint16_t> tags = {0x3103, 0x3102, 0x1108, 0x3100};
-  const auto ended = picture([&](Stream& stream) { stream.large(2008, runPayload(mode, tags, 40, packed)); });
+  const auto ended = picture([&](Stream& stream) { stream.large(kRunEnded, runPayload(mode, tags, 40, packed)); });
   EXPECT_EQ(ended, plain);
   EXPECT_EQ(current, plainCurrent);
   const auto broken = picture([&](Stream& stream) {
     const size_t half = n / 2 * 40;
-    stream.large(2007, runPayload(mode, tags, 40, {packed.begin(), packed.begin() + static_cast<std::ptrdiff_t>(half)}));
+    stream.large(kRunBroken, runPayload(mode, tags, 40, {packed.begin(), packed.begin() + static_cast<std::ptrdiff_t>(half)}));
     for (uint32_t i = n / 2; i < n; ++i) {
       const std::vector<float> v = vertex(i, n);
-      stream.add(13, v[0], v[1], v[2]).add(56, v[3], v[4], v[5]).add(96, v[6]).add(136, v[7], v[8], v[9]);
+      stream.add(kColor3f, v[0], v[1], v[2])
+          .add(kNormal3f, v[3], v[4], v[5])
+          .add(kTexCoord1f, v[6])
+          .add(kVertex3f, v[7], v[8], v[9]);
     }
-    stream.add(43);
+    stream.add(kEnd);
   });
   EXPECT_EQ(broken, plain);
   EXPECT_EQ(current, plainCurrent);
 }
 
 // Runs that follow one another, with whole primitives or not, give what their plain commands give.
-TEST_P(Runs, SeveralInARowEqualPlainCommands) {
+TEST_P(RunModes, JoinedRunsEqualPlainCommands) {
   const auto [name, mode, n] = GetParam();
   for (const uint32_t each : {12u, 5u}) {
     const auto plain = picture([&](Stream& stream) {
       for (uint32_t from = 0; from < n; from += each) {
-        stream.add(7, mode);
+        stream.add(kBegin, mode);
         for (uint32_t i = from; i < std::min(n, from + each); ++i) {
           const std::vector<float> v = vertex(i, n);
-          stream.add(13, v[0], v[1], v[2]).add(56, v[3], v[4], v[5]).add(96, v[6]).add(136, v[7], v[8], v[9]);
+          stream.add(kColor3f, v[0], v[1], v[2])
+              .add(kNormal3f, v[3], v[4], v[5])
+              .add(kTexCoord1f, v[6])
+              .add(kVertex3f, v[7], v[8], v[9]);
         }
-        stream.add(43);
+        stream.add(kEnd);
       }
     });
     const std::vector<uint8_t> plainCurrent = current;
@@ -201,7 +223,7 @@ TEST_P(Runs, SeveralInARowEqualPlainCommands) {
           const std::vector<uint8_t> bytes = floats(vertex(i, n));
           packed.insert(packed.end(), bytes.begin(), bytes.end());
         }
-        stream.large(2008, runPayload(mode, {0x3103, 0x3102, 0x1108, 0x3100}, 40, packed));
+        stream.large(kRunEnded, runPayload(mode, {0x3103, 0x3102, 0x1108, 0x3100}, 40, packed));
       }
     });
     EXPECT_EQ(runs, plain) << each;
@@ -209,17 +231,19 @@ TEST_P(Runs, SeveralInARowEqualPlainCommands) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, Runs,
-                         testing::Values(RunCase{"points", 0, 7}, RunCase{"pointsArray", 0, 100}, RunCase{"lines", 1, 8},
-                                         RunCase{"linesArray", 1, 60}, RunCase{"lineLoop", 2, 9}, RunCase{"lineLoopArray", 2, 49},
-                                         RunCase{"lineStrip", 3, 70}, RunCase{"triangles", 4, 3},
-                                         RunCase{"trianglesArray", 4, 99}, RunCase{"strip", 5, 64}, RunCase{"fan", 6, 55},
-                                         RunCase{"quads", 7, 64}, RunCase{"quadStrip", 8, 50}, RunCase{"polygon", 9, 52},
-                                         RunCase{"big", 4, 9000}),
+INSTANTIATE_TEST_SUITE_P(Modes, RunModes,
+                         testing::Values(RunCase{"points", GL_POINTS, 7}, RunCase{"pointsArray", GL_POINTS, 100},
+                                         RunCase{"lines", GL_LINES, 8}, RunCase{"linesArray", GL_LINES, 60},
+                                         RunCase{"lineLoop", GL_LINE_LOOP, 9}, RunCase{"lineLoopArray", GL_LINE_LOOP, 49},
+                                         RunCase{"lineStrip", GL_LINE_STRIP, 70}, RunCase{"triangles", GL_TRIANGLES, 3},
+                                         RunCase{"trianglesArray", GL_TRIANGLES, 99}, RunCase{"strip", GL_TRIANGLE_STRIP, 64},
+                                         RunCase{"fan", GL_TRIANGLE_FAN, 55}, RunCase{"quads", GL_QUADS, 64},
+                                         RunCase{"quadStrip", GL_QUAD_STRIP, 50}, RunCase{"polygon", GL_POLYGON, 52},
+                                         RunCase{"big", GL_TRIANGLES, 9000}),
                          [](const auto& one) { return std::string(one.param.name); });
 
 // Types other than float normalise and widen as their GL calls do.
-TEST_F(Pictures, RunsOfEveryType) {
+TEST_F(Pictures, RunsConvertEveryType) {
   struct Case {
     uint16_t tag;
     std::vector<uint8_t> data;    // one slot, padded
@@ -237,9 +261,10 @@ TEST_F(Pictures, RunsOfEveryType) {
   for (const Case& one : cases) {
     SCOPED_TRACE(one.tag);
     // An attribute without a position only becomes current.
-    const Stream stream = Stream().large(2008, runPayload(0, {one.tag}, static_cast<uint32_t>(one.data.size()), one.data));
+    const Stream stream =
+        Stream().large(kRunEnded, runPayload(GL_POINTS, {one.tag}, static_cast<uint32_t>(one.data.size()), one.data));
     ASSERT_EQ(guest.flush(stream), 0);
-    const std::vector<uint8_t> reply = guest.ask(Stream().add(262, 0x0B00u, 4u), 16);
+    const std::vector<uint8_t> reply = guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16);
     ASSERT_EQ(reply.size(), 16u);
     float color[4];
     std::memcpy(color, reply.data(), 16);
@@ -252,58 +277,63 @@ TEST_F(Pictures, PartialVertexSetsAttributes) {
   // Colour and position twice, then a third colour alone.
   std::vector<float> values = {1, 0, 0, -1, -1, 0, 1, 0, 0, 3, -1, 0, 0, 1, 0};
   Stream stream = clear(0, 0, 0);
-  stream.large(2007, runPayload(4, {0x3103, 0x3100}, 24, floats(values)));
-  stream.add(136, -1.0f, 3.0f, 0.0f).add(43);
-  stream.add(177, 0x1D01u);  // smooth
-  ASSERT_EQ(guest.flush(stream, kBack), 0);
-  const std::vector<uint8_t> reply = guest.ask(Stream().add(262, 0x0B00u, 4u), 16);
+  stream.large(kRunBroken, runPayload(GL_TRIANGLES, {0x3103, 0x3100}, 24, floats(values)));
+  stream.add(kVertex3f, -1.0f, 3.0f, 0.0f).add(kEnd);
+  stream.add(kShadeModel, GL_SMOOTH);
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
+  const std::vector<uint8_t> reply = guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16);
   EXPECT_EQ(reply, floats({0, 1, 0, 1}));
   EXPECT_NE(guest.surface->pixel(0, 0) & 0xFFFFFF, 0u);
 }
 
 // A run without slots is an empty primitive; afterwards glEnd is an error, so it has been ended.
-TEST_F(Pictures, EmptyRuns) {
-  ASSERT_EQ(guest.flush(Stream().large(2008, {0, 0, 0, 4})), 0);
+TEST_F(Pictures, EmptyRunIsAnEndedPrimitive) {
+  ASSERT_EQ(guest.flush(Stream().large(kRunEnded, {0, 0, 0, 4})), 0);
   EXPECT_EQ(guest.glError(), 0u);
-  ASSERT_EQ(guest.flush(Stream().large(2007, {0, 0, 0, 4}).add(43)), 0);
+  ASSERT_EQ(guest.flush(Stream().large(kRunBroken, {0, 0, 0, 4}).add(kEnd)), 0);
   EXPECT_EQ(guest.glError(), 0u);
-  ASSERT_EQ(guest.flush(Stream().add(43)), 0);
-  EXPECT_EQ(guest.glError(), 0x502u);
+  ASSERT_EQ(guest.flush(Stream().add(kEnd)), 0);
+  EXPECT_EQ(guest.glError(), GL_INVALID_OPERATION);
 }
 
 // A swap inside glBegin sends a run's head whose length counts bytes that are not in the stream: the primitive is open.
 TEST_F(Pictures, BareRunHeadOpensThePrimitive) {
   Stream stream = clear(0, 0, 0);
-  stream.word(2007).word(28).word(4u << 24 | 1u << 16 | 12u);
-  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  stream.word(kRunBroken).word(28).word(4u << 24 | 1u << 16 | 12u);
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   Stream rest;
-  rest.add(13, 0.0f, 1.0f, 0.0f).add(136, -1.0f, -1.0f, 0.0f).add(136, 3.0f, -1.0f, 0.0f).add(136, -1.0f, 3.0f, 0.0f).add(43);
-  ASSERT_EQ(guest.flush(rest, kBack), 0);
+  rest.add(kColor3f, 0.0f, 1.0f, 0.0f)
+      .add(kVertex3f, -1.0f, -1.0f, 0.0f)
+      .add(kVertex3f, 3.0f, -1.0f, 0.0f)
+      .add(kVertex3f, -1.0f, 3.0f, 0.0f)
+      .add(kEnd);
+  ASSERT_EQ(guest.flush(rest, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(10, 10) & 0xFFFFFF, 0x00FF00u);
   EXPECT_EQ(guest.glError(), 0u);
 }
 
 // A run of another layout, mode or kind, and one with a part of a vertex, is not drawn with the runs before it.
-TEST_F(Pictures, DifferentRunsInARow) {
+TEST_F(Pictures, DifferentRunsAreNotJoined) {
   const auto triangle = [](float x, float r, float g) {
     return floats({r, g, 0, x, -1, 0, r, g, 0, x + 1, -1, 0, r, g, 0, x, 1, 0});
   };
   const std::vector<uint16_t> tags = {0x3103, 0x3100};
   Stream stream = clear(0, 0, 0);
-  stream.large(2008, runPayload(4, tags, 24, triangle(-1, 1, 0)));
-  stream.large(2008, runPayload(5, tags, 24, triangle(-1, 0, 1)));  // a strip over it
-  stream.large(2008, runPayload(4, {0x3102, 0x3100}, 24, floats({0, 0, 1, 0, -1, 0, 0, 0, 1, 1, -1, 0, 0, 0, 1, 0, 1, 0})));
+  stream.large(kRunEnded, runPayload(GL_TRIANGLES, tags, 24, triangle(-1, 1, 0)));
+  stream.large(kRunEnded, runPayload(GL_TRIANGLE_STRIP, tags, 24, triangle(-1, 0, 1)));  // a strip over it
+  stream.large(kRunEnded,
+               runPayload(GL_TRIANGLES, {0x3102, 0x3100}, 24, floats({0, 0, 1, 0, -1, 0, 0, 0, 1, 1, -1, 0, 0, 0, 1, 0, 1, 0})));
   std::vector<uint8_t> longer = triangle(0, 1, 1);
   const std::vector<uint8_t> part = floats({0, 0, 1});
   longer.insert(longer.end(), part.begin(), part.end());
-  stream.large(2008, runPayload(4, tags, 24, longer));
-  stream.large(2007, runPayload(4, tags, 24, triangle(0, 1, 0))).add(43);
-  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  stream.large(kRunEnded, runPayload(GL_TRIANGLES, tags, 24, longer));
+  stream.large(kRunBroken, runPayload(GL_TRIANGLES, tags, 24, triangle(0, 1, 0))).add(kEnd);
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.glError(), 0u);
   const uint32_t bottom = guest.height - 2;
   EXPECT_EQ(guest.surface->pixel(1, bottom) & 0xFFFFFF, 0x00FF00u);
   EXPECT_EQ(guest.surface->pixel(guest.width / 2 + 1, bottom) & 0xFFFFFF, 0xFF0000u);
-  EXPECT_EQ(guest.ask(Stream().add(262, 0x0B00u, 4u), 16), floats({1, 0, 0, 1}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16), floats({1, 0, 0, 1}));
 }
 
 // Runs do not disturb a bound array buffer or what the guest finds in its own array state.
@@ -311,91 +341,91 @@ TEST_F(Pictures, RunsLeaveTheArrayBufferBound) {
   std::vector<float> values;
   for (int i = 0; i < 60; ++i) values.insert(values.end(), {0.0f, 0.0f, 0.0f});
   Stream stream;
-  stream.add(473, 0x8892u, 9u);
-  stream.large(2008, runPayload(0, {0x3100}, 12, floats(values)));
+  stream.add(kBindBuffer, GL_ARRAY_BUFFER, 9u);
+  stream.large(kRunEnded, runPayload(GL_POINTS, {0x3100}, 12, floats(values)));
   ASSERT_EQ(guest.flush(stream), 0);
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x8894u, 1u)), 9);
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(263, 0x85B5u, 1u)), 0);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_ARRAY_BUFFER_BINDING, 1u)), 9);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_VERTEX_ARRAY_BINDING, 1u)), 0);
   EXPECT_EQ(guest.glError(), 0u);
 }
 
 // A stream that is longer than the channel's ring arrives whole and in order.
-TEST_F(Pictures, LongStream) {
+TEST_F(Pictures, LongStreamArrivesInOrder) {
   Stream stream;
-  for (uint32_t i = 0; i < 300000; ++i) stream.add(206, 0.0f, 0.0f, 0.0f, 1.0f);
+  for (uint32_t i = 0; i < 300000; ++i) stream.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f);
   ASSERT_GT(stream.data.size(), 5u << 20);
-  stream.add(206, 0.0f, 1.0f, 1.0f, 1.0f).add(203, kColorBit);
-  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  stream.add(kClearColor, 0.0f, 1.0f, 1.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(3, 3) & 0xFFFFFF, 0x00FFFFu);
 }
 
-// One command that is longer than the ring.
-TEST_F(Pictures, LongRun) {
+// A run that is longer than the channel's ring is drawn whole.
+TEST_F(Pictures, RunLongerThanTheRingIsDrawn) {
   std::vector<float> values;
   for (int i = 0; i < 200000; ++i)
     values.insert(values.end(), {0.0f, 0.0f, 1.0f, -1.0f + 0.00001f * static_cast<float>(i), 0.0f, 0.0f});
   Stream stream = clear(0, 0, 0);
-  stream.large(2008, runPayload(0, {0x3103, 0x3100}, 24, floats(values))).add(203, 0u);
-  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  stream.large(kRunEnded, runPayload(GL_POINTS, {0x3103, 0x3100}, 24, floats(values))).add(kClear, 0u);
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(20, 23) & 0xFFFFFF, 0x0000FFu);
 }
 
 // --- lists and replies ---
 
 // A list compiled on the host draws when it is called, also by glCallLists with every width of name.
-TEST_F(Pictures, Lists) {
+TEST_F(Pictures, ListsDrawWhenTheyAreCalled) {
   Stream stream = clear(0, 0, 0);
-  stream.add(0, 300u, 0x1300u).add(206, 1.0f, 0.0f, 0.0f, 1.0f).add(203, kColorBit).add(1);
-  stream.add(0, 5u, 0x1300u).add(206, 0.0f, 1.0f, 0.0f, 1.0f).add(203, kColorBit).add(1);
-  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  stream.add(kNewList, 300u, GL_COMPILE).add(kClearColor, 1.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT).add(kEndList);
+  stream.add(kNewList, 5u, GL_COMPILE).add(kClearColor, 0.0f, 1.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT).add(kEndList);
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0u);
-  ASSERT_EQ(guest.flush(Stream().add(2, 300u), kBack), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kCallList, 300u), GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFF0000u);
-  ASSERT_EQ(guest.flush(Stream().add(3, 1, 0x1401u, 1u, uint8_t{5}), kBack), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kCallLists, 1, GL_UNSIGNED_BYTE, 1u, uint8_t{5}), GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0x00FF00u);
-  ASSERT_EQ(guest.flush(Stream().add(3, 2, 0x1403u, 4u, uint16_t{5}, uint16_t{300}), kBack), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kCallLists, 2, GL_UNSIGNED_SHORT, 4u, uint16_t{5}, uint16_t{300}), GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFF0000u);
-  ASSERT_EQ(guest.flush(Stream().add(4, 300u, 1).add(2, 5u).add(2, 300u), kBack), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kDeleteLists, 300u, 1).add(kCallList, 5u).add(kCallList, 300u), GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0x00FF00u);
 }
 
 // Replies carry as many bytes as the command's form says, and only the last command's.
-TEST_F(Pictures, Replies) {
-  EXPECT_EQ(guest.ask(Stream().add(215, 3042u).add(286, 3042u), 1), std::vector<uint8_t>{1});
-  EXPECT_EQ(guest.ask(Stream().add(286, 3042u).add(214, 3042u), 1), std::vector<uint8_t>{});
-  const std::vector<uint8_t> viewport = guest.ask(Stream().add(305, 1, 2, 30, 40).add(263, 0x0BA2u, 4u), 16);
+TEST_F(Pictures, RepliesHaveTheirLength) {
+  EXPECT_EQ(guest.ask(Stream().add(kEnable, GL_BLEND).add(kIsEnabled, GL_BLEND), 1), std::vector<uint8_t>{1});
+  EXPECT_EQ(guest.ask(Stream().add(kIsEnabled, GL_BLEND).add(kDisable, GL_BLEND), 1), std::vector<uint8_t>{});
+  const std::vector<uint8_t> viewport = guest.ask(Stream().add(kViewport, 1, 2, 30, 40).add(kGetIntegerv, GL_VIEWPORT, 4u), 16);
   ASSERT_EQ(viewport.size(), 16u);
   int32_t values[4];
   std::memcpy(values, viewport.data(), 16);
   EXPECT_EQ(values[0], 1);
   EXPECT_EQ(values[3], 40);
   // A shorter buffer gets the first part.
-  EXPECT_EQ(guest.ask(Stream().add(263, 0x0BA2u, 4u), 8).size(), 8u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetIntegerv, GL_VIEWPORT, 4u), 8).size(), 8u);
   // Booleans are bytes, doubles 8 bytes each.
-  EXPECT_EQ(guest.ask(Stream().add(258, 0x0BA2u, 4u), 16), (std::vector<uint8_t>{1, 1, 1, 1}));
-  EXPECT_EQ(guest.ask(Stream().add(260, 0x0BA2u, 4u), 64).size(), 32u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetBooleanv, GL_VIEWPORT, 4u), 16), (std::vector<uint8_t>{1, 1, 1, 1}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetDoublev, GL_VIEWPORT, 4u), 64).size(), 32u);
   // Four floats of a light, set by a counted command.
-  ASSERT_EQ(guest.flush(Stream().add(160, 0x4001u, 0x1200u, 4u, 0.25f, 0.5f, 0.75f, 1.0f)), 0);
-  EXPECT_EQ(guest.ask(Stream().add(264, 0x4001u, 0x1200u, 4u), 16), floats({0.25f, 0.5f, 0.75f, 1.0f}));
+  ASSERT_EQ(guest.flush(Stream().add(kLightfv, GL_LIGHT1, GL_AMBIENT, 4u, 0.25f, 0.5f, 0.75f, 1.0f)), 0);
+  EXPECT_EQ(guest.ask(Stream().add(kGetLightfv, GL_LIGHT1, GL_AMBIENT, 4u), 16), floats({0.25f, 0.5f, 0.75f, 1.0f}));
   // Names.
-  const std::vector<uint8_t> names = guest.ask(Stream().add(1538, 3), 12);
+  const std::vector<uint8_t> names = guest.ask(Stream().add(kGenRenderbuffers, 3), 12);
   EXPECT_EQ(names.size(), 12u);
   EXPECT_EQ(guest.glError(), 0u);
 }
 
 // A string comes with its terminating zero, cut to the buffer.
-TEST_F(Pictures, Strings) {
-  const std::vector<uint8_t> version = guest.ask(Stream().add(275, 0x1F02u), 256);
+TEST_F(Pictures, StringsComeWithTheirZero) {
+  const std::vector<uint8_t> version = guest.ask(Stream().add(kGetString, GL_VERSION), 256);
   ASSERT_GT(version.size(), 3u);
   EXPECT_EQ(version.back(), 0);
   EXPECT_EQ(version[1], '.');
-  EXPECT_GT(guest.ask(Stream().add(275, 0x1F03u), 16384).size(), 1000u);
-  EXPECT_EQ(guest.ask(Stream().add(275, 0x1F02u), 2).size(), 2u);
+  EXPECT_GT(guest.ask(Stream().add(kGetString, GL_EXTENSIONS), 16384).size(), 1000u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetString, GL_VERSION), 2).size(), 2u);
 }
 
 // A reply larger than the reply ring arrives whole.
-TEST_F(Pictures, LongReply) {
-  const std::vector<uint8_t> names = guest.ask(Stream().add(1538, 200000), 800000);
+TEST_F(Pictures, LongReplyArrivesWhole) {
+  const std::vector<uint8_t> names = guest.ask(Stream().add(kGenRenderbuffers, 200000), 800000);
   ASSERT_EQ(names.size(), 800000u);
   uint32_t first = 0, last = 0;
   std::memcpy(&first, names.data(), 4);
@@ -404,75 +434,80 @@ TEST_F(Pictures, LongReply) {
 }
 
 // The host's error flag is read and cleared by the command.
-TEST_F(Pictures, Errors) {
-  ASSERT_EQ(guest.flush(Stream().add(215, 0x12345u)), 0);
-  EXPECT_EQ(guest.glError(), 0x500u);
+TEST_F(Pictures, ErrorFlagIsReadAndCleared) {
+  ASSERT_EQ(guest.flush(Stream().add(kEnable, 0x12345u)), 0);
+  EXPECT_EQ(guest.glError(), GL_INVALID_ENUM);
   EXPECT_EQ(guest.glError(), 0u);
 }
 
 // State that is set twice in a row ends as it was set last, errors and side effects included.
-TEST_F(Pictures, StateSetTwiceInARow) {
-  const auto enabled = [&](uint32_t capability) { return guest.ask(Stream().add(286, capability), 1).at(0); };
-  ASSERT_EQ(guest.flush(Stream().add(215, 3042u).add(214, 3042u).add(215, 3042u)), 0);
-  EXPECT_EQ(enabled(3042), 1);
-  ASSERT_EQ(guest.flush(Stream().add(215, 3042u).add(214, 3042u)), 0);
-  EXPECT_EQ(enabled(3042), 0);
-  ASSERT_EQ(guest.flush(Stream().add(215, 3042u).add(214, 2929u).add(215, 2929u).add(214, 3042u)), 0);
-  EXPECT_EQ(enabled(2929), 1);
+TEST_F(Pictures, StateSetTwiceInARowEndsAsSetLast) {
+  const auto enabled = [&](uint32_t capability) { return guest.ask(Stream().add(kIsEnabled, capability), 1).at(0); };
+  ASSERT_EQ(guest.flush(Stream().add(kEnable, GL_BLEND).add(kDisable, GL_BLEND).add(kEnable, GL_BLEND)), 0);
+  EXPECT_EQ(enabled(GL_BLEND), 1);
+  ASSERT_EQ(guest.flush(Stream().add(kEnable, GL_BLEND).add(kDisable, GL_BLEND)), 0);
+  EXPECT_EQ(enabled(GL_BLEND), 0);
+  ASSERT_EQ(guest.flush(
+                Stream().add(kEnable, GL_BLEND).add(kDisable, GL_DEPTH_TEST).add(kEnable, GL_DEPTH_TEST).add(kDisable, GL_BLEND)),
+            0);
+  EXPECT_EQ(enabled(GL_DEPTH_TEST), 1);
   EXPECT_EQ(guest.glError(), 0u);
   // A capability that is none is an error however often it is set.
-  ASSERT_EQ(guest.flush(Stream().add(215, 0x12345u).add(214, 0x12345u).add(203, 0u)), 0);
-  EXPECT_EQ(guest.glError(), 0x500u);
+  ASSERT_EQ(guest.flush(Stream().add(kEnable, 0x12345u).add(kDisable, 0x12345u).add(kClear, 0u)), 0);
+  EXPECT_EQ(guest.glError(), GL_INVALID_ENUM);
   // Colour material takes the current colour at once and keeps it.
   Stream material;
-  material.add(151, 0x0404u, 0x1602u).add(13, 0.25f, 0.5f, 0.75f).add(215, 2903u).add(214, 2903u);
+  material.add(kColorMaterial, GL_FRONT, GL_AMBIENT_AND_DIFFUSE)
+      .add(kColor3f, 0.25f, 0.5f, 0.75f)
+      .add(kEnable, GL_COLOR_MATERIAL)
+      .add(kDisable, GL_COLOR_MATERIAL);
   ASSERT_EQ(guest.flush(material), 0);
-  EXPECT_EQ(guest.ask(Stream().add(269, 0x0404u, 0x1200u, 4u), 16), floats({0.25f, 0.5f, 0.75f, 1.0f}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetMaterialfv, GL_FRONT, GL_AMBIENT, 4u), 16), floats({0.25f, 0.5f, 0.75f, 1.0f}));
   // Matrices: the last one of a row, and only of a row.
   std::vector<float> first(16, 0.0f), second(16, 0.0f);
   for (size_t i = 0; i < 16; i += 5) first[i] = 2, second[i] = 3;
-  const auto load = [](Stream& to, const std::vector<float>& m) { to.bytes(291, floats(m)); };
+  const auto load = [](Stream& to, const std::vector<float>& m) { to.bytes(kLoadMatrixf, floats(m)); };
   Stream matrices;
   load(matrices, first);
   load(matrices, second);
-  matrices.add(298);
+  matrices.add(kPushMatrix);
   load(matrices, first);
   ASSERT_EQ(guest.flush(matrices), 0);
-  EXPECT_EQ(guest.ask(Stream().add(262, 0x0BA6u, 16u), 64), floats(first));
-  ASSERT_EQ(guest.flush(Stream().add(297)), 0);
-  EXPECT_EQ(guest.ask(Stream().add(262, 0x0BA6u, 16u), 64), floats(second));
+  EXPECT_EQ(guest.ask(Stream().add(kGetFloatv, GL_MODELVIEW_MATRIX, 16u), 64), floats(first));
+  ASSERT_EQ(guest.flush(Stream().add(kPopMatrix)), 0);
+  EXPECT_EQ(guest.ask(Stream().add(kGetFloatv, GL_MODELVIEW_MATRIX, 16u), 64), floats(second));
   // Blend factors.
-  ASSERT_EQ(guest.flush(Stream().add(241, 1u, 0u).add(241, 0x302u, 0x303u)), 0);
-  EXPECT_EQ(guest.askFor<uint32_t>(Stream().add(263, 0x80C9u, 1u)), 0x302u);
+  ASSERT_EQ(guest.flush(Stream().add(kBlendFunc, 1u, 0u).add(kBlendFunc, GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA)), 0);
+  EXPECT_EQ(guest.askFor<uint32_t>(Stream().add(kGetIntegerv, GL_BLEND_SRC_RGB, 1u)), GL_SRC_ALPHA);
   EXPECT_EQ(guest.glError(), 0u);
-  ASSERT_EQ(guest.flush(Stream().add(241, 0x999u, 0u).add(241, 1u, 0u)), 0);
-  EXPECT_EQ(guest.askFor<uint32_t>(Stream().add(263, 0x80C9u, 1u)), 1u);
-  EXPECT_EQ(guest.glError(), 0x500u);
+  ASSERT_EQ(guest.flush(Stream().add(kBlendFunc, 0x999u, 0u).add(kBlendFunc, 1u, 0u)), 0);
+  EXPECT_EQ(guest.askFor<uint32_t>(Stream().add(kGetIntegerv, GL_BLEND_SRC_RGB, 1u)), 1u);
+  EXPECT_EQ(guest.glError(), GL_INVALID_ENUM);
 }
 
 // An opcode that nobody knows is skipped by its size, in both header forms.
 TEST_F(Pictures, UnknownOpcodesAreSkipped) {
   Stream stream;
-  stream.add(1900, 1u, 2u, 3u).large(4095, {1, 2, 3, 4, 5}).add(2009);
-  stream.add(206, 0.0f, 0.0f, 1.0f, 1.0f).add(203, kColorBit);
-  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  stream.add(kNobodysOpcode, 1u, 2u, 3u).large(kHighestOpcode, {1, 2, 3, 4, 5}).add(kNobodysPrivateOpcode);
+  stream.add(kClearColor, 0.0f, 0.0f, 1.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0x0000FFu);
 }
 
 // The large form of a command that would fit in the small one means the same.
-TEST_F(Pictures, LargeFormOfASmallCommand) {
+TEST_F(Pictures, LargeFormMeansTheSame) {
   Stream stream = clear(0, 0, 0);
-  stream.large(206, floats({1, 1, 0, 1})).large(203, {0x00, 0x40, 0, 0});
-  ASSERT_EQ(guest.flush(stream, kBack), 0);
+  stream.large(kClearColor, floats({1, 1, 0, 1})).large(kClear, {0x00, 0x40, 0, 0});
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(0, 0) & 0xFFFFFF, 0xFFFF00u);
 }
 
 // The pad bytes of the last command may be missing.
 TEST_F(Pictures, LastPadMayBeMissing) {
-  Stream stream = Stream().add(211, uint8_t{0});
+  Stream stream = Stream().add(kDepthMask, uint8_t{0});
   stream.data.resize(5);
   ASSERT_EQ(guest.flush(stream), 0);
-  EXPECT_EQ(guest.ask(Stream().add(258, 0x0B72u, 1u), 1), std::vector<uint8_t>{0});
+  EXPECT_EQ(guest.ask(Stream().add(kGetBooleanv, GL_DEPTH_WRITEMASK, 1u), 1), std::vector<uint8_t>{0});
 }
 
 }  // namespace

@@ -6,12 +6,12 @@
 
 #include "peer/host/in_process_gpu.h"
 #include "peer/replay/gl_functions.h"
-#include "test_guest.h"
+#include "tests/peer/test_guest.h"
+#include "tests/support/opcodes.h"
 
 namespace qv::peer::test {
 namespace {
 
-constexpr uint32_t kBack = 1029;
 constexpr uint32_t kPrimitives = 60;
 
 struct Joining {
@@ -32,8 +32,8 @@ class JoinedRuns : public testing::TestWithParam<Joining> {
     for (uint32_t i = 0; i < vertices; ++i) {
       const float part = static_cast<float>(i) / static_cast<float>(vertices);
       values.insert(values.end(), {part, 1 - part, static_cast<float>(number % 7) / 7});
-      const float along = mode == 6 || mode == 2 ? 0.16f * (part < 0.5f ? part * 2 : 2 - 2 * part) : 0.08f * static_cast<float>(i / 2);
-      const float up = mode == 6 || mode == 2 ? 0.2f * (part < 0.25f || part > 0.75f ? 0.0f : 1.0f) : 0.18f * static_cast<float>(i % 2);
+      const float along = mode == GL_TRIANGLE_FAN || mode == GL_LINE_LOOP ? 0.16f * (part < 0.5f ? part * 2 : 2 - 2 * part) : 0.08f * static_cast<float>(i / 2);
+      const float up = mode == GL_TRIANGLE_FAN || mode == GL_LINE_LOOP ? 0.2f * (part < 0.25f || part > 0.75f ? 0.0f : 1.0f) : 0.18f * static_cast<float>(i % 2);
       values.insert(values.end(), {x + along, y + up, 0.0f});
     }
     return runPayload(mode, {0x3103, 0x3100}, 24, floats(values));
@@ -42,16 +42,16 @@ class JoinedRuns : public testing::TestWithParam<Joining> {
   // All primitives behind the state that `prepare` sets; `apart` puts a mark behind each run, so that none has a follower.
   std::vector<uint32_t> picture(const std::function<void(Stream&)>& prepare, const std::function<void(Stream&)>& restore, bool apart) {
     Stream stream;
-    stream.add(206, 0.0f, 0.0f, 0.0f, 1.0f).add(203, 0x4000u);
+    stream.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
     prepare(stream);
     for (uint32_t i = 0; i < kPrimitives; ++i) {
-      stream.large(2008, run(GetParam().mode, GetParam().vertices, i));
-      if (apart) stream.add(217);
+      stream.large(kRunEnded, run(GetParam().mode, GetParam().vertices, i));
+      if (apart) stream.add(kFlush);
     }
     restore(stream);
-    EXPECT_EQ(guest.flush(stream, kBack), 0);
+    EXPECT_EQ(guest.flush(stream, GL_BACK), 0);
     EXPECT_EQ(guest.glError(), 0u);
-    current = guest.ask(Stream().add(262, 0x0B00u, 4u), 16);
+    current = guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16);
     return guest.surface->pixels();
   }
 
@@ -77,37 +77,37 @@ TEST_P(JoinedRuns, SmoothPrimitivesLookTheSame) { expectSame(nothing, nothing); 
 
 // Flat shading takes the colour of the same vertex of each primitive.
 TEST_P(JoinedRuns, FlatPrimitivesKeepTheirProvokingVertex) {
-  expectSame([](Stream& s) { s.add(177, 0x1D00u); }, [](Stream& s) { s.add(177, 0x1D01u); });
+  expectSame([](Stream& s) { s.add(kShadeModel, GL_FLAT); }, [](Stream& s) { s.add(kShadeModel, GL_SMOOTH); });
 }
 
 // The same when the first vertex provokes.
 TEST_P(JoinedRuns, FirstVertexConventionIsKept) {
-  expectSame([](Stream& s) { s.add(177, 0x1D00u).add(2123, 0x8E4Du); }, [](Stream& s) { s.add(177, 0x1D01u).add(2123, 0x8E4Eu); });
+  expectSame([](Stream& s) { s.add(kShadeModel, GL_FLAT).add(kProvokingVertex, GL_FIRST_VERTEX_CONVENTION); }, [](Stream& s) { s.add(kShadeModel, GL_SMOOTH).add(kProvokingVertex, GL_LAST_VERTEX_CONVENTION); });
 }
 
 // A line stipple goes on along a strip and around a loop, and starts anew with the next.
 TEST_P(JoinedRuns, StippleRunsAlongAStrip) {
-  expectSame([](Stream& s) { s.add(215, 0x0B24u).add(167, 2u, uint16_t{0x0F35}, uint16_t{0}); }, [](Stream& s) { s.add(214, 0x0B24u); });
+  expectSame([](Stream& s) { s.add(kEnable, GL_LINE_STIPPLE).add(kLineStipple, 2u, uint16_t{0x0F35}, uint16_t{0}); }, [](Stream& s) { s.add(kDisable, GL_LINE_STIPPLE); });
 }
 
 // In line mode every edge of a strip is drawn, with the edge flag on as with the flag off (where this OpenGL draws none).
 TEST_P(JoinedRuns, EdgesOfAStripStayEdges) {
   for (const uint8_t flag : {uint8_t{1}, uint8_t{0}}) {
-    expectSame([flag](Stream& s) { s.add(174, 0x0408u, 0x1B01u).bytes(41, {flag}); },
-               [](Stream& s) { s.add(174, 0x0408u, 0x1B02u).bytes(41, {1}); },
-               flag != 0 || GetParam().mode == 2 || GetParam().mode == 3);
+    expectSame([flag](Stream& s) { s.add(kPolygonMode, GL_FRONT_AND_BACK, GL_LINE).bytes(kEdgeFlag, {flag}); },
+               [](Stream& s) { s.add(kPolygonMode, GL_FRONT_AND_BACK, GL_FILL).bytes(kEdgeFlag, {1}); },
+               flag != 0 || GetParam().mode == GL_LINE_LOOP || GetParam().mode == GL_LINE_STRIP);
   }
 }
 
 // Back faces stay back faces.
 TEST_P(JoinedRuns, WindingIsKept) {
-  expectSame([](Stream& s) { s.add(215, 0x0B44u).add(152, 0x0404u); }, [](Stream& s) { s.add(214, 0x0B44u).add(152, 0x0405u); });
+  expectSame([](Stream& s) { s.add(kEnable, GL_CULL_FACE).add(kCullFace, GL_FRONT); }, [](Stream& s) { s.add(kDisable, GL_CULL_FACE).add(kCullFace, GL_BACK); });
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, JoinedRuns,
-                         testing::Values(Joining{"triangles", 4, 3}, Joining{"strip3", 5, 3}, Joining{"strip4", 5, 4},
-                                         Joining{"strip5", 5, 5}, Joining{"fan", 6, 6}, Joining{"lineStrip", 3, 5},
-                                         Joining{"lineLoop", 2, 5}, Joining{"quads", 7, 4}, Joining{"quadStrip", 8, 6}),
+                         testing::Values(Joining{"triangles", GL_TRIANGLES, 3}, Joining{"strip3", GL_TRIANGLE_STRIP, 3}, Joining{"strip4", GL_TRIANGLE_STRIP, 4},
+                                         Joining{"strip5", GL_TRIANGLE_STRIP, 5}, Joining{"fan", GL_TRIANGLE_FAN, 6}, Joining{"lineStrip", GL_LINE_STRIP, 5},
+                                         Joining{"lineLoop", GL_LINE_LOOP, 5}, Joining{"quads", GL_QUADS, 4}, Joining{"quadStrip", GL_QUAD_STRIP, 6}),
                          [](const auto& one) { return std::string(one.param.name); });
 
 // Short strips in a row are one draw, and a mark between two of them parts them again.
@@ -118,7 +118,7 @@ TEST(JoinedRunsReachGl, AsOneDraw) {
   InProcessGpu gpu;
   TestGuest guest{gpu};
   ASSERT_TRUE(guest.start(16, 16));
-  ASSERT_EQ(guest.flush(Stream().add(217)), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kFlush)), 0);
   real = gl;
   gl.glDrawArrays = [](GLenum mode, GLint first, GLsizei count) {
     ++arrays;
@@ -132,12 +132,12 @@ TEST(JoinedRunsReachGl, AsOneDraw) {
   };
   const std::vector<uint8_t> strip = runPayload(5, {0x2100}, 8, floats({0, 0, 0, 1, 1, 0, 1, 1}));
   Stream joined;
-  for (int i = 0; i < 20; ++i) joined.large(2008, strip);
+  for (int i = 0; i < 20; ++i) joined.large(kRunEnded, strip);
   EXPECT_EQ(guest.flush(joined), 0);
   EXPECT_EQ(arrays, 1);
   EXPECT_EQ(begins, 0);
   Stream parted;
-  for (int i = 0; i < 20; ++i) parted.large(2008, strip).add(217);
+  for (int i = 0; i < 20; ++i) parted.large(kRunEnded, strip).add(kFlush);
   EXPECT_EQ(guest.flush(parted), 0);
   EXPECT_EQ(arrays, 1);
   EXPECT_EQ(begins, 20);

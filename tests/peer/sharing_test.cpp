@@ -5,12 +5,10 @@
 #include <thread>
 
 #include "peer/host/in_process_gpu.h"
-#include "test_guest.h"
+#include "tests/peer/test_guest.h"
 
 namespace qv::peer::test {
 namespace {
-
-constexpr uint32_t kBack = 1029;
 
 class Sharing : public testing::Test {
  protected:
@@ -30,8 +28,9 @@ class Sharing : public testing::Test {
   }
   // Defines list 4 in `from` and tells whether `to` finds it: calling it changes the viewport.
   bool seesList(TestGuest& from, TestGuest& to) {
-    EXPECT_EQ(from.flush(Stream().add(0, 4u, 0x1300u).add(305, 0, 0, 77, 5).add(1)), 0);
-    const std::vector<uint8_t> viewport = to.ask(Stream().add(305, 0, 0, 1, 1).add(2, 4u).add(263, 0x0BA2u, 4u), 16);
+    EXPECT_EQ(from.flush(Stream().add(kNewList, 4u, GL_COMPILE).add(kViewport, 0, 0, 77, 5).add(kEndList)), 0);
+    const std::vector<uint8_t> viewport =
+        to.ask(Stream().add(kViewport, 0, 0, 1, 1).add(kCallList, 4u).add(kGetIntegerv, GL_VIEWPORT, 4u), 16);
     return viewport.size() == 16 && viewport[8] == 77;
   }
 
@@ -40,57 +39,61 @@ class Sharing : public testing::Test {
   TestGuest first{gpu}, second{gpu};
 };
 
-// A flush is over when the host has done it: what stands at the end of a long stream, which nobody asks anything of, is there for
-// a sharing context at once, and a stream that fails is told to its own flush.
+// A flush is over when the host has done it: the end of a long stream, which nobody asks anything of, is there for a sharing context
+// at once, and a stream that fails is told to its own flush.
 TEST_F(Sharing, LongStreamIsDoneWhenTheFlushReturns) {
   ASSERT_EQ(share(first.context, second.context), 0);
   for (uint32_t round = 0; round < 5; ++round) {
     Stream stream;
-    for (uint32_t i = 0; i < 500000; ++i) stream.add(206, 0.0f, 0.0f, 0.0f, 1.0f);
-    stream.add(0, 4u, 0x1300u).add(305, 0, 0, 50 + round, 5).add(1);
+    for (uint32_t i = 0; i < 500000; ++i) stream.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f);
+    stream.add(kNewList, 4u, GL_COMPILE).add(kViewport, 0, 0, 50 + round, 5).add(kEndList);
     ASSERT_EQ(first.flush(stream), 0);
-    const std::vector<uint8_t> viewport = second.ask(Stream().add(305, 0, 0, 1, 1).add(2, 4u).add(263, 0x0BA2u, 4u), 16);
+    const Stream question = Stream().add(kViewport, 0, 0, 1, 1).add(kCallList, 4u).add(kGetIntegerv, GL_VIEWPORT, 4u);
+    const std::vector<uint8_t> viewport = second.ask(question, 16);
     ASSERT_EQ(viewport.size(), 16u);
     EXPECT_EQ(viewport[8], 50 + round);
-    stream.add(206, 1.0f);
+    stream.add(kClearColor, 1.0f);
     EXPECT_NE(first.flush(stream), 0);
-    EXPECT_EQ(first.flush(Stream().add(217)), 0);
+    EXPECT_EQ(first.flush(Stream().add(kFlush)), 0);
   }
   EXPECT_EQ(log.take().size(), 5u);
 }
 
+// Without a request a context does not find the lists of another.
 TEST_F(Sharing, ContextsAreApartAtFirst) { EXPECT_FALSE(seesList(first, second)); }
 
-// The request comes after both creations and before any flush.
-TEST_F(Sharing, BeforeAnyFlush) {
+// Two contexts can be joined between their creation and their first flush.
+TEST_F(Sharing, ContextsJoinBeforeAnyFlush) {
   ASSERT_EQ(share(first.context, second.context), 0);
   EXPECT_TRUE(seesList(first, second));
 }
 
-TEST_F(Sharing, WithTheFirstInUse) {
-  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+// Two contexts can be joined when the first has objects already, and each then finds the lists of the other.
+TEST_F(Sharing, FirstContextMayBeInUse) {
+  ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
   ASSERT_EQ(share(first.context, second.context), 0);
   EXPECT_TRUE(seesList(first, second));
   EXPECT_TRUE(seesList(second, first));
 }
 
-TEST_F(Sharing, WithTheSecondInUse) {
-  ASSERT_EQ(second.flush(Stream().add(217)), 0);
+// Two contexts can be joined when the second has objects already.
+TEST_F(Sharing, SecondContextMayBeInUse) {
+  ASSERT_EQ(second.flush(Stream().add(kFlush)), 0);
   ASSERT_EQ(share(first.context, second.context), 0);
   EXPECT_TRUE(seesList(first, second));
 }
 
 // Two contexts that both have objects of their own cannot be joined; asking again for what is so already is no error.
-TEST_F(Sharing, BothInUse) {
-  ASSERT_EQ(first.flush(Stream().add(217)), 0);
-  ASSERT_EQ(second.flush(Stream().add(217)), 0);
+TEST_F(Sharing, TwoContextsInUseCannotBeJoined) {
+  ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
+  ASSERT_EQ(second.flush(Stream().add(kFlush)), 0);
   EXPECT_NE(share(first.context, second.context), 0);
   EXPECT_EQ(log.take().size(), 1u);
   EXPECT_EQ(share(first.context, first.context), 0);
 }
 
-// Rings of more than two, joined in any order.
-TEST_F(Sharing, ThreeContexts) {
+// Three contexts can be joined in any order, and asking again for what is so already is no error.
+TEST_F(Sharing, ThreeContextsJoinInAnyOrder) {
   TestGuest third(gpu);
   third.context = third.createContext().contextId;
   third.window = first.window;
@@ -101,35 +104,36 @@ TEST_F(Sharing, ThreeContexts) {
   EXPECT_EQ(share(first.context, third.context), 0);
 }
 
-// The maker of shared objects may go first.
+// Shared objects outlive the context that made them.
 TEST_F(Sharing, ObjectsOutliveTheirMaker) {
   ASSERT_EQ(share(first.context, second.context), 0);
   EXPECT_TRUE(seesList(first, second));
   DeleteContextPacket packet;
   packet.contextId = first.context;
   ASSERT_EQ(first.send(packet), 0);
-  const std::vector<uint8_t> viewport = second.ask(Stream().add(305, 0, 0, 1, 1).add(2, 4u).add(263, 0x0BA2u, 4u), 16);
+  const std::vector<uint8_t> viewport =
+      second.ask(Stream().add(kViewport, 0, 0, 1, 1).add(kCallList, 4u).add(kGetIntegerv, GL_VIEWPORT, 4u), 16);
   ASSERT_EQ(viewport.size(), 16u);
   EXPECT_EQ(viewport[8], 77);
 }
 
 // Two contexts draw to one window in turn: each finds the other's picture.
-TEST_F(Sharing, OneWindowTwoContexts) {
-  ASSERT_EQ(first.flush(Stream().add(206, 1.0f, 0.0f, 0.0f, 1.0f).add(203, 0x4000u)), 0);
+TEST_F(Sharing, TwoContextsDrawToOneWindow) {
+  ASSERT_EQ(first.flush(Stream().add(kClearColor, 1.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT)), 0);
   second.surface = std::move(first.surface);
-  ASSERT_EQ(second.flush(Stream().add(217), kBack), 0);
+  ASSERT_EQ(second.flush(Stream().add(kFlush), GL_BACK), 0);
   EXPECT_EQ(second.surface->pixel(3, 3) & 0xFFFFFF, 0xFF0000u);
   first.surface = std::move(second.surface);
 }
 
-// Two threads with a context each pass two windows back and forth for a while, and nobody waits for ever.
+// Two threads with a context each pass two windows back and forth, and nobody waits for ever.
 TEST_F(Sharing, WindowsPassBetweenThreads) {
   const uint32_t windows[2] = {first.window, first.createWindow().windowId};
   std::atomic<int> failures{0};
   const auto draw = [&](TestGuest& guest, uint32_t start) {
     for (uint32_t i = 0; i < 300; ++i) {
       guest.window = windows[(i / (1 + start) + start) % 2];
-      failures += guest.flush(Stream().add(203, 0x4000u).add(217)) != 0;
+      failures += guest.flush(Stream().add(kClear, GL_COLOR_BUFFER_BIT).add(kFlush)) != 0;
     }
   };
   std::thread other([&] { draw(second, 1); });
@@ -138,7 +142,7 @@ TEST_F(Sharing, WindowsPassBetweenThreads) {
   EXPECT_EQ(failures.load(), 0);
 }
 
-// A context made, used and deleted on many threads at once; another one deletes what is in use nowhere.
+// Contexts, windows and surfaces are made, used and deleted on four threads at once, and every frame has its colour.
 TEST_F(Sharing, ContextsComeAndGo) {
   std::vector<std::thread> threads;
   std::atomic<int> failures{0};
@@ -147,7 +151,7 @@ TEST_F(Sharing, ContextsComeAndGo) {
       TestGuest guest(gpu);
       for (int i = 0; i < 8; ++i) {
         failures += !guest.start(16, 16);
-        failures += guest.flush(Stream().add(206, 0.0f, 1.0f, 0.0f, 1.0f).add(203, 0x4000u), kBack) != 0;
+        failures += guest.flush(Stream().add(kClearColor, 0.0f, 1.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT), GL_BACK) != 0;
         failures += (guest.surface->pixel(1, 1) & 0xFFFFFF) != 0x00FF00;
         DestroyWindowPacket window;
         window.windowId = guest.window;
@@ -164,7 +168,7 @@ TEST_F(Sharing, ContextsComeAndGo) {
 }
 
 // Everything that is counted comes and goes with its packets.
-TEST_F(Sharing, Counters) {
+TEST_F(Sharing, CountersFollowTheirPackets) {
   EXPECT_EQ(gpu.counters().guests, 1u);
   EXPECT_EQ(gpu.counters().contexts, 2u);
   EXPECT_EQ(gpu.counters().channels, 0u);
@@ -172,13 +176,13 @@ TEST_F(Sharing, Counters) {
   EXPECT_EQ(gpu.counters().windows, 1u);
   EXPECT_EQ(gpu.counters().surfaces, 0u);
   EXPECT_EQ(gpu.counters().allocations, 1u);
-  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
   // A context gets its thread and its OpenGL with its first flush.
   EXPECT_EQ(gpu.counters().channels, 1u);
   EXPECT_EQ(gpu.counters().glContexts, 1u);
   EXPECT_EQ(gpu.counters().surfaces, 1u);
   first.width = 9;
-  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
   EXPECT_EQ(gpu.counters().surfaces, 1u);
   for (TestGuest* const guest : {&first, &second}) {
     DeleteContextPacket packet;
@@ -194,33 +198,33 @@ TEST_F(Sharing, Counters) {
   EXPECT_EQ(end.mappedBytes, 0u);
 }
 
-// A window that goes while a context has it bound: its drawable goes too, and the next flush to it fails.
-TEST_F(Sharing, DestroyedWindow) {
-  ASSERT_EQ(first.flush(Stream().add(217)), 0);
+// A window that goes while a context has it bound takes its drawable along, and the next flush to it fails.
+TEST_F(Sharing, DestroyedWindowTakesItsDrawableAlong) {
+  ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
   DestroyWindowPacket packet;
   packet.windowId = first.window;
   ASSERT_EQ(first.send(packet), 0);
-  EXPECT_NE(first.flush(Stream().add(217)), 0);
+  EXPECT_NE(first.flush(Stream().add(kFlush)), 0);
   EXPECT_EQ(log.take().size(), 1u);
   first.window = first.createWindow().windowId;
-  EXPECT_EQ(first.flush(Stream().add(217)), 0);
+  EXPECT_EQ(first.flush(Stream().add(kFlush)), 0);
   // The context let go of the old drawable on its own thread.
   for (int i = 0; i < 1000 && gpu.counters().surfaces != 1; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   EXPECT_EQ(gpu.counters().surfaces, 1u);
 }
 
-// A core context of a version that the host has, and its extension list, which is one text on the wire all the same.
-TEST_F(Sharing, CoreContext) {
-  second.context = second.createContext({3122, 7938, 330, 37158, 1, 0}).contextId;
+// The extension list of a core context is one text on the wire all the same.
+TEST_F(Sharing, CoreContextTellsItsExtensionsAsOneText) {
+  second.context = second.createContext({GL_DOUBLEBUFFER, GL_VERSION, 330, GL_CONTEXT_PROFILE_MASK, 1, 0}).contextId;
   ASSERT_NE(second.context, 0u);
-  const std::vector<uint8_t> extensions = second.ask(Stream().add(275, 0x1F03u), 16384);
+  const std::vector<uint8_t> extensions = second.ask(Stream().add(kGetString, GL_EXTENSIONS), 16384);
   EXPECT_GT(extensions.size(), 1000u);
-  EXPECT_EQ(second.askFor<int32_t>(Stream().add(263, 0x9126u, 1u)), 1);
+  EXPECT_EQ(second.askFor<int32_t>(Stream().add(kGetIntegerv, GL_CONTEXT_PROFILE_MASK, 1u)), 1);
   EXPECT_EQ(second.glError(), 0u);
 }
 
 // State is copied between contexts by no EGL call: the packet fails, and an empty mask is no failure.
-TEST_F(Sharing, CopyContext) {
+TEST_F(Sharing, CopyOfAnyStateFails) {
   CopyContextPacket packet;
   packet.sourceId = first.context;
   packet.destinationId = second.context;

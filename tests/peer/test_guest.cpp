@@ -1,5 +1,5 @@
 // The hand-made guest.
-#include "test_guest.h"
+#include "tests/peer/test_guest.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -19,22 +19,6 @@ std::mutex linesMutex;
 std::vector<std::string> lines;
 
 }  // namespace
-
-std::vector<uint8_t> runPayload(uint32_t mode, const std::vector<uint16_t>& tags, uint32_t stride,
-                                const std::vector<uint8_t>& vertices) {
-  std::vector<uint8_t> out;
-  Stream::append(out, mode << 24 | static_cast<uint32_t>(tags.size()) << 16 | stride);
-  for (const uint16_t tag : tags) Stream::append(out, tag);
-  out.resize((out.size() + 3) & ~size_t{3}, 0xEE);
-  out.insert(out.end(), vertices.begin(), vertices.end());
-  return out;
-}
-
-std::vector<uint8_t> floats(const std::vector<float>& values) {
-  std::vector<uint8_t> out;
-  for (const float value : values) Stream::append(out, value);
-  return out;
-}
 
 Surface::Surface(uint32_t handle, uint32_t width, uint32_t height, bool sealed) {
   allocation.handle = handle;

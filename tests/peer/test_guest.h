@@ -1,4 +1,4 @@
-// A guest without a driver: packets and streams put together by hand, for any GpuLink.
+// A guest without a driver: packets put together by hand, for any GpuLink.
 #pragma once
 
 #include <cstdint>
@@ -8,51 +8,14 @@
 #include <vector>
 
 #include "platform/simulated/gpu_link.h"
+#include "tests/support/opcodes.h"
+#include "tests/support/stream_builder.h"
+#include "wire/gl_api.h"
 #include "wire/packets.h"
 
 namespace qv::peer::test {
 
-// Stream bytes, command by command. Numbers are given by the test; only the header's form is computed here.
-class Stream {
- public:
-  template <typename... T>
-  Stream& add(uint32_t opcode, T... arguments) {
-    std::vector<uint8_t> payload;
-    (append(payload, arguments), ...);
-    return bytes(opcode, payload);
-  }
-  Stream& bytes(uint32_t opcode, const std::vector<uint8_t>& payload) {
-    word(static_cast<uint32_t>(payload.size() + 4) << 12 | opcode);
-    return raw(payload);
-  }
-  Stream& large(uint32_t opcode, const std::vector<uint8_t>& payload) {
-    word(opcode);
-    word(static_cast<uint32_t>(payload.size() + 8));
-    return raw(payload);
-  }
-  Stream& word(uint32_t value) {
-    append(data, value);
-    return *this;
-  }
-  Stream& raw(const std::vector<uint8_t>& more) {
-    data.insert(data.end(), more.begin(), more.end());
-    data.resize((data.size() + 3) & ~size_t{3}, 0xEE);  // pad bytes have no value
-    return *this;
-  }
-  template <typename T>
-  static void append(std::vector<uint8_t>& to, T value) {
-    const size_t at = to.size();
-    to.resize(at + sizeof value);
-    std::memcpy(to.data() + at, &value, sizeof value);
-  }
-
-  std::vector<uint8_t> data;
-};
-
-// A vertex run: packed word, tags, vertices.
-std::vector<uint8_t> runPayload(uint32_t mode, const std::vector<uint16_t>& tags, uint32_t stride,
-                                const std::vector<uint8_t>& vertices);
-std::vector<uint8_t> floats(const std::vector<float>& values);
+using namespace qv::test;  // streams and opcodes
 
 class Surface {
  public:
@@ -74,8 +37,9 @@ class TestGuest {
 
   // Each returns the packet as answered.
   VersionQueryPacket version();
-  CreateContextPacket createContext(std::vector<uint16_t> attributes = {3122, 7938, 210, 37158, 2, 0});
-  CreateWindowPacket createWindow(std::vector<uint16_t> attributes = {3122, 0});
+  CreateContextPacket createContext(std::vector<uint16_t> attributes = {GL_DOUBLEBUFFER, GL_VERSION, 210, GL_CONTEXT_PROFILE_MASK,
+                                                                        2, 0});
+  CreateWindowPacket createWindow(std::vector<uint16_t> attributes = {GL_DOUBLEBUFFER, 0});
   template <typename Packet>
   int32_t send(Packet& packet) {
     packet.processId = processId_;
@@ -94,7 +58,7 @@ class TestGuest {
     if (reply.size() == sizeof value) std::memcpy(&value, reply.data(), sizeof value);
     return value;
   }
-  uint32_t glError() { return askFor<uint32_t>(Stream().add(261)); }
+  uint32_t glError() { return askFor<uint32_t>(Stream().add(kGetError)); }
 
   // A context, a window and a surface of the size; each becomes the current one. False when anything failed.
   bool start(uint32_t width, uint32_t height);

@@ -6,7 +6,7 @@ namespace qv::test {
 class CallsTest : public DeviceTest {};
 
 // The n-th call from the arming fails, once, by its own manner.
-TEST_F(CallsTest, NthCallFails) {
+TEST_F(CallsTest, ArmedCallFailsOnce) {
   HWND window = sim::createWindow();
   EXPECT_TRUE(sim::failCall("GetDC", 2, 1234));
   EXPECT_NE(GetDC(window), nullptr);
@@ -25,7 +25,7 @@ TEST_F(CallsTest, NthCallFails) {
 }
 
 // Every function that can fail does so when told, and does not crash on the way.
-TEST_F(CallsTest, AnyCallFails) {
+TEST_F(CallsTest, EveryCallCanFail) {
   uint64_t failures = 0;
   for (uint64_t n = 1;; ++n) {
     sim::reset();
@@ -56,7 +56,8 @@ TEST_F(CallsTest, AnyCallFails) {
   EXPECT_EQ(failures, 9u);
 }
 
-TEST_F(CallsTest, Counts) {
+// Calls are counted by name, and those that can fail also together.
+TEST_F(CallsTest, CallsAreCountedByName) {
   HWND window = sim::createWindow();
   sim::resetCallCounts();
   for (int i = 0; i < 3; ++i) {
@@ -73,7 +74,7 @@ TEST_F(CallsTest, Counts) {
 }
 
 // A line names thread, function, arguments and result; nothing is kept while the trace is off.
-TEST_F(CallsTest, Trace) {
+TEST_F(CallsTest, TraceNamesThreadArgumentsAndResult) {
   SetLastError(1);
   EXPECT_TRUE(sim::trace().empty());
   sim::setTrace(true);
@@ -94,8 +95,8 @@ TEST_F(CallsTest, Trace) {
   EXPECT_TRUE(sim::trace().empty());
 }
 
-// Everything is back to the start, and what the GPU and the sink knew has been taken back.
-TEST_F(CallsTest, Reset) {
+// After a reset everything is back to the start, and what the GPU and the sink knew has been taken back.
+TEST_F(CallsTest, ResetBringsTheStartBack) {
   bringUp();
   Surface surface;
   create(4, 4, &surface);

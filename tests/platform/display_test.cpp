@@ -47,6 +47,7 @@ class DisplayTest : public DeviceTest {
   }
 };
 
+// A blit shows the window and the surface in the sink, cut to the surface; a dead window or surface fails it.
 TEST_F(DisplayTest, BlitShowsTheSurface) {
   bringUp();
   HWND window = sim::createWindow();
@@ -66,7 +67,7 @@ TEST_F(DisplayTest, BlitShowsTheSurface) {
 }
 
 // A source has one exclusive owner; giving back what one does not own is an invalid parameter, giving all back is not.
-TEST_F(DisplayTest, SourceOwnership) {
+TEST_F(DisplayTest, SourceHasOneExclusiveOwner) {
   bringUp();
   EXPECT_EQ(own(0, 2), 0);
   EXPECT_EQ(own(0, 2), 0);
@@ -123,6 +124,7 @@ TEST_F(DisplayTest, FlipNeedsAnOwnedDisplay) {
   EXPECT_EQ(own(0, 0), static_cast<NTSTATUS>(0xC000000D));
 }
 
+// A mode with a primary of a monitor with another scan line order and orientation is refused.
 TEST_F(DisplayTest, ModeMustMatchTheMonitor) {
   bringUp();
   sim::setMonitors({{.rect = {0, 0, 64, 32}, .scanLineOrdering = 2, .orientation = 3}});
@@ -132,7 +134,8 @@ TEST_F(DisplayTest, ModeMustMatchTheMonitor) {
   EXPECT_LT(setMode(primary), 0);
 }
 
-TEST_F(DisplayTest, AdapterQueries) {
+// The adapter tells its caps word and the mode of each source, and refuses other sizes, sources and types.
+TEST_F(DisplayTest, AdapterTellsCapsAndModes) {
   bringUp();
   sim::setAdapterCaps(0x10000005);
   uint32_t caps[9];
@@ -182,7 +185,8 @@ class ClockTest : public DisplayTest {
   }
 };
 
-TEST_F(ClockTest, StepOnWait) {
+// With the stepping clock each wait passes one blank, and blanks can be passed by hand.
+TEST_F(ClockTest, WaitStepsTheClock) {
   bringUp();
   sim::setVBlankClock(sim::VBlankClock::StepOnWait);
   EXPECT_EQ(reported(), 0u);
@@ -193,7 +197,8 @@ TEST_F(ClockTest, StepOnWait) {
   EXPECT_EQ(sim::vblankCount(), 6u);
 }
 
-TEST_F(ClockTest, BlockOnWait) {
+// With the blocking clock a wait lasts until a blank is passed by hand.
+TEST_F(ClockTest, WaitBlocksUntilABlank) {
   bringUp();
   sim::setVBlankClock(sim::VBlankClock::BlockOnWait);
   std::atomic<bool> woken{false};
@@ -215,7 +220,7 @@ TEST_F(ClockTest, BlockOnWait) {
 }
 
 // In real time the count never goes back and a wait passes at least one blank.
-TEST_F(ClockTest, RealTime) {
+TEST_F(ClockTest, RealTimeNeverGoesBack) {
   bringUp();
   uint32_t before = reported();
   EXPECT_EQ(wait(), 0);

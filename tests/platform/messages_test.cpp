@@ -77,14 +77,15 @@ TEST_F(MessagesTest, ChainRunsNewestFirst) {
   EXPECT_EQ(sim::liveCounts().hooks, 1u);
 }
 
+// A hook of another kind, and one for no thread, cannot be set.
 TEST_F(MessagesTest, OnlyTheKnownHookKindExists) {
   EXPECT_EQ(SetWindowsHookExW(3, hook<'a'>, nullptr, GetCurrentThreadId()), nullptr);
   EXPECT_EQ(SetWindowsHookExW(WH_CALLWNDPROC, hook<'a'>, nullptr, 0), nullptr);
   EXPECT_EQ(GetLastError(), 1426u);
 }
 
-// Which flags each action sends; nothing is sent when nothing changes.
-TEST_F(MessagesTest, PositionFlags) {
+// Each action sends its flags, and nothing is sent when nothing changes.
+TEST_F(MessagesTest, ActionsSendTheirPositionFlags) {
   HWND window = sim::createWindow({.client = {0, 0, 100, 100}});
   install(hook<'a'>);
   auto flagsOf = [&](auto action) {
@@ -106,8 +107,8 @@ TEST_F(MessagesTest, PositionFlags) {
   EXPECT_EQ(flagsOf([&] { sim::sendMessage(window, WM_WINDOWPOSCHANGED, 0, 0); }), 199u);  // without a record: all ones
 }
 
-// The foreground going from another process to a thread and back: every top-level window of the thread is told.
-TEST_F(MessagesTest, Activation) {
+// Every top-level window of a thread is told when the foreground goes from another process to the thread and back.
+TEST_F(MessagesTest, ActivationTellsEveryTopLevelWindow) {
   HWND first = sim::createWindow();
   sim::createWindow();
   HWND child = sim::createWindow({.parent = first});
@@ -128,7 +129,7 @@ TEST_F(MessagesTest, Activation) {
 }
 
 // The window still exists while WM_DESTROY is delivered, parents hear it before children, and it is hidden first.
-TEST_F(MessagesTest, Destruction) {
+TEST_F(MessagesTest, DestructionIsToldParentFirst) {
   HWND top = sim::createWindow();
   HWND child = sim::createWindow({.parent = top});
   static bool aliveAtDestroy;
@@ -246,7 +247,7 @@ TEST_F(MessagesTest, DestructionWaitsForTheOwner) {
 }
 
 // After the owner's end whoever acts delivers; what waited in its queue is delivered by whoever pumps.
-TEST_F(MessagesTest, EndedOwner) {
+TEST_F(MessagesTest, MessagesOfAnEndedOwnerAreDelivered) {
   Owner owner;
   HWND window = owner.window;
   install(hook<'a'>, owner.id);
@@ -263,6 +264,7 @@ TEST_F(MessagesTest, EndedOwner) {
   EXPECT_FALSE(IsWindow(window));
 }
 
+// A window of any thread gets its messages on the thread that acts.
 TEST_F(MessagesTest, AnyThreadWindowsDeliverAtOnce) {
   HWND window = sim::createWindow({.anyThread = true});
   install(hook<'a'>);
@@ -278,7 +280,7 @@ TEST_F(MessagesTest, AnyThreadWindowsDeliverAtOnce) {
 }
 
 // A hook may unhook itself and others while it runs.
-TEST_F(MessagesTest, UnhookingInsideAHook) {
+TEST_F(MessagesTest, HookMayUnhookWhileItRuns) {
   static HHOOK inner, self;
   HWND window = sim::createWindow();
   inner = install(hook<'i'>);

@@ -68,6 +68,7 @@ TEST_F(ProcessTest, TlsSlotsRunOutAndComeBackNull) {
   EXPECT_EQ(sim::liveCounts().tlsSlots, 2u);
 }
 
+// There are 63 slots, numbered from 0, and no more.
 TEST_F(ProcessTest, AllSixtyThreeSlotsCanBeUsed) {
   std::set<DWORD> slots;
   for (int i = 0; i < 63; ++i) {
@@ -78,6 +79,7 @@ TEST_F(ProcessTest, AllSixtyThreeSlotsCanBeUsed) {
   EXPECT_EQ(TlsAlloc(), TLS_OUT_OF_INDEXES);
 }
 
+// Each thread has a last error of its own, which is 0 at first.
 TEST_F(ProcessTest, LastErrorIsPerThread) {
   SetLastError(6);
   std::thread([] {
@@ -99,7 +101,7 @@ TEST_F(ProcessTest, ThreadIdsAreNeverReused) {
 }
 
 // The path is copied whole with its terminator, and cut with the capacity as result when it does not fit.
-TEST_F(ProcessTest, ImagePath) {
+TEST_F(ProcessTest, ImagePathIsCopiedOrCut) {
   char16_t path[260];
   EXPECT_GT(GetModuleFileNameW(nullptr, path, 260), 0u);
   sim::setImagePath(u"C:\\Games\\play.exe");
@@ -117,7 +119,8 @@ TEST_F(ProcessTest, ImagePath) {
 
 int answer() { return 42; }
 
-TEST_F(ProcessTest, ModulesAndExports) {
+// A module is found without case and ending, its exports by their exact names, until they are removed.
+TEST_F(ProcessTest, ExportsAreFoundByModuleAndName) {
   EXPECT_EQ(GetModuleHandleW(u"OpenGL32.dll"), nullptr);
   sim::registerExport(u"OpenGL32.dll", "wglAnswer", answer);
   HMODULE module = GetModuleHandleW(u"opengl32.DLL");
@@ -146,7 +149,7 @@ TEST_F(ProcessTest, ResidencyThunksAreInGdi32) {
 }
 
 // A section is recursive, keeps others out, and its misuse is noticed.
-TEST_F(ProcessTest, CriticalSection) {
+TEST_F(ProcessTest, CriticalSectionIsRecursiveAndExclusive) {
   CRITICAL_SECTION section{};
   EnterCriticalSection(&section);
   EXPECT_EQ(sim::complaints().size(), 1u);
@@ -177,8 +180,10 @@ TEST_F(ProcessTest, CriticalSection) {
   EXPECT_EQ(sim::complaints().size(), 4u);
 }
 
+// ExitProcess ends the process with its code.
 TEST_F(ProcessTest, ExitProcessEndsWithTheCode) { EXPECT_EXIT(ExitProcess(1), testing::ExitedWithCode(1), ""); }
 
+// A handler that a test has set gets the code instead.
 TEST_F(ProcessTest, ExitHandlerTakesThePlaceOfTheEnd) {
   sim::setExitHandler([](UINT code) { throw code; });
   try {
@@ -190,7 +195,7 @@ TEST_F(ProcessTest, ExitHandlerTakesThePlaceOfTheEnd) {
 }
 
 // Without a resource all calls fail; with one, strings, fixed record and translations are found by path without case.
-TEST_F(ProcessTest, VersionResource) {
+TEST_F(ProcessTest, VersionResourceIsReadByPath) {
   sim::setImagePath(u"C:\\play.exe");
   DWORD handle = 1;
   EXPECT_EQ(GetFileVersionInfoSizeW(u"C:\\play.exe", &handle), 0u);

@@ -56,8 +56,8 @@ class ResidencyTest : public DeviceTest {
   volatile UINT64* fence = nullptr;
 };
 
-// On such an adapter there are no lists, and a submission with entries is wrong.
-TEST_F(ResidencyTest, NoLists) {
+// On an adapter with residency there are no lists, and a submission with entries is wrong.
+TEST_F(ResidencyTest, AdapterWithResidencyHasNoLists) {
   EXPECT_EQ(allocations, nullptr);
   EXPECT_EQ(patches, nullptr);
   commands[0] = 65640;
@@ -69,7 +69,7 @@ TEST_F(ResidencyTest, NoLists) {
 }
 
 // Fence values rise by one, and at once or on completion stand at the fence's address.
-TEST_F(ResidencyTest, FenceValues) {
+TEST_F(ResidencyTest, FenceValuesRiseByOne) {
   Surface first, second;
   create(4, 4, &first);
   create(4, 4, &second);
@@ -107,6 +107,7 @@ TEST_F(ResidencyTest, CopiesNeedResidentSurfaces) {
   EXPECT_EQ(copy(), 4u);
 }
 
+// A wait takes an array of fence values; a single value in its place is refused with a complaint.
 TEST_F(ResidencyTest, WaitTakesAnArrayOfValues) {
   EXPECT_EQ(wait(1), 0);
   D3DKMT_WAITFORSYNCHRONIZATIONOBJECTFROMGPU request{};
@@ -119,7 +120,8 @@ TEST_F(ResidencyTest, WaitTakesAnArrayOfValues) {
   EXPECT_EQ(sim::complaints().size(), 1u);
 }
 
-TEST_F(ResidencyTest, DeadHandles) {
+// Handles that name nothing are refused, and so is the second end of a paging queue and a wait without one.
+TEST_F(ResidencyTest, DeadHandlesAreRefused) {
   UINT64 value = 0;
   EXPECT_LT(makeResident(12345, &value), 0);
   EXPECT_EQ(value, 0u);
@@ -132,7 +134,8 @@ TEST_F(ResidencyTest, DeadHandles) {
   EXPECT_LT(wait(1), 0);
 }
 
-TEST_F(ResidencyTest, TrimNotifications) {
+// A trim reaches the registered callback until the callback is taken back by its own address.
+TEST_F(ResidencyTest, TrimNotificationReachesItsCallback) {
   static uint64_t asked;
   asked = 0;
   D3DKMT_REGISTERTRIMNOTIFICATION registration{};

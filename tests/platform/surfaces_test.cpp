@@ -9,7 +9,8 @@ namespace qv::test {
 
 class SurfacesTest : public DeviceTest {};
 
-TEST_F(SurfacesTest, BringUpAndTearDown) {
+// A destroyed device takes its context and surfaces along, and nothing lives once the adapter is closed.
+TEST_F(SurfacesTest, DestroyedDeviceTakesItsSurfacesAlong) {
   bringUp();
   EXPECT_NE(commands, nullptr);
   EXPECT_NE(allocations, nullptr);
@@ -28,6 +29,7 @@ TEST_F(SurfacesTest, BringUpAndTearDown) {
   EXPECT_EQ(sim::liveCounts(), sim::LiveCounts{});
 }
 
+// A display name that does not exist opens no adapter.
 TEST_F(SurfacesTest, UnknownDisplayNameHasNoAdapter) {
   D3DKMT_OPENADAPTERFROMGDIDISPLAYNAME open{};
   std::memcpy(open.DeviceName, u"\\\\.\\DISPLAY7", 26);
@@ -35,6 +37,7 @@ TEST_F(SurfacesTest, UnknownDisplayNameHasNoAdapter) {
   EXPECT_EQ(open.hAdapter, 0u);
 }
 
+// A context with private data other than the driver's is refused.
 TEST_F(SurfacesTest, ContextPrivateDataIsChecked) {
   bringUp();
   uint64_t wrong[3] = {1, 0, 0};
@@ -104,6 +107,7 @@ TEST_F(SurfacesTest, PrivateDataIsChecked) {
   EXPECT_EQ(create(4, 4, &surface, 0, 4), 0);
 }
 
+// A surface that the GPU refuses is not made, and the GPU hears no more of it.
 TEST_F(SurfacesTest, GpuMayRefuseAnAllocation) {
   bringUp();
   link.accepts = false;
@@ -114,7 +118,7 @@ TEST_F(SurfacesTest, GpuMayRefuseAnAllocation) {
 }
 
 // Packets reach the link unchanged from the sender's memory; without a link, or from a dead device, they do not.
-TEST_F(SurfacesTest, Escape) {
+TEST_F(SurfacesTest, EscapeReachesTheLinkUnchanged) {
   bringUp();
   VersionQueryPacket packet;
   D3DKMT_ESCAPE escape{};
@@ -253,7 +257,8 @@ TEST_F(SurfacesTest, SubmissionsAreChecked) {
   refused([&] { allocations[1].hAllocation = patches[0].DriverId = commands[1] = 0x4BADu; });
 }
 
-TEST_F(SurfacesTest, SubmissionLog) {
+// The log keeps words, lists, patches, flags and token of a submission.
+TEST_F(SurfacesTest, SubmissionsAreLogged) {
   bringUp();
   Surface surface;
   create(4, 4, &surface);
@@ -310,7 +315,7 @@ class CompositionTest : public DeviceTest {
 };
 
 // The share handle is stable, changes with the window's size and on demand, and is 0 without composition.
-TEST_F(CompositionTest, ShareHandles) {
+TEST_F(CompositionTest, ShareHandleChangesWithTheSize) {
   bringUp();
   HWND window = sim::createWindow({.client = {0, 0, 40, 30}});
   EXPECT_EQ(sim::redirectionSurface(window), 0u);
@@ -337,6 +342,7 @@ TEST_F(CompositionTest, ShareHandles) {
   EXPECT_TRUE(link.opened.empty());  // the GPU is never asked to draw into them
 }
 
+// A redirection surface can be opened with room for its runtime data.
 TEST_F(CompositionTest, RuntimeDataHasTheStatedSize) {
   bringUp();
   HWND window = sim::createWindow();
@@ -392,6 +398,7 @@ TEST_F(CompositionTest, BordersAreCutOff) {
   EXPECT_RECT(sink.shown[0].rect, 0, 0, 16, 16);
 }
 
+// The redirection surface goes with its window: the sink forgets it, and it cannot be opened any more.
 TEST_F(CompositionTest, SurfacesGoWithTheirWindow) {
   bringUp();
   HWND window = sim::createWindow();

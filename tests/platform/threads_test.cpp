@@ -11,8 +11,8 @@ namespace qv::test {
 
 class ThreadsTest : public DeviceTest {};
 
-// Eight threads with windows of their own and shared ones, moving, presenting, destroying, while others ask about them.
-TEST_F(ThreadsTest, Soak) {
+// Eight threads with windows of their own and shared ones move, present and destroy them while others ask about them.
+TEST_F(ThreadsTest, EightThreadsShareTheDesktop) {
   bringUp();
   sim::setComposition(true);
   constexpr int kThreads = 8, kRounds = 300;
@@ -72,7 +72,7 @@ TEST_F(ThreadsTest, Soak) {
 }
 
 // Threads act on each other's windows while owners pump, destroy and end.
-TEST_F(ThreadsTest, CrossThreadMessages) {
+TEST_F(ThreadsTest, ThreadsActOnEachOthersWindows) {
   constexpr int kThreads = 6, kRounds = 300;
   std::array<std::atomic<HWND>, kThreads> windows{};
   std::barrier everyRound(kThreads);

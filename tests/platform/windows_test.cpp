@@ -15,6 +15,7 @@ class WindowsTest : public SimulatedTest {
   }
 };
 
+// A class is found by name without case and by atom, is unique, and goes only when no window has it.
 TEST_F(WindowsTest, ClassesHaveAtomsAndAreUnique) {
   WNDCLASSW description{};
   description.lpfnWndProc = DefWindowProcW;
@@ -41,8 +42,8 @@ TEST_F(WindowsTest, ClassesHaveAtomsAndAreUnique) {
   EXPECT_EQ(sim::liveCounts().classes, 0u);
 }
 
-// Five 32-bit values in 20 extra bytes; an index outside is refused.
-TEST_F(WindowsTest, ExtraBytes) {
+// A window with 20 extra bytes holds five 32-bit values there, and an index outside is refused.
+TEST_F(WindowsTest, ExtraBytesHoldFiveValues) {
   WNDCLASSW description{};
   description.lpfnWndProc = DefWindowProcW;
   description.cbWndExtra = 20;
@@ -66,8 +67,8 @@ TEST_F(WindowsTest, ExtraBytes) {
   EXPECT_FALSE(IsWindowVisible(window));
 }
 
-// A window with borders: the client area stands inside, in screen coordinates.
-TEST_F(WindowsTest, GeometryOfWindowAndClient) {
+// The client area of a window with borders stands inside it, in screen coordinates.
+TEST_F(WindowsTest, ClientAreaStandsInsideTheBorders) {
   HWND window = sim::createWindow({.client = {108, 131, 508, 431}, .frame = {8, 31, 8, 8}});
   WINDOWINFO record = info(window);
   EXPECT_RECT(record.rcWindow, 100, 100, 516, 439);
@@ -81,7 +82,7 @@ TEST_F(WindowsTest, GeometryOfWindowAndClient) {
 }
 
 // A minimised window is empty and far away but visible; moves meanwhile count for its restoration.
-TEST_F(WindowsTest, Minimising) {
+TEST_F(WindowsTest, MinimisedWindowIsEmptyAndFarAway) {
   HWND window = sim::createWindow({.client = {10, 10, 110, 60}});
   EXPECT_TRUE(sim::minimiseWindow(window));
   WINDOWINFO record = info(window);
@@ -94,6 +95,7 @@ TEST_F(WindowsTest, Minimising) {
   EXPECT_RECT(info(window).rcClient, 20, 20, 120, 70);
 }
 
+// Children move, hide and end with their parent, and know it and its root.
 TEST_F(WindowsTest, ChildrenFollowTheirParent) {
   HWND top = sim::createWindow({.client = {100, 100, 300, 300}});
   HWND child = sim::createWindow({.client = {110, 110, 150, 150}, .parent = top});
@@ -144,7 +146,8 @@ TEST_F(WindowsTest, DeadHandlesAreErrors) {
   EXPECT_EQ(WindowFromDC(reinterpret_cast<HDC>(reused)), nullptr);
 }
 
-TEST_F(WindowsTest, OwnersAndForeground) {
+// A window belongs to the thread that made it, which alone may destroy it, and the foreground ends with it.
+TEST_F(WindowsTest, WindowBelongsToItsThread) {
   HWND window = sim::createWindow();
   DWORD process = 0;
   EXPECT_EQ(GetWindowThreadProcessId(window, &process), GetCurrentThreadId());
@@ -162,7 +165,7 @@ TEST_F(WindowsTest, OwnersAndForeground) {
 }
 
 // A format is the window's, set once, whichever device context is used.
-TEST_F(WindowsTest, PixelFormats) {
+TEST_F(WindowsTest, PixelFormatIsTheWindows) {
   HWND window = sim::createWindow();
   HDC first = GetDC(window);
   HDC second = GetDC(window);
@@ -185,6 +188,7 @@ TEST_F(WindowsTest, PixelFormats) {
   EXPECT_EQ(sim::liveCounts().deviceContexts, 1u);
 }
 
+// A memory device context has a pixel format and no window, and can be deleted once.
 TEST_F(WindowsTest, MemoryDeviceContextHasNoWindow) {
   HDC dc = sim::createMemoryDC();
   EXPECT_EQ(WindowFromDC(dc), nullptr);
@@ -194,7 +198,8 @@ TEST_F(WindowsTest, MemoryDeviceContextHasNoWindow) {
   EXPECT_FALSE(sim::deleteMemoryDC(dc));
 }
 
-TEST_F(WindowsTest, Monitors) {
+// A monitor is found by a point or by most of a window, with the given fallback, and tells its rectangle and device.
+TEST_F(WindowsTest, MonitorsAreFoundByPointAndWindow) {
   sim::setMonitors({{.rect = {0, 0, 1000, 800}}, {.device = u"\\\\.\\DISPLAY2", .rect = {1000, 0, 1600, 400}, .source = 1}});
   HMONITOR primary = MonitorFromPoint({0, 0}, MONITOR_DEFAULTTOPRIMARY);
   HMONITOR right = MonitorFromPoint({1000, 399}, MONITOR_DEFAULTTONULL);

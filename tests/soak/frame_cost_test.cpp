@@ -22,7 +22,7 @@ constexpr RECT kScreen{0, 0, 160, 120};
 constexpr int kWarmFrames = 100, kFrames = 200;
 
 // The counter sees both kinds of allocation, and only while it counts.
-TEST(HeapCountTest, Counts) {
+TEST(HeapCountTest, CounterSeesBothKindsOfAllocation) {
   std::unique_ptr<std::vector<int>> made;
   void* block = nullptr;
   uint64_t seen = 0;
@@ -143,7 +143,7 @@ using Route = sim::PresentRecord::Route;
 
 // The swap finds the window of the device context; the lock is held to find the window's record; the callback finds the window
 // once more, and the driver blits.
-TEST_P(FrameCostTest, Blit) {
+TEST_P(FrameCostTest, BlitMakesTheseCallsOnly) {
   open({10, 10, 170, 130}, false);
   expectNoAllocations();
   expectCalls({"WindowFromDC", "GetCurrentProcessId", "EnterCriticalSection", "LeaveCriticalSection", "GetWindowInfo",
@@ -152,7 +152,7 @@ TEST_P(FrameCostTest, Blit) {
 }
 
 // Drawing between clear and swap, more of it than a stream has room for at first, adds neither allocations nor calls.
-TEST_P(FrameCostTest, BlitOfADrawing) {
+TEST_P(FrameCostTest, DrawingAddsNothing) {
   triangles = 5000;
   open({10, 10, 170, 130}, false);
   EXPECT_GT(gpu.streamBytes / gpu.flushes, 256u * 1024);
@@ -163,7 +163,7 @@ TEST_P(FrameCostTest, BlitOfADrawing) {
 }
 
 // The copy into the redirection surface is one submission, under the lock.
-TEST_P(FrameCostTest, Composition) {
+TEST_P(FrameCostTest, CompositionIsOneSubmission) {
   sim::setComposition(true);
   open({10, 10, 170, 130}, false);
   expectNoAllocations();
@@ -174,7 +174,7 @@ TEST_P(FrameCostTest, Composition) {
 }
 
 // A window that owns the display needs no device context and no callback.
-TEST_P(FrameCostTest, Flip) {
+TEST_P(FrameCostTest, FlipNeedsNoDeviceContext) {
   open(kScreen, true);
   expectNoAllocations();
   expectCalls({"WindowFromDC", "GetCurrentProcessId", "EnterCriticalSection", "LeaveCriticalSection", "GetWindowInfo",
@@ -182,8 +182,8 @@ TEST_P(FrameCostTest, Flip) {
               Route::Flip);
 }
 
-// Pacing adds two calls where the driver paces, and none to a flip, whose interval the kernel keeps.
-TEST_P(FrameCostTest, Paced) {
+// Pacing adds two calls where the driver paces.
+TEST_P(FrameCostTest, PacingAddsTwoCalls) {
   open({10, 10, 170, 130}, false);
   ASSERT_TRUE(swapInterval(1));
   frame();
@@ -194,7 +194,8 @@ TEST_P(FrameCostTest, Paced) {
       Route::Blt);
 }
 
-TEST_P(FrameCostTest, PacedFlip) {
+// Pacing adds no call to a flip, whose interval the kernel keeps.
+TEST_P(FrameCostTest, PacingAddsNothingToAFlip) {
   open(kScreen, true);
   ASSERT_TRUE(swapInterval(1));
   frame();

@@ -119,7 +119,7 @@ class RoadsTest : public EndToEndTest, public ::testing::WithParamInterface<bool
 };
 
 // A frame is not like the next: otherwise the comparisons below would prove little.
-TEST_P(RoadsTest, SceneMoves) {
+TEST_P(RoadsTest, SceneMovesFromFrameToFrame) {
   Picture before;
   for (int frame = 0; frame < kFrames; ++frame) {
     const Picture picture = reference.draw(frame, kScreen.right, kScreen.bottom);
@@ -131,7 +131,8 @@ TEST_P(RoadsTest, SceneMoves) {
   }
 }
 
-TEST_P(RoadsTest, Flip) {
+// A full-screen window in the foreground shows every frame by a flip, and the frames are those of Mesa.
+TEST_P(RoadsTest, FlippedFramesEqualMesas) {
   Program program(kScreen, {});
   sim::setForeground(program.window());
   for (int frame = 0; frame < kFrames; ++frame) expectFrame(program, frame, Route::Flip);
@@ -139,7 +140,8 @@ TEST_P(RoadsTest, Flip) {
   EXPECT_EQ(sim::callCount("D3DKMTOpenResource"), 0u);
 }
 
-TEST_P(RoadsTest, Composition) {
+// A window on a composed desktop shows every frame through the redirection surface, and the frames are those of Mesa.
+TEST_P(RoadsTest, ComposedFramesEqualMesas) {
   sim::setComposition(true);
   borders = kBorders;
   Program program({20, 30, 180, 150}, borders);
@@ -148,7 +150,8 @@ TEST_P(RoadsTest, Composition) {
   EXPECT_EQ(sim::callCount("D3DKMTSetVidPnSourceOwner"), 0u);
 }
 
-TEST_P(RoadsTest, Blit) {
+// A window on a desktop without composition shows every frame by a blit, and the frames are those of Mesa.
+TEST_P(RoadsTest, BlittedFramesEqualMesas) {
   Program program({20, 30, 180, 150}, kBorders);
   for (int frame = 0; frame < kFrames; ++frame) expectFrame(program, frame, Route::Blt);
   EXPECT_EQ(sim::callCount("D3DKMTOpenResource"), 0u);
@@ -156,7 +159,7 @@ TEST_P(RoadsTest, Blit) {
 }
 
 // A full-screen window flips on a composed desktop too; when another window comes to the foreground it is composed.
-TEST_P(RoadsTest, EachRoadInOneLife) {
+TEST_P(RoadsTest, WindowTakesEachRoadInItsLife) {
   Program program(kScreen, {});
   expectFrame(program, 0, Route::Blt);
   sim::setComposition(true);
@@ -179,7 +182,7 @@ TEST_P(RoadsTest, EachRoadInOneLife) {
 }
 
 // A program with a single-buffered window never swaps: glFlush and glFinish show what it has drawn, by the same roads.
-TEST_P(RoadsTest, SingleBuffered) {
+TEST_P(RoadsTest, SingleBufferedFramesTakeTheSameRoads) {
   Program program(kScreen, {}, kSingleBuffered);
   expectFrame(program, 0, Route::Blt);
   expectFrame(program, 1, Route::Blt);
@@ -196,7 +199,7 @@ TEST_P(RoadsTest, SingleBuffered) {
 constexpr std::array<std::array<int, 2>, 6> kSizes{{{161, 120}, {64, 48}, {63, 130}, {1, 1}, {300, 7}, {160, 120}}};
 
 // The frame right after a resize has the new size and the right picture; moves and a stay as an icon change nothing in it.
-TEST_P(RoadsTest, ResizeByComposition) {
+TEST_P(RoadsTest, ComposedResizeShowsTheRightPicture) {
   sim::setComposition(true);
   borders = kBorders;
   Program program({20, 30, 180, 150}, borders);
@@ -210,7 +213,8 @@ TEST_P(RoadsTest, ResizeByComposition) {
   }
 }
 
-TEST_P(RoadsTest, ResizeByBlit) {
+// The frame right after a resize has the right picture by a blit too, and an icon has none.
+TEST_P(RoadsTest, BlittedResizeShowsTheRightPicture) {
   Program program({20, 30, 180, 150}, kBorders);
   int frame = 0;
   expectFrame(program, frame++, Route::Blt);
@@ -230,7 +234,7 @@ TEST_P(RoadsTest, ResizeByBlit) {
 
 // A full-screen window that shrinks is an ordinary window with its next frame, and owns the display again with the first frame
 // that fills it.
-TEST_P(RoadsTest, ResizeOutOfFullScreenAndBack) {
+TEST_P(RoadsTest, ResizeOutOfFullScreenAndBackChangesTheRoad) {
   Program program(kScreen, {});
   sim::setForeground(program.window());
   int frame = 0;
@@ -248,8 +252,8 @@ TEST_P(RoadsTest, ResizeOutOfFullScreenAndBack) {
   }
 }
 
-// A new display mode that the window follows: it flips at the new size from its next frame on.
-TEST_P(RoadsTest, ResizeByFlip) {
+// A window that follows a new display mode flips at the new size from its next frame on.
+TEST_P(RoadsTest, NewDisplayModeIsFollowedByFlips) {
   Program program(kScreen, {});
   sim::setForeground(program.window());
   int frame = 0;

@@ -400,7 +400,8 @@ class SoakTest : public EndToEndTest, public ::testing::WithParamInterface<bool>
   Inspector inspector;
 };
 
-TEST_P(SoakTest, EightThreads) {
+// Eight threads that do everything at once leave nothing behind, and nearly every frame is shown.
+TEST_P(SoakTest, EightThreadsLeaveNothingBehind) {
   const uint32_t seed = numberFromEnvironment("QV_SOAK_SEED", kSeed);
   const int frames = static_cast<int>(numberFromEnvironment("QV_SOAK_FRAMES", kFrames)) / kThreads;
   std::printf("QV_SOAK_SEED=%u QV_SOAK_FRAMES=%d\n", seed, frames * kThreads);

@@ -8,7 +8,7 @@
 namespace qv::test {
 namespace {
 
-class ContextTest : public StateTest {
+class ContextRecordTest : public StateTest {
  protected:
   // The pnames that a make-current asked the host for, in order.
   std::vector<uint32_t> asked() {
@@ -16,8 +16,8 @@ class ContextTest : public StateTest {
     warmLimits(c.get());
     std::vector<uint32_t> names;
     for (const Submission& each : host.submissions) {
-      for (const Command& command : each.commands) {
-        EXPECT_EQ(command.opcode, 263u);
+      for (const Command& command : each.commands()) {
+        EXPECT_EQ(command.opcode, kGetIntegerv);
         EXPECT_EQ(command.words.at(1), 1u);
         names.push_back(command.words.at(0));
       }
@@ -26,11 +26,13 @@ class ContextTest : public StateTest {
   }
 };
 
-constexpr uint32_t kTexUnits = 0x84E2, kImageUnits = 0x8872, kTexCoords = 0x8871, kBinaryFormats = 0x8DF9, kFeedback = 0x8C8B,
-                   kUniform = 0x8A2F, kAtomic = 0x92DC, kStorage = 0x90DD;
+constexpr uint32_t kTexUnits = GL_MAX_TEXTURE_UNITS, kImageUnits = GL_MAX_TEXTURE_IMAGE_UNITS, kTexCoords = GL_MAX_TEXTURE_COORDS,
+                   kBinaryFormats = GL_NUM_SHADER_BINARY_FORMATS, kFeedback = GL_MAX_TRANSFORM_FEEDBACK_SEPARATE_ATTRIBS,
+                   kUniform = GL_MAX_UNIFORM_BUFFER_BINDINGS, kAtomic = GL_MAX_ATOMIC_COUNTER_BUFFER_BINDINGS,
+                   kStorage = GL_MAX_SHADER_STORAGE_BUFFER_BINDINGS;
 
-// The fields of a new context that are no attribute group.
-TEST_F(ContextTest, Defaults) {
+// A new context has these values in the fields that are no attribute group.
+TEST_F(ContextRecordTest, FieldsHaveTheirDefaults) {
   EXPECT_EQ(c->lastOpcode, -1);
   EXPECT_EQ(c->base, nullptr);
   EXPECT_EQ(c->capacity, 0u);
@@ -73,7 +75,7 @@ TEST_F(ContextTest, Defaults) {
   EXPECT_EQ(c->selectionBuffer, nullptr);
   EXPECT_EQ(c->feedbackBufferSize, 0);
   EXPECT_EQ(c->feedbackBuffer, nullptr);
-  EXPECT_EQ(c->renderMode, 7168u);
+  EXPECT_EQ(c->renderMode, static_cast<uint32_t>(GL_RENDER));
   EXPECT_EQ(c->recordedError, 0u);
   EXPECT_EQ(c->frontDirty, 0);
   EXPECT_EQ(c->clientActiveUnit, 0u);
@@ -103,7 +105,7 @@ TEST_F(ContextTest, Defaults) {
 }
 
 // The indexed bindings are 8, 128, 15 and 80 names, 231 words, all 0.
-TEST_F(ContextTest, IndexedBindings) {
+TEST_F(ContextRecordTest, IndexedBindingsStartAsZero) {
   const BufferBindings& b = c->buffers;
   static_assert(std::size(BufferBindings{}.indexedTransformFeedback) == 8);
   static_assert(std::size(BufferBindings{}.indexedUniform) == 128);
@@ -119,7 +121,7 @@ TEST_F(ContextTest, IndexedBindings) {
 }
 
 // Every limit starts as unknown.
-TEST_F(ContextTest, LimitDefaults) {
+TEST_F(ContextRecordTest, LimitsStartAsUnknown) {
   const LimitCache& l = c->limits;
   for (const int32_t limit : {l.maxLights, l.maxAttribStackDepth, l.maxModelviewStackDepth, l.maxProjectionStackDepth,
                               l.maxTextureStackDepth, l.maxColorMatrixStackDepth, l.maxTextureUnits, l.maxTextureImageUnits,
@@ -141,8 +143,8 @@ void expectStack(const StateStack<T>& stack, uint32_t limit) {
 }
 
 // Every stack starts with one element and knows where its limit comes from.
-TEST_F(ContextTest, Stacks) {
-  constexpr uint32_t kAttrib = 0x0D35;
+TEST_F(ContextRecordTest, StacksStartWithOneElement) {
+  constexpr uint32_t kAttrib = GL_MAX_ATTRIB_STACK_DEPTH;
   expectStack(c->depth, kAttrib);
   expectStack(c->viewport, kAttrib);
   expectStack(c->lighting, kAttrib);
@@ -157,16 +159,16 @@ TEST_F(ContextTest, Stacks) {
   expectStack(c->list, kAttrib);
   expectStack(c->multisample, kAttrib);
   expectStack(c->attribMasks, kAttrib);
-  expectStack(c->modelview, 0x0D36);
-  expectStack(c->projection, 0x0D38);
-  expectStack(c->color, 0x80B3);
-  for (const MatrixStack* const stack : c->textureMatrices) expectStack(*stack, 0x0D39);
+  expectStack(c->modelview, GL_MAX_MODELVIEW_STACK_DEPTH);
+  expectStack(c->projection, GL_MAX_PROJECTION_STACK_DEPTH);
+  expectStack(c->color, GL_MAX_COLOR_MATRIX_STACK_DEPTH);
+  for (const MatrixStack* const stack : c->textureMatrices) expectStack(*stack, GL_MAX_TEXTURE_STACK_DEPTH);
   EXPECT_EQ(c->currentMatrixStack, &c->modelview);
 }
 
 void expectGroupDefaults(GlContext& g) {
   EXPECT_EQ(g.depth.current().testEnabled, 0);
-  EXPECT_EQ(g.depth.current().func, 513u);
+  EXPECT_EQ(g.depth.current().func, static_cast<uint32_t>(GL_LESS));
   EXPECT_EQ(g.depth.current().clearValue, 1.0);
   EXPECT_EQ(g.depth.current().writeMask, 1);
   EXPECT_EQ(g.viewport.current().x, 0);
@@ -177,7 +179,7 @@ void expectGroupDefaults(GlContext& g) {
   EXPECT_EQ(g.viewport.current().farValue, 1.0);
   EXPECT_EQ(g.lighting.current().lightingEnabled, 0);
   for (const uint8_t light : g.lighting.current().lightEnabled) EXPECT_EQ(light, 0);
-  EXPECT_EQ(g.lighting.current().shadeModel, 7425u);
+  EXPECT_EQ(g.lighting.current().shadeModel, static_cast<uint32_t>(GL_SMOOTH));
   EXPECT_EQ(g.lighting.current().colorMaterialEnabled, 0);
   static_assert(sizeof(EnableState) == 104);
   for (uint32_t i = 0; i < 104; ++i) EXPECT_EQ(g.enables.current().flags[i], i == 23 ? 1 : 0) << i;
@@ -186,14 +188,14 @@ void expectGroupDefaults(GlContext& g) {
   EXPECT_EQ(g.fog.current().start, 0.0f);
   EXPECT_EQ(g.fog.current().end, 1.0f);
   EXPECT_EQ(g.fog.current().density, 1.0f);
-  EXPECT_EQ(g.fog.current().mode, 2048u);
-  EXPECT_EQ(g.fog.current().coordinateSource, 33874u);
+  EXPECT_EQ(g.fog.current().mode, static_cast<uint32_t>(GL_EXP));
+  EXPECT_EQ(g.fog.current().coordinateSource, static_cast<uint32_t>(GL_FRAGMENT_DEPTH));
   const PolygonState& polygon = g.polygon.current();
   EXPECT_EQ(polygon.cullEnabled, 0);
-  EXPECT_EQ(polygon.cullMode, 1029u);
-  EXPECT_EQ(polygon.frontFace, 2305u);
-  EXPECT_EQ(polygon.frontMode, 6914u);
-  EXPECT_EQ(polygon.backMode, 6914u);
+  EXPECT_EQ(polygon.cullMode, static_cast<uint32_t>(GL_BACK));
+  EXPECT_EQ(polygon.frontFace, static_cast<uint32_t>(GL_CCW));
+  EXPECT_EQ(polygon.frontMode, static_cast<uint32_t>(GL_FILL));
+  EXPECT_EQ(polygon.backMode, static_cast<uint32_t>(GL_FILL));
   EXPECT_EQ(polygon.smooth | polygon.stipple | polygon.offsetFill | polygon.offsetLine | polygon.offsetPoint, 0);
   EXPECT_EQ(polygon.offsetFactor, 0.0f);
   EXPECT_EQ(polygon.offsetUnits, 0.0f);
@@ -214,23 +216,23 @@ void expectGroupDefaults(GlContext& g) {
   EXPECT_EQ(colorBuffer.blendDstRgb, 0u);
   EXPECT_EQ(colorBuffer.blendDstAlpha, 0u);
   EXPECT_EQ(g.transform.current().normalizeEnabled, 0);
-  EXPECT_EQ(g.transform.current().matrixMode, 5888u);
+  EXPECT_EQ(g.transform.current().matrixMode, static_cast<uint32_t>(GL_MODELVIEW));
   EXPECT_EQ(g.list.current().listBase, 0u);
   EXPECT_EQ(g.multisample.current().enabled, 1);
 }
 
-// The attribute groups' defaults.
-TEST_F(ContextTest, GroupDefaults) { expectGroupDefaults(*c); }
+// The attribute groups of a new context have their defaults.
+TEST_F(ContextRecordTest, GroupsHaveTheirDefaults) { expectGroupDefaults(*c); }
 
 // Elements that growth adds get the same defaults, and the push copies over them.
-TEST_F(ContextTest, GrownElementsHaveTheDefaults) {
-  host.answer<int32_t>(0x0D35, {16});
-  c->depth.current().func = 519;
+TEST_F(ContextRecordTest, GrownElementsHaveTheDefaults) {
+  host.answer<int32_t>(GL_MAX_ATTRIB_STACK_DEPTH, {16});
+  c->depth.current().func = GL_ALWAYS;
   EXPECT_TRUE(c->depth.push(queryStackLimit));
   EXPECT_EQ(c->depth.capacity, 17u);
   EXPECT_EQ(c->depth.top, 1u);
-  EXPECT_EQ(c->depth.current().func, 519u);
-  EXPECT_EQ(c->depth.elements[2].func, 513u);
+  EXPECT_EQ(c->depth.current().func, static_cast<uint32_t>(GL_ALWAYS));
+  EXPECT_EQ(c->depth.elements[2].func, static_cast<uint32_t>(GL_LESS));
   EXPECT_EQ(c->depth.elements[2].clearValue, 1.0);
   EXPECT_TRUE(c->multisample.push(queryStackLimit));
   EXPECT_EQ(c->multisample.elements[16].enabled, 1);
@@ -239,34 +241,34 @@ TEST_F(ContextTest, GrownElementsHaveTheDefaults) {
 }
 
 // A host without a limit, or with a wild one, leaves the stack at its one element.
-TEST_F(ContextTest, StackOfAHostThatAnswersNothing) {
+TEST_F(ContextRecordTest, StackOfAHostWithoutALimitStaysAtOneElement) {
   EXPECT_FALSE(c->depth.push(queryStackLimit));
   EXPECT_EQ(c->depth.top, 0u);
-  host.answer<int32_t>(0x0D35, {-7});
+  host.answer<int32_t>(GL_MAX_ATTRIB_STACK_DEPTH, {-7});
   EXPECT_FALSE(c->depth.push(queryStackLimit));
-  host.answer<int32_t>(0x0D35, {INT32_MAX});
+  host.answer<int32_t>(GL_MAX_ATTRIB_STACK_DEPTH, {INT32_MAX});
   c->limits.maxAttribStackDepth = 0;
   EXPECT_FALSE(c->depth.push(queryStackLimit));
   EXPECT_EQ(c->depth.capacity, 1u);
 }
 
-// The draw buffer follows the pixel format.
-TEST_F(ContextTest, DrawBufferFollowsThePixelFormat) {
+// The draw buffer of a new context is the back buffer of a double-buffered format, else the front buffer.
+TEST_F(ContextRecordTest, DrawBufferFollowsThePixelFormat) {
   for (int32_t format = 1; format <= 14; ++format) {
     remake(210, 1, format);
-    EXPECT_EQ(c->drawBufferMode, (pixelFormat(format).dwFlags & 1) != 0 ? 1029u : 1028u) << format;
+    EXPECT_EQ(c->drawBufferMode, (pixelFormat(format).dwFlags & 1) != 0 ? GL_BACK : GL_FRONT) << format;
   }
 }
 
 // The profile's outcome is in force at the end of construction.
-TEST_F(ContextTest, QuirksAreApplied) {
+TEST_F(ContextRecordTest, QuirksAreApplied) {
   EXPECT_EQ(c->quirkFlags, 36u);
   remake(210);
   EXPECT_EQ(c->quirkFlags, 4u);
 }
 
-// The vertex array that is in force with no name bound.
-TEST_F(ContextTest, DefaultVertexArray) {
+// The vertex array that is in force with no name bound has its defaults in every row.
+TEST_F(ContextRecordTest, DefaultVertexArrayHasItsDefaults) {
   VertexArrayObject& v = c->defaultVertexArray;
   constexpr uint32_t kSizes[16] = {4, 4, 3, 4, 3, 1, 1, 1, 4, 4, 4, 4, 4, 4, 4, 4};
   constexpr uint32_t kBytes[16] = {16, 16, 12, 16, 12, 4, 4, 1, 16, 16, 16, 16, 16, 16, 16, 16};
@@ -276,7 +278,7 @@ TEST_F(ContextTest, DefaultVertexArray) {
     for (VertexAttribRecord* const attrib : {&v.conventional[row], &v.generic[row]}) {
       const bool generic = attrib == &v.generic[row];
       EXPECT_EQ(attrib->size, generic ? 4 : kSizes[row]) << row;
-      EXPECT_EQ(attrib->type, !generic && row == 7 ? 0x1401u : 0x1406u) << row;
+      EXPECT_EQ(attrib->type, !generic && row == 7 ? GL_UNSIGNED_BYTE : GL_FLOAT) << row;
       EXPECT_EQ(attrib->elementSize, generic ? 16 : kBytes[row]) << row;
       EXPECT_EQ(attrib->enabled, 0);
       EXPECT_EQ(attrib->pointer, 0u);
@@ -297,7 +299,7 @@ TEST_F(ContextTest, DefaultVertexArray) {
 }
 
 // A bound name selects its record, a bound name without a record the default one.
-TEST_F(ContextTest, CurrentVertexArray) {
+TEST_F(ContextRecordTest, BoundNameSelectsItsVertexArray) {
   c->vertexArrayBinding = 5;
   EXPECT_EQ(currentVertexArray(c.get()), &c->defaultVertexArray);
   VertexArrayObject* const bound = new VertexArrayObject;
@@ -305,8 +307,8 @@ TEST_F(ContextTest, CurrentVertexArray) {
   EXPECT_EQ(currentVertexArray(c.get()), bound);
 }
 
-// What the first make-current asks, by version and in order; the second asks nothing that is known.
-TEST_F(ContextTest, MakeCurrentWarmsTheLimits) {
+// The first make-current asks for the limits of its version, in order; the second asks for nothing that is known.
+TEST_F(ContextRecordTest, MakeCurrentWarmsTheLimits) {
   const auto answerAll = [] {
     host.answer<int32_t>(kTexUnits, {8});
     host.answer<int32_t>(kImageUnits, {32});
@@ -350,7 +352,7 @@ TEST_F(ContextTest, MakeCurrentWarmsTheLimits) {
 }
 
 // A host that fails leaves zeros, which are within every array.
-TEST_F(ContextTest, MakeCurrentWithAFailingHost) {
+TEST_F(ContextRecordTest, FailingHostLeavesZeroLimits) {
   host.failing = true;
   warmLimits(c.get());
   EXPECT_EQ(c->limits.maxTextureUnits, 0);
@@ -361,8 +363,8 @@ TEST_F(ContextTest, MakeCurrentWithAFailingHost) {
 }
 
 // Destruction frees what the context's tables hold; leaks would be reported by the sanitizer.
-TEST_F(ContextTest, TeardownFreesEverything) {
-  host.answer<int32_t>(0x0D36, {32});
+TEST_F(ContextRecordTest, TeardownFreesEverything) {
+  host.answer<int32_t>(GL_MAX_MODELVIEW_STACK_DEPTH, {32});
   c->modelview.push(queryStackLimit);
   c->vertexArrayTable.set(1, static_cast<TrackedObject*>(new VertexArrayObject));
   c->queryTable.set(1, new LabelledRecord{-1, static_cast<char*>(std::malloc(4))});

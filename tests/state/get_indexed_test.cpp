@@ -14,8 +14,8 @@ class GetIndexedTest : public StateTest {
   bool asked() const { return !host.submissions.empty(); }
 };
 
-// Each indexed call's command and length of reply.
-TEST_F(GetIndexedTest, CommandsOfTheIndexedForms) {
+// Each indexed call writes its command and asks for a reply of its length.
+TEST_F(GetIndexedTest, IndexedFormsAskUnderTheirNumbers) {
   GLboolean b[4] = {};
   GLint i[4] = {};
   GLfloat f[4] = {};
@@ -28,23 +28,23 @@ TEST_F(GetIndexedTest, CommandsOfTheIndexedForms) {
     EXPECT_EQ(c->lastOpcode, static_cast<int32_t>(opcode));
   };
   gl::glGetBooleani_v(GL_SCISSOR_BOX, 2, b);
-  expectLast(2049, 4);
+  expectLast(kGetBooleani_v, 4);
   gl::glGetIntegeri_v(GL_SCISSOR_BOX, 2, i);
-  expectLast(2050, 16);
+  expectLast(kGetIntegeri_v, 16);
   gl::glGetFloati_v(GL_SCISSOR_BOX, 2, f);
-  expectLast(2199, 16);
+  expectLast(kGetFloati_v, 16);
   gl::glGetDoublei_v(GL_SCISSOR_BOX, 2, d);
-  expectLast(2200, 32);
+  expectLast(kGetDoublei_v, 32);
   gl::glGetInteger64i_v(GL_SCISSOR_BOX, 2, l);
-  expectLast(2120, 32);
+  expectLast(kGetInteger64i_v, 32);
   gl::glGetBooleanIndexedvEXT(GL_SCISSOR_BOX, 2, b);
-  expectLast(1503, 4);
+  expectLast(kGetBooleanIndexedvEXT, 4);
   gl::glGetIntegerIndexedvEXT(GL_SCISSOR_BOX, 2, i);
-  expectLast(1504, 16);
+  expectLast(kGetIntegerIndexedvEXT, 16);
 }
 
 // Viewport indices of 16 and more are refused before any look-up, but not by the EXT calls.
-TEST_F(GetIndexedTest, ViewportIndices) {
+TEST_F(GetIndexedTest, ViewportIndicesFrom16OnAreRefused) {
   GLboolean b = 0;
   GLint i[4] = {};
   GLfloat f[4] = {};
@@ -52,16 +52,16 @@ TEST_F(GetIndexedTest, ViewportIndices) {
   GLint64 l[4] = {};
   for (const GLenum pname : {GL_VIEWPORT, GL_SCISSOR_BOX, GL_DEPTH_RANGE}) {
     gl::glGetBooleani_v(pname, 16, &b);
-    EXPECT_EQ(takeError(), 1281u);
+    EXPECT_EQ(takeError(), GL_INVALID_VALUE);
     gl::glGetIntegeri_v(pname, 16, i);
-    EXPECT_EQ(takeError(), 1281u);
-    EXPECT_EQ(c->lastOpcode, 2050);
+    EXPECT_EQ(takeError(), GL_INVALID_VALUE);
+    EXPECT_EQ(c->lastOpcode, kGetIntegeri_v);
     gl::glGetFloati_v(pname, 0xFFFFFFFF, f);
-    EXPECT_EQ(takeError(), 1281u);
+    EXPECT_EQ(takeError(), GL_INVALID_VALUE);
     gl::glGetDoublei_v(pname, 16, d);
-    EXPECT_EQ(takeError(), 1281u);
+    EXPECT_EQ(takeError(), GL_INVALID_VALUE);
     gl::glGetInteger64i_v(pname, 16, l);
-    EXPECT_EQ(takeError(), 1281u);
+    EXPECT_EQ(takeError(), GL_INVALID_VALUE);
   }
   EXPECT_FALSE(asked());
   gl::glGetIntegeri_v(GL_VIEWPORT, 15, i);
@@ -72,8 +72,8 @@ TEST_F(GetIndexedTest, ViewportIndices) {
   EXPECT_EQ(host.submissions.size(), 3u);
 }
 
-// Indexed buffer bindings, and the indices beyond their arrays.
-TEST_F(GetIndexedTest, IndexedBufferBindings) {
+// Indexed buffer bindings are answered from the shadow, and indices beyond their arrays read as 0.
+TEST_F(GetIndexedTest, IndexedBufferBindingsAreLocal) {
   c->buffers.indexedUniform[127] = 51;
   c->buffers.indexedShaderStorage[79] = 52;
   c->buffers.indexedAtomicCounter[14] = 53;
@@ -110,7 +110,7 @@ TEST_F(GetIndexedTest, IndexedBufferBindings) {
 }
 
 // A bad index is told once and leaves the array alone, in every form.
-TEST_F(GetIndexedTest, BadIndex) {
+TEST_F(GetIndexedTest, BadIndexLeavesTheArrayAlone) {
   c->limits.maxTransformFeedbackSeparateAttribs = 8;
   GLint i = -99;
   GLint64 l = -99;
@@ -121,15 +121,15 @@ TEST_F(GetIndexedTest, BadIndex) {
                                      std::pair<GLenum, GLuint>{GL_VERTEX_BINDING_STRIDE, 16},
                                      std::pair<GLenum, GLuint>{GL_VERTEX_BINDING_OFFSET, 0xFFFFFFFF}}) {
     gl::glGetIntegeri_v(pname, index, &i);
-    EXPECT_EQ(takeError(), 1281u);
+    EXPECT_EQ(takeError(), GL_INVALID_VALUE);
     gl::glGetInteger64i_v(pname, index, &l);
-    EXPECT_EQ(takeError(), 1281u);
+    EXPECT_EQ(takeError(), GL_INVALID_VALUE);
     gl::glGetFloati_v(pname, index, &f);
-    EXPECT_EQ(takeError(), 1281u);
+    EXPECT_EQ(takeError(), GL_INVALID_VALUE);
     gl::glGetDoublei_v(pname, index, &d);
-    EXPECT_EQ(takeError(), 1281u);
+    EXPECT_EQ(takeError(), GL_INVALID_VALUE);
     gl::glGetBooleani_v(pname, index, &b);
-    EXPECT_EQ(takeError(), 1281u);
+    EXPECT_EQ(takeError(), GL_INVALID_VALUE);
   }
   EXPECT_EQ(i, -99);
   EXPECT_EQ(l, -99);
@@ -139,8 +139,8 @@ TEST_F(GetIndexedTest, BadIndex) {
   EXPECT_FALSE(asked());
 }
 
-// Vertex bindings by index; the offset keeps its 64 bits where the form has them.
-TEST_F(GetIndexedTest, VertexBindings) {
+// Vertex bindings are answered by index; the offset keeps its 64 bits where the form has them.
+TEST_F(GetIndexedTest, VertexBindingsAreAnsweredByIndex) {
   VertexBindingRecord& binding = c->defaultVertexArray.bindings[5];
   binding = {.offset = (uint64_t{1} << 33) + 7, .stride = 24, .divisor = 2, .buffer = 61};
   const auto get = [](GLenum pname) {
@@ -164,7 +164,7 @@ TEST_F(GetIndexedTest, VertexBindings) {
 }
 
 // Below their versions the gated indexed names are unknown.
-TEST_F(GetIndexedTest, IndexedGates) {
+TEST_F(GetIndexedTest, IndexedNamesAreUnknownBelowTheirVersion) {
   const std::pair<GLenum, uint16_t> gates[] = {{GL_SHADER_STORAGE_BUFFER_BINDING, 430}, {GL_ATOMIC_COUNTER_BUFFER_BINDING, 420},
                                                {GL_VERTEX_BINDING_BUFFER, 430},         {GL_VERTEX_BINDING_OFFSET, 430},
                                                {GL_VERTEX_BINDING_STRIDE, 430},         {GL_VERTEX_BINDING_DIVISOR, 430},
@@ -174,15 +174,15 @@ TEST_F(GetIndexedTest, IndexedGates) {
       remake(each);
       GLint value = -99;
       gl::glGetIntegeri_v(pname, 0, &value);
-      EXPECT_EQ(takeError(), each == version ? 0u : 1280u) << pname;
+      EXPECT_EQ(takeError(), each == version ? 0u : GL_INVALID_ENUM) << pname;
       EXPECT_EQ(value == -99, each != version) << pname;
     }
   }
   EXPECT_FALSE(asked());
 }
 
-// Texture bindings and enables by unit; a unit beyond 15 goes on to the host.
-TEST_F(GetIndexedTest, TexturesByUnit) {
+// Texture bindings and enables are answered by unit; a unit beyond 15 goes on to the host.
+TEST_F(GetIndexedTest, TexturesAreAnsweredByUnit) {
   const GLenum bindings[] = {GL_TEXTURE_BINDING_1D, GL_TEXTURE_BINDING_2D, GL_TEXTURE_BINDING_3D, GL_TEXTURE_BINDING_CUBE_MAP,
                              GL_TEXTURE_BINDING_RECTANGLE};
   const GLenum targets[] = {GL_TEXTURE_1D, GL_TEXTURE_2D, GL_TEXTURE_3D, GL_TEXTURE_CUBE_MAP, GL_TEXTURE_RECTANGLE};
@@ -210,18 +210,18 @@ TEST_F(GetIndexedTest, TexturesByUnit) {
   EXPECT_FALSE(asked());
   GLint value = 0;
   gl::glGetIntegeri_v(GL_TEXTURE_BINDING_2D, 16, &value);
-  EXPECT_EQ(host.last().opcode, 2050u);
+  EXPECT_EQ(host.last().opcode, kGetIntegeri_v);
 }
 
 // An indexed capability that is no texture target is the host's, with a reply of one byte.
 TEST_F(GetIndexedTest, IsEnabledIndexedAsksTheHost) {
   host.answer<uint8_t>(GL_BLEND, {1});
   EXPECT_EQ(gl::glIsEnabledi(GL_BLEND, 3), GL_TRUE);
-  EXPECT_EQ(host.last().opcode, 2053u);
+  EXPECT_EQ(host.last().opcode, kIsEnabledi);
   EXPECT_EQ(host.last().words, (std::vector<uint32_t>{GL_BLEND, 3}));
   EXPECT_EQ(host.submissions.back().replySize, 1u);
   EXPECT_EQ(gl::glIsEnabledIndexedEXT(GL_BLEND, 3), GL_TRUE);
-  EXPECT_EQ(host.last().opcode, 1507u);
+  EXPECT_EQ(host.last().opcode, kIsEnabledIndexedEXT);
   EXPECT_EQ(gl::glIsEnabledi(GL_TEXTURE_2D, 16), GL_FALSE);
   EXPECT_EQ(host.submissions.size(), 3u);
 }

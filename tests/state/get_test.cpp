@@ -85,7 +85,7 @@ TEST_F(GetTest, OffsetsAreTruncated) {
 }
 
 // The fog colour scales in the 32-bit form only, and as booleans gives one.
-TEST_F(GetTest, FogColor) {
+TEST_F(GetTest, FogColorScalesIn32BitsOnly) {
   const float color[4] = {1.0f, 0.5f, -1.0f, 0.0f};
   std::memcpy(c->fog.current().color, color, sizeof color);
   GLint i[4] = {};
@@ -109,7 +109,7 @@ TEST_F(GetTest, FogColor) {
 }
 
 // Values beyond every integer become the lowest, whatever they are.
-TEST_F(GetTest, ValuesWithoutAnInteger) {
+TEST_F(GetTest, ValuesWithoutAnIntegerBecomeTheLowest) {
   const float wild[4] = {4.0f, -4.0f, std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()};
   std::memcpy(c->fog.current().color, wild, sizeof wild);
   GLint i[4] = {};
@@ -122,8 +122,8 @@ TEST_F(GetTest, ValuesWithoutAnInteger) {
   EXPECT_EQ(l[3], INT64_MIN);
 }
 
-// The depth clear value.
-TEST_F(GetTest, DepthClearValue) {
+// The depth clear value scales in the 32-bit form and truncates in the 64-bit form.
+TEST_F(GetTest, DepthClearValueScalesIn32BitsOnly) {
   EXPECT_EQ(getInt(GL_DEPTH_CLEAR_VALUE), 2147483647);
   EXPECT_EQ(get64(GL_DEPTH_CLEAR_VALUE), 1);
   EXPECT_EQ(getFloat(GL_DEPTH_CLEAR_VALUE), 1.0f);
@@ -134,8 +134,8 @@ TEST_F(GetTest, DepthClearValue) {
   EXPECT_EQ(getBooleans(GL_DEPTH_CLEAR_VALUE), (Ints{1}));
 }
 
-// The depth range.
-TEST_F(GetTest, DepthRange) {
+// The depth range scales in the 32-bit form and truncates in the 64-bit form.
+TEST_F(GetTest, DepthRangeScalesIn32BitsOnly) {
   GLint i[2] = {9, 9};
   gl::glGetIntegerv(GL_DEPTH_RANGE, i);
   EXPECT_EQ(i[0], 0);
@@ -154,7 +154,7 @@ TEST_F(GetTest, DepthRange) {
 }
 
 // Matrices in the integer forms are transposed and truncated.
-TEST_F(GetTest, MatricesAsIntegers) {
+TEST_F(GetTest, MatricesAreTransposedAndTruncated) {
   for (uint32_t k = 0; k < 16; ++k) c->projection.current().m[k] = k + 0.75;
   GLint i[16] = {};
   GLint64 l[16] = {};
@@ -168,8 +168,8 @@ TEST_F(GetTest, MatricesAsIntegers) {
   EXPECT_EQ(getBooleans(GL_MODELVIEW_MATRIX), (Ints{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}));
 }
 
-// How many booleans each pname with several values gives.
-TEST_F(GetTest, CountsOfBooleans) {
+// Each pname with several values gives its number of booleans.
+TEST_F(GetTest, BooleansHaveTheirCounts) {
   c->viewport.current() = {.x = 0, .y = 5, .width = 640, .height = 0};
   EXPECT_EQ(getBooleans(GL_VIEWPORT), (Ints{0, 1, 1, 0}));
   EXPECT_EQ(getBooleans(GL_POLYGON_MODE), (Ints{1, 1}));
@@ -178,8 +178,8 @@ TEST_F(GetTest, CountsOfBooleans) {
   EXPECT_FALSE(asked());
 }
 
-// The texture matrix alone looks at the unit.
-TEST_F(GetTest, TextureMatrixChecksTheUnit) {
+// Of the answers by unit the texture matrix alone checks the unit against the limit.
+TEST_F(GetTest, TextureMatrixAloneChecksTheUnit) {
   c->limits.maxTextureCoords = 8;
   c->textureMatrices[7]->current().m[3] = 5.0;
   c->activeTextureUnit = 7;
@@ -189,12 +189,12 @@ TEST_F(GetTest, TextureMatrixChecksTheUnit) {
   c->activeTextureUnit = 8;
   f[12] = 77.0f;
   gl::glGetFloatv(GL_TEXTURE_MATRIX, f);
-  EXPECT_EQ(takeError(), 1282u);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
   EXPECT_EQ(f[12], 77.0f);
   EXPECT_EQ(getBooleans(GL_TEXTURE_MATRIX), (Ints{}));
-  EXPECT_EQ(takeError(), 1282u);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
   EXPECT_EQ(get64(GL_TEXTURE_MATRIX), -99);
-  EXPECT_EQ(takeError(), 1282u);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
   EXPECT_EQ(getDouble(GL_TEXTURE_MATRIX), -99);
   EXPECT_EQ(getInt(GL_TEXTURE_STACK_DEPTH), 1);  // has no such check
   EXPECT_FALSE(asked());
@@ -202,8 +202,8 @@ TEST_F(GetTest, TextureMatrixChecksTheUnit) {
 
 // --- forwarding ---
 
-// Each call's command and length of reply.
-TEST_F(GetTest, CommandsOfThePlainForms) {
+// Each call writes its command and asks for a reply of its length.
+TEST_F(GetTest, PlainFormsAskUnderTheirNumbers) {
   GLboolean b[4] = {};
   GLint i[4] = {};
   GLfloat f[4] = {};
@@ -219,56 +219,56 @@ TEST_F(GetTest, CommandsOfThePlainForms) {
   };
   host.answer<uint8_t>(GL_COLOR_CLEAR_VALUE, {1, 0, 1, 1});
   gl::glGetBooleanv(GL_COLOR_CLEAR_VALUE, b);
-  expectLast(258, 4);
+  expectLast(kGetBooleanv, 4);
   EXPECT_EQ(b[2], 1);
   host.answer<int32_t>(GL_COLOR_CLEAR_VALUE, {1, 2, 3, 4});
   gl::glGetIntegerv(GL_COLOR_CLEAR_VALUE, i);
-  expectLast(263, 16);
+  expectLast(kGetIntegerv, 16);
   EXPECT_EQ(i[3], 4);
   host.answer<float>(GL_COLOR_CLEAR_VALUE, {0.5f, 0, 0, 1});
   gl::glGetFloatv(GL_COLOR_CLEAR_VALUE, f);
-  expectLast(262, 16);
+  expectLast(kGetFloatv, 16);
   EXPECT_EQ(f[0], 0.5f);
   host.answer<double>(GL_COLOR_CLEAR_VALUE, {0.25, 0, 0, 1});
   gl::glGetDoublev(GL_COLOR_CLEAR_VALUE, d);
-  expectLast(260, 32);
+  expectLast(kGetDoublev, 32);
   EXPECT_EQ(d[0], 0.25);
   host.answer<int64_t>(GL_COLOR_CLEAR_VALUE, {1, 2, 3, int64_t{1} << 40});
   gl::glGetInteger64v(GL_COLOR_CLEAR_VALUE, l);
-  expectLast(1570, 32);
+  expectLast(kGetInteger64v, 32);
   EXPECT_EQ(l[3], int64_t{1} << 40);
 }
 
-// Literal bytes of a forwarded query.
-TEST_F(GetTest, BytesOfAForwardedQuery) {
+// A forwarded query has these bytes.
+TEST_F(GetTest, ForwardedQueryHasItsBytes) {
   c->reserve(64);
   const uint8_t* const base = c->base;
   GLint value = 0;
-  gl::glGetIntegerv(0x0D33, &value);
+  gl::glGetIntegerv(GL_MAX_TEXTURE_SIZE, &value);
   const uint8_t expected[] = {0x07, 0xC1, 0, 0, 0x33, 0x0D, 0, 0, 1, 0, 0, 0};
   EXPECT_EQ(std::memcmp(base, expected, sizeof expected), 0);
   EXPECT_EQ(c->cursor, c->base);
 }
 
 // An unknown name is refused, sends nothing and touches nothing.
-TEST_F(GetTest, UnknownName) {
+TEST_F(GetTest, UnknownNameIsRefused) {
   EXPECT_EQ(getInt(0), -99);
-  EXPECT_EQ(takeError(), 1280u);
-  EXPECT_EQ(c->lastOpcode, 263);
+  EXPECT_EQ(takeError(), GL_INVALID_ENUM);
+  EXPECT_EQ(c->lastOpcode, kGetIntegerv);
   EXPECT_EQ(getFloat(0), -99);
-  EXPECT_EQ(takeError(), 1280u);
+  EXPECT_EQ(takeError(), GL_INVALID_ENUM);
   EXPECT_EQ(getBooleans(0), (Ints{}));
-  EXPECT_EQ(takeError(), 1280u);
+  EXPECT_EQ(takeError(), GL_INVALID_ENUM);
   GLint value = -99;
   gl::glGetIntegeri_v(0, 0, &value);
-  EXPECT_EQ(takeError(), 1280u);
+  EXPECT_EQ(takeError(), GL_INVALID_ENUM);
   EXPECT_EQ(value, -99);
   EXPECT_FALSE(asked());
   EXPECT_EQ(c->cursor, c->base);
 }
 
 // The list of shader binary formats is as long as the cache says; nothing, and no error, when that is 0.
-TEST_F(GetTest, ShaderBinaryFormats) {
+TEST_F(GetTest, ShaderBinaryFormatsAreAsManyAsTheCacheSays) {
   GLint values[4] = {9, 9, 9, 9};
   c->limits.numShaderBinaryFormats = 0;
   gl::glGetIntegerv(GL_SHADER_BINARY_FORMATS, values);
@@ -287,7 +287,7 @@ TEST_F(GetTest, ShaderBinaryFormats) {
 }
 
 // A failed flush reads as zero.
-TEST_F(GetTest, FailedFlush) {
+TEST_F(GetTest, FailedFlushReadsAsZero) {
   host.failing = true;
   EXPECT_EQ(getInt(GL_MAX_TEXTURE_SIZE), 0);
   EXPECT_EQ(gl::glIsEnabled(GL_DITHER), GL_FALSE);
@@ -295,11 +295,11 @@ TEST_F(GetTest, FailedFlush) {
 }
 
 // A local answer leaves an open run open, a forwarded one closes it before its command.
-TEST_F(GetTest, QueriesAndOpenRuns) {
+TEST_F(GetTest, OnlyForwardedQueriesCloseARun) {
   gl::glBegin(GL_TRIANGLES);
   ASSERT_TRUE(c->run.open);
   c->insideBegin = 0;  // the calls with a begin check are asked as an application may ask those without
-  EXPECT_EQ(getInt(GL_SHADE_MODEL), 7425);
+  EXPECT_EQ(getInt(GL_SHADE_MODEL), GL_SMOOTH);
   EXPECT_TRUE(c->run.open);
   GLint64 value = 0;
   gl::glGetInteger64v(GL_SHADE_MODEL, &value);
@@ -309,30 +309,30 @@ TEST_F(GetTest, QueriesAndOpenRuns) {
   gl::glGetInteger64v(GL_MAX_TEXTURE_SIZE, &value);
   EXPECT_FALSE(c->run.open);
   ASSERT_EQ(host.submissions.size(), 1u);
-  ASSERT_EQ(host.submissions[0].commands.size(), 2u);
-  EXPECT_EQ(host.submissions[0].commands[0].opcode, 2007u);
-  EXPECT_EQ(host.submissions[0].commands[1].opcode, 1570u);
+  ASSERT_EQ(host.submissions[0].commands().size(), 2u);
+  EXPECT_EQ(host.submissions[0].commands()[0].opcode, kRunBroken);
+  EXPECT_EQ(host.submissions[0].commands()[1].opcode, kGetInteger64v);
 }
 
 // The calls with a begin check refuse inside glBegin, and those without do not.
-TEST_F(GetTest, BeginCheck) {
+TEST_F(GetTest, PlainFormsAreRefusedInsideBegin) {
   c->insideBegin = 1;
   EXPECT_EQ(getInt(GL_SHADE_MODEL), -99);
-  EXPECT_EQ(takeError(), 1282u);
-  EXPECT_EQ(c->lastOpcode, 263);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
+  EXPECT_EQ(c->lastOpcode, kGetIntegerv);
   EXPECT_EQ(getFloat(GL_SHADE_MODEL), -99);
-  EXPECT_EQ(takeError(), 1282u);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
   EXPECT_EQ(getDouble(GL_SHADE_MODEL), -99);
-  EXPECT_EQ(takeError(), 1282u);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
   EXPECT_EQ(getBooleans(GL_SHADE_MODEL), (Ints{}));
-  EXPECT_EQ(takeError(), 1282u);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
   call<op::glEnable>(GLenum{GL_DEPTH_TEST});
   takeError();
   c->depth.current().testEnabled = 1;
   EXPECT_EQ(gl::glIsEnabled(GL_DEPTH_TEST), GL_FALSE);
-  EXPECT_EQ(takeError(), 1282u);
-  EXPECT_EQ(c->lastOpcode, 286);
-  EXPECT_EQ(get64(GL_SHADE_MODEL), 7425);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
+  EXPECT_EQ(c->lastOpcode, kIsEnabled);
+  EXPECT_EQ(get64(GL_SHADE_MODEL), GL_SMOOTH);
   GLint value = 0;
   gl::glGetIntegeri_v(GL_UNIFORM_BUFFER_BINDING, 0, &value);
   EXPECT_EQ(gl::glIsEnabledi(GL_TEXTURE_2D, 0), GL_FALSE);
@@ -340,8 +340,8 @@ TEST_F(GetTest, BeginCheck) {
   EXPECT_FALSE(asked());
 }
 
-// Without a context nothing happens.
-TEST_F(GetTest, NoContext) {
+// Without a context no call writes a value or asks the host.
+TEST_F(GetTest, CallsDoNothingWithoutAContext) {
   makeCurrent(nullptr);
   EXPECT_EQ(getInt(GL_SHADE_MODEL), -99);
   EXPECT_EQ(get64(GL_MAX_TEXTURE_SIZE), -99);
@@ -353,8 +353,8 @@ TEST_F(GetTest, NoContext) {
   EXPECT_FALSE(asked());
 }
 
-// With a framebuffer object bound the colour bits are the host's to tell.
-TEST_F(GetTest, ColorBits) {
+// The colour bits are those of the pixel format; with a framebuffer object bound the host tells them.
+TEST_F(GetTest, ColorBitsFollowThePixelFormat) {
   for (int32_t format = 1; format <= 14; ++format) {
     remake(450, 1, format);
     const PixelFormatRecord& row = pixelFormat(format);
@@ -373,10 +373,10 @@ TEST_F(GetTest, ColorBits) {
 
 // GL_DRAW_BUFFER and GL_READ_BUFFER always go to the host.
 TEST_F(GetTest, DrawBufferIsTheHosts) {
-  host.answer<int32_t>(GL_DRAW_BUFFER, {1029});
-  EXPECT_EQ(getInt(GL_DRAW_BUFFER), 1029);
-  host.answer<int32_t>(GL_READ_BUFFER, {1028});
-  EXPECT_EQ(getInt(GL_READ_BUFFER), 1028);
+  host.answer<int32_t>(GL_DRAW_BUFFER, {GL_BACK});
+  EXPECT_EQ(getInt(GL_DRAW_BUFFER), GL_BACK);
+  host.answer<int32_t>(GL_READ_BUFFER, {GL_FRONT});
+  EXPECT_EQ(getInt(GL_READ_BUFFER), GL_FRONT);
   EXPECT_EQ(host.submissions.size(), 2u);
 }
 

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <vector>
 
@@ -14,49 +13,16 @@
 #include "driver/state/gl_context.h"
 #include "driver/stream/entry_template.h"
 #include "driver/stream/gl_routines.h"
+#include "tests/support/opcodes.h"
+#include "tests/support/submit_stand_in.h"
 
 namespace qv::test {
-
-struct Command {
-  uint32_t opcode;
-  std::vector<uint32_t> words;  // behind the header
-};
-
-struct Submission {
-  uint32_t presentMode;
-  std::vector<Command> commands;
-  uint32_t replySize;
-  uint32_t reply2Size;
-};
-
-struct FakeHost {
-  std::vector<Submission> submissions;
-  // Replies by the opcode and first word of the last command of a submission; what has none is answered by zeros.
-  std::map<std::pair<uint32_t, uint32_t>, std::vector<uint8_t>> replies;
-  // Replies to any last command whose first word is this.
-  std::map<uint32_t, std::vector<uint8_t>> repliesByName;
-  bool failing = false;
-
-  template <typename T>
-  void answer(uint32_t name, std::vector<T> values) {
-    std::vector<uint8_t> bytes(values.size() * sizeof(T));
-    std::memcpy(bytes.data(), values.data(), bytes.size());
-    repliesByName[name] = bytes;
-  }
-  void answerText(uint32_t name, const char* text) {
-    repliesByName[name] = std::vector<uint8_t>(text, text + std::strlen(text) + 1);
-  }
-  // The command that the last submission ended with.
-  const Command& last() const { return submissions.back().commands.back(); }
-};
-extern FakeHost host;
 
 // Critical sections entered and not left.
 extern int32_t locksHeld;
 
-std::vector<Command> parse(const uint8_t* data, uint64_t size);
-
-// Fresh context of pixel format 1, on this thread, with an empty host.
+// Fresh context of pixel format 1, on this thread, with an empty host. Every submission is held against two rules: no lock of
+// names is held meanwhile, and the stream ends with a whole command.
 class StateTest : public ::testing::Test {
  protected:
   explicit StateTest(uint16_t version = 450, uint8_t compatibility = 1);

@@ -45,8 +45,8 @@ constexpr Row kRows[] = {
     {GL_MAX_VERTEX_ATTRIB_RELATIVE_OFFSET, &LimitCache::maxVertexAttribRelativeOffset, -1, 500, -500, 430},
 };
 
-// What each limit stores of a high, a low and a plain reply.
-TEST_F(LimitCacheTest, StoresWithItsClamp) {
+// Each limit stores a high, a low and a plain reply within its bounds.
+TEST_F(LimitCacheTest, ReplyIsStoredWithinItsBounds) {
   for (const Row& row : kRows) {
     for (const auto& [reply, stored] : {std::pair{500, row.answerOf500}, std::pair{-500, row.answerOfMinus}, std::pair{7, 7}}) {
       const int32_t field = c->limits.*(row.field);
@@ -73,7 +73,7 @@ TEST_F(LimitCacheTest, StoresWithItsClamp) {
   EXPECT_FALSE(cacheLimit(c.get(), GL_MAX_CLIP_PLANES, &value));
 }
 
-// The byte form stores the byte.
+// The byte form stores the byte that the host answered, and later questions get it.
 TEST_F(LimitCacheTest, BooleanFormStoresTheByte) {
   host.answer<uint8_t>(GL_MAX_LIGHTS, {1});
   GLboolean b = 0;
@@ -86,7 +86,7 @@ TEST_F(LimitCacheTest, BooleanFormStoresTheByte) {
 }
 
 // Below its version a limit stores nothing, and the uniform limit keeps and re-clamps its field.
-TEST_F(LimitCacheTest, StoresNothingBelowItsVersion) {
+TEST_F(LimitCacheTest, NothingIsStoredBelowItsVersion) {
   const GLint reply = 7;
   for (const Row& row : kRows) {
     if (row.minVersion == 0) continue;
@@ -101,7 +101,7 @@ TEST_F(LimitCacheTest, StoresNothingBelowItsVersion) {
 }
 
 // A limit is asked for once and then answered here, in any form.
-TEST_F(LimitCacheTest, AskedOnce) {
+TEST_F(LimitCacheTest, LimitIsAskedOnce) {
   for (const Row& row : kRows) {
     host.submissions.clear();
     host.answer<int32_t>(row.pname, {6});
@@ -117,8 +117,8 @@ TEST_F(LimitCacheTest, AskedOnce) {
   }
 }
 
-// Every getter fills the cache.
-TEST_F(LimitCacheTest, FilledByEveryGetter) {
+// A reply to any getter fills the cache.
+TEST_F(LimitCacheTest, EveryGetterFillsTheCache) {
   GLfloat f = 0;
   GLdouble d = 0;
   GLint64 l = 0;
@@ -136,8 +136,8 @@ TEST_F(LimitCacheTest, FilledByEveryGetter) {
   EXPECT_EQ(d, 16.5);
 }
 
-// The unset markers: 0, or -1 and -2; for two limits -1 alone.
-TEST_F(LimitCacheTest, UnsetMarkers) {
+// A limit counts as unset at 0, or at -1 and -2; two limits count as unset at -1 alone.
+TEST_F(LimitCacheTest, UnsetMarkersAreAsked) {
   for (const Row& row : kRows) {
     // The fixed-function units of this version are the image units.
     if (row.pname == GL_MAX_TEXTURE_UNITS) continue;
@@ -152,7 +152,7 @@ TEST_F(LimitCacheTest, UnsetMarkers) {
 }
 
 // A host with 32 texture units is seen as one with 16, from the second question on.
-TEST_F(LimitCacheTest, TextureUnitsOfALegacyContext) {
+TEST_F(LimitCacheTest, LegacyContextSeesSixteenTextureUnits) {
   remake(210);
   host.answer<int32_t>(GL_MAX_TEXTURE_UNITS, {32});
   get(GL_MAX_TEXTURE_UNITS);
@@ -164,7 +164,7 @@ TEST_F(LimitCacheTest, TextureUnitsOfALegacyContext) {
 }
 
 // From 3.0 on the units are the image units, which are asked for if need be; a host without any is asked for the units.
-TEST_F(LimitCacheTest, TextureUnitsOfAModernContext) {
+TEST_F(LimitCacheTest, ModernContextTakesItsImageUnits) {
   host.answer<int32_t>(GL_MAX_TEXTURE_IMAGE_UNITS, {32});
   host.answer<int32_t>(GL_MAX_TEXTURE_UNITS, {4});
   EXPECT_EQ(get(GL_MAX_TEXTURE_UNITS), 16);
@@ -177,8 +177,8 @@ TEST_F(LimitCacheTest, TextureUnitsOfAModernContext) {
   EXPECT_EQ(host.last().words[0], static_cast<uint32_t>(GL_MAX_TEXTURE_UNITS));
 }
 
-// Below 3.0 two limits are answered whatever their field holds.
-TEST_F(LimitCacheTest, AnswersBelow300) {
+// Below 3.0 two limits are answered with 0 and without a question.
+TEST_F(LimitCacheTest, TwoLimitsAreZeroBelow300) {
   remake(210);
   EXPECT_EQ(get(GL_NUM_SHADER_BINARY_FORMATS), 0);
   EXPECT_EQ(get(GL_MAX_UNIFORM_BUFFER_BINDINGS), 0);
@@ -186,7 +186,7 @@ TEST_F(LimitCacheTest, AnswersBelow300) {
 }
 
 // A negative count of binary formats reads as 0.
-TEST_F(LimitCacheTest, NegativeBinaryFormats) {
+TEST_F(LimitCacheTest, NegativeBinaryFormatsReadAsZero) {
   for (const int32_t reply : {-2, -500}) {
     c->limits.numShaderBinaryFormats = reply;
     EXPECT_EQ(get(GL_NUM_SHADER_BINARY_FORMATS), 0);
@@ -198,7 +198,7 @@ TEST_F(LimitCacheTest, NegativeBinaryFormats) {
 }
 
 // An indexed query fills the cache for index 0 alone.
-TEST_F(LimitCacheTest, IndexedQueries) {
+TEST_F(LimitCacheTest, IndexedQueriesFillAtIndexZeroAlone) {
   host.answer<int32_t>(GL_MAX_LIGHTS, {8});
   GLint i = 0;
   gl::glGetIntegeri_v(GL_MAX_LIGHTS, 1, &i);
@@ -211,7 +211,7 @@ TEST_F(LimitCacheTest, IndexedQueries) {
 }
 
 // Other limits have no cache and are asked each time.
-TEST_F(LimitCacheTest, UncachedLimit) {
+TEST_F(LimitCacheTest, UncachedLimitIsAskedEachTime) {
   host.answer<int32_t>(GL_MAX_TEXTURE_SIZE, {8192});
   EXPECT_EQ(get(GL_MAX_TEXTURE_SIZE), 8192);
   EXPECT_EQ(get(GL_MAX_TEXTURE_SIZE), 8192);

@@ -28,14 +28,14 @@ constexpr GLdouble kCountingD[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 
 
 // Each valid mode selects its stack; the mode itself is stored in the transform group.
 TEST_F(MatrixTest, ModeSelectsTheStack) {
-  call<op::glMatrixMode>(GLenum{5889});
+  call<op::glMatrixMode>(GLenum{GL_PROJECTION});
   EXPECT_EQ(c->currentMatrixStack, &c->projection);
-  EXPECT_EQ(c->transform.current().matrixMode, 5889u);
-  call<op::glMatrixMode>(GLenum{5890});
+  EXPECT_EQ(c->transform.current().matrixMode, static_cast<uint32_t>(GL_PROJECTION));
+  call<op::glMatrixMode>(GLenum{GL_TEXTURE});
   EXPECT_EQ(c->currentMatrixStack, c->textureMatrices[0]);
-  call<op::glMatrixMode>(GLenum{6144});
+  call<op::glMatrixMode>(GLenum{GL_COLOR});
   EXPECT_EQ(c->currentMatrixStack, &c->color);
-  call<op::glMatrixMode>(GLenum{5888});
+  call<op::glMatrixMode>(GLenum{GL_MODELVIEW});
   EXPECT_EQ(c->currentMatrixStack, &c->modelview);
 }
 
@@ -50,7 +50,7 @@ TEST_F(MatrixTest, TextureModeFollowsTheUnit) {
 TEST_F(MatrixTest, InvalidModeStopsTheShadow) {
   call<op::glMatrixMode>(GLenum{0x1234});
   ASSERT_EQ(pending().size(), 1u);
-  EXPECT_EQ(pending()[0].opcode, 293u);
+  EXPECT_EQ(pending()[0].opcode, kMatrixMode);
   EXPECT_EQ(pending()[0].words[0], 0x1234u);
   EXPECT_EQ(c->transform.current().matrixMode, 0x1234u);
   EXPECT_EQ(c->currentMatrixStack, nullptr);
@@ -75,8 +75,8 @@ TEST_F(MatrixTest, InvalidModeStopsTheShadow) {
   EXPECT_EQ(c->modelview.top, 0u);
 }
 
-// The commands of all matrix calls, by their numbers and payloads.
-TEST_F(MatrixTest, CommandsOnTheWire) {
+// Each matrix call writes its command with as many words as its argument has.
+TEST_F(MatrixTest, CallsWriteTheirCommands) {
   call<op::glLoadIdentity>();
   call<op::glLoadMatrixf>(kCounting);
   call<op::glLoadMatrixd>(kCountingD);
@@ -95,9 +95,24 @@ TEST_F(MatrixTest, CommandsOnTheWire) {
   call<op::glTranslatef>(1.0f, 2.0f, 3.0f);
   call<op::glTranslated>(1.0, 2.0, 3.0);
   call<op::glPopMatrix>();
-  const std::pair<uint32_t, size_t> expected[] = {{290, 0},  {291, 16}, {292, 32}, {408, 16}, {409, 32}, {294, 16},
-                                                  {295, 32}, {410, 16}, {411, 32}, {289, 12}, {296, 12}, {300, 4},
-                                                  {299, 8},  {302, 3},  {301, 6},  {304, 3},  {303, 6},  {297, 0}};
+  const std::pair<uint32_t, size_t> expected[] = {{kLoadIdentity, 0},
+                                                  {kLoadMatrixf, 16},
+                                                  {kLoadMatrixd, 32},
+                                                  {kLoadTransposeMatrixf, 16},
+                                                  {kLoadTransposeMatrixd, 32},
+                                                  {kMultMatrixf, 16},
+                                                  {kMultMatrixd, 32},
+                                                  {kMultTransposeMatrixf, 16},
+                                                  {kMultTransposeMatrixd, 32},
+                                                  {kFrustum, 12},
+                                                  {kOrtho, 12},
+                                                  {kRotatef, 4},
+                                                  {kRotated, 8},
+                                                  {kScalef, 3},
+                                                  {kScaled, 6},
+                                                  {kTranslatef, 3},
+                                                  {kTranslated, 6},
+                                                  {kPopMatrix, 0}};
   const std::vector<Command> commands = pending();
   ASSERT_EQ(commands.size(), std::size(expected));
   for (size_t i = 0; i < commands.size(); ++i) {
@@ -107,7 +122,7 @@ TEST_F(MatrixTest, CommandsOnTheWire) {
 }
 
 // Loading transposes: GL's columns become our rows.
-TEST_F(MatrixTest, LoadTransposes) {
+TEST_F(MatrixTest, LoadingTransposes) {
   const std::initializer_list<double> transposed = {1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15, 4, 8, 12, 16};
   const std::initializer_list<double> plain = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
   call<op::glLoadMatrixf>(kCounting);
@@ -140,7 +155,7 @@ TEST_F(MatrixTest, LoadedMatrixComesBack) {
 }
 
 // The product is top times argument, with the argument as GL's columns or as rows.
-TEST_F(MatrixTest, MultiplyFromTheRight) {
+TEST_F(MatrixTest, ProductIsTopTimesArgument) {
   // T = [[1,2,0,0],[0,1,0,0],[0,0,1,0],[0,0,0,1]], A = [[3,0,0,0],[4,5,0,0],[0,0,1,6],[0,0,0,1]], both by rows.
   const GLdouble t[16] = {1, 2, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
   const GLdouble a[16] = {3, 0, 0, 0, 4, 5, 0, 0, 0, 0, 1, 6, 0, 0, 0, 1};
@@ -162,15 +177,15 @@ TEST_F(MatrixTest, MultiplyFromTheRight) {
   expectRows(byTranspose);
 }
 
-// Every element of a product, none of them zero.
-TEST_F(MatrixTest, FullProduct) {
+// Every element of a product of matrices without zeros is right.
+TEST_F(MatrixTest, FullProductIsRight) {
   call<op::glLoadTransposeMatrixf>(kCounting);
   call<op::glMultTransposeMatrixf>(kCounting);
   expectRows({90, 100, 110, 120, 202, 228, 254, 280, 314, 356, 398, 440, 426, 484, 542, 600});
 }
 
-// The two projections.
-TEST_F(MatrixTest, FrustumAndOrtho) {
+// glFrustum and glOrtho multiply with the two projections.
+TEST_F(MatrixTest, FrustumAndOrthoMultiply) {
   call<op::glFrustum>(-1.0, 3.0, -2.0, 6.0, 1.0, 5.0);
   expectRows({0.5, 0, 0.5, 0, 0, 0.25, 0.5, 0, 0, 0, -1.5, -2.5, 0, 0, -1, 0});
   call<op::glLoadIdentity>();
@@ -179,15 +194,15 @@ TEST_F(MatrixTest, FrustumAndOrtho) {
 }
 
 // A singular frustum is not refused: the shadow takes the infinities, and the command goes out.
-TEST_F(MatrixTest, SingularFrustum) {
+TEST_F(MatrixTest, SingularFrustumIsTaken) {
   call<op::glFrustum>(1.0, 1.0, -1.0, 1.0, 1.0, 2.0);
   EXPECT_FALSE(std::isfinite(at(0, 0)));
   EXPECT_EQ(c->recordedError, 0u);
   EXPECT_EQ(pending().size(), 1u);
 }
 
-// Rotation about each axis and about a slanted one.
-TEST_F(MatrixTest, Rotate) {
+// Rotations about each axis and about a slanted one give the values worked out by hand.
+TEST_F(MatrixTest, RotationsAreRight) {
   const double s = std::sin(30 * 3.141592653589793 / 180.0), k = std::cos(30 * 3.141592653589793 / 180.0);
   call<op::glRotated>(30.0, 0.0, 0.0, 2.0);
   expectRows({k, -s, 0, 0, s, k, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1});
@@ -204,14 +219,14 @@ TEST_F(MatrixTest, Rotate) {
 }
 
 // An axis of no length leaves the matrix as it is.
-TEST_F(MatrixTest, RotateAboutNoAxis) {
+TEST_F(MatrixTest, RotationAboutNoAxisChangesNothing) {
   call<op::glLoadMatrixf>(kCounting);
   call<op::glRotatef>(90.0f, 0.0f, 0.0f, 0.0f);
   expectRows({1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15, 4, 8, 12, 16});
 }
 
-// Scaling and translation.
-TEST_F(MatrixTest, ScaleAndTranslate) {
+// Scaling and translation give the values worked out by hand.
+TEST_F(MatrixTest, ScalingAndTranslationAreRight) {
   call<op::glScalef>(2.0f, 3.0f, 4.0f);
   call<op::glTranslated>(1.0, 10.0, 100.0);
   expectRows({2, 0, 0, 2, 0, 3, 0, 30, 0, 0, 4, 400, 0, 0, 0, 1});
@@ -238,7 +253,7 @@ TEST_F(MatrixTest, PushStopsAtTheLimit) {
   EXPECT_EQ(c->recordedError, 0u);
   EXPECT_EQ(at(0, 3), 1.0);
   ASSERT_EQ(host.submissions.size(), 1u);
-  EXPECT_EQ(host.last().opcode, 263u);
+  EXPECT_EQ(host.last().opcode, kGetIntegerv);
   EXPECT_EQ(host.last().words, (std::vector<uint32_t>{0x0D36, 1}));
   for (int i = 0; i < 40; ++i) call<op::glPopMatrix>();
   EXPECT_EQ(c->modelview.top, 0u);
@@ -246,7 +261,7 @@ TEST_F(MatrixTest, PushStopsAtTheLimit) {
 }
 
 // A push copies, a pop gives the old matrix back, and the depth is answered locally.
-TEST_F(MatrixTest, PushAndPop) {
+TEST_F(MatrixTest, PopBringsThePushedMatrixBack) {
   host.answer<int32_t>(0x0D36, {32});
   call<op::glPushMatrix>();
   call<op::glLoadMatrixf>(kCounting);
@@ -260,7 +275,7 @@ TEST_F(MatrixTest, PushAndPop) {
 }
 
 // With the limit already in the cache the first push costs no round trip.
-TEST_F(MatrixTest, PushWithAKnownLimit) {
+TEST_F(MatrixTest, PushWithAKnownLimitAsksNothing) {
   c->limits.maxProjectionStackDepth = 4;
   call<op::glMatrixMode>(GLenum{GL_PROJECTION});
   for (int i = 0; i < 9; ++i) call<op::glPushMatrix>();
@@ -293,13 +308,13 @@ TEST_F(MatrixTest, CompilingLeavesTheShadowAlone) {
 }
 
 // Between glBegin and glEnd all are refused but the transpose forms.
-TEST_F(MatrixTest, BeginCheck) {
+TEST_F(MatrixTest, OnlyTheTransposeFormsPassInsideBegin) {
   c->insideBegin = 1;
   call<op::glLoadMatrixf>(kCounting);
-  EXPECT_EQ(takeError(), 1282u);
-  EXPECT_EQ(c->lastOpcode, 291);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
+  EXPECT_EQ(c->lastOpcode, kLoadMatrixf);
   call<op::glMatrixMode>(GLenum{GL_PROJECTION});
-  EXPECT_EQ(takeError(), 1282u);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
   expectIdentity();
   EXPECT_EQ(c->cursor, c->base);
   call<op::glLoadTransposeMatrixf>(kCounting);

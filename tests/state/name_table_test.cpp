@@ -113,7 +113,7 @@ TEST_F(NameTableTest, GrowsFrom256To512NameByName) {
 }
 
 // More than 256 names at once grow the storage by their number.
-TEST_F(NameTableTest, GrowsByALargeRequest) {
+TEST_F(NameTableTest, LargeRequestGrowsByItsNumber) {
   EXPECT_EQ(generate(300).back(), 300u);
   EXPECT_EQ(table.capacity, 556u);
 }
@@ -194,7 +194,7 @@ TEST_F(NameTableTest, RemovalClearsTheCache) {
 }
 
 // A run given in order goes in one step, the same names backwards go one by one, and both leave the same table.
-TEST_F(NameTableTest, RemovesRunsAndSingles) {
+TEST_F(NameTableTest, RunsAndSinglesLeaveTheSameTable) {
   const uint32_t up[] = {7, 8, 9}, down[] = {9, 8, 7};
   for (const uint32_t* const names : {up, down}) {
     table.clear();
@@ -219,7 +219,7 @@ TEST_F(NameTableTest, RemovalIgnoresUnknownNames) {
 }
 
 // A run that would reach beyond the last row takes the one-by-one path.
-TEST_F(NameTableTest, RemovalOfARunBeyondTheEnd) {
+TEST_F(NameTableTest, RunBeyondTheEndIsRemovedOneByOne) {
   setNull({1, 2, 3});
   const uint32_t names[] = {2, 3, 4};
   table.removeNames(3, names);

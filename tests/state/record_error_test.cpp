@@ -45,37 +45,37 @@ class RecordErrorTest : public StateTest {
 };
 
 // Without a log the code is stored and nothing else happens.
-TEST_F(RecordErrorTest, StoresTheCode) {
-  recordError(c.get(), 1281, 0, "%s", "text");
-  EXPECT_EQ(c->recordedError, 1281u);
+TEST_F(RecordErrorTest, CodeIsStored) {
+  recordError(c.get(), GL_INVALID_VALUE, 0, "%s", "text");
+  EXPECT_EQ(c->recordedError, GL_INVALID_VALUE);
   EXPECT_EQ(c->cursor, c->base);
 }
 
 // A later error takes the place of an earlier one.
 TEST_F(RecordErrorTest, LastErrorStays) {
-  recordError(c.get(), 1281, 0, kErrorText);
-  recordError(c.get(), 1282, 0, kErrorText);
-  EXPECT_EQ(c->recordedError, 1282u);
+  recordError(c.get(), GL_INVALID_VALUE, 0, kErrorText);
+  recordError(c.get(), GL_INVALID_OPERATION, 0, kErrorText);
+  EXPECT_EQ(c->recordedError, GL_INVALID_OPERATION);
 }
 
 // While a list is compiled nothing is recorded unless it is forced; while it is executed as well, everything is.
 TEST_F(RecordErrorTest, CompilingRecordsNothing) {
   attachLog();
   gl::glNewList(1, GL_COMPILE);
-  recordError(c.get(), 1280, 0, kErrorText);
+  recordError(c.get(), GL_INVALID_ENUM, 0, kErrorText);
   EXPECT_EQ(c->recordedError, 0u);
   EXPECT_TRUE(messages.empty());
-  recordError(c.get(), 1280, 1, kErrorText);
-  EXPECT_EQ(takeError(), 1280u);
+  recordError(c.get(), GL_INVALID_ENUM, 1, kErrorText);
+  EXPECT_EQ(takeError(), GL_INVALID_ENUM);
   gl::glEndList();
   gl::glNewList(1, GL_COMPILE_AND_EXECUTE);
-  recordError(c.get(), 1281, 0, kErrorText);
-  EXPECT_EQ(takeError(), 1281u);
+  recordError(c.get(), GL_INVALID_VALUE, 0, kErrorText);
+  EXPECT_EQ(takeError(), GL_INVALID_VALUE);
   gl::glEndList();
 }
 
-// The standard text as the log gets it, with the indices of an API error.
-TEST_F(RecordErrorTest, MessageOfTheStandardText) {
+// The log gets the standard text with the indices of an API error.
+TEST_F(RecordErrorTest, StandardTextReachesTheLog) {
   attachLog();
   recordError(c.get(), GL_INVALID_ENUM, 0, kErrorText);
   ASSERT_EQ(messages.size(), 1u);
@@ -85,11 +85,11 @@ TEST_F(RecordErrorTest, MessageOfTheStandardText) {
   EXPECT_EQ(messages[0].type, 0);
   EXPECT_EQ(messages[0].severity, 2);
   EXPECT_EQ(messages[0].id, apiErrorId.load());
-  EXPECT_EQ(c->recordedError, 1280u);
+  EXPECT_EQ(c->recordedError, GL_INVALID_ENUM);
 }
 
-// Each code's name.
-TEST_F(RecordErrorTest, NamesOfTheCodes) {
+// Each code goes to the log under its name.
+TEST_F(RecordErrorTest, CodesHaveTheirNames) {
   attachLog();
   const std::pair<uint32_t, const char*> names[] = {{1280, "UNKNOWN_ERROR"},
                                                     {1281, "GL_INVALID_VALUE"},
@@ -111,45 +111,45 @@ TEST_F(RecordErrorTest, NamesOfTheCodes) {
 }
 
 // The arguments go through the format.
-TEST_F(RecordErrorTest, FormatsItsArguments) {
+TEST_F(RecordErrorTest, ArgumentsGoThroughTheFormat) {
   attachLog();
-  recordError(c.get(), 1280, 0, "BindBuffer(): bad target 0x%x", 0x8892u);
+  recordError(c.get(), GL_INVALID_ENUM, 0, "BindBuffer(): bad target 0x%x", 0x8892u);
   EXPECT_EQ(messages.at(0).text, "UNKNOWN_ERROR in BindBuffer(): bad target 0x8892");
 }
 
 // A message that the filter refuses is not formatted; the code is stored.
-TEST_F(RecordErrorTest, FilteredMessage) {
+TEST_F(RecordErrorTest, FilteredMessageIsNotFormatted) {
   attachLog();
   wanted = false;
-  recordError(c.get(), 1281, 0, "%s", std::string(5000, 'x').c_str());
+  recordError(c.get(), GL_INVALID_VALUE, 0, "%s", std::string(5000, 'x').c_str());
   EXPECT_EQ(filtered, 1u);
   EXPECT_TRUE(messages.empty());
-  EXPECT_EQ(c->recordedError, 1281u);
+  EXPECT_EQ(c->recordedError, GL_INVALID_VALUE);
 }
 
 // A text that the log wants and that does not fit makes the call void; without a log its length does not matter.
-TEST_F(RecordErrorTest, TextThatIsTooLong) {
+TEST_F(RecordErrorTest, TextThatIsTooLongVoidsTheCall) {
   const std::string longest(4095, 'x');
-  recordError(c.get(), 1281, 0, "%s", (longest + "x").c_str());
-  EXPECT_EQ(takeError(), 1281u);
+  recordError(c.get(), GL_INVALID_VALUE, 0, "%s", (longest + "x").c_str());
+  EXPECT_EQ(takeError(), GL_INVALID_VALUE);
   attachLog();
-  recordError(c.get(), 1281, 0, "%s", (longest + "x").c_str());
+  recordError(c.get(), GL_INVALID_VALUE, 0, "%s", (longest + "x").c_str());
   EXPECT_EQ(c->recordedError, 0u);
   // The text fits, the whole with its name does not.
-  recordError(c.get(), 1281, 0, "%s", longest.c_str());
+  recordError(c.get(), GL_INVALID_VALUE, 0, "%s", longest.c_str());
   EXPECT_EQ(c->recordedError, 0u);
   EXPECT_TRUE(messages.empty());
   // "GL_INVALID_VALUE in " is 20 long: 4075 more make 4095, the most that fits.
-  recordError(c.get(), 1281, 0, "%s", std::string(4076, 'x').c_str());
+  recordError(c.get(), GL_INVALID_VALUE, 0, "%s", std::string(4076, 'x').c_str());
   EXPECT_EQ(c->recordedError, 0u);
-  recordError(c.get(), 1281, 0, "%s", std::string(4075, 'x').c_str());
-  EXPECT_EQ(c->recordedError, 1281u);
+  recordError(c.get(), GL_INVALID_VALUE, 0, "%s", std::string(4075, 'x').c_str());
+  EXPECT_EQ(c->recordedError, GL_INVALID_VALUE);
   ASSERT_EQ(messages.size(), 1u);
   EXPECT_EQ(messages[0].length, 4095);
 }
 
-// The errors that have a text of their own, word for word, and the calls that they come from.
-TEST_F(RecordErrorTest, TextsOfTheirOwn) {
+// Twelve calls give the log the texts of their errors word for word.
+TEST_F(RecordErrorTest, CallsGiveTheirTexts) {
   attachLog();
   c->limits.maxTextureCoords = 8;
   c->limits.maxTransformFeedbackSeparateAttribs = 8;
@@ -197,12 +197,12 @@ TEST_F(RecordErrorTest, TextsOfTheirOwn) {
 }
 
 // Ids count up from 0, so the word served first keeps 0 and is served again.
-TEST_F(RecordErrorTest, MessageIds) {
-  recordError(c.get(), 1281, 0, kErrorText);
-  recordError(c.get(), 1281, 0, kErrorText);
+TEST_F(RecordErrorTest, MessageIdsCountUpFromZero) {
+  recordError(c.get(), GL_INVALID_VALUE, 0, kErrorText);
+  recordError(c.get(), GL_INVALID_VALUE, 0, kErrorText);
   const uint32_t id = apiErrorId.load();
   EXPECT_NE(id, 0u);
-  recordError(c.get(), 1281, 0, kErrorText);
+  recordError(c.get(), GL_INVALID_VALUE, 0, kErrorText);
   EXPECT_EQ(apiErrorId.load(), id);
   std::atomic<uint32_t> other{0};
   assignMessageId(c.get(), other);

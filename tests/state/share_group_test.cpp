@@ -36,8 +36,8 @@ TEST_F(ShareGroupTest, StartsWithElevenEmptyTables) {
   EXPECT_EQ(c->shareGroup->refCount, 0);
 }
 
-// The slots' numbers, which are also the order of teardown.
-TEST_F(ShareGroupTest, SlotNumbers) {
+// The slots have these numbers, which are also the order of teardown.
+TEST_F(ShareGroupTest, SlotsHaveTheirNumbers) {
   const ShareSlot slots[] = {
       ShareSlot::kFramebuffers, ShareSlot::kRenderbuffers, ShareSlot::kSamplers, ShareSlot::kTransformFeedbacks,
       ShareSlot::kTextures,     ShareSlot::kSyncs,         ShareSlot::kBuffers,  ShareSlot::kPrograms,
@@ -115,17 +115,17 @@ TEST_F(ShareGroupTest, JoinLeavesASharedGroupAlive) {
 TEST_F(ShareGroupTest, GenCallsWriteNothing) {
   GLuint names[2] = {};
   gl::glGenBuffers(2, names);
-  EXPECT_EQ(c->lastOpcode, 475);
+  EXPECT_EQ(c->lastOpcode, kGenBuffers);
   gl::glGenTextures(2, names);
-  EXPECT_EQ(c->lastOpcode, 329);
+  EXPECT_EQ(c->lastOpcode, kGenTextures);
   gl::glGenTransformFeedbacks(2, names);
-  EXPECT_EQ(c->lastOpcode, 2254);
+  EXPECT_EQ(c->lastOpcode, kGenTransformFeedbacks);
   EXPECT_EQ(gl::glGenLists(2), 1u);
-  EXPECT_EQ(c->lastOpcode, 5);
+  EXPECT_EQ(c->lastOpcode, kGenLists);
   gl::glGenVertexArrays(2, names);
-  EXPECT_EQ(c->lastOpcode, 1533);
+  EXPECT_EQ(c->lastOpcode, kGenVertexArrays);
   gl::glGenQueries(2, names);
-  EXPECT_EQ(c->lastOpcode, 465);
+  EXPECT_EQ(c->lastOpcode, kGenQueries);
   EXPECT_EQ(names[0], 1u);
   EXPECT_EQ(names[1], 2u);
   EXPECT_EQ(c->cursor, c->base);
@@ -145,19 +145,19 @@ TEST_F(ShareGroupTest, GenCallsRefuseBadCounts) {
                         Gen{gl::glGenVertexArrays}, Gen{gl::glGenQueries}}) {
     for (const GLsizei n : {0, -1}) {
       gen(n, &name);
-      EXPECT_EQ(takeError(), 1282u);
+      EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
     }
     gen(1, nullptr);
-    EXPECT_EQ(takeError(), 1282u);
+    EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
   }
   EXPECT_EQ(name, 77u);
   EXPECT_EQ(gl::glGenLists(0), 0u);
-  EXPECT_EQ(takeError(), 1282u);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
   EXPECT_EQ(gl::glGenLists(-5), 0u);
-  EXPECT_EQ(takeError(), 1282u);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
 }
 
-// No current context: nothing happens.
+// Without a current context the calls write nothing and answer false.
 TEST_F(ShareGroupTest, CallsWithoutAContextDoNothing) {
   makeCurrent(nullptr);
   GLuint name = 77;
@@ -171,31 +171,31 @@ TEST_F(ShareGroupTest, CallsWithoutAContextDoNothing) {
 }
 
 // Buffers, lists, vertex arrays and queries exist from their generation.
-TEST_F(ShareGroupTest, IsCallsThatTakeAGeneratedName) {
+TEST_F(ShareGroupTest, FourKindsExistFromTheirGeneration) {
   GLuint name = 0;
   gl::glGenBuffers(1, &name);
   EXPECT_EQ(gl::glIsBuffer(name), GL_TRUE);
-  EXPECT_EQ(c->lastOpcode, 476);
+  EXPECT_EQ(c->lastOpcode, kIsBuffer);
   EXPECT_EQ(gl::glIsBuffer(name + 1), GL_FALSE);
   EXPECT_EQ(gl::glIsList(1), GL_FALSE);
   EXPECT_EQ(gl::glGenLists(1), 1u);
   EXPECT_EQ(gl::glIsList(1), GL_TRUE);
   gl::glGenVertexArrays(1, &name);
   EXPECT_EQ(gl::glIsVertexArray(name), GL_TRUE);
-  EXPECT_EQ(c->lastOpcode, 1534);
+  EXPECT_EQ(c->lastOpcode, kIsVertexArray);
   gl::glGenQueries(1, &name);
   EXPECT_EQ(gl::glIsQuery(name), GL_TRUE);
-  EXPECT_EQ(c->lastOpcode, 467);
+  EXPECT_EQ(c->lastOpcode, kIsQuery);
   EXPECT_EQ(gl::glIsQuery(0), GL_FALSE);
   EXPECT_EQ(c->cursor, c->base);
 }
 
-// Textures and transform feedback objects exist from their first bind.
-TEST_F(ShareGroupTest, IsCallsThatWantAnObject) {
+// Transform feedback objects exist from their first bind.
+TEST_F(ShareGroupTest, TransformFeedbacksExistFromTheirFirstBind) {
   GLuint name = 0;
   gl::glGenTransformFeedbacks(1, &name);
   EXPECT_EQ(gl::glIsTransformFeedback(name), GL_FALSE);
-  EXPECT_EQ(c->lastOpcode, 2255);
+  EXPECT_EQ(c->lastOpcode, kIsTransformFeedback);
   c->shareGroup->table(ShareSlot::kTransformFeedbacks).set(name, new LabelRecord);
   EXPECT_EQ(gl::glIsTransformFeedback(name), GL_TRUE);
 }
@@ -205,14 +205,14 @@ TEST_F(ShareGroupTest, DeletedTextureLivesUntilTheFlush) {
   GLuint texture = 0;
   gl::glGenTextures(1, &texture);
   EXPECT_EQ(gl::glIsTexture(texture), GL_FALSE);
-  EXPECT_EQ(c->lastOpcode, 330);
+  EXPECT_EQ(c->lastOpcode, kIsTexture);
   bindFirst(texture);
   EXPECT_EQ(gl::glIsTexture(texture), GL_TRUE);
   call<op::glDeleteTextures>(GLsizei{1}, static_cast<const GLuint*>(&texture));
   EXPECT_EQ(gl::glIsTexture(texture), GL_TRUE);
   EXPECT_EQ(c->deferredDeletes.count, 1u);
   ASSERT_EQ(pending().size(), 1u);
-  EXPECT_EQ(pending()[0].opcode, 328u);
+  EXPECT_EQ(pending()[0].opcode, kDeleteTextures);
   EXPECT_EQ(pending()[0].words, (std::vector<uint32_t>{1, texture}));
   flushStream(c.get(), 0, nullptr, 0, nullptr, 0);
   EXPECT_EQ(c->deferredDeletes.count, 0u);
@@ -249,12 +249,12 @@ TEST_F(ShareGroupTest, DeferredListGrows) {
   EXPECT_EQ(c->deferredDeletes.capacity, 64u);
 }
 
-// Names of the kinds that the host gives out are asked of it, into the caller's array.
+// Names of the kinds that the host gives out come from its reply into the caller's array.
 TEST_F(ShareGroupTest, HostNamesComeInTheReply) {
   host.answer<uint32_t>(3, {11, 12, 13});
   GLuint names[3] = {};
   call<op::glGenFramebuffers>(GLsizei{3}, static_cast<GLuint*>(names));
-  EXPECT_EQ(host.last().opcode, 1544u);
+  EXPECT_EQ(host.last().opcode, kGenFramebuffers);
   EXPECT_EQ(host.last().words, (std::vector<uint32_t>{3}));
   EXPECT_EQ(host.submissions.back().replySize, 12u);
   EXPECT_EQ(names[2], 13u);

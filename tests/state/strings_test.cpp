@@ -38,24 +38,27 @@ class StringsTest : public StateTest {
 };
 
 // Each cached string is asked for once, with its own length of reply.
-TEST_F(StringsTest, CachedStrings) {
+TEST_F(StringsTest, CachedStringsAreAskedOnce) {
   const struct {
     GLenum name;
     const char* text;
-  } rows[] = {{0x1F00, "Vendor of the host"}, {0x1F01, "Renderer"}, {0x1F02, "2.1 of the host"}, {0x8B8C, "1.20"}};
+  } rows[] = {{GL_VENDOR, "Vendor of the host"},
+              {GL_RENDERER, "Renderer"},
+              {GL_VERSION, "2.1 of the host"},
+              {GL_SHADING_LANGUAGE_VERSION, "1.20"}};
   for (const auto& row : rows) {
     host.answerText(row.name, row.text);
     host.submissions.clear();
     EXPECT_EQ(get(row.name), row.text);
-    EXPECT_EQ(c->lastOpcode, 275);
+    EXPECT_EQ(c->lastOpcode, kGetString);
     ASSERT_EQ(host.submissions.size(), 1u);
-    EXPECT_EQ(host.last().opcode, 275u);
+    EXPECT_EQ(host.last().opcode, kGetString);
     EXPECT_EQ(host.last().words, (std::vector<uint32_t>{row.name}));
     EXPECT_EQ(host.submissions[0].replySize, 256u);
     const GLubyte* const first = gl::glGetString(row.name);
     c->lastOpcode = 1;
     EXPECT_EQ(gl::glGetString(row.name), first);
-    EXPECT_EQ(c->lastOpcode, 275);
+    EXPECT_EQ(c->lastOpcode, kGetString);
     EXPECT_EQ(host.submissions.size(), 1u);
   }
 }
@@ -69,20 +72,20 @@ TEST_F(StringsTest, EmptyAnswerIsAskedAgain) {
 }
 
 // A text that fills its whole place is ended there.
-TEST_F(StringsTest, TextWithoutAnEnd) {
-  host.repliesByName[GL_VENDOR] = std::vector<uint8_t>(256, 'v');
+TEST_F(StringsTest, TextWithoutAnEndIsEnded) {
+  host.answer(GL_VENDOR, std::vector<uint8_t>(256, 'v'));
   EXPECT_EQ(get(GL_VENDOR), std::string(255, 'v'));
 }
 
 // A vendor that was set before is never asked for.
-TEST_F(StringsTest, ForcedVendor) {
+TEST_F(StringsTest, ForcedVendorIsNeverAsked) {
   std::strcpy(stringBlockFor(210).vendor, "Quillvane Inc.");
   EXPECT_EQ(get(GL_VENDOR), "Quillvane Inc.");
   EXPECT_TRUE(host.submissions.empty());
 }
 
 // Names that are not cached are asked each time, into the context's own place; unknown ones too, with no error.
-TEST_F(StringsTest, UncachedStrings) {
+TEST_F(StringsTest, UncachedStringsAreAskedEachTime) {
   host.answerText(GL_PROGRAM_ERROR_STRING_ARB, "line 3");
   EXPECT_EQ(get(GL_PROGRAM_ERROR_STRING_ARB), "line 3");
   EXPECT_EQ(get(GL_PROGRAM_ERROR_STRING_ARB), "line 3");
@@ -94,21 +97,21 @@ TEST_F(StringsTest, UncachedStrings) {
 }
 
 // Inside glBegin the call is refused; without a context it does nothing.
-TEST_F(StringsTest, Refusals) {
+TEST_F(StringsTest, CallsAreRefusedInsideBeginAndWithoutAContext) {
   c->insideBegin = 1;
   EXPECT_EQ(gl::glGetString(GL_VENDOR), nullptr);
-  EXPECT_EQ(takeError(), 1282u);
-  EXPECT_EQ(c->lastOpcode, 275);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
+  EXPECT_EQ(c->lastOpcode, kGetString);
   EXPECT_EQ(gl::glGetStringi(GL_EXTENSIONS, 0), nullptr);
-  EXPECT_EQ(takeError(), 1282u);
+  EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
   makeCurrent(nullptr);
   EXPECT_EQ(gl::glGetString(GL_VENDOR), nullptr);
   EXPECT_EQ(gl::glGetStringi(GL_EXTENSIONS, 0), nullptr);
   EXPECT_TRUE(host.submissions.empty());
 }
 
-// The blocks by version.
-TEST_F(StringsTest, BlocksByVersion) {
+// Versions of one class have one block of strings, and there are nine classes.
+TEST_F(StringsTest, NineClassesOfVersionsHaveABlockEach) {
   const uint16_t classes[][3] = {{0, 210, 299},   {300, 305, 309}, {310, 315, 319}, {320, 325, 329},  {330, 350, 399},
                                  {400, 405, 409}, {410, 415, 419}, {420, 425, 429}, {430, 450, 65535}};
   std::set<const StringBlock*> blocks;
@@ -149,7 +152,7 @@ TEST_F(StringsTest, EveryKnownNamePasses) {
 }
 
 // Blanks in any number separate, and one stands between what is kept.
-TEST_F(StringsTest, FilterAndBlanks) {
+TEST_F(StringsTest, FilterLeavesOneBlankBetweenNames) {
   EXPECT_EQ(kept(""), "");
   EXPECT_EQ(kept("    "), "");
   EXPECT_EQ(kept("  GL_EXT_abgr   GL_no_such   GL_KHR_debug  "), "GL_EXT_abgr GL_KHR_debug");
@@ -157,7 +160,7 @@ TEST_F(StringsTest, FilterAndBlanks) {
 }
 
 // A token that begins a known name passes when the search lands on it, and only then.
-TEST_F(StringsTest, BeginningsOfNames) {
+TEST_F(StringsTest, BeginningsOfNamesPassWhereTheSearchLands) {
   // The first row looked at is number 132, "GL_EXT_clip_volume_hint"; any beginning of it is kept.
   EXPECT_STREQ(kListedExtensions[132], "GL_EXT_clip_volume_hint");
   EXPECT_EQ(kept("GL_EXT_clip"), "GL_EXT_clip");
@@ -167,14 +170,14 @@ TEST_F(StringsTest, BeginningsOfNames) {
 }
 
 // Appending puts one blank after what stands and one between the tokens.
-TEST_F(StringsTest, Append) {
+TEST_F(StringsTest, AppendingPutsOneBlankBetweenTokens) {
   EXPECT_EQ(appended("A", 100, "B  C "), "A B C");
   EXPECT_EQ(appended("", 100, "B"), " B");
   EXPECT_EQ(appended("A", 100, ""), "A ");
 }
 
 // What does not fit is left away from the first token that does not, and nothing is written beyond the place.
-TEST_F(StringsTest, AppendWithoutRoom) {
+TEST_F(StringsTest, AppendingStopsAtTheFirstTokenWithoutRoom) {
   EXPECT_EQ(appended("ABC", 4, "D"), "ABC");
   EXPECT_EQ(appended("ABC", 5, "D"), "ABC ");
   EXPECT_EQ(appended("ABC", 7, "D"), "ABC D");
@@ -185,8 +188,8 @@ TEST_F(StringsTest, AppendWithoutRoom) {
   }
 }
 
-// The list of a context of 2.1: what both know, the guest's addition and the window system's names.
-TEST_F(StringsTest, ExtensionsOfALegacyContext) {
+// The list of a context of 2.1 holds what both know, the guest's addition and the window system's names.
+TEST_F(StringsTest, LegacyContextListsWhatBothKnow) {
   host.answerText(GL_EXTENSIONS, "GL_ARB_multitexture GL_XYZ_secret");
   EXPECT_EQ(get(GL_EXTENSIONS), "GL_ARB_multitexture GL_ARB_map_buffer_range WGL_ARB_extensions_string");
   EXPECT_EQ(host.submissions.size(), 1u);
@@ -195,8 +198,8 @@ TEST_F(StringsTest, ExtensionsOfALegacyContext) {
   EXPECT_EQ(host.submissions.size(), 1u);
 }
 
-// From 3.0 on the two legacy formats stand in it as well.
-TEST_F(StringsTest, ExtensionsFrom300) {
+// From 3.0 on the two legacy formats stand in the list as well.
+TEST_F(StringsTest, LegacyFormatsAreListedFrom300) {
   remake(300);
   host.answerText(GL_EXTENSIONS, "GL_ARB_multitexture GL_XYZ_secret");
   EXPECT_EQ(get(GL_EXTENSIONS), "GL_ARB_multitexture GL_ARB_map_buffer_range GL_EXT_abgr GL_EXT_bgra WGL_ARB_extensions_string");
@@ -210,7 +213,7 @@ TEST_F(StringsTest, DuplicatesStay) {
 }
 
 // An addendum and a text that a profile has put in force are used.
-TEST_F(StringsTest, ProfileTexts) {
+TEST_F(StringsTest, ProfileTextsAreUsed) {
   GlExtensionAddendum = "GL_ARB_map_buffer_range GL_NV_primitive_restart";
   WglExtensions = "WGL_ARB_multisample WGL_EXT_multisample";
   host.answerText(GL_EXTENSIONS, "GL_KHR_debug");
@@ -218,8 +221,8 @@ TEST_F(StringsTest, ProfileTexts) {
             "GL_KHR_debug GL_ARB_map_buffer_range GL_NV_primitive_restart WGL_ARB_multisample WGL_EXT_multisample");
 }
 
-// The tokens, their count, and the index beyond them.
-TEST_F(StringsTest, IndexedExtensions) {
+// Each token has its index, the count is theirs, and an index beyond them gives null.
+TEST_F(StringsTest, ExtensionsAreAnsweredByIndex) {
   remake(300);
   host.answerText(GL_EXTENSIONS, "GL_ARB_multitexture GL_XYZ_secret GL_KHR_debug");
   GLint count = 0;
@@ -246,7 +249,7 @@ TEST_F(StringsTest, IndexedCallAsksFirst) {
 }
 
 // A list of as many names as fit is cut into at most 2048 tokens, and the text keeps the rest.
-TEST_F(StringsTest, TokensBeyondTheList) {
+TEST_F(StringsTest, ListIsCutInto2048Tokens) {
   StringBlock& block = stringBlockFor(210);
   std::string many;
   for (int i = 0; i < 2100; ++i) many += i == 0 ? "GL_" : " GL_";
@@ -258,11 +261,11 @@ TEST_F(StringsTest, TokensBeyondTheList) {
 }
 
 // A list that fills its whole place without an end is ended there and leaves no room for more.
-TEST_F(StringsTest, ListWithoutAnEnd) {
+TEST_F(StringsTest, ListWithoutAnEndIsEnded) {
   std::string full;
   while (full.size() < 16384) full += "GL_EXT_abgr ";
   full.resize(16384);
-  host.repliesByName[GL_EXTENSIONS] = std::vector<uint8_t>(full.begin(), full.end());
+  host.answer(GL_EXTENSIONS, std::vector<char>(full.begin(), full.end()));
   EXPECT_LT(get(GL_EXTENSIONS).size(), 16384u);
   EXPECT_EQ(getIndexed(0), "GL_EXT_abgr");
 }

@@ -16,7 +16,7 @@ class ValueCountTest : public StateTest {};
 static_assert(std::size(kListedCounts) == 8 + 26 + 4 + 13 + 31 + 40 + 440);
 
 // Every listed pname has its count from its version on, and none below.
-TEST_F(ValueCountTest, EveryListedName) {
+TEST_F(ValueCountTest, EveryListedNameHasItsCount) {
   for (const ListedCount& each : kListedCounts) {
     EXPECT_EQ(valueCount(460, each.pname), each.count) << each.pname;
     EXPECT_EQ(valueCount(430, each.pname), each.count) << each.pname;
@@ -40,8 +40,8 @@ TEST_F(ValueCountTest, NothingElseIsKnown) {
   EXPECT_EQ(valueCount(460, 0xFFFFFFFF), 0);
 }
 
-// Literal numbers, which no header stands between.
-TEST_F(ValueCountTest, LiteralValues) {
+// Names given as numbers, with no header between, have these counts.
+TEST_F(ValueCountTest, NumbersHaveTheirCounts) {
   EXPECT_EQ(valueCount(210, 0x0BA6), 16);  // GL_MODELVIEW_MATRIX
   EXPECT_EQ(valueCount(210, 0x84E4), 16);  // GL_TRANSPOSE_PROJECTION_MATRIX
   EXPECT_EQ(valueCount(210, 0x0B00), 4);   // GL_CURRENT_COLOR
@@ -60,7 +60,7 @@ TEST_F(ValueCountTest, LiteralValues) {
 }
 
 // Names that are answered from the shadow at every version have no row.
-TEST_F(ValueCountTest, AbsentNames) {
+TEST_F(ValueCountTest, NamesOfTheShadowHaveNoRow) {
   for (const GLenum pname :
        {GL_VERTEX_ARRAY, GL_TEXTURE_COORD_ARRAY, GL_VERTEX_ARRAY_SIZE, GL_CLIENT_ATTRIB_STACK_DEPTH, GL_MAX_VERTEX_ATTRIBS,
         GL_CLIENT_ACTIVE_TEXTURE, GL_MAX_DEBUG_MESSAGE_LENGTH, GL_MAX_LABEL_LENGTH, GL_MAX_VERTEX_ATTRIB_STRIDE}) {
@@ -80,18 +80,18 @@ TEST_F(ValueCountTest, CompressedFormatsAskTheHost) {
 }
 
 // With no format at all the query is refused as an unknown name.
-TEST_F(ValueCountTest, NoCompressedFormats) {
+TEST_F(ValueCountTest, NoCompressedFormatsRefuseTheQuery) {
   GLint values[4] = {9, 9, 9, 9};
   gl::glGetIntegerv(GL_COMPRESSED_TEXTURE_FORMATS, values);
-  EXPECT_EQ(takeError(), 1280u);
-  EXPECT_EQ(c->lastOpcode, 263);
+  EXPECT_EQ(takeError(), GL_INVALID_ENUM);
+  EXPECT_EQ(c->lastOpcode, kGetIntegerv);
   EXPECT_EQ(values[0], 9);
   host.answer<int32_t>(0x86A2, {-5});
   gl::glGetIntegerv(GL_COMPRESSED_TEXTURE_FORMATS, values);
-  EXPECT_EQ(takeError(), 1280u);
+  EXPECT_EQ(takeError(), GL_INVALID_ENUM);
   host.answer<int32_t>(0x86A2, {INT32_MAX});
   gl::glGetIntegerv(GL_COMPRESSED_TEXTURE_FORMATS, values);
-  EXPECT_EQ(takeError(), 1280u);
+  EXPECT_EQ(takeError(), GL_INVALID_ENUM);
   EXPECT_EQ(values[0], 9);
   host.answer<int32_t>(0x86A2, {2});
   host.answer<int32_t>(0x86A3, {100, 200});
@@ -102,8 +102,8 @@ TEST_F(ValueCountTest, NoCompressedFormats) {
   EXPECT_EQ(host.last().words, (std::vector<uint32_t>{0x86A3, 2}));
 }
 
-// Evaluator maps: components and dimensions of each target, with the host's order.
-TEST_F(ValueCountTest, Maps) {
+// The coefficients of a map are as many as its components times the order that the host tells.
+TEST_F(ValueCountTest, MapCoefficientsFollowTheHostsOrder) {
   const int components[] = {4, 1, 3, 1, 2, 3, 4, 3, 4};
   for (uint32_t i = 0; i < 9; ++i) {
     const GLenum one = 0x0D90 + i, two = 0x0DB0 + i;
@@ -117,13 +117,13 @@ TEST_F(ValueCountTest, Maps) {
     EXPECT_EQ(mapValueCount(two, GL_DOMAIN), 4);
   }
   EXPECT_EQ(mapValueCount(GL_MAP2_VERTEX_3, GL_COEFF), 60);
-  EXPECT_EQ(host.last().opcode, 268u);
+  EXPECT_EQ(host.last().opcode, kGetMapiv);
   EXPECT_EQ(host.last().words, (std::vector<uint32_t>{0x0DB7, 0x0A01, 2}));
   EXPECT_EQ(mapValueCount(GL_MAP2_VERTEX_3, GL_BLEND), 0);
 }
 
 // A bad target has no values, and the host is not asked.
-TEST_F(ValueCountTest, BadMapTarget) {
+TEST_F(ValueCountTest, BadMapTargetHasNoValues) {
   for (const GLenum target : {0u, 0x0D8Fu, 0x0D99u, 0x0DAFu, 0x0DB9u, 0xFFFFFFFFu}) {
     EXPECT_EQ(mapValueCount(target, GL_COEFF), 0);
     EXPECT_EQ(mapValueCount(target, GL_ORDER), 0);
@@ -133,7 +133,7 @@ TEST_F(ValueCountTest, BadMapTarget) {
 }
 
 // An order that makes no count of values makes the query unknown.
-TEST_F(ValueCountTest, WildMapOrder) {
+TEST_F(ValueCountTest, WildMapOrderMakesTheQueryUnknown) {
   host.answer<int32_t>(GL_MAP2_VERTEX_4, {0x10000, 0x10000});
   EXPECT_EQ(mapValueCount(GL_MAP2_VERTEX_4, GL_COEFF), 0);
   host.answer<int32_t>(GL_MAP2_VERTEX_4, {-1, -4});
@@ -143,7 +143,7 @@ TEST_F(ValueCountTest, WildMapOrder) {
 }
 
 // A pixel map's size is asked under the name of its size.
-TEST_F(ValueCountTest, PixelMaps) {
+TEST_F(ValueCountTest, PixelMapSizeIsAskedUnderItsName) {
   for (uint32_t i = 0; i < 10; ++i) {
     host.answer<int32_t>(0x0CB0 + i, {static_cast<int32_t>(i) + 20});
     EXPECT_EQ(pixelMapSize(0x0C70 + i), static_cast<int32_t>(i) + 20);
@@ -155,8 +155,8 @@ TEST_F(ValueCountTest, PixelMaps) {
   EXPECT_EQ(host.submissions.size(), asked);
 }
 
-// Texture environment: four special names, one value for all others.
-TEST_F(ValueCountTest, TexEnv) {
+// Four names of the texture environment have several values, all others one.
+TEST_F(ValueCountTest, TexEnvHasFourNamesOfSeveralValues) {
   EXPECT_EQ(texEnvValueCount(0x2201), 4);  // GL_TEXTURE_ENV_COLOR
   EXPECT_EQ(texEnvValueCount(0x86E0), 4);  // GL_CULL_MODES_NV
   EXPECT_EQ(texEnvValueCount(0x86E1), 4);  // GL_OFFSET_TEXTURE_MATRIX_NV

@@ -4,7 +4,8 @@
 #include "driver/diagnostics/record_error.h"
 #include "driver/stream/flush.h"
 #include "driver/stream/vertex_run.h"
-#include "tests/stream/recording_host.h"
+#include "tests/support/context_fixture.h"
+#include "tests/support/opcodes.h"
 
 namespace qv::test {
 namespace {
@@ -12,7 +13,7 @@ namespace {
 constexpr const char* kName = "glExample";
 
 void APIENTRY refusesCleanly() { recordError(currentContext(), GL_INVALID_ENUM, 0, "refused"); }
-void APIENTRY writes() { writeMark(currentContext(), 43); }
+void APIENTRY writes() { writeMark(currentContext(), kEnd); }
 void APIENTRY writesAndRefuses() {
   writes();
   refusesCleanly();
@@ -33,7 +34,7 @@ void APIENTRY closesTheRunAndRefuses() {
 class CheckedCalls : public ContextTest {};
 
 // A refusal with one error and an untouched stream passes, also behind a question to the host, and so does a command.
-TEST_F(CheckedCalls, TheRuleKeptPasses) {
+TEST_F(CheckedCalls, CallsThatKeepTheRulePass) {
   CheckedCall<&refusesCleanly, kName>::call();
   CheckedCall<&writes, kName>::call();
   CheckedCall<&asksAndRefuses, kName>::call();
@@ -41,7 +42,7 @@ TEST_F(CheckedCalls, TheRuleKeptPasses) {
 }
 
 // A command and an error of one call, two errors, and a run closed by a refused call end the process with the call's name.
-TEST_F(CheckedCalls, TheRuleBrokenEndsTheProcess) {
+TEST_F(CheckedCalls, CallsThatBreakTheRuleEndTheProcess) {
   testing::GTEST_FLAG(death_test_style) = "threadsafe";
   EXPECT_DEATH((CheckedCall<&writesAndRefuses, kName>::call()), "glExample: 1 errors raised");
   EXPECT_DEATH((CheckedCall<&refusesTwice, kName>::call()), "glExample: 2 errors raised");
@@ -50,7 +51,7 @@ TEST_F(CheckedCalls, TheRuleBrokenEndsTheProcess) {
 }
 
 // While a list is compiled errors are dropped; the check counts them all the same.
-TEST_F(CheckedCalls, DroppedErrorsCount) {
+TEST_F(CheckedCalls, DroppedErrorsCountAsRaised) {
   QV_CALL(glNewList)(1, GL_COMPILE);
   EXPECT_DEATH((CheckedCall<&writesAndRefuses, kName>::call()), "glExample: 1 errors raised");
   EXPECT_EQ(context().recordedError, 0u);

@@ -1,12 +1,13 @@
 // The flush, the growth of the stream, glFlush, glFinish and glGetError.
-#include "driver/base/current_context.h"
 #include "driver/stream/flush.h"
 
+#include "driver/base/current_context.h"
 #include "driver/objects/display_list_stream.h"
 #include "driver/stream/vertex_run.h"
 #include "driver/stream/write_command.h"
 #include "platform/simulated/control.h"
-#include "tests/stream/recording_host.h"
+#include "tests/support/context_fixture.h"
+#include "tests/support/opcodes.h"
 
 namespace qv::test {
 namespace {
@@ -23,10 +24,10 @@ TEST_F(Flush, FirstCommandAllocates) {
 }
 
 // A command of 300 KiB in an empty first buffer grows it to 0x60000 and no further.
-TEST_F(Flush, GrowsByHalf) {
+TEST_F(Flush, BufferGrowsByHalf) {
   QV_CALL(glLoadIdentity)();
   drop();
-  beginCommand(context(), 3, 300 * 1024 - 4);
+  beginCommand(context(), kCallLists, 300 * 1024 - 4);
   EXPECT_EQ(context().capacity, 0x60000u);
   EXPECT_EQ(context().remaining, 0x60000u - 300 * 1024);
 }
@@ -34,13 +35,13 @@ TEST_F(Flush, GrowsByHalf) {
 // Growing keeps what was written.
 TEST_F(Flush, GrowthKeepsTheBytes) {
   QV_CALL(glPointSize)(2.0f);
-  beginCommand(context(), 3, 300 * 1024 - 4);
-  EXPECT_EQ(get<uint32_t>(context().base), 0x80ADu);
+  beginCommand(context(), kCallLists, 300 * 1024 - 4);
+  EXPECT_EQ(get<uint32_t>(context().base), 8u << 12 | kPointSize);
   EXPECT_EQ(context().cursor - context().base, 8 + 300 * 1024);
 }
 
 // At 96 MiB the stream is flushed instead of grown, unless a run is open.
-TEST_F(Flush, FlushesAtTheLimit) {
+TEST_F(Flush, StreamIsFlushedAtTheLimit) {
   while (context().capacity < 0x6000000) {
     drop();
     context().reserve(context().capacity + 1);
@@ -51,9 +52,9 @@ TEST_F(Flush, FlushesAtTheLimit) {
   context().cursor = context().base + capacity;
   context().remaining = 0;
   QV_CALL(glLoadIdentity)();
-  ASSERT_EQ(host().submissions.size(), 1u);
-  EXPECT_EQ(host().submissions[0].stream.size(), capacity);
-  EXPECT_EQ(host().submissions[0].presentMode, 0u);
+  ASSERT_EQ(host.submissions.size(), 1u);
+  EXPECT_EQ(host.submissions[0].stream.size(), capacity);
+  EXPECT_EQ(host.submissions[0].presentMode, 0u);
   EXPECT_EQ(pending().size(), 4u);
   EXPECT_EQ(context().capacity, capacity);
 
@@ -61,7 +62,7 @@ TEST_F(Flush, FlushesAtTheLimit) {
   context().cursor = context().base + capacity;
   context().remaining = 0;
   QV_CALL(glVertex2i)(1, 2);
-  EXPECT_EQ(host().submissions.size(), 1u);
+  EXPECT_EQ(host.submissions.size(), 1u);
   EXPECT_GT(context().capacity, capacity);
   QV_CALL(glEnd)();
 }
@@ -72,12 +73,12 @@ TEST_F(Flush, RunBeginsAfreshBehindTheLimit) {
   for (const uint64_t written : {uint64_t{0x6000000 - 4}, uint64_t{0x6000000}}) {
     context().cursor = context().base + written;
     context().remaining = context().capacity - written;
-    host().submissions.clear();
+    host.submissions.clear();
     QV_CALL(glBegin)(GL_POINTS);
     const bool flushed = written >= 0x6000000;
-    ASSERT_EQ(host().submissions.size(), flushed ? 1u : 0u);
+    ASSERT_EQ(host.submissions.size(), flushed ? 1u : 0u);
     if (flushed) {
-      EXPECT_EQ(host().submissions[0].stream.size(), written);
+      EXPECT_EQ(host.submissions[0].stream.size(), written);
     }
     EXPECT_EQ(context().run.start, flushed ? 0u : written);
     QV_CALL(glEnd)();
@@ -87,57 +88,57 @@ TEST_F(Flush, RunBeginsAfreshBehindTheLimit) {
 // A list's recording grows in steps of 512 bytes and keeps its buffer when it starts over.
 TEST_F(Flush, RecordingGrowsLinearly) {
   DisplayListStream list(1);
-  beginCommand(list, 3, 8);
+  beginCommand(list, kCallLists, 8);
   EXPECT_EQ(list.capacity, 512u);
-  beginCommand(list, 3, 1000);
+  beginCommand(list, kCallLists, 1000);
   EXPECT_EQ(list.capacity, 1024u);
   list.restart();
   EXPECT_EQ(list.remaining, 1024u);
 }
 
 // A flush submits the buffer itself and resets the stream, with or without data.
-TEST_F(Flush, SubmitsAndResets) {
+TEST_F(Flush, StreamIsSubmittedAndReset) {
   QV_CALL(glPointSize)(2.0f);
-  const uint32_t result = flushStream(&context(), 1029, nullptr, 0, nullptr, 0);
+  const uint32_t result = flushStream(&context(), GL_BACK, nullptr, 0, nullptr, 0);
   EXPECT_EQ(result, 0u);
-  ASSERT_EQ(host().submissions.size(), 1u);
-  EXPECT_EQ(host().submissions[0].stream, words({0x80AD, 0x40000000}));
-  EXPECT_EQ(host().submissions[0].presentMode, 1029u);
+  ASSERT_EQ(host.submissions.size(), 1u);
+  EXPECT_EQ(host.submissions[0].stream, Stream().add(kPointSize, 2.0f).data);
+  EXPECT_EQ(host.submissions[0].presentMode, static_cast<uint32_t>(GL_BACK));
   EXPECT_EQ(context().cursor, context().base);
   EXPECT_EQ(context().remaining, context().capacity);
   flushStream(&context(), 0, nullptr, 0, nullptr, 0);
-  EXPECT_TRUE(host().submissions[1].dataWasNull);
+  EXPECT_TRUE(host.submissions[1].dataWasNull);
   EXPECT_EQ(context().flushCount, 2u);
 }
 
 // The result is the host's length for the second buffer when one was given, else for the first.
-TEST_F(Flush, ReturnsTheLengthOfTheLastBuffer) {
+TEST_F(Flush, ResultIsTheLengthOfTheLastBuffer) {
   uint8_t a[8], b[4];
   EXPECT_EQ(flushStream(&context(), 0, a, 8, nullptr, 0), 8u);
   EXPECT_EQ(flushStream(&context(), 0, a, 8, b, 4), 4u);
 }
 
 // A run that is streaming is closed whole by a flush.
-TEST_F(Flush, ClosesAStreamingRun) {
+TEST_F(Flush, StreamingRunIsClosed) {
   QV_CALL(glBegin)(GL_POINTS);
   QV_CALL(glVertex2i)(1, 2);
   flushStream(&context(), 0, nullptr, 0, nullptr, 0);
-  std::vector<uint8_t> stream = host().submissions[0].stream;
+  std::vector<uint8_t> stream = host.submissions[0].stream;
   ASSERT_EQ(stream.size(), 24u);
   stream[14] = stream[15] = 0;  // the place behind a lone tag has no defined value
-  EXPECT_EQ(stream, words({2007, 24, 1u << 16 | 8, 0x2200, 1, 2}));
+  EXPECT_EQ(stream, words({kRunBroken, 24, 1u << 16 | 8, 0x2200, 1, 2}));
   EXPECT_EQ(context().run.open, 0);
   EXPECT_EQ(context().insideBegin, 1);
   QV_CALL(glEnd)();
-  expectStream(words({0x402B}));
+  expectStream(Stream().add(kEnd));
 }
 
 // A run that is still collecting loses what closing adds: its head counts bytes that do not reach the host.
-TEST_F(Flush, CutsACollectingRun) {
+TEST_F(Flush, CollectingRunIsCut) {
   QV_CALL(glBegin)(GL_POINTS);
   QV_CALL(glColor3f)(1, 2, 3);
   flushStream(&context(), 0, nullptr, 0, nullptr, 0);
-  EXPECT_EQ(host().submissions[0].stream, words({2007, 28, 1u << 16 | 12}));
+  EXPECT_EQ(host.submissions[0].stream, words({kRunBroken, 28, 1u << 16 | 12}));
   EXPECT_EQ(context().cursor, context().base);
 }
 
@@ -145,19 +146,19 @@ TEST_F(Flush, CutsACollectingRun) {
 TEST_F(Flush, FlushOnlyMarks) {
   QV_CALL(glFlush)();
   QV_CALL(glFlush)();
-  EXPECT_TRUE(host().submissions.empty());
-  EXPECT_EQ(context().lastOpcode, 217);
-  expectStream(words({0x40D9}));
+  EXPECT_TRUE(host.submissions.empty());
+  EXPECT_EQ(context().lastOpcode, kFlush);
+  expectStream(Stream().add(kFlush));
 }
 
-// glFinish writes 216 after a glFlush, but neither call writes after a glFinish.
+// glFinish writes its mark after a glFlush, but neither call writes one after a glFinish.
 TEST_F(Flush, FinishMarksOnce) {
   QV_CALL(glFlush)();
   QV_CALL(glFinish)();
   QV_CALL(glFinish)();
   QV_CALL(glFlush)();
-  EXPECT_TRUE(host().submissions.empty());
-  expectStream(words({0x40D9, 0x40D8}));
+  EXPECT_TRUE(host.submissions.empty());
+  expectStream(Stream().add(kFlush).add(kFinish));
 }
 
 // A context that shares objects is flushed with mode 0.
@@ -166,9 +167,9 @@ TEST_F(Flush, SharedContextIsFlushed) {
   context().nextSharer = &other;
   other.nextSharer = &context();
   QV_CALL(glFinish)();
-  ASSERT_EQ(host().submissions.size(), 1u);
-  EXPECT_EQ(host().submissions[0].presentMode, 0u);
-  EXPECT_EQ(host().submissions[0].stream, words({0x40D8}));
+  ASSERT_EQ(host.submissions.size(), 1u);
+  EXPECT_EQ(host.submissions[0].presentMode, 0u);
+  EXPECT_EQ(host.submissions[0].stream, Stream().add(kFinish).data);
   context().nextSharer = &context();
 }
 
@@ -177,80 +178,80 @@ TEST_F(Flush, FrontDrawingIsFlushed) {
   QV_CALL(glDrawBuffer)(GL_FRONT);
   EXPECT_EQ(context().frontDirty, 1);
   QV_CALL(glFlush)();
-  ASSERT_EQ(host().submissions.size(), 1u);
-  EXPECT_EQ(host().submissions[0].presentMode, 0u);
+  ASSERT_EQ(host.submissions.size(), 1u);
+  EXPECT_EQ(host.submissions[0].presentMode, 0u);
   EXPECT_EQ(context().frontDirty, 1);
   QV_CALL(glDrawBuffer)(GL_BACK);
   EXPECT_EQ(context().frontDirty, 1);
   QV_CALL(glFlush)();
   EXPECT_EQ(context().frontDirty, 0);
-  EXPECT_EQ(host().submissions.size(), 2u);
+  EXPECT_EQ(host.submissions.size(), 2u);
 }
 
-// A frame end writes 217 unless a flush or finish was the last command, and sets frontDirty from the draw buffer.
+// A frame end writes the mark of glFlush unless a flush or finish was the last command.
 TEST_F(Flush, FrameEndMarksOnce) {
   QV_CALL(glFinish)();
   markFrameEnd(&context());
-  expectStream(words({0x40D8}));
+  expectStream(Stream().add(kFinish));
   QV_CALL(glLoadIdentity)();
   markFrameEnd(&context());
-  expectStream(words({0x4122, 0x40D9}));
+  expectStream(Stream().add(kLoadIdentity).add(kFlush));
 }
 
-// Between glBegin and glEnd all three routines are refused.
-TEST_F(Flush, RefusedInsideBegin) {
+// Between glBegin and glEnd glFlush, glFinish and glGetError are refused.
+TEST_F(Flush, FlushFinishAndGetErrorAreRefusedInsideBegin) {
   QV_CALL(glBegin)(GL_POINTS);
   drop();
   context().run = VertexRun{};
   QV_CALL(glFlush)();
-  EXPECT_EQ(context().lastOpcode, 217);
+  EXPECT_EQ(context().lastOpcode, kFlush);
   QV_CALL(glFinish)();
-  EXPECT_EQ(context().lastOpcode, 216);
+  EXPECT_EQ(context().lastOpcode, kFinish);
   EXPECT_EQ(QV_CALL(glGetError)(), 0u);
-  EXPECT_EQ(context().lastOpcode, 261);
+  EXPECT_EQ(context().lastOpcode, kGetError);
   EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
   EXPECT_TRUE(pending().empty());
-  EXPECT_TRUE(host().submissions.empty());
+  EXPECT_TRUE(host.submissions.empty());
 }
 
 // glGetError without an error makes one round trip; the second and third call are free, until another call has run.
 TEST_F(Flush, GetErrorAsksOnce) {
   EXPECT_EQ(QV_CALL(glGetError)(), 0u);
-  ASSERT_EQ(host().submissions.size(), 1u);
-  EXPECT_EQ(host().submissions[0].stream, words({0x4105}));
-  EXPECT_EQ(host().submissions[0].replySize, 4u);
+  ASSERT_EQ(host.submissions.size(), 1u);
+  EXPECT_EQ(host.submissions[0].stream, Stream().add(kGetError).data);
+  EXPECT_EQ(host.submissions[0].replySize, 4u);
   EXPECT_EQ(QV_CALL(glGetError)(), 0u);
   EXPECT_EQ(QV_CALL(glGetError)(), 0u);
-  EXPECT_EQ(host().submissions.size(), 1u);
+  EXPECT_EQ(host.submissions.size(), 1u);
   QV_CALL(glLoadIdentity)();
-  host().answerWith<uint32_t>(GL_INVALID_ENUM);
+  host.answerAll<uint32_t>({GL_INVALID_ENUM});
   EXPECT_EQ(QV_CALL(glGetError)(), static_cast<GLenum>(GL_INVALID_ENUM));
   EXPECT_EQ(QV_CALL(glGetError)(), static_cast<GLenum>(GL_INVALID_ENUM));
-  EXPECT_EQ(host().submissions.size(), 3u);
+  EXPECT_EQ(host.submissions.size(), 3u);
 }
 
 // An error of the guest's own is returned without a flush, its command clears the host's flag, and the next call is free.
 TEST_F(Flush, GetErrorGivesTheGuestsOwnFirst) {
   QV_CALL(glEnd)();
   EXPECT_EQ(QV_CALL(glGetError)(), static_cast<GLenum>(GL_INVALID_OPERATION));
-  EXPECT_TRUE(host().submissions.empty());
-  expectStream(words({0x4105}));
-  host().answerWith<uint32_t>(GL_INVALID_VALUE);
+  EXPECT_TRUE(host.submissions.empty());
+  expectStream(Stream().add(kGetError));
+  host.answerAll<uint32_t>({GL_INVALID_VALUE});
   EXPECT_EQ(QV_CALL(glGetError)(), 0u);
-  EXPECT_TRUE(host().submissions.empty());
+  EXPECT_TRUE(host.submissions.empty());
 }
 
 // The quirk for it keeps glGetError from ever asking, but not from giving the guest's own error.
-TEST_F(Flush, GetErrorQuirk) {
+TEST_F(Flush, GetErrorNeverAsksUnderItsQuirk) {
   context().quirkFlags |= kQuirkNoHostErrors;
   EXPECT_EQ(QV_CALL(glGetError)(), 0u);
-  EXPECT_TRUE(host().submissions.empty());
+  EXPECT_TRUE(host.submissions.empty());
   QV_CALL(glEnd)();
   EXPECT_EQ(QV_CALL(glGetError)(), static_cast<GLenum>(GL_INVALID_OPERATION));
 }
 
 // Without a current context every routine returns at once.
-TEST_F(Flush, NoContext) {
+TEST_F(Flush, RoutinesReturnAtOnceWithoutAContext) {
   TlsSetValue(ContextTlsSlot, nullptr);
   QV_CALL(glFlush)();
   QV_CALL(glFinish)();
@@ -268,10 +269,10 @@ class SingleBuffered : public ContextTest {
 };
 
 // A single-buffered format starts on the front buffer and flushes at every glFlush.
-TEST_F(SingleBuffered, FlushIsSent) {
+TEST_F(SingleBuffered, EveryFlushIsSent) {
   EXPECT_EQ(context().drawBufferMode, static_cast<uint32_t>(GL_FRONT));
   QV_CALL(glFlush)();
-  EXPECT_EQ(host().submissions.size(), 1u);
+  EXPECT_EQ(host.submissions.size(), 1u);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // glPixelStore: what is stored, what is sent, and what is refused.
 #include "driver/objects/display_list_stream.h"
-#include "tests/stream/recording_host.h"
+#include "tests/support/context_fixture.h"
+#include "tests/support/opcodes.h"
 #include "wire/pixel_store.h"
 
 namespace qv::test {
@@ -14,7 +15,7 @@ struct Name {
   bool pack;
 };
 constexpr Name kCounts[] = {
-    {0x0CF2, &PixelStoreHalf::rowLength, false},   {0x0D02, &PixelStoreHalf::rowLength, true},
+    {GL_UNPACK_ROW_LENGTH, &PixelStoreHalf::rowLength, false},   {0x0D02, &PixelStoreHalf::rowLength, true},
     {0x0CF3, &PixelStoreHalf::skipRows, false},    {0x0D03, &PixelStoreHalf::skipRows, true},
     {0x0CF4, &PixelStoreHalf::skipPixels, false},  {0x0D04, &PixelStoreHalf::skipPixels, true},
     {0x806E, &PixelStoreHalf::imageHeight, false}, {0x806C, &PixelStoreHalf::imageHeight, true},
@@ -48,11 +49,11 @@ TEST_F(PixelStore, FlagsAreStoredAsOneBit) {
       {0x0CF0, &PixelStoreHalf::swapBytes}, {0x0CF1, &PixelStoreHalf::lsbFirst}};
   for (const auto& [pname, field] : names) {
     QV_CALL(glPixelStorei)(pname, 256);
-    expectStream(words({0xC0FA, pname, 256}));
+    expectStream(Stream().add(kPixelStorei, pname, 256));
     EXPECT_EQ(context().pixelStore.unpack.*field, 1);
     EXPECT_EQ(context().pixelStore.pack.*field, 0);
     QV_CALL(glPixelStorei)(pname + 16, -1);
-    expectStream(words({0xC0FA, pname + 16, 0xFFFFFFFF}));
+    expectStream(Stream().add(kPixelStorei, pname + 16, 0xFFFFFFFF));
     EXPECT_EQ(context().pixelStore.pack.*field, 1);
     QV_CALL(glPixelStorei)(pname, 0);
     drop();
@@ -63,18 +64,18 @@ TEST_F(PixelStore, FlagsAreStoredAsOneBit) {
 
 // An alignment is 1, 2, 4 or 8; another one is refused with nothing sent and the state as it was.
 TEST_F(PixelStore, AlignmentIsAPowerUpToEight) {
-  for (const GLenum pname : {0x0CF5u, 0x0D05u}) {
-    int32_t& field = pname == 0x0CF5 ? context().pixelStore.unpack.alignment : context().pixelStore.pack.alignment;
+  for (const GLenum pname : {GL_UNPACK_ALIGNMENT, GL_PACK_ALIGNMENT}) {
+    int32_t& field = pname == GL_UNPACK_ALIGNMENT ? context().pixelStore.unpack.alignment : context().pixelStore.pack.alignment;
     EXPECT_EQ(field, 4);
     for (const int32_t value : {1, 2, 8, 4}) {
       QV_CALL(glPixelStorei)(pname, value);
       EXPECT_EQ(field, value);
-      expectStream(words({0xC0FA, pname, static_cast<uint32_t>(value)}));
+      expectStream(Stream().add(kPixelStorei, pname, static_cast<uint32_t>(value)));
     }
     for (const int32_t value : {0, 3, 5, 16, -4}) {
       QV_CALL(glPixelStorei)(pname, value);
       EXPECT_EQ(field, 4);
-      expectStream({});
+      expectStream(Stream());
       EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_VALUE));
       context().recordedError = 0;
     }
@@ -85,7 +86,7 @@ TEST_F(PixelStore, AlignmentIsAPowerUpToEight) {
 TEST_F(PixelStore, OtherNamesAreRefused) {
   for (const GLenum pname : {0x9127u, 0x8758u, 0x0CF6u, 0x0CEFu, 0u}) {
     QV_CALL(glPixelStorei)(pname, 1);
-    expectStream({});
+    expectStream(Stream());
     EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_ENUM)) << pname;
     EXPECT_EQ(context().lastOpcode, 250);
     context().recordedError = 0;
@@ -94,30 +95,30 @@ TEST_F(PixelStore, OtherNamesAreRefused) {
 
 // The float form rounds halves upward, stores the integer and sends it as a float.
 TEST_F(PixelStore, FloatsAreRoundedAndSentRounded) {
-  QV_CALL(glPixelStoref)(0x0CF5, 3.6f);
-  expectStream(words({0xC0F9, 0x0CF5, bitsOf(4.0f)}));
+  QV_CALL(glPixelStoref)(GL_UNPACK_ALIGNMENT, 3.6f);
+  expectStream(Stream().add(kPixelStoref, GL_UNPACK_ALIGNMENT, 4.0f));
   EXPECT_EQ(context().pixelStore.unpack.alignment, 4);
-  QV_CALL(glPixelStoref)(0x0CF2, 2.5f);
-  expectStream(words({0xC0F9, 0x0CF2, bitsOf(3.0f)}));
-  QV_CALL(glPixelStoref)(0x0CF2, -0.5f);
-  expectStream(words({0xC0F9, 0x0CF2, bitsOf(0.0f)}));
+  QV_CALL(glPixelStoref)(GL_UNPACK_ROW_LENGTH, 2.5f);
+  expectStream(Stream().add(kPixelStoref, GL_UNPACK_ROW_LENGTH, 3.0f));
+  QV_CALL(glPixelStoref)(GL_UNPACK_ROW_LENGTH, -0.5f);
+  expectStream(Stream().add(kPixelStoref, GL_UNPACK_ROW_LENGTH, 0.0f));
   EXPECT_EQ(context().pixelStore.unpack.rowLength, 0);
-  QV_CALL(glPixelStoref)(0x0CF2, -0.6f);
+  QV_CALL(glPixelStoref)(GL_UNPACK_ROW_LENGTH, -0.6f);
   EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_VALUE));
   context().recordedError = 0;
   // What has no integer is refused as a negative count is.
-  QV_CALL(glPixelStoref)(0x0CF2, 1e20f);
+  QV_CALL(glPixelStoref)(GL_UNPACK_ROW_LENGTH, 1e20f);
   EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_VALUE));
   EXPECT_EQ(context().lastOpcode, 249);
-  expectStream({});
+  expectStream(Stream());
 }
 
 // Inside glBegin both are refused before the state is looked at.
 TEST_F(PixelStore, InsideBeginTheStateStays) {
   QV_CALL(glBegin)(GL_POINTS);
   const auto before = pending();
-  QV_CALL(glPixelStorei)(0x0CF5, 1);
-  QV_CALL(glPixelStoref)(0x0CF5, 1.0f);
+  QV_CALL(glPixelStorei)(GL_UNPACK_ALIGNMENT, 1);
+  QV_CALL(glPixelStoref)(GL_UNPACK_ALIGNMENT, 1.0f);
   EXPECT_EQ(pending(), before);
   EXPECT_EQ(context().pixelStore.unpack.alignment, 4);
   EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
@@ -127,8 +128,8 @@ TEST_F(PixelStore, InsideBeginTheStateStays) {
 TEST_F(PixelStore, ListsDoNotRecordIt) {
   QV_CALL(glNewList)(1, GL_COMPILE);
   drop();
-  QV_CALL(glPixelStorei)(0x0CF5, 1);
-  expectStream(words({0xC0FA, 0x0CF5, 1}));
+  QV_CALL(glPixelStorei)(GL_UNPACK_ALIGNMENT, 1);
+  expectStream(Stream().add(kPixelStorei, GL_UNPACK_ALIGNMENT, 1));
   EXPECT_EQ(context().recordingList->cursor, context().recordingList->base);
   EXPECT_EQ(context().pixelStore.unpack.alignment, 1);
   QV_CALL(glEndList)();

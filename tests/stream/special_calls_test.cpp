@@ -1,7 +1,8 @@
 // Entry points with a rule of their own, and the shadow steps of the stamped ones.
 #include "driver/objects/share_group.h"
 #include "driver/objects/tracked_object.h"
-#include "tests/stream/recording_host.h"
+#include "tests/support/context_fixture.h"
+#include "tests/support/opcodes.h"
 
 namespace qv::test {
 namespace {
@@ -11,9 +12,9 @@ class SpecialCalls : public ContextTest {};
 // glMaterialf and glMateriali send the shininess only; anything else is dropped without an error. This is required.
 TEST_F(SpecialCalls, MaterialSendsShininessOnly) {
   QV_CALL(glMaterialf)(GL_FRONT, GL_SHININESS, 1.0f);
-  expectStream(words({16u << 12 | 169, 0x404, 5633, 0x3f800000}));
+  expectStream(Stream().add(kMaterialf, GL_FRONT, GL_SHININESS, 1.0f));
   QV_CALL(glMateriali)(GL_BACK, GL_SHININESS, 3);
-  expectStream(words({16u << 12 | 171, 0x405, 5633, 3}));
+  expectStream(Stream().add(kMateriali, GL_BACK, GL_SHININESS, 3));
   context().lastOpcode = -1;
   QV_CALL(glMaterialf)(GL_FRONT, GL_AMBIENT, 1.0f);
   QV_CALL(glMateriali)(GL_FRONT, GL_AMBIENT, 1);
@@ -22,52 +23,52 @@ TEST_F(SpecialCalls, MaterialSendsShininessOnly) {
   EXPECT_EQ(context().lastOpcode, -1);
 }
 
-// They have no begin check: inside a primitive they break the run and are sent.
-TEST_F(SpecialCalls, MaterialInsideBegin) {
+// glMaterialf has no begin check: inside a primitive it breaks the run and is sent.
+TEST_F(SpecialCalls, MaterialInsideBeginBreaksTheRun) {
   QV_CALL(glBegin)(GL_POINTS);
   QV_CALL(glMaterialf)(GL_FRONT, GL_SHININESS, 1.0f);
   EXPECT_EQ(context().recordedError, 0u);
-  expectStream(words({2007, 12, 0, 16u << 12 | 169, 0x404, 5633, 0x3f800000}));
+  expectStream(Stream().large(kRunBroken, words({0})).add(kMaterialf, GL_FRONT, GL_SHININESS, 1.0f));
   QV_CALL(glEnd)();
 }
 
 // A count that comes from the cache of the binary formats is no error when it is 0: nothing is sent, on the write side too.
-TEST_F(SpecialCalls, BinaryFormatsAsAPname) {
+TEST_F(SpecialCalls, CountOfNoBinaryFormatsSendsNothing) {
   const float values[4] = {};
   for (const int32_t cached : {-1, 0}) {
     context().limits.numShaderBinaryFormats = cached;
     QV_CALL(glLightfv)(GL_LIGHT0, GL_SHADER_BINARY_FORMATS, values);
-    EXPECT_EQ(context().lastOpcode, 160);
+    EXPECT_EQ(context().lastOpcode, kLightfv);
     QV_CALL(glMaterialfv)(GL_FRONT, GL_SHADER_BINARY_FORMATS, values);
-    EXPECT_EQ(context().lastOpcode, 170);
+    EXPECT_EQ(context().lastOpcode, kMaterialfv);
     EXPECT_EQ(context().recordedError, 0u);
     EXPECT_TRUE(pending().empty());
   }
   context().limits.numShaderBinaryFormats = 2;
   QV_CALL(glLightfv)(GL_LIGHT0, GL_SHADER_BINARY_FORMATS, values);
-  expectStream(words({24u << 12 | 160, 0x4000, 0x8DF8, 2, 0, 0}));
+  expectStream(Stream().add(kLightfv, GL_LIGHT0, GL_SHADER_BINARY_FORMATS, 2, 0.0f, 0.0f));
 }
 
 // The restart index of the NV calls is the guest's own: no command, whatever the mode.
-TEST_F(SpecialCalls, RestartIndexOfTheGuest) {
+TEST_F(SpecialCalls, NvRestartIndexStaysInTheGuest) {
   QV_CALL(glPrimitiveRestartIndexNV)(0xFFFF);
   EXPECT_EQ(context().restartNvIndex, 0xFFFFu);
   EXPECT_EQ(context().restartIndex, 0u);
-  EXPECT_EQ(context().lastOpcode, 1400);
+  EXPECT_EQ(context().lastOpcode, kPrimitiveRestartIndexNV);
   EXPECT_TRUE(pending().empty());
 }
 
 // Units above 15 go to the host, which complains; the shadow moves for the first sixteen only.
-TEST_F(SpecialCalls, ActiveTexture) {
+TEST_F(SpecialCalls, ActiveTextureShadowsSixteenUnits) {
   QV_CALL(glActiveTexture)(GL_TEXTURE5);
   EXPECT_EQ(context().activeTextureUnit, 5u);
   QV_CALL(glActiveTexture)(GL_TEXTURE0 + 16);
   EXPECT_EQ(context().activeTextureUnit, 5u);
-  expectStream(words({0x8176, 0x84C5, 0x8176, 0x84D0}));
+  expectStream(Stream().add(kActiveTexture, GL_TEXTURE5).add(kActiveTexture, GL_TEXTURE16));
 }
 
-// The client has eight texture units, not sixteen.
-TEST_F(SpecialCalls, ClientActiveTexture) {
+// The shadow has eight client texture units, not sixteen; every call is sent.
+TEST_F(SpecialCalls, ClientActiveTextureShadowsEightUnits) {
   QV_CALL(glClientActiveTexture)(GL_TEXTURE7);
   EXPECT_EQ(context().clientActiveUnit, 7u);
   QV_CALL(glClientActiveTexture)(GL_TEXTURE8);
@@ -76,19 +77,19 @@ TEST_F(SpecialCalls, ClientActiveTexture) {
 }
 
 // With its quirk bit the framebuffer status is complete without a round trip; without it the host answers.
-TEST_F(SpecialCalls, FramebufferStatus) {
-  host().answerWith<uint32_t>(GL_FRAMEBUFFER_UNSUPPORTED);
+TEST_F(SpecialCalls, FramebufferStatusIsCompleteUnderItsQuirk) {
+  host.answerAll<uint32_t>({GL_FRAMEBUFFER_UNSUPPORTED});
   EXPECT_EQ(QV_CALL(glCheckFramebufferStatus)(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_UNSUPPORTED));
-  ASSERT_EQ(host().submissions.size(), 1u);
-  EXPECT_EQ(host().submissions[0].stream, words({0x8609, 0x8D40}));
+  ASSERT_EQ(host.submissions.size(), 1u);
+  EXPECT_EQ(host.submissions[0].stream, Stream().add(kCheckFramebufferStatus, GL_FRAMEBUFFER).data);
   context().quirkFlags |= kQuirkFramebufferComplete;
   EXPECT_EQ(QV_CALL(glCheckFramebufferStatusEXT)(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
-  EXPECT_EQ(context().lastOpcode, 1420);
-  EXPECT_EQ(host().submissions.size(), 1u);
+  EXPECT_EQ(context().lastOpcode, kCheckFramebufferStatusEXT);
+  EXPECT_EQ(host.submissions.size(), 1u);
 }
 
 // A bind of a framebuffer sets the fields its target names; a bad target is sent and changes nothing.
-TEST_F(SpecialCalls, BindFramebuffer) {
+TEST_F(SpecialCalls, BoundFramebuffersFollowTheTarget) {
   QV_CALL(glBindFramebuffer)(GL_FRAMEBUFFER, 7);
   QV_CALL(glBindFramebuffer)(GL_READ_FRAMEBUFFER, 0);
   EXPECT_EQ(context().drawFramebuffer, 7u);
@@ -99,90 +100,94 @@ TEST_F(SpecialCalls, BindFramebuffer) {
 }
 
 // Names that the host makes come back in the caller's array through one flush.
-TEST_F(SpecialCalls, HostNames) {
-  host().answer = words({11, 12});
+TEST_F(SpecialCalls, NamesFromTheHostTakeOneFlush) {
+  host.answerAll<uint32_t>({11, 12});
   GLuint names[2] = {};
   QV_CALL(glGenFramebuffers)(2, names);
   EXPECT_EQ(names[0], 11u);
   EXPECT_EQ(names[1], 12u);
-  ASSERT_EQ(host().submissions.size(), 1u);
-  EXPECT_EQ(host().submissions[0].stream, words({0x8608, 2}));
-  EXPECT_EQ(host().submissions[0].replySize, 8u);
+  ASSERT_EQ(host.submissions.size(), 1u);
+  EXPECT_EQ(host.submissions[0].stream, Stream().add(kGenFramebuffers, 2).data);
+  EXPECT_EQ(host.submissions[0].replySize, 8u);
   QV_CALL(glBegin)(GL_POINTS);
   QV_CALL(glGenProgramPipelines)(1, names);
   EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
-  EXPECT_EQ(host().submissions.size(), 1u);
+  EXPECT_EQ(host.submissions.size(), 1u);
   QV_CALL(glEnd)();
 }
 
-// One-byte answers.
-TEST_F(SpecialCalls, IsCallsAskTheHost) {
-  host().answer = {1};
+// glIsFramebuffer asks the host and takes one byte of answer.
+TEST_F(SpecialCalls, IsFramebufferAsksTheHost) {
+  host.answerAll<uint8_t>({1});
   EXPECT_EQ(QV_CALL(glIsFramebuffer)(3), GL_TRUE);
-  EXPECT_EQ(host().submissions[0].replySize, 1u);
-  EXPECT_EQ(host().submissions[0].stream, words({0x8605, 3}));
+  EXPECT_EQ(host.submissions[0].replySize, 1u);
+  EXPECT_EQ(host.submissions[0].stream, Stream().add(kIsFramebuffer, 3).data);
 }
 
 // Every call whose answer is one byte, and every call that takes its names from the host: command and length of reply.
-TEST_F(SpecialCalls, HostAnswersByNumber) {
-  host().answer = {1, 0, 0, 0};
+TEST_F(SpecialCalls, IsAndGenCallsAskUnderTheirNumbers) {
+  host.answerAll<uint8_t>({1, 0, 0, 0});
   const std::pair<const char*, uint32_t> tests[] = {
-      {"glIsFramebuffer", 1541}, {"glIsFramebufferEXT", 1416},  {"glIsRenderbuffer", 1535}, {"glIsRenderbufferEXT", 1410},
-      {"glIsSampler", 2133},     {"glIsProgramPipeline", 2269}, {"glIsProgramARB", 723}};
+      {"glIsFramebuffer", kIsFramebuffer},   {"glIsFramebufferEXT", kIsFramebufferEXT},
+      {"glIsRenderbuffer", kIsRenderbuffer}, {"glIsRenderbufferEXT", kIsRenderbufferEXT},
+      {"glIsSampler", kIsSampler},           {"glIsProgramPipeline", kIsProgramPipeline},
+      {"glIsProgramARB", kIsProgramARB}};
   for (const auto& [name, opcode] : tests) {
-    host().submissions.clear();
+    host.submissions.clear();
     EXPECT_EQ((*gl<decltype(::glIsFramebuffer)>(name))(3), GL_TRUE) << name;
-    ASSERT_EQ(host().submissions.size(), 1u) << name;
-    EXPECT_EQ(host().submissions[0].stream, words({8u << 12 | opcode, 3})) << name;
-    EXPECT_EQ(host().submissions[0].replySize, 1u) << name;
+    ASSERT_EQ(host.submissions.size(), 1u) << name;
+    EXPECT_EQ(host.submissions[0].stream, Stream().add(opcode, 3).data) << name;
+    EXPECT_EQ(host.submissions[0].replySize, 1u) << name;
   }
-  host().submissions.clear();
+  host.submissions.clear();
   EXPECT_EQ(QV_CALL(glIsSync)(reinterpret_cast<GLsync>(uintptr_t{5})), GL_TRUE);
-  ASSERT_EQ(host().submissions.size(), 1u);
-  EXPECT_EQ(host().submissions[0].stream, words({8u << 12 | 1566, 5}));
-  EXPECT_EQ(host().submissions[0].replySize, 1u);
+  ASSERT_EQ(host.submissions.size(), 1u);
+  EXPECT_EQ(host.submissions[0].stream, Stream().add(kIsSync, 5).data);
+  EXPECT_EQ(host.submissions[0].replySize, 1u);
   const std::pair<const char*, uint32_t> makers[] = {
-      {"glGenFramebuffers", 1544}, {"glGenFramebuffersEXT", 1419},  {"glGenRenderbuffers", 1538}, {"glGenRenderbuffersEXT", 1413},
-      {"glGenSamplers", 2131},     {"glGenProgramPipelines", 2268}, {"glGenProgramsARB", 704}};
-  host().answer = words({21, 22});
+      {"glGenFramebuffers", kGenFramebuffers},   {"glGenFramebuffersEXT", kGenFramebuffersEXT},
+      {"glGenRenderbuffers", kGenRenderbuffers}, {"glGenRenderbuffersEXT", kGenRenderbuffersEXT},
+      {"glGenSamplers", kGenSamplers},           {"glGenProgramPipelines", kGenProgramPipelines},
+      {"glGenProgramsARB", kGenProgramsARB}};
+  host.answerAll<uint32_t>({21, 22});
   for (const auto& [name, opcode] : makers) {
-    host().submissions.clear();
+    host.submissions.clear();
     GLuint names[2] = {};
     (*gl<decltype(::glGenFramebuffers)>(name))(2, names);
-    ASSERT_EQ(host().submissions.size(), 1u) << name;
-    EXPECT_EQ(host().submissions[0].stream, words({8u << 12 | opcode, 2})) << name;
-    EXPECT_EQ(host().submissions[0].replySize, 8u) << name;
+    ASSERT_EQ(host.submissions.size(), 1u) << name;
+    EXPECT_EQ(host.submissions[0].stream, Stream().add(opcode, 2).data) << name;
+    EXPECT_EQ(host.submissions[0].replySize, 8u) << name;
     EXPECT_EQ(names[1], 22u) << name;
   }
 }
 
-// Replies whose length the pname decides.
-TEST_F(SpecialCalls, RepliesByPname) {
+// The pname of glGetTexGen decides how long a reply the call asks for.
+TEST_F(SpecialCalls, PnameDecidesTheLengthOfAReply) {
   GLint values[4] = {};
   QV_CALL(glGetTexGeniv)(GL_S, GL_TEXTURE_GEN_MODE, values);
-  EXPECT_EQ(host().submissions.back().replySize, 4u);
+  EXPECT_EQ(host.submissions.back().replySize, 4u);
   QV_CALL(glGetTexGeniv)(GL_S, GL_OBJECT_PLANE, values);
-  EXPECT_EQ(host().submissions.back().replySize, 16u);
+  EXPECT_EQ(host.submissions.back().replySize, 16u);
   GLfloat reals[4] = {};
   QV_CALL(glGetTexGenfv)(GL_T, GL_TEXTURE_GEN_MODE, reals);
-  EXPECT_EQ(host().submissions.back().replySize, 4u);
+  EXPECT_EQ(host.submissions.back().replySize, 4u);
   QV_CALL(glGetTexGenfv)(GL_T, GL_EYE_PLANE, reals);
-  EXPECT_EQ(host().submissions.back().replySize, 16u);
+  EXPECT_EQ(host.submissions.back().replySize, 16u);
 }
 
 // Names made in the guest write no command, set lastOpcode, and refuse a count of 0; this is required.
-TEST_F(SpecialCalls, GuestNames) {
+TEST_F(SpecialCalls, NamesFromTheGuestWriteNoCommand) {
   GLuint name = 0;
   const struct {
     const char* gen;
     const char* is;
-    int genOpcode, isOpcode;
+    uint32_t genOpcode, isOpcode;
     GLboolean afterGen;
-  } kinds[] = {{"glGenBuffers", "glIsBuffer", 475, 476, GL_TRUE},
-               {"glGenTextures", "glIsTexture", 329, 330, GL_FALSE},
-               {"glGenTransformFeedbacks", "glIsTransformFeedback", 2254, 2255, GL_FALSE},
-               {"glGenVertexArrays", "glIsVertexArray", 1533, 1534, GL_TRUE},
-               {"glGenQueries", "glIsQuery", 465, 467, GL_TRUE}};
+  } kinds[] = {{"glGenBuffers", "glIsBuffer", kGenBuffers, kIsBuffer, GL_TRUE},
+               {"glGenTextures", "glIsTexture", kGenTextures, kIsTexture, GL_FALSE},
+               {"glGenTransformFeedbacks", "glIsTransformFeedback", kGenTransformFeedbacks, kIsTransformFeedback, GL_FALSE},
+               {"glGenVertexArrays", "glIsVertexArray", kGenVertexArrays, kIsVertexArray, GL_TRUE},
+               {"glGenQueries", "glIsQuery", kGenQueries, kIsQuery, GL_TRUE}};
   for (const auto& kind : kinds) {
     (*gl<decltype(::glGenBuffers)>(kind.gen))(1, &name);
     EXPECT_EQ(name, 1u) << kind.gen;
@@ -203,7 +208,7 @@ TEST_F(SpecialCalls, TextureDeletesAreDeferred) {
   context().shareGroup->table(ShareSlot::kTextures).set(names[0], new LabelRecord);
   EXPECT_EQ(QV_CALL(glIsTexture)(names[0]), GL_TRUE);
   QV_CALL(glDeleteTextures)(2, names);
-  expectStream(words({16u << 12 | 328, 2, 1, 2}));
+  expectStream(Stream().add(kDeleteTextures, 2, 1, 2));
   EXPECT_EQ(QV_CALL(glIsTexture)(names[0]), GL_TRUE);
   GLuint again = 0;
   QV_CALL(glGenTextures)(1, &again);
@@ -219,16 +224,16 @@ TEST_F(SpecialCalls, DeletesReachTheirTables) {
     const char* call;
     uint32_t opcode;
     uint32_t slot;
-  } kinds[] = {{"glDeleteFramebuffers", 1543, 0},  {"glDeleteFramebuffersEXT", 1418, 0},
-               {"glDeleteRenderbuffers", 1537, 1}, {"glDeleteRenderbuffersEXT", 1412, 1},
-               {"glDeleteSamplers", 2132, 2},      {"glDeleteTransformFeedbacks", 2253, 3}};
+  } kinds[] = {{"glDeleteFramebuffers", kDeleteFramebuffers, 0},   {"glDeleteFramebuffersEXT", kDeleteFramebuffersEXT, 0},
+               {"glDeleteRenderbuffers", kDeleteRenderbuffers, 1}, {"glDeleteRenderbuffersEXT", kDeleteRenderbuffersEXT, 1},
+               {"glDeleteSamplers", kDeleteSamplers, 2},           {"glDeleteTransformFeedbacks", kDeleteTransformFeedbacks, 3}};
   for (const auto& kind : kinds) {
     for (NameTable* const table : context().shareGroup->tables) table->clear();
     for (uint32_t slot = 0; slot < 4; ++slot) {
       for (const GLuint name : {5u, 7u, 9u}) context().shareGroup->tables[slot]->set(name, new LabelRecord);
     }
     (*gl<decltype(::glDeleteFramebuffers)>(kind.call))(2, names);
-    expectStream(words({16u << 12 | kind.opcode, 2, 5, 9}));
+    expectStream(Stream().add(kind.opcode, 2, 5, 9));
     for (uint32_t slot = 0; slot < 4; ++slot) {
       NameTable& table = *context().shareGroup->tables[slot];
       EXPECT_EQ(table.count, slot == kind.slot ? 1 : 3) << kind.call << " " << slot;
@@ -237,14 +242,14 @@ TEST_F(SpecialCalls, DeletesReachTheirTables) {
   }
   for (const GLuint name : {5u, 7u, 9u}) context().queryTable.set(name, new LabelledRecord);
   QV_CALL(glDeleteQueries)(2, names);
-  expectStream(words({16u << 12 | 466, 2, 5, 9}));
+  expectStream(Stream().add(kDeleteQueries, 2, 5, 9));
   EXPECT_EQ(context().queryTable.count, 1);
   EXPECT_TRUE(context().queryTable.contains(7));
   EXPECT_EQ(context().recordedError, 0u);
 }
 
-// The single values of the attribute groups.
-TEST_F(SpecialCalls, ShadowedValues) {
+// Calls of six attribute groups leave their values in the shadow.
+TEST_F(SpecialCalls, CallsLeaveTheirValuesInTheShadow) {
   QV_CALL(glPolygonMode)(GL_FRONT, GL_LINE);
   EXPECT_EQ(context().polygon.current().frontMode, static_cast<uint32_t>(GL_LINE));
   EXPECT_EQ(context().polygon.current().backMode, static_cast<uint32_t>(GL_FILL));

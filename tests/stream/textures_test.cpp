@@ -2,7 +2,8 @@
 #include "driver/objects/display_list_stream.h"
 #include "driver/objects/share_group.h"
 #include "driver/objects/tracked_object.h"
-#include "tests/stream/recording_host.h"
+#include "tests/support/context_fixture.h"
+#include "tests/support/opcodes.h"
 
 namespace qv::test {
 namespace {
@@ -11,11 +12,6 @@ class Textures : public ContextTest {
  protected:
   NameTable& names() { return context().shareGroup->table(ShareSlot::kTextures); }
   uint32_t bound(uint32_t unit, int target) { return context().texture.current().units[unit].bound[target]; }
-  uint32_t takeError() {
-    const uint32_t error = context().recordedError;
-    context().recordedError = 0;
-    return error;
-  }
 };
 
 constexpr int k2D = 1, kRectangle = 4;
@@ -23,13 +19,13 @@ constexpr int k2D = 1, kRectangle = 4;
 // GL_CLAMP never reaches the host: the command carries GL_CLAMP_TO_EDGE.
 TEST_F(Textures, ClampBecomesClampToEdge) {
   QV_CALL(glTexParameteri)(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP);
-  expectStream(words({0x100B4, 0x0DE1, 0x2802, 0x812F}));
-  QV_CALL(glTexParameterf)(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, 10496.0f);
-  expectStream(words({0x100B2, 0x0DE1, 0x2803, 0x47012F00}));
+  expectStream(Stream().add(kTexParameteri, GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE));
+  QV_CALL(glTexParameterf)(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, static_cast<float>(GL_CLAMP));
+  expectStream(Stream().add(kTexParameterf, GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, static_cast<float>(GL_CLAMP_TO_EDGE)));
   QV_CALL(glTexParameteri)(GL_TEXTURE_RECTANGLE, GL_TEXTURE_WRAP_R, GL_CLAMP);
-  expectStream(words({0x100B4, 0x84F5, 0x8072, 0x812F}));
+  expectStream(Stream().add(kTexParameteri, GL_TEXTURE_RECTANGLE, GL_TEXTURE_WRAP_R, GL_CLAMP_TO_EDGE));
   QV_CALL(glTexParameteri)(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_CLAMP);
-  expectStream(words({0x100B4, 0x0DE1, 0x2800, 0x2900}));
+  expectStream(Stream().add(kTexParameteri, GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_CLAMP));
 }
 
 // The forms with a pointer write the replacement into the caller's array. This is required.
@@ -37,7 +33,7 @@ TEST_F(Textures, ClampIsReplacedInTheCallersArray) {
   GLint integer = GL_CLAMP;
   QV_CALL(glTexParameteriv)(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, &integer);
   EXPECT_EQ(integer, GL_CLAMP_TO_EDGE);
-  expectStream(words({0x100B5, 0x0DE1, 0x2802, 0x812F}));
+  expectStream(Stream().add(kTexParameteriv, GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE));
   GLfloat number = GL_CLAMP;
   QV_CALL(glTexParameterfv)(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, &number);
   EXPECT_EQ(number, static_cast<float>(GL_CLAMP_TO_EDGE));
@@ -51,11 +47,11 @@ TEST_F(Textures, ClampIsReplacedInTheCallersArray) {
   // Four values go for a border colour and a swizzle.
   const GLfloat border[4] = {1, 2, 3, 4};
   QV_CALL(glTexParameterfv)(GL_TEXTURE_2D, GL_TEXTURE_BORDER_COLOR, border);
-  expectStream(words({0x1C0B3, 0x0DE1, 0x1004, 0x3F800000, 0x40000000, 0x40400000, 0x40800000}));
+  expectStream(Stream().add(kTexParameterfv, GL_TEXTURE_2D, GL_TEXTURE_BORDER_COLOR, 1.0f, 2.0f, 3.0f, 4.0f));
 }
 
 // What a rectangle texture does not take is refused with one error, and nothing is sent or recorded.
-TEST_F(Textures, RectangleRefusals) {
+TEST_F(Textures, RectanglesRefuseWhatTheyDoNotTake) {
   QV_CALL(glNewList)(1, GL_COMPILE_AND_EXECUTE);
   drop();
   const uint64_t recorded = static_cast<uint64_t>(context().recordingList->cursor - context().recordingList->base);
@@ -68,7 +64,7 @@ TEST_F(Textures, RectangleRefusals) {
   EXPECT_EQ(takeError(), static_cast<GLenum>(GL_INVALID_OPERATION));
   QV_CALL(glTexParameterf)(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
   EXPECT_EQ(takeError(), static_cast<GLenum>(GL_INVALID_ENUM));
-  EXPECT_EQ(context().lastOpcode, 178);
+  EXPECT_EQ(context().lastOpcode, kTexParameterf);
   EXPECT_TRUE(pending().empty());
   EXPECT_EQ(static_cast<uint64_t>(context().recordingList->cursor - context().recordingList->base), recorded);
   QV_CALL(glTexParameteri)(GL_TEXTURE_RECTANGLE, GL_TEXTURE_BASE_LEVEL, 0);
@@ -79,8 +75,8 @@ TEST_F(Textures, RectangleRefusals) {
   QV_CALL(glEndList)();
 }
 
-// Between glBegin and glEnd glTexParameter is an error, but not its I forms, which have no such test.
-TEST_F(Textures, InsideBegin) {
+// Between glBegin and glEnd glTexParameter is an error, but its I forms have no such check.
+TEST_F(Textures, OnlyTheIFormsPassInsideBegin) {
   QV_CALL(glBegin)(GL_POINTS);
   QV_CALL(glTexParameteri)(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
   EXPECT_EQ(takeError(), static_cast<GLenum>(GL_INVALID_OPERATION));
@@ -91,11 +87,11 @@ TEST_F(Textures, InsideBegin) {
 }
 
 // A bind is tracked in the active unit only, for five targets, and gives the name its record.
-TEST_F(Textures, BindIsTracked) {
+TEST_F(Textures, BindIsTrackedInTheActiveUnit) {
   QV_CALL(glActiveTexture)(GL_TEXTURE3);
   drop();
   QV_CALL(glBindTexture)(GL_TEXTURE_2D, 5);
-  expectStream(words({0xC147, 0x0DE1, 5}));
+  expectStream(Stream().add(kBindTexture, GL_TEXTURE_2D, 5));
   EXPECT_EQ(bound(3, k2D), 5u);
   EXPECT_EQ(bound(0, k2D), 0u);
   EXPECT_NE(names().find(5), nullptr);
@@ -114,7 +110,7 @@ TEST_F(Textures, BindIsTracked) {
   QV_CALL(glBegin)(GL_POINTS);
   QV_CALL(glBindTexture)(0x1234, 9);
   EXPECT_EQ(context().recordedError, 0u);
-  expectStream(words({2007, 12, 0, 0xC147, 0x1234, 9}));
+  expectStream(Stream().large(kRunBroken, words({0})).add(kBindTexture, 0x1234, 9));
   QV_CALL(glEnd)();
 }
 
@@ -130,7 +126,7 @@ TEST_F(Textures, CompilingMovesBindingsButNotTheUnit) {
 }
 
 // A view needs an original that has been bound and a name of its own that has only to exist; it counts as bound afterwards.
-TEST_F(Textures, Views) {
+TEST_F(Textures, ViewNeedsABoundOriginalAndANameOfItsOwn) {
   GLuint generated[2] = {};
   QV_CALL(glGenTextures)(2, generated);
   const auto view = [&](GLuint texture, GLuint original) {
@@ -149,7 +145,7 @@ TEST_F(Textures, Views) {
   EXPECT_TRUE(pending().empty());
   EXPECT_EQ(bound(0, k2D), generated[0]);
   EXPECT_EQ(view(generated[1], generated[0]), 0u);
-  expectStream(words({36u << 12 | 2382, generated[1], 0x0DE1, generated[0], 0x8058, 1, 2, 3, 4}));
+  expectStream(Stream().add(kTextureView, generated[1], GL_TEXTURE_2D, generated[0], GL_RGBA8, 1, 2, 3, 4));
   EXPECT_EQ(bound(0, k2D), generated[1]);
   EXPECT_NE(names().find(generated[1]), nullptr);
 }
@@ -160,12 +156,12 @@ TEST_F(Textures, QueriesAskForTheirSize) {
   QV_CALL(glGetTexParameterfv)(GL_TEXTURE_2D, GL_TEXTURE_BORDER_COLOR, values);
   QV_CALL(glGetTexParameterfv)(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, values);
   QV_CALL(glGetTexLevelParameterfv)(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, values);
-  ASSERT_EQ(host().submissions.size(), 3u);
-  EXPECT_EQ(host().submissions[0].replySize, 16u);
-  EXPECT_EQ(host().submissions[0].stream, words({0xC11A, 0x0DE1, 0x1004}));
-  EXPECT_EQ(host().submissions[1].replySize, 4u);
-  EXPECT_EQ(host().submissions[2].replySize, 4u);
-  EXPECT_EQ(host().submissions[2].stream, words({0x1011C, 0x0DE1, 0, 0x1000}));
+  ASSERT_EQ(host.submissions.size(), 3u);
+  EXPECT_EQ(host.submissions[0].replySize, 16u);
+  EXPECT_EQ(host.submissions[0].stream, Stream().add(kGetTexParameterfv, GL_TEXTURE_2D, GL_TEXTURE_BORDER_COLOR).data);
+  EXPECT_EQ(host.submissions[1].replySize, 4u);
+  EXPECT_EQ(host.submissions[2].replySize, 4u);
+  EXPECT_EQ(host.submissions[2].stream, Stream().add(kGetTexLevelParameterfv, GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH).data);
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
 // Vertex runs byte by byte: opening, layouts, every way to break one, and what stays plain.
 #include <string>
 
-#include "tests/stream/recording_host.h"
-#include "tests/stream/row_cases.h"
+#include "tests/support/context_fixture.h"
+#include "tests/support/opcodes.h"
+#include "tests/support/row_cases.h"
 
 namespace qv::test {
 namespace {
@@ -18,22 +19,22 @@ class VertexRuns : public ContextTest {
 constexpr uint32_t kOne = 0x3f800000, kTwo = 0x40000000, kThree = 0x40400000;
 
 // glBegin and glEnd with nothing between make a run of 12 bytes whose packed word holds the mode alone.
-TEST_F(VertexRuns, EmptyPrimitive) {
+TEST_F(VertexRuns, EmptyPrimitiveIsARunOfItsModeAlone) {
   QV_CALL(glBegin)(GL_TRIANGLES);
   EXPECT_EQ(context().insideBegin, 1);
-  EXPECT_EQ(context().lastOpcode, 7);
+  EXPECT_EQ(context().lastOpcode, kBegin);
   QV_CALL(glEnd)();
-  EXPECT_EQ(context().lastOpcode, 43);
+  EXPECT_EQ(context().lastOpcode, kEnd);
   EXPECT_EQ(context().insideBegin, 0);
-  expectStream(words({2008, 12, 4u << 24}));
+  expectStream(words({kRunEnded, 12, 4u << 24}));
 }
 
 // An attribute without a vertex stands as the run's only element.
-TEST_F(VertexRuns, AttributeWithoutVertex) {
+TEST_F(VertexRuns, AttributeWithoutVertexStandsAlone) {
   QV_CALL(glBegin)(GL_POINTS);
   QV_CALL(glColor3f)(1, 2, 3);
   QV_CALL(glEnd)();
-  expectStream(words({2008, 28, 1u << 16 | 12, 0x3103, kOne, kTwo, kThree}));
+  expectStream(words({kRunEnded, 28, 1u << 16 | 12, 0x3103, kOne, kTwo, kThree}));
 }
 
 // Two vertices of colour and position: one head, two tags, then bare attribute bytes.
@@ -44,10 +45,11 @@ TEST_F(VertexRuns, RepeatedLayoutIsPacked) {
     QV_CALL(glVertex2f)(1, static_cast<float>(i));
   }
   QV_CALL(glEnd)();
-  expectStream(words({2008, 56, 1u << 24 | 2u << 16 | 20, 0x21003103, kOne, kTwo, kThree, kOne, 0, kOne, kTwo, kThree, kOne, kOne}));
+  expectStream(
+      words({kRunEnded, 56, 1u << 24 | 2u << 16 | 20, 0x21003103, kOne, kTwo, kThree, kOne, 0, kOne, kTwo, kThree, kOne, kOne}));
 }
 
-// A second vertex without its colour ends the run as 2007 with one vertex; the vertex and the glEnd go plain.
+// A second vertex without its colour ends the run as broken, with one vertex; the vertex and the glEnd go plain.
 TEST_F(VertexRuns, MissingAttributeBreaksTheRun) {
   QV_CALL(glBegin)(GL_LINES);
   QV_CALL(glColor3f)(1, 2, 3);
@@ -55,8 +57,8 @@ TEST_F(VertexRuns, MissingAttributeBreaksTheRun) {
   QV_CALL(glVertex3f)(2, 2, 2);
   EXPECT_EQ(context().insideBegin, 1);
   QV_CALL(glEnd)();
-  expectStream(words({2007, 40, 1u << 24 | 2u << 16 | 24, 0x31003103, kOne, kTwo, kThree, kOne, kOne, kOne,  //
-                      0x10088, kTwo, kTwo, kTwo, 0x402B}));
+  const auto run = words({kRunBroken, 40, 1u << 24 | 2u << 16 | 24, 0x31003103, kOne, kTwo, kThree, kOne, kOne, kOne});
+  expectStream(Stream().raw(run).add(kVertex3f, 2.0f, 2.0f, 2.0f).add(kEnd));
 }
 
 // A differing attribute on a frozen layout leaves the attributes already written as a partial vertex.
@@ -67,8 +69,8 @@ TEST_F(VertexRuns, PartialVertexStaysInTheRun) {
   QV_CALL(glColor3f)(2, 2, 2);
   QV_CALL(glTexCoord1f)(3);
   QV_CALL(glEnd)();
-  expectStream(words({2007, 48, 1u << 24 | 2u << 16 | 20, 0x21003103, kOne, kOne, kOne, kOne, kOne, kTwo, kTwo, kTwo,  //
-                      8u << 12 | 96, kThree, 0x402B}));
+  const auto run = words({kRunBroken, 48, 1u << 24 | 2u << 16 | 20, 0x21003103, kOne, kOne, kOne, kOne, kOne, kTwo, kTwo, kTwo});
+  expectStream(Stream().raw(run).add(kTexCoord1f, 3.0f).add(kEnd));
 }
 
 // A vertex of another type does not match the layout.
@@ -77,7 +79,7 @@ TEST_F(VertexRuns, OtherTypeBreaksTheRun) {
   QV_CALL(glVertex2f)(1, 1);
   QV_CALL(glVertex2i)(5, 6);
   QV_CALL(glEnd)();
-  expectStream(words({2007, 24, 1u << 16 | 8, 0x2100, kOne, kOne, 12u << 12 | 130, 5, 6, 0x402B}));
+  expectStream(Stream().raw(words({kRunBroken, 24, 1u << 16 | 8, 0x2100, kOne, kOne})).add(kVertex2i, 5, 6).add(kEnd));
 }
 
 // Tag and bytes of each of the 130 participants, read off its name: family, components, type.
@@ -90,9 +92,8 @@ TEST_F(VertexRuns, EveryParticipantHasItsTag) {
   };
   const Type types[] = {{"d", 0, 8}, {"f", 1, 4},  {"i", 2, 4}, {"ui", 3, 4},
                         {"s", 4, 2}, {"us", 5, 2}, {"b", 6, 1}, {"ub", 7, 1}};
-  fillMemory();
   int participants = 0;
-  for (const RowCase& row : stampedRows()) {
+  for (const RowFacts& row : allRows()) {
     if (!row.attribute) continue;
     ++participants;
     const std::string name = row.name;
@@ -109,18 +110,18 @@ TEST_F(VertexRuns, EveryParticipantHasItsTag) {
     ASSERT_NE(type, nullptr) << name;
     const uint32_t components = static_cast<uint32_t>(name[digit] - '0');
     const uint32_t bytes = (components * type->bytes + 3) / 4 * 4;
-    std::vector<Arg> args = argumentsOf(row, {});
+    RowCase one = casesOf(row).at(0);
     if (family == "glMultiTexCoord") {
-      args[0].bits = GL_TEXTURE0 + 5;
+      one.values[0] = GL_TEXTURE5;
       attribute = 13;
     }
     drop();
     QV_CALL(glBegin)(GL_LINES);
-    row.call(findProc(row.name), args);
+    one.call(reinterpret_cast<Routine>(findProc(row.name)));
     QV_CALL(glEnd)();
     const std::vector<uint8_t> run = pending();
     ASSERT_EQ(run.size(), 16u + bytes) << name;
-    EXPECT_EQ(std::vector<uint8_t>(run.begin(), run.begin() + 12), words({2008, 16 + bytes, 1u << 24 | 1u << 16 | bytes}))
+    EXPECT_EQ(std::vector<uint8_t>(run.begin(), run.begin() + 12), words({kRunEnded, 16 + bytes, 1u << 24 | 1u << 16 | bytes}))
         << name;
     EXPECT_EQ(run[12] | run[13] << 8, static_cast<int>(components << 12 | type->code << 8 | attribute)) << name;
   }
@@ -128,7 +129,7 @@ TEST_F(VertexRuns, EveryParticipantHasItsTag) {
 }
 
 // Fifteen attributes and a position make sixteen slots; the whole layout repeats.
-TEST_F(VertexRuns, SixteenSlots) {
+TEST_F(VertexRuns, LayoutHoldsSixteenSlots) {
   QV_CALL(glBegin)(GL_POINTS);
   for (int vertex = 0; vertex < 2; ++vertex) {
     for (int i = 0; i < 15; ++i) QV_CALL(glTexCoord1i)(i);
@@ -138,7 +139,7 @@ TEST_F(VertexRuns, SixteenSlots) {
   const std::vector<uint8_t> bytes = pending();
   // head 12, sixteen tags 32, two vertices of 15 * 4 + 8
   ASSERT_EQ(bytes.size(), 12u + 32 + 2 * 68);
-  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 12), words({2008, 180, 16u << 16 | 68}));
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 12), words({kRunEnded, 180, 16u << 16 | 68}));
   EXPECT_EQ(bytes[12], 0x08);
   EXPECT_EQ(bytes[13], 0x12);
   EXPECT_EQ(bytes[12 + 30], 0x00);
@@ -151,9 +152,9 @@ TEST_F(VertexRuns, SixteenthAttributeBreaksTheRun) {
   for (int i = 0; i < 16; ++i) QV_CALL(glTexCoord1i)(i);
   std::vector<uint8_t> bytes = pending();
   ASSERT_EQ(bytes.size(), 12u + 32 + 60 + 8);
-  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 12), words({2007, 12 + 32 + 60, 15u << 16 | 60}));
-  EXPECT_EQ(std::vector<uint8_t>(bytes.end() - 8, bytes.end()), words({8u << 12 | 98, 15}));
-  EXPECT_EQ(context().lastOpcode, 98);
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 12), words({kRunBroken, 12 + 32 + 60, 15u << 16 | 60}));
+  EXPECT_EQ(std::vector<uint8_t>(bytes.end() - 8, bytes.end()), words({8u << 12 | kTexCoord1i, 15}));
+  EXPECT_EQ(context().lastOpcode, kTexCoord1i);
   QV_CALL(glEnd)();
 }
 
@@ -166,7 +167,7 @@ TEST_F(VertexRuns, RepeatedAttributeTakesTwoSlots) {
   QV_CALL(glEnd)();
   std::vector<uint8_t> bytes = pending();
   ASSERT_EQ(bytes.size(), 12u + 8 + 16);
-  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 12), words({2008, 36, 3u << 16 | 16}));
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 12), words({kRunEnded, 36, 3u << 16 | 16}));
 }
 
 // Attributes are padded one by one to whole words: 3 bytes take 4, three shorts take 8.
@@ -177,7 +178,7 @@ TEST_F(VertexRuns, AttributesArePadded) {
   QV_CALL(glEnd)();
   std::vector<uint8_t> bytes = pending();
   ASSERT_EQ(bytes.size(), 12u + 4 + 12);
-  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 16), words({2008, 28, 2u << 16 | 12, 0x34003602}));
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 16), words({kRunEnded, 28, 2u << 16 | 12, 0x34003602}));
   EXPECT_EQ(bytes[16], 1);
   EXPECT_EQ(bytes[18], 3);
   EXPECT_EQ(bytes[20], 4);
@@ -191,7 +192,7 @@ TEST_F(VertexRuns, VectorFormMatchesScalarForm) {
   QV_CALL(glVertex2i)(1, 2);
   QV_CALL(glVertex2iv)(position);
   QV_CALL(glEnd)();
-  expectStream(words({2008, 32, 1u << 16 | 8, 0x2200, 1, 2, 3, 4}));
+  expectStream(words({kRunEnded, 32, 1u << 16 | 8, 0x2200, 1, 2, 3, 4}));
 }
 
 // glMultiTexCoord2f for unit 3 has tag 0x210B, and another unit does not match it.
@@ -201,15 +202,15 @@ TEST_F(VertexRuns, MultiTexCoordCarriesItsUnit) {
   QV_CALL(glVertex2i)(1, 2);
   QV_CALL(glMultiTexCoord2f)(GL_TEXTURE2, 1, 2);
   QV_CALL(glEnd)();
-  expectStream(words({2007, 32, 2u << 16 | 16, 0x2200210B, kOne, kTwo, 1, 2,  //
-                      16u << 12 | 386, 0x84C2, kOne, kTwo, 0x402B}));
+  const auto run = words({kRunBroken, 32, 2u << 16 | 16, 0x2200210B, kOne, kTwo, 1, 2});
+  expectStream(Stream().raw(run).add(kMultiTexCoord2f, GL_TEXTURE2, 1.0f, 2.0f).add(kEnd));
 }
 
 // With no glBegin an attribute goes out as its plain command and sets lastOpcode.
 TEST_F(VertexRuns, AttributeOutsideBeginIsPlain) {
   QV_CALL(glColor3f)(1, 2, 3);
-  EXPECT_EQ(context().lastOpcode, 13);
-  expectStream(words({16u << 12 | 13, kOne, kTwo, kThree}));
+  EXPECT_EQ(context().lastOpcode, kColor3f);
+  expectStream(Stream().add(kColor3f, 1.0f, 2.0f, 3.0f));
 }
 
 // Without the quirk bit no run ever opens and every call is plain.
@@ -218,7 +219,7 @@ TEST_F(VertexRuns, NoRunWithoutItsBit) {
   QV_CALL(glBegin)(GL_POINTS);
   QV_CALL(glVertex2i)(1, 2);
   QV_CALL(glEnd)();
-  expectStream(words({0x8007, 0, 12u << 12 | 130, 1, 2, 0x402B}));
+  expectStream(Stream().add(kBegin, GL_POINTS).add(kVertex2i, 1, 2).add(kEnd));
 }
 
 // A second glBegin is refused and the run goes on.
@@ -226,16 +227,16 @@ TEST_F(VertexRuns, NestedBeginIsRefused) {
   QV_CALL(glBegin)(GL_POINTS);
   QV_CALL(glBegin)(GL_LINES);
   EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
-  EXPECT_EQ(context().lastOpcode, 7);
+  EXPECT_EQ(context().lastOpcode, kBegin);
   QV_CALL(glEnd)();
-  expectStream(words({2008, 12, 0}));
+  expectStream(words({kRunEnded, 12, 0}));
 }
 
 // A glEnd without glBegin is refused and writes nothing.
 TEST_F(VertexRuns, StrayEndIsRefused) {
   QV_CALL(glEnd)();
   EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
-  EXPECT_EQ(context().lastOpcode, 43);
+  EXPECT_EQ(context().lastOpcode, kEnd);
   EXPECT_TRUE(pending().empty());
 }
 
@@ -246,16 +247,17 @@ TEST_F(VertexRuns, OtherCallsBreakTheRunAndAreSent) {
   QV_CALL(glColorMaski)(0, 1, 0, 1, 0);
   EXPECT_EQ(context().recordedError, 0u);
   QV_CALL(glEnd)();
-  expectStream(words({2007, 24, 1u << 16 | 8, 0x2200, 1, 2, 12u << 12 | 2048, 0, 0x00010001, 0x402B}));
+  expectStream(Stream().raw(words({kRunBroken, 24, 1u << 16 | 8, 0x2200, 1, 2})).add(kColorMaski, 0, 0x00010001).add(kEnd));
 }
 
-// A participant's call that takes no part in runs breaks the run too.
+// glSecondaryColor takes no part in runs and breaks the run too.
 TEST_F(VertexRuns, SecondaryColorBreaksTheRun) {
   QV_CALL(glBegin)(GL_POINTS);
   QV_CALL(glVertex2i)(1, 2);
   QV_CALL(glSecondaryColor3f)(1, 2, 3);
   QV_CALL(glEnd)();
-  expectStream(words({2007, 24, 1u << 16 | 8, 0x2200, 1, 2, 16u << 12 | 436, kOne, kTwo, kThree, 0x402B}));
+  const auto run = words({kRunBroken, 24, 1u << 16 | 8, 0x2200, 1, 2});
+  expectStream(Stream().raw(run).add(kSecondaryColor3f, 1.0f, 2.0f, 3.0f).add(kEnd));
 }
 
 // A refused call leaves the run open and the stream as it was.
@@ -264,24 +266,25 @@ TEST_F(VertexRuns, RefusedCallLeavesTheRun) {
   QV_CALL(glVertex2i)(1, 2);
   QV_CALL(glEnable)(GL_BLEND);
   EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
-  EXPECT_EQ(context().lastOpcode, 215);
+  EXPECT_EQ(context().lastOpcode, kEnable);
   EXPECT_EQ(context().run.open, 1);
   QV_CALL(glVertex2i)(3, 4);
   QV_CALL(glEnd)();
-  expectStream(words({2008, 32, 1u << 16 | 8, 0x2200, 1, 2, 3, 4}));
+  expectStream(words({kRunEnded, 32, 1u << 16 | 8, 0x2200, 1, 2, 3, 4}));
 }
 
 // glPrimitiveRestartNV ends the run and begins another of the same mode; outside glBegin it is refused.
-TEST_F(VertexRuns, PrimitiveRestart) {
+TEST_F(VertexRuns, PrimitiveRestartBeginsAnotherRun) {
   QV_CALL(glBegin)(GL_LINE_STRIP);
   QV_CALL(glVertex2i)(1, 2);
   QV_CALL(glPrimitiveRestartNV)();
   QV_CALL(glVertex2i)(3, 4);
   QV_CALL(glEnd)();
-  expectStream(words({2008, 24, 3u << 24 | 1u << 16 | 8, 0x2200, 1, 2, 2008, 24, 3u << 24 | 1u << 16 | 8, 0x2200, 3, 4}));
+  expectStream(
+      words({kRunEnded, 24, 3u << 24 | 1u << 16 | 8, 0x2200, 1, 2, kRunEnded, 24, 3u << 24 | 1u << 16 | 8, 0x2200, 3, 4}));
   QV_CALL(glPrimitiveRestartNV)();
   EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
-  EXPECT_EQ(context().lastOpcode, 1399);
+  EXPECT_EQ(context().lastOpcode, kPrimitiveRestartNV);
 }
 
 // A run grows past the buffer's first capacity without losing a byte.
@@ -292,9 +295,9 @@ TEST_F(VertexRuns, RunOutgrowsTheBuffer) {
   QV_CALL(glEnd)();
   const std::vector<uint8_t> bytes = pending();
   ASSERT_EQ(bytes.size(), 16u + 8u * kVertices);
-  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 8), words({2008, 16 + 8 * kVertices}));
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 8), words({kRunEnded, 16 + 8 * kVertices}));
   EXPECT_EQ(std::vector<uint8_t>(bytes.end() - 8, bytes.end()), words({kVertices - 1, static_cast<uint32_t>(1 - kVertices)}));
-  EXPECT_TRUE(host().submissions.empty());
+  EXPECT_TRUE(host.submissions.empty());
 }
 
 }  // namespace

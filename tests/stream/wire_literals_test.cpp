@@ -3,7 +3,7 @@
 #include <string>
 
 #include "driver/stream/write_command.h"
-#include "tests/stream/recording_host.h"
+#include "tests/support/context_fixture.h"
 #include "wire/entry_table.h"
 
 namespace qv::test {
@@ -11,7 +11,7 @@ namespace {
 
 class WireLiterals : public ContextTest {};
 
-// Opcodes and sizes of rows from every corner of the number space, typed in by hand.
+// Rows from every corner of the number space have the opcodes and sizes typed in here.
 TEST(WireTable, RowsHaveTheirNumbers) {
   std::map<std::string, std::pair<int, int>> table;
   forEachRow([&](auto row) { table[decltype(row)::kName] = {decltype(row)::kOpcode, decltype(row)::kSize}; });
@@ -94,8 +94,8 @@ TEST(WireTable, VectorsCarryAllTheirComponents) {
   EXPECT_GE(numbered, 150u);
 }
 
-// Vectors of bytes and shorts behind a number of 32 bits, whole.
-TEST_F(WireLiterals, SmallVectorsBesideANumber) {
+// Vectors of bytes and shorts behind a number of 32 bits go whole.
+TEST_F(WireLiterals, SmallVectorsBesideANumberAreWhole) {
   const GLubyte bytes[4] = {1, 2, 3, 4};
   const GLshort shorts[4] = {5, 6, 7, 8};
   QV_CALL(glVertexAttrib4Nubv)(9, bytes);
@@ -112,8 +112,8 @@ TEST_F(WireLiterals, SmallVectorsBesideANumber) {
   expectStream(words({16u << 12 | 407, 0x84C1, 0x00060005, 0x00080007}));
 }
 
-// Plain commands as they stand on the wire, with no run open.
-TEST_F(WireLiterals, FixedCommands) {
+// Plain commands stand on the wire with these bytes while no run is open.
+TEST_F(WireLiterals, FixedCommandsHaveTheirBytes) {
   QV_CALL(glVertex3f)(1.0f, 2.0f, -0.5f);
   expectStream(words({0x10088, 0x3f800000, 0x40000000, 0xbf000000}));
   QV_CALL(glAccum)(GL_LOAD, 1.0f);
@@ -155,7 +155,7 @@ TEST_F(WireLiterals, MatrixGoesInline) {
 }
 
 // A value-counted array carries its element count, a two-way one does not.
-TEST_F(WireLiterals, CountedAndTwoWayArrays) {
+TEST_F(WireLiterals, CountedArraysCarryTheirCountAndTwoWayArraysDoNot) {
   const float color[4] = {1, 0, 0, 1};
   QV_CALL(glLightfv)(GL_LIGHT1, GL_DIFFUSE, color);
   expectStream(words({32u << 12 | 160, 0x4001, 0x1201, 4, 0x3f800000, 0, 0, 0x3f800000}));
@@ -172,7 +172,7 @@ TEST_F(WireLiterals, CountedAndTwoWayArrays) {
 }
 
 // Names go behind their count and nothing else.
-TEST_F(WireLiterals, NameArrays) {
+TEST_F(WireLiterals, NamesStandBehindTheirCountAlone) {
   const GLuint names[3] = {7, 8, 9};
   QV_CALL(glDeleteFramebuffers)(3, names);
   expectStream(words({20u << 12 | 1543, 3, 7, 8, 9}));
