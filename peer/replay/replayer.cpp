@@ -34,6 +34,7 @@ void Replayer::begin() {
 Replayer::Result Replayer::replay(const uint8_t* data, uint32_t bytes, uint32_t left) {
   const Handler* const table = opcodeTable();
   end_ = data + bytes;
+  beyond_ = left - bytes;
   uint32_t at = 0;
   state_->joinSeen = data;
   const auto failed = [&](uint32_t opcode) {
@@ -62,13 +63,12 @@ Replayer::Result Replayer::replay(const uint8_t* data, uint32_t bytes, uint32_t 
         return failed(opcode);
       }
       if (total <= left - at) return {Outcome::NeedMore, at, total};
-      // The guest took the length of its stream before it closed a run without a vertex: only the run's head has arrived, with the
-      // length of the whole run. The primitive is open and has no vertex yet.
-      if (opcode == opcodeOf<op::qvRunBroken> && head == kLargeHeaderBytes && left - at == kRunHeadBytes) {
-        if (bytes - at < kRunHeadBytes) return {Outcome::NeedMore, at, kRunHeadBytes};
+      // The primitive is open and has no vertex yet.
+      if (opcode == opcodeOf<op::qvRunBroken> && head == kLargeHeaderBytes && left - at == kRunWithoutVerticesBytes) {
+        if (bytes - at < kRunWithoutVerticesBytes) return {Outcome::NeedMore, at, kRunWithoutVerticesBytes};
         ++commands_;
-        openBareRun(*this, get<VertexRunRecord>(data + at + head));
-        return {Outcome::Done, at + kRunHeadBytes, 0};
+        openRunWithoutVertices(*this, get<VertexRunRecord>(data + at + head));
+        return {Outcome::Done, at + kRunWithoutVerticesBytes, 0};
       }
       fail("total of %u bytes, %u are left in the stream", total, left - at);
       return failed(opcode);

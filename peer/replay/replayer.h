@@ -71,6 +71,8 @@ class Replayer {
   static constexpr uint32_t kScratchBytes = 65536;
   void answer(const void* data, uint32_t bytes);
   // How many bytes of the stretch follow from `at` on, for a look ahead. `at` is at or behind the end of the present command.
+  // Whether nothing of the stream follows the command being replayed.
+  bool endsStream() const { return next_ == end_ && beyond_ == 0; }
   size_t bytesFrom(const uint8_t* at) const { return at < end_ ? static_cast<size_t>(end_ - at) : 0; }
   // For a handler that has also replayed the next `commands` commands, all of its own opcode. `next` is where the command behind
   // them begins, or the end of the stretch.
@@ -82,6 +84,7 @@ class Replayer {
   static constexpr uint32_t kRemembered = 64;
 
   const uint8_t* end_ = nullptr;   // of the stretch
+  uint32_t beyond_ = 0;            // bytes of the stream behind the stretch
   const uint8_t* next_ = nullptr;  // the command behind the one being replayed
   uint64_t commands_ = 0;
   uint16_t remembered_[kRemembered] = {};  // opcode of command number n, from 1 on, at n mod kRemembered

@@ -59,7 +59,10 @@ constexpr CallTable makeCallTable() {
 }
 constexpr CallTable kCalls = makeCallTable();
 
-// The call for a tag; null for a tag of no vertex attribute call.
+void giveNothing(GLenum, const uint8_t*) {}
+
+// The call for a tag; null for a tag of no vertex attribute call. The guest checks no texture unit: a number of no attribute is one
+// that is far from any, and GL's to refuse.
 AttributeCall callOf(RunTag tag, GLenum& target) {
   target = 0;
   const uint32_t number = tag.number();
@@ -67,7 +70,7 @@ AttributeCall callOf(RunTag tag, GLenum& target) {
   if (number == kNormal) return kCalls[kNormals][tag.components()][tag.type()];
   if (number == kColor) return kCalls[kColors][tag.components()][tag.type()];
   if (number == kTexCoord) return kCalls[kTexCoords][tag.components()][tag.type()];
-  if (number <= kTexCoord || number >= kTexCoord + kTextureSets) return nullptr;
+  if (number < kTexCoord || number >= kTexCoord + kTextureSets) return &giveNothing;
   target = GL_TEXTURE0 + number - kTexCoord;
   return kCalls[kMultiTexCoords][tag.components()][tag.type()];
 }
@@ -88,6 +91,7 @@ bool readRunLayout(Replayer& replayer, VertexRunRecord record, const uint8_t* ta
   layout.stride = 0;
   layout.positioned = false;
   layout.arrays = true;
+  layout.refused = false;
   layout.attributes = 0;
   for (uint32_t i = 0; i < layout.slots; ++i) {
     const RunTag tag = get<RunTag>(tags + sizeof(RunTag) * i);
@@ -102,7 +106,8 @@ bool readRunLayout(Replayer& replayer, VertexRunRecord record, const uint8_t* ta
     layout.tags[i] = tag;
     layout.stride += slot.width;
     layout.positioned = tag.number() == kPosition;
-    layout.arrays = layout.arrays && tag.type() == kFloat && tag.number() < kTexCoord + kArraySets;
+    layout.refused = layout.refused || slot.call == &giveNothing;
+    layout.arrays = layout.arrays && !layout.refused && tag.type() == kFloat && tag.number() < kTexCoord + kArraySets;
     addAttribute(layout, tag, slot.offset);
   }
   if (layout.stride != record.stride()) {

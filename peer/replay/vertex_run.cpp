@@ -33,10 +33,10 @@ struct RunData {
 };
 
 // False when the last vertex is cut short inside a slot.
-bool measure(const RunLayout& layout, const Elements<uint8_t>& bytes, RunData& out) {
-  out.vertices = bytes.data();
-  out.count = layout.stride == 0 ? 0 : static_cast<uint32_t>(bytes.size() / layout.stride);
-  uint64_t rest = bytes.size() - uint64_t{out.count} * layout.stride;
+bool measure(const RunLayout& layout, const uint8_t* data, uint64_t bytes, RunData& out) {
+  out.vertices = data;
+  out.count = layout.stride == 0 ? 0 : static_cast<uint32_t>(bytes / layout.stride);
+  uint64_t rest = bytes - uint64_t{out.count} * layout.stride;
   while (rest != 0 && out.wholeSlots < layout.slots && layout.slot[out.wholeSlots].width <= rest) {
     rest -= layout.slot[out.wholeSlots++].width;
   }
@@ -50,12 +50,17 @@ void replayRun(Replayer& replayer, VertexRunRecord record, Reader& rest, bool en
   const uint8_t* const tags = rest.bytes(runTagBytes(record.slots()));
   if (tags == nullptr) return replayer.fail("%u slots without their tags", record.slots());
   if (!isLayoutOf(layout, record, tags) && !readRunLayout(replayer, record, tags, layout)) return;
-  const Elements<uint8_t> bytes = rest.rest();
+  const Elements<uint8_t> data = rest.rest();
+  uint64_t bytes = data.size();
+  if (!ended && replayer.endsStream() && bytes >= kSmallHeaderBytes && get<uint32_t>(data.data() + bytes - kSmallHeaderBytes) == kMarkInRun) {
+    bytes -= kSmallHeaderBytes;
+  }
   RunData run;
-  if (!measure(layout, bytes, run)) {
-    const auto size = static_cast<unsigned long long>(bytes.size());
+  if (!measure(layout, data.data(), bytes, run)) {
+    const auto size = static_cast<unsigned long long>(bytes);
     return replayer.fail("%llu bytes of vertices of %u bytes end inside an attribute", size, layout.stride);
   }
+  if (layout.refused) refuse(replayer, GL_INVALID_ENUM);
 
   const uint32_t mode = record.mode();
   const bool drawable =
@@ -79,7 +84,7 @@ void replayRun(Replayer& replayer, VertexRunRecord record, Reader& rest, bool en
 
 }  // namespace
 
-void openBareRun(Replayer& replayer, VertexRunRecord record) {
+void openRunWithoutVertices(Replayer& replayer, VertexRunRecord record) {
   gl.glBegin(record.mode());
   replayer.state().primitiveOpened(record.mode());
 }

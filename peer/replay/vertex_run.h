@@ -8,6 +8,6 @@ namespace qv::peer {
 class Replayer;
 
 // A broken run of which only the head has arrived: opens the primitive.
-void openBareRun(Replayer& replayer, VertexRunRecord record);
+void openRunWithoutVertices(Replayer& replayer, VertexRunRecord record);
 
 }  // namespace qv::peer

@@ -296,10 +296,11 @@ TEST_F(Pictures, EmptyRunIsAnEndedPrimitive) {
   EXPECT_EQ(guest.glError(), GL_INVALID_OPERATION);
 }
 
-// A swap inside glBegin sends a run's head whose length counts bytes that are not in the stream: the primitive is open.
-TEST_F(Pictures, BareRunHeadOpensThePrimitive) {
+// A swap inside glBegin sends a run's head and the frame's mark, with a length that counts bytes which are not in the stream: the
+// primitive is open.
+TEST_F(Pictures, RunWithoutVerticesOpensThePrimitive) {
   Stream stream = clear(0, 0, 0);
-  stream.word(kRunBroken).word(28).word(4u << 24 | 1u << 16 | 12u);
+  stream.word(kRunBroken).word(32).word(4u << 24 | 1u << 16 | 12u).word(0x40D9);
   ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   Stream rest;
   rest.add(kColor3f, 0.0f, 1.0f, 0.0f)
