@@ -37,7 +37,8 @@ class Elements {
 // Whoever hands a reader to another routine looks at failed() afterwards: a routine that forgets to look does no harm.
 class Reader {
  public:
-  Reader(const uint8_t* data, uint64_t bytes) : at_(data), left_(bytes) {}
+  // An empty payload may be anywhere.
+  Reader(const uint8_t* data, uint64_t bytes) : at_(bytes == 0 && data == nullptr ? &kNowhere : data), left_(bytes) {}
 
   bool failed() const { return at_ == nullptr; }
   uint64_t left() const { return left_; }
@@ -90,6 +91,7 @@ class Reader {
   }
 
  private:
+  static constexpr uint8_t kNowhere = 0;
   const uint8_t* at_;  // null: failed
   uint64_t left_;
 };

@@ -11,6 +11,11 @@ namespace qv {
 namespace {
 
 template <typename T>
+constexpr ValueKind kValueKind = std::is_floating_point_v<T>                        ? ValueKind::Real
+                                 : std::is_integral_v<T> && std::is_signed_v<T> ? ValueKind::Signed
+                                                                                : ValueKind::Unsigned;
+
+template <typename T>
 constexpr ArgumentFacts factsOf(const Slot& slot) {
   ArgumentFacts out;
   out.offset = static_cast<uint16_t>(slot.offset);
@@ -21,10 +26,10 @@ constexpr ArgumentFacts factsOf(const Slot& slot) {
     using Element = typename Arguments<T>::Element;
     out.width = sizeof(Element);
     out.wireWidth = sizeof(Element);
-    out.real = std::is_floating_point_v<Element>;
+    out.kind = kValueKind<Element>;
   } else {
     out.width = sizeof(T);
-    out.real = std::is_floating_point_v<T>;
+    out.kind = kValueKind<T>;
     out.cut = scalarWidth<T>() < sizeof(T);
   }
   return out;
@@ -201,24 +206,26 @@ constexpr auto kByOpcode = [] {
 }
 
 // A value of the wire: reals as reals, small numbers in decimal, the others, which are mostly GL's enums, in hexadecimal.
-void appendValue(std::string& out, const uint8_t* at, uint32_t width, bool real) {
-  if (real && width == 4) return append(out, "%g", static_cast<double>(get<float>(at)));
-  if (real) return append(out, "%g", get<double>(at));
+void appendValue(std::string& out, const uint8_t* at, uint32_t width, ValueKind kind) {
+  if (kind == ValueKind::Real && width == 4) return append(out, "%g", static_cast<double>(get<float>(at)));
+  if (kind == ValueKind::Real) return append(out, "%g", get<double>(at));
   uint64_t value = 0;
   std::memcpy(&value, at, width);
-  if (width == 4 && static_cast<int32_t>(value) < 0 && static_cast<int32_t>(value) >= -4096) {
-    return append(out, "%d", static_cast<int32_t>(value));
+  if (kind == ValueKind::Signed) {
+    const uint32_t unused = 64 - 8 * width;
+    const int64_t number = static_cast<int64_t>(value << unused) >> unused;
+    if (number < 0) return append(out, "%lld", static_cast<long long>(number));
   }
   append(out, value < 1024 ? "%llu" : "0x%llx", static_cast<unsigned long long>(value));
 }
 
 constexpr uint64_t kValuesShown = 16;
 
-void appendValues(std::string& out, const uint8_t* at, uint64_t count, uint32_t width, bool real) {
+void appendValues(std::string& out, const uint8_t* at, uint64_t count, uint32_t width, ValueKind kind) {
   out += '{';
   for (uint64_t i = 0; i < count && i < kValuesShown; ++i) {
     if (i != 0) out += ' ';
-    appendValue(out, at + i * width, width, real);
+    appendValue(out, at + i * width, width, kind);
   }
   if (count > kValuesShown) append(out, " ... %llu", static_cast<unsigned long long>(count));
   out += '}';
@@ -286,7 +293,7 @@ std::string describeCommand(uint32_t opcode, Reader payload) {
       for (size_t i = 0; i < row->words.size(); ++i) {
         comma();
         append(out, "%s ", row->words[i]);
-        appendValue(out, fixed + 4 * i, 4, false);
+        appendValue(out, fixed + 4 * i, 4, ValueKind::Unsigned);
       }
     }
   } else {
@@ -294,9 +301,9 @@ std::string describeCommand(uint32_t opcode, Reader payload) {
       if (argument.components == 0) continue;
       comma();
       if (argument.pointer) {
-        appendValues(out, fixed + argument.offset, argument.components, argument.wireWidth, argument.real);
+        appendValues(out, fixed + argument.offset, argument.components, argument.wireWidth, argument.kind);
       } else {
-        appendValue(out, fixed + argument.offset, argument.wireWidth, argument.real);
+        appendValue(out, fixed + argument.offset, argument.wireWidth, argument.kind);
       }
     }
   }
@@ -311,7 +318,7 @@ std::string describeCommand(uint32_t opcode, Reader payload) {
       out += '"';
     } else {
       const uint32_t width = data == nullptr ? 1 : data->width;
-      appendValues(out, tail, left / width, width, data != nullptr && data->real);
+      appendValues(out, tail, left / width, width, data == nullptr ? ValueKind::Unsigned : data->kind);
     }
   }
   out += ')';

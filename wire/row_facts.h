@@ -10,9 +10,11 @@
 
 namespace qv {
 
+enum class ValueKind : uint8_t { Unsigned, Signed, Real };
+
 struct ArgumentFacts {
   bool pointer = false;
-  bool real = false;           // floating point
+  ValueKind kind = ValueKind::Unsigned;
   bool cut = false;            // 64 bits of which the wire has the low 32
   uint8_t width = 0;           // bytes of the C type, of one element for a pointer; 1 for void
   uint8_t wireWidth = 0;       // bytes of one component on the wire

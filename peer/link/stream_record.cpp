@@ -42,7 +42,9 @@ void RecordingLink::record(const void* packet, uint32_t size) {
   const uint32_t pad = 0;
   const std::lock_guard lock(mutex_);
   std::fwrite(&head, sizeof head, 1, file_);
-  std::fwrite(reinterpret_cast<const void*>(static_cast<uintptr_t>(flush.stream.address)), 1, head.streamBytes, file_);
+  if (head.streamBytes != 0) {
+    std::fwrite(reinterpret_cast<const void*>(static_cast<uintptr_t>(flush.stream.address)), 1, head.streamBytes, file_);
+  }
   std::fwrite(&pad, 1, padded(head.streamBytes) - head.streamBytes, file_);
 }
 
@@ -50,8 +52,12 @@ bool readRecordedFlush(std::FILE* file, RecordedFlush& flush, std::vector<uint8_
   error.clear();
   const size_t got = std::fread(&flush, 1, sizeof flush, file);
   if (got == 0 && std::feof(file)) return false;
-  if (got != sizeof flush || flush.magic != RecordedFlush::kMagic) {
+  if (std::memcmp(&flush.magic, &RecordedFlush::kMagic, std::min(got, sizeof flush.magic)) != 0) {
     error = "not a recorded stream";
+    return false;
+  }
+  if (got != sizeof flush) {
+    error = "cut short";
     return false;
   }
   stream.clear();

@@ -29,7 +29,7 @@ bool isCut(const RowFacts& row, const ArgumentFacts& argument) {
   const std::string_view name = row.name;
   const bool wholeTimeout = name == "glClientWaitSync" || name == "glWaitSync";
   const bool isTimeout = wholeTimeout && &argument == &row.arguments.back();
-  return !argument.pointer && argument.width == 8 && !argument.real && !isTimeout;
+  return !argument.pointer && argument.width == 8 && argument.kind != ValueKind::Real && !isTimeout;
 }
 
 uint32_t wireWidth(const RowFacts& row, const ArgumentFacts& argument) { return isCut(row, argument) ? 4 : argument.width; }
@@ -67,7 +67,7 @@ RowCase plainCase(const RowFacts& row, uint32_t elements) {
     uint64_t value = 0;
     if (argument.pointer) {
       value = reinterpret_cast<uintptr_t>(caseMemory[i]);
-    } else if (argument.real) {
+    } else if (argument.kind == ValueKind::Real) {
       const double real = static_cast<double>(i) + 0.25;
       value = argument.width == 4 ? std::bit_cast<uint32_t>(static_cast<float>(real)) : std::bit_cast<uint64_t>(real);
     } else {

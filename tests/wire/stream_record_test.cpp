@@ -80,8 +80,7 @@ class StreamRecord : public testing::Test {
 TEST_F(StreamRecord, FlushesComeBack) {
   peer::NullGpu gpu;
   const Bytes clear = Stream().add(kClear, GL_COLOR_BUFFER_BIT).data;
-  Bytes empty;
-  empty.reserve(4);  // an address, and no byte there
+  const Bytes empty;  // at no address
   Bytes odd = Stream().add(kDepthMask, uint8_t{1}).data;
   odd.resize(5);  // the last pad bytes may be missing
   {
@@ -185,9 +184,8 @@ TEST_F(StreamRecord, CutFilesAreTold) {
     write(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(bytes)));
     std::string error;
     EXPECT_EQ(read(error).size(), bytes < 28 ? 0u : bytes < 52 ? 1u : 2u) << bytes;
-    const bool insideHead = (bytes > 0 && bytes < 20) || (bytes > 28 && bytes < 48);
-    const bool insideStream = (bytes >= 20 && bytes < 28) || (bytes >= 48 && bytes < 52);
-    EXPECT_EQ(error, insideHead ? "not a recorded stream" : insideStream ? "cut short" : "") << bytes;
+    const bool atAnEnd = bytes == 0 || bytes == 28 || bytes == 52;
+    EXPECT_EQ(error, atAnEnd ? "" : "cut short") << bytes;
   }
 }
 
