@@ -20,7 +20,7 @@ bool AllocationSet::open(const AllocationDescription& description, int fd) {
   // Cut short, the file would kill the peer at the next frame. Once it is sealed its size holds.
   const int seals = fcntl(fd, F_GET_SEALS);
   if (seals < 0 || (seals & F_SEAL_SHRINK) == 0) {
-    logLine("allocation %u: its memory is not sealed against shrinking", description.handle);
+    logLine("allocation %u: memory not sealed against shrinking", description.handle);
     return false;
   }
   const uint64_t rowBytes = uint64_t{description.width} * 4;

@@ -57,7 +57,7 @@ Context::~Context() {
 bool Context::openChannel() {
   if (thread_.joinable()) return true;
   if (channel_ == nullptr) {
-    if (!channelHeld_.take(guest_.channelBytes(), kChannelBytes)) return complain("the guest's channels may have no more memory");
+    if (!channelHeld_.take(guest_.channelBytes(), kChannelBytes)) return complain("channel is over the guest's quota");
     if (channelFile_ < 0) channelFile_ = createChannelFile();
     ChannelMemory* const memory = channelFile_ < 0 ? nullptr : mapChannel(channelFile_);
     if (memory == nullptr) return complain("no memory for a channel");
@@ -87,7 +87,7 @@ void Context::run() {
   try {
     serveFlushes();
   } catch (const std::bad_alloc&) {
-    complain("no memory left: the guest is ended");
+    complain("out of memory, the guest is ended");
     guest_.end();
   }
   unbindWindow();
@@ -145,11 +145,11 @@ FlushAnswer Context::serve(const FlushRequest& request) {
   answer.status = kStatusMalformed;
   pulled_ = 0;
   if (!guest_.knowsProcess(request.processId)) {
-    complain("a flush of process %u", request.processId);
+    complain("flush: unknown process %u", request.processId);
     return answer;
   }
   if (request.presentMode != 0 && request.presentMode != GL_FRONT && request.presentMode != GL_BACK) {
-    complain("a flush with present mode %u", request.presentMode);
+    complain("flush: unknown present mode %u", request.presentMode);
     return answer;
   }
   if (!bindWindow(request)) return answer;
@@ -169,7 +169,7 @@ int32_t Context::finishFlush(const FlushRequest& request) {
   if (request.backBuffer != 0) {
     target = guest_.allocations().find(request.backBuffer);
     // The guest loses the picture alone.
-    if (target == nullptr) complain("a flush names allocation %u, which there is not", request.backBuffer);
+    if (target == nullptr) complain("flush: unknown allocation %u", request.backBuffer);
   }
   const bool present = request.presentMode != 0 && target != nullptr;
   const int32_t done = request.presentMode != 0 && request.backBuffer != 0 && target == nullptr ? kStatusMalformed : 0;
@@ -193,23 +193,23 @@ bool Context::bindWindow(const FlushRequest& request) {
   const int64_t width = int64_t{request.clientRect[2]} - request.clientRect[0];
   const int64_t height = int64_t{request.clientRect[3]} - request.clientRect[1];
   if (width > kLargestSide || height > kLargestSide) {
-    return complain("a flush of a window of %lld x %lld", static_cast<long long>(width), static_cast<long long>(height));
+    return complain("flush: window of %lld x %lld is too large", static_cast<long long>(width), static_cast<long long>(height));
   }
   std::shared_ptr<Window> window = guest_.windows().find(request.windowId);
-  if (window == nullptr) return complain("a flush names window %u, which there is not", request.windowId);
+  if (window == nullptr) return complain("flush: unknown window %u", request.windowId);
   // A minimised window has no size and keeps its drawable.
   const bool sized = width > 0 && height > 0;
   if (window == window_ && (!sized || (width == window->width && height == window->height))) return true;
 
   unbindWindow();
   if (!guest_.windows().acquire(*window, *this, static_cast<int32_t>(width), static_cast<int32_t>(height), stop_)) {
-    return complain("no drawable of %lld x %lld", static_cast<long long>(width), static_cast<long long>(height));
+    return complain("flush: no drawable of %lld x %lld", static_cast<long long>(width), static_cast<long long>(height));
   }
   window_ = std::move(window);
   if (egl_ == EGL_NO_CONTEXT) egl_ = guest_.shares().create(*this, attributes_);
   if (egl_ == EGL_NO_CONTEXT || !bindDrawable()) {
     unbindWindow();
-    return complain("no OpenGL context of version %u for window %u", attributes_.version, request.windowId);
+    return complain("flush: no OpenGL context of version %u for window %u", attributes_.version, request.windowId);
   }
   if (!set_) {
     // The drawable has one colour buffer under both names; the guest's pixel format says which name is the default.
@@ -229,7 +229,7 @@ bool Context::copyPicture(const Allocation& target) {
   }
   const char* why = sideContext().copyResolvedFrame(*window_, target);
   if (!bindDrawable()) why = drawableLost().why;
-  return why == nullptr || complain("no frame: %s", why);
+  return why == nullptr || complain("flush: no picture: %s", why);
 }
 
 SideContext& Context::sideContext() {
@@ -268,10 +268,10 @@ bool Context::replayCommands(const FlushRequest& request) {
   while (offset < request.streamBytes) {
     const uint32_t left = request.streamBytes - offset;
     wanted = std::min(wanted, left);
-    if (wanted > kLongestCommand) return complain("a command of %u bytes at offset %u", wanted, offset);
+    if (wanted > kLongestCommand) return complain("flush: command of %u bytes at offset %u is too long", wanted, offset);
     stretch_.need(wanted);
     while (have < wanted) {
-      if (have == stretch_.capacity() && !stretch_.grow(have, wanted)) return complain("no memory for a command of %u bytes", wanted);
+      if (have == stretch_.capacity() && !stretch_.grow(have, wanted)) return complain("flush: no memory for a command of %u bytes", wanted);
       const uint64_t room = std::min<uint64_t>(stretch_.capacity() - have, left - have);
       const uint32_t pulled = pull(request, stretch_.memory() + have, static_cast<uint32_t>(room));
       if (pulled == 0) return false;
@@ -306,12 +306,12 @@ uint32_t Context::pull(const FlushRequest& request, uint8_t* to, uint32_t most) 
   };
   const bool waited = wait(kStreamSpin, [&] { return available() || channel.streamFault.load() != 0; });
   if (!waited || !available()) {
-    if (!stop_.load()) complain("the stream cannot be read at offset %u", pulled_);
+    if (!stop_.load()) complain("flush: stream not readable at offset %u", pulled_);
     return 0;
   }
   const uint32_t ready = written - pulled_;
   if (written > request.streamBytes || ready > kStreamRing) {
-    complain("%u bytes of a stream of %u are said to be there", written, request.streamBytes);
+    complain("flush: %u bytes told of a stream of %u", written, request.streamBytes);
     return 0;
   }
   const uint32_t taken = std::min(ready, most);

@@ -20,11 +20,11 @@ constexpr uint32_t kLongestMessage = sizeof(HostRequest) + 64 * 1024;
 bool Conversation::answer(std::span<const uint8_t> message, int file, HostReply& reply, int& replyFile) {
   opened_ = nullptr;
   HostRequest request;
-  if (message.size() < sizeof request) return refuse("a message of %zu bytes", message.size());
+  if (message.size() < sizeof request) return refuse("message of %zu bytes", message.size());
   std::memcpy(&request, message.data(), sizeof request);
-  if (request.protocol != kHostProtocol) return refuse("a guest of protocol %u", request.protocol);
+  if (request.protocol != kHostProtocol) return refuse("protocol %u", request.protocol);
   if (request.packetBytes > kPacketRoom || request.pathBytes != message.size() - sizeof request) {
-    return refuse("a packet of %u bytes and a path of %u", request.packetBytes, request.pathBytes);
+    return refuse("packet of %u bytes with a path of %u", request.packetBytes, request.pathBytes);
   }
   reply.done = 1;
   switch (request.message) {
@@ -46,7 +46,7 @@ bool Conversation::answer(std::span<const uint8_t> message, int file, HostReply&
       if (opened_ != nullptr) replyFile = opened_->channelFile();
       break;
     default:
-      return refuse("message %u", static_cast<uint32_t>(request.message));
+      return refuse("unknown message %u", static_cast<uint32_t>(request.message));
   }
   reply.counters = guest_.counters().read();
   return true;
@@ -58,7 +58,7 @@ bool Conversation::refuse(const char* format, ...) const {
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  logLine("guest %u: %s: the connection is closed", guest_.number(), text);
+  logLine("guest %u: %s, connection closed", guest_.number(), text);
   return false;
 }
 

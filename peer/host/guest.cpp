@@ -77,7 +77,7 @@ std::shared_ptr<Context> Guest::find(uint32_t id) {
 std::shared_ptr<Context> Guest::openChannel(uint32_t contextId) {
   const std::shared_ptr<Context> context = find(contextId);
   if (context == nullptr) {
-    malformed("opens a channel of context %u, which there is not", contextId);
+    malformed("open channel: unknown context %u", contextId);
     return nullptr;
   }
   const std::lock_guard lock(channelMutex_);
@@ -87,7 +87,7 @@ std::shared_ptr<Context> Guest::openChannel(uint32_t contextId) {
 void Guest::answer(std::span<uint8_t> packet, const RowMemory& row) {
   EscapeHeader header;
   if (packet.size() < sizeof header) {
-    malformed("a packet of %zu bytes", packet.size());
+    malformed("packet of %zu bytes", packet.size());
     return;
   }
   std::memcpy(&header, packet.data(), sizeof header);
@@ -99,7 +99,7 @@ void Guest::answer(std::span<uint8_t> packet, const RowMemory& row) {
       std::memcpy(&body, packet.data(), sizeof body);
       if constexpr (requires { body.processId; }) {
         header.status =
-            knowsProcess(body.processId) ? answerBody(body) : malformed("packet %u of process %u", code, body.processId);
+            knowsProcess(body.processId) ? answerBody(body) : malformed("packet %u: unknown process %u", code, body.processId);
       } else {
         header.status = answerBody(body);
       }
@@ -134,7 +134,7 @@ void Guest::answer(std::span<uint8_t> packet, const RowMemory& row) {
         answerAs(DestroyWindowPacket{}, [&](auto& body) { return answerDestroyWindow(body); });
         break;
       case EscapeCode::Flush:
-        header.status = malformed("a flush outside a channel");
+        header.status = malformed("flush outside a channel");
         break;
     }
   }
@@ -150,18 +150,18 @@ int32_t Guest::answerVersion(VersionQueryPacket& packet) {
 
 int32_t Guest::answerCreate(CreateContextPacket& packet, const RowMemory& row) {
   const auto attributes = readAttributeList(packet.attributes);
-  if (!attributes) return malformed("a context's attribute list");
+  if (!attributes) return malformed("create context: bad attribute list");
   if (packet.imagePath.direction != 0 || (packet.imagePath.address == 0) != (packet.imagePath.size == 0) ||
       packet.imagePath.size % 2 != 0) {
-    return malformed("a context's image path row: %u bytes, direction %u", packet.imagePath.size, packet.imagePath.direction);
+    return malformed("create context: image path row of %u bytes, direction %u", packet.imagePath.size, packet.imagePath.direction);
   }
   if (!row.readable) {
-    return malformed("a context's image path of %u bytes cannot be read", packet.imagePath.size);
+    return malformed("create context: image path of %u bytes not readable", packet.imagePath.size);
   }
-  if (!display_.offers(*attributes)) return malformed("a context of version %u is not to be had", attributes->version);
+  if (!display_.offers(*attributes)) return malformed("create context: version %u is not offered", attributes->version);
   const std::lock_guard lock(mutex_);
   if (contexts_.size() >= mostContexts_) {
-    logLine("guest %u: it has %zu contexts and may have no more", number_, contexts_.size());
+    logLine("guest %u: create context: quota of %zu reached", number_, contexts_.size());
     return kStatusUnavailable;
   }
   packet.contextId = ++lastContextId_;
@@ -174,7 +174,7 @@ int32_t Guest::answerDelete(const DeleteContextPacket& packet) {
   {
     const std::lock_guard lock(mutex_);
     const auto at = contexts_.find(packet.contextId);
-    if (at == contexts_.end()) return malformed("deletes context %u, which there is not", packet.contextId);
+    if (at == contexts_.end()) return malformed("delete context: unknown context %u", packet.contextId);
     gone = std::move(at->second);
     contexts_.erase(at);
   }
@@ -183,21 +183,21 @@ int32_t Guest::answerDelete(const DeleteContextPacket& packet) {
 
 int32_t Guest::answerCopy(const CopyContextPacket& packet) {
   if (find(packet.sourceId) == nullptr || find(packet.destinationId) == nullptr) {
-    return malformed("copies context %u to %u, which are not both there", packet.sourceId, packet.destinationId);
+    return malformed("copy context: unknown context %u or %u", packet.sourceId, packet.destinationId);
   }
   if (packet.mask == 0) return 0;
   // EGL has no call that copies state from one context to another.
-  logLine("guest %u: state 0x%x of context %u is not copied to %u", number_, packet.mask, packet.sourceId, packet.destinationId);
+  logLine("guest %u: copy context: state 0x%x of context %u is not copied to %u", number_, packet.mask, packet.sourceId, packet.destinationId);
   return kStatusUnavailable;
 }
 
 int32_t Guest::answerShare(const ShareContextsPacket& packet) {
   const std::shared_ptr<Context> first = find(packet.firstId), second = find(packet.secondId);
   if (first == nullptr || second == nullptr) {
-    return malformed("shares contexts %u and %u, which are not both there", packet.firstId, packet.secondId);
+    return malformed("share contexts: unknown context %u or %u", packet.firstId, packet.secondId);
   }
   if (!shares_.join(*first, *second)) {
-    logLine("guest %u: contexts %u and %u both have objects already and cannot share", number_, packet.firstId, packet.secondId);
+    logLine("guest %u: share contexts: %u and %u have objects already", number_, packet.firstId, packet.secondId);
     return kStatusUnavailable;
   }
   return 0;
@@ -206,13 +206,13 @@ int32_t Guest::answerShare(const ShareContextsPacket& packet) {
 int32_t Guest::answerCreateWindow(CreateWindowPacket& packet) {
   packet.windowId = 0;
   const auto attributes = readAttributeList(packet.attributes);
-  if (!attributes) return malformed("a window's attribute list");
+  if (!attributes) return malformed("create window: bad attribute list");
   packet.windowId = windows_.create(*attributes);
   return packet.windowId == 0 ? kStatusUnavailable : 0;
 }
 
 int32_t Guest::answerDestroyWindow(const DestroyWindowPacket& packet) {
-  if (!windows_.destroy(packet.windowId)) return malformed("destroys window %u, which there is not", packet.windowId);
+  if (!windows_.destroy(packet.windowId)) return malformed("destroy window: unknown window %u", packet.windowId);
   return 0;
 }
 

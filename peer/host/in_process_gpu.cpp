@@ -11,10 +11,10 @@ namespace {
 
 class LocalTransport final : public GuestTransport {
  public:
-  LocalTransport() {
+  explicit LocalTransport(const Quotas& quotas) {
     std::string error;
     if (const EglDisplay* const display = EglDisplay::get(&error)) {
-      guest_ = std::make_unique<Guest>(counters_, *display, 1);
+      guest_ = std::make_unique<Guest>(counters_, *display, 1, quotas);
     } else {
       logLine("no OpenGL: %s", error.c_str());
     }
@@ -51,6 +51,6 @@ class LocalTransport final : public GuestTransport {
 
 }  // namespace
 
-InProcessGpu::InProcessGpu() : GuestLink(std::make_unique<LocalTransport>()) {}
+InProcessGpu::InProcessGpu(const Quotas& quotas) : GuestLink(std::make_unique<LocalTransport>(quotas)) {}
 
 }  // namespace qv::peer

@@ -1,6 +1,7 @@
 // InProcessGpu: the whole peer inside the caller's process: one guest, real OpenGL on threads of the peer's own.
 #pragma once
 
+#include "peer/host/quotas.h"
 #include "peer/link/guest_link.h"
 
 namespace qv::peer {
@@ -9,7 +10,7 @@ namespace qv::peer {
 // escape is under way; contexts that the guest left behind die with it.
 class InProcessGpu final : public GuestLink {
  public:
-  InProcessGpu();
+  explicit InProcessGpu(const Quotas& quotas = {});
 };
 
 }  // namespace qv::peer

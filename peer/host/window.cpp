@@ -25,7 +25,7 @@ bool Window::makeAccumulation() {
 uint32_t WindowSet::create(const DrawableAttributes& attributes) {
   const std::lock_guard lock(mutex_);
   if (windows_.size() >= mostWindows_) {
-    logLine("guest %u: it has %zu windows and may have no more", guest_, windows_.size());
+    logLine("guest %u: create window: quota of %zu reached", guest_, windows_.size());
     return 0;
   }
   const DrawableOffer offer = display_.offer(attributes);
@@ -71,7 +71,7 @@ WindowSurface WindowSet::createSurface(const Window& window, int32_t width, int3
   const uint64_t pixels = static_cast<uint64_t>(width) * static_cast<uint64_t>(height);
   const uint64_t sampleBytes = 4 * static_cast<uint64_t>(window.offer.colorBits) / 8 + 4;
   if (!out.bytes.take(drawableBytes_, pixels * sampleBytes * std::max<uint64_t>(1, static_cast<uint64_t>(window.offer.samples)))) {
-    logLine("guest %u: its drawables may have no more memory, %d x %d is asked for", guest_, width, height);
+    logLine("guest %u: drawable of %d x %d is over the guest's quota", guest_, width, height);
     return out;
   }
   out.egl = display_.createSurface(window.attributes, width, height);

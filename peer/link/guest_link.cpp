@@ -66,7 +66,7 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   if (memory_ == nullptr) memory_ = transport_.openChannel(packet.contextId);
   if (memory_ == nullptr) {
     if (!transport_.alive()) return false;
-    logLine("context %u: no channel to be had", packet.contextId);
+    logLine("context %u: no channel", packet.contextId);
     answer = {kStatusUnavailable};
     return true;
   }
@@ -138,7 +138,7 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   }
   spin.waited(detail::monotonicNanoseconds() - from);
   if (unwritable && answer.status == 0) {
-    logLine("context %u: a reply buffer of %u and %u bytes cannot be written", packet.contextId, packet.reply.size,
+    logLine("context %u: reply buffers of %u and %u bytes not writable", packet.contextId, packet.reply.size,
             packet.reply2.size);
     answer.status = kStatusMalformed;
   }
@@ -191,7 +191,7 @@ NTSTATUS GuestLink::escapeFrame(void* packet, uint32_t size, void (*finishReads)
   }
   if (bytes == nullptr || size < sizeof header || size > kLongestPacket) {
     // There is no status field to write.
-    logLine("a packet of %u bytes", size);
+    logLine("packet of %u bytes", size);
     return kStatusMalformed;
   }
   return control(bytes, size);
@@ -249,22 +249,22 @@ NTSTATUS GuestLink::flush(uint8_t* bytes, uint32_t size, void (*finishReads)(voi
   };
   FlushPacket packet;
   if (size != sizeof packet) {
-    logLine("a flush packet of %u bytes", size);
+    logLine("flush packet of %u bytes", size);
     return failed();
   }
   std::memcpy(&packet, bytes, sizeof packet);
   if (packet.header.packetClass != kPacketClass || packet.header.layout != FlushPacket{}.header.layout) {
-    logLine("a flush packet of class %u with layout word %u", packet.header.packetClass, packet.header.layout);
+    logLine("flush packet of class %u with layout word %u", packet.header.packetClass, packet.header.layout);
     return failed();
   }
   if (packet.stream.direction != 0 || packet.reply.direction != 1 || packet.reply2.direction != 1) {
-    logLine("a flush packet with buffer directions %u, %u, %u", packet.stream.direction, packet.reply.direction,
+    logLine("flush packet with buffer directions %u, %u, %u", packet.stream.direction, packet.reply.direction,
             packet.reply2.direction);
     return failed();
   }
   const std::shared_ptr<ContextChannel> channel = find(packet.contextId);
   if (channel == nullptr) {
-    logLine("a flush names context %u, which there is not", packet.contextId);
+    logLine("flush: unknown context %u", packet.contextId);
     return failed();
   }
   totals_->flushes.fetch_add(1, std::memory_order_relaxed);

@@ -113,14 +113,6 @@ class HostTransport final : public GuestTransport {
   std::atomic<bool> gone_{false};
 };
 
-std::unique_ptr<HostClientGpu> clientOn(int socket) {
-  auto transport = std::make_unique<HostTransport>(socket);
-  // The first exchange shows whether a host is there that knows the protocol.
-  transport->counters();
-  if (!transport->alive()) return nullptr;
-  return std::make_unique<HostClientGpu>(std::move(transport));
-}
-
 // Where qv-host is: QV_HOST_BINARY, else beside the file that this code is in, else its bare name for the search path.
 std::string hostProgram() {
   if (const char* const named = std::getenv("QV_HOST_BINARY"); named != nullptr && *named != 0) return named;
@@ -160,12 +152,20 @@ std::unique_ptr<HostClientGpu> startOwnHost(std::string& error) {
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
-  std::unique_ptr<HostClientGpu> client = clientOn(ends[0]);
+  std::unique_ptr<HostClientGpu> client = connectThrough(ends[0]);
   if (client == nullptr) error = program + " did not start";
   return client;
 }
 
 }  // namespace
+
+std::unique_ptr<HostClientGpu> connectThrough(int socket) {
+  auto transport = std::make_unique<HostTransport>(socket);
+  // The first exchange shows whether a host is there that knows the protocol.
+  transport->counters();
+  if (!transport->alive()) return nullptr;
+  return std::make_unique<HostClientGpu>(std::move(transport));
+}
 
 std::unique_ptr<HostClientGpu> connectToHost(const std::string& socketPath) {
   sockaddr_un address{};
@@ -178,7 +178,7 @@ std::unique_ptr<HostClientGpu> connectToHost(const std::string& socketPath) {
     close(socket);
     return nullptr;
   }
-  return clientOn(socket);
+  return connectThrough(socket);
 }
 
 std::unique_ptr<HostClientGpu> startHost(std::string* error) {

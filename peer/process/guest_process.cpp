@@ -65,10 +65,10 @@ int serveGuest(const GuestProcess& process) {
   setenv("MESA_SHADER_CACHE_DISABLE", "true", 1);
 
   if (!process.sandbox) {
-    logLine("guest %u: NO SANDBOX: who takes this process over can do all that its user can", process.number);
+    logLine("guest %u: NO SANDBOX: whoever takes this process over can do what its user can", process.number);
   } else {
     if (!limitResources(process.limits, error)) return fail(process.number, error);
-    if (!restrictFiles(error)) logLine("guest %u: files can be read: %s", process.number, error.c_str());
+    if (!restrictFiles(error)) logLine("guest %u: files stay readable: %s", process.number, error.c_str());
   }
   const EglDisplay* const display = EglDisplay::get(&error);
   if (display == nullptr) return fail(process.number, error);
@@ -83,7 +83,7 @@ int serveGuest(const GuestProcess& process) {
   } catch (const std::system_error& failure) {
     fail(process.number, failure.what());
   } catch (const std::bad_alloc&) {
-    fail(process.number, "no memory left: the guest is ended");
+    fail(process.number, "out of memory, the guest is ended");
   }
   _exit(kFailed);
 }

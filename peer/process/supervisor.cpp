@@ -125,6 +125,13 @@ class Supervisor {
 
  private:
   bool start(std::string& error) {
+    // The files of a guest's process go to fixed places: the standard streams are there, and the signals take the first place behind.
+    close_range(kConnection, ~0u, 0);
+    int file = 0;
+    do {
+      file = open("/dev/null", O_RDWR | O_CLOEXEC);
+    } while (file >= 0 && file < kConnection);
+    if (file >= 0) close(file);
     sigset_t stops;
     sigemptyset(&stops);
     sigaddset(&stops, SIGTERM);
@@ -132,7 +139,7 @@ class Supervisor {
     sigprocmask(SIG_BLOCK, &stops, nullptr);
     signals_ = File(signalfd(-1, &stops, SFD_CLOEXEC | SFD_NONBLOCK));
     spare_ = File(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    if (!signals_ || !spare_) {
+    if (!signals_ || !spare_ || signals_.get() != kConnection) {
       error = "no files to be had";
       return false;
     }
@@ -181,23 +188,23 @@ class Supervisor {
       spare_ = File();
       const File refused(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
       spare_ = File(open("/dev/null", O_RDONLY | O_CLOEXEC));
-      logLine("a guest is refused: no more files to be had");
+      logLine("guest refused: no files left");
       paused_ = Clock::now() + kPause;
       return;
     }
     if (!connection) {
       if (errno == EAGAIN || errno == ECONNABORTED || errno == EINTR) return;
-      logLine("no connection can be taken: %s", std::strerror(errno));
+      logLine("accept: %s", std::strerror(errno));
       paused_ = Clock::now() + kPause;
       return;
     }
     if (guests_.size() >= supervision_.mostGuests) {
-      logLine("a guest is refused: there are %zu already", guests_.size());
+      logLine("guest refused: quota of %zu reached", guests_.size());
       return;
     }
     std::string error;
     if (!startGuest(std::move(connection), error)) {
-      logLine("a guest is refused: %s", error.c_str());
+      logLine("guest refused: %s", error.c_str());
       paused_ = Clock::now() + kPause;
     }
   }
@@ -222,12 +229,9 @@ class Supervisor {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    // By way of numbers that neither file can have here, so that one does not overwrite the other.
-    constexpr int kFar = 100;
-    posix_spawn_file_actions_adddup2(&actions, connection.get(), kFar);
-    posix_spawn_file_actions_adddup2(&actions, page.get(), kFar + 1);
-    posix_spawn_file_actions_adddup2(&actions, kFar, kConnection);
-    posix_spawn_file_actions_adddup2(&actions, kFar + 1, kCounters);
+    // In this order neither overwrites the other: the page is not at kConnection, where the supervisor has its signals.
+    posix_spawn_file_actions_adddup2(&actions, connection.get(), kConnection);
+    posix_spawn_file_actions_adddup2(&actions, page.get(), kCounters);
     posix_spawn_file_actions_addclosefrom_np(&actions, kCounters + 1);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
@@ -283,9 +287,9 @@ class Supervisor {
     if (waitpid(guest.process, &status, WNOHANG) != guest.process) return false;
     if (stopping_) return true;
     if (WIFSIGNALED(status)) {
-      logLine("guest %u: its process has been ended by signal %d", guest.number, WTERMSIG(status));
+      logLine("guest %u: process ended by signal %d", guest.number, WTERMSIG(status));
     } else if (WEXITSTATUS(status) != 0) {
-      logLine("guest %u: its process has ended with status %d", guest.number, WEXITSTATUS(status));
+      logLine("guest %u: process ended with status %d", guest.number, WEXITSTATUS(status));
     }
     return true;
   }

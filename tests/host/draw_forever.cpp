@@ -1,4 +1,5 @@
-// A guest process that draws frames, long streams and queries until it is killed. Its argument is the host's socket.
+// A guest process that draws without end until it is killed: `host_draw_forever SOCKET`. With a second argument it is one command
+// that takes forever.
 #include <unistd.h>
 
 #include "peer/link/host_client.h"
@@ -10,6 +11,16 @@ int main(int argc, char** argv) {
   if (client == nullptr) return 2;
   TestGuest guest(*client, static_cast<uint32_t>(getpid()));
   if (!guest.start(300, 300)) return 2;
+  if (argc > 2) {
+    // 40 lists, each of which calls the next one twice.
+    Stream lists;
+    for (uint32_t list = 1; list <= 40; ++list) {
+      lists.add(kNewList, list, GL_COMPILE).add(kCallList, list + 1).add(kCallList, list + 1).add(kEndList);
+    }
+    if (guest.flush(lists, GL_BACK) != 0 || write(1, "d", 1) != 1) return 2;
+    guest.flush(Stream().add(kCallList, 1u), GL_BACK);
+    return 2;
+  }
   Stream heavy;
   for (int i = 0; i < 100000; ++i) heavy.add(kClearColor, 0.0f, 0.0f, 1.0f, 1.0f);
   heavy.add(kClear, GL_COLOR_BUFFER_BIT);

@@ -3,112 +3,37 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <thread>
 
-#include "peer/link/host_client.h"
-#include "peer/process/supervisor.h"
+#include "tests/host/host_process.h"
 #include "tests/peer/test_guest.h"
-
-extern char** environ;
 
 namespace qv::peer::test {
 namespace {
 
-pid_t startProgram(const std::vector<std::string>& command, int output = -1) {
-  std::vector<char*> arguments;
-  for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
-  arguments.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  if (output >= 0) posix_spawn_file_actions_adddup2(&actions, output, 1);
-  pid_t child = -1;
-  if (posix_spawn(&child, command[0].c_str(), &actions, nullptr, arguments.data(), environ) != 0) child = -1;
-  posix_spawn_file_actions_destroy(&actions);
-  return child;
-}
-
 class Host : public testing::Test {
  protected:
-  void SetUp() override {
-    char name[] = "/tmp/qv-host-test-XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    folder = name;
-    host = startProgram({QV_HOST_PROGRAM, "--socket", path()});
-    ASSERT_GT(host, 0);
-    for (int i = 0; i < 2000 && client == nullptr; ++i) {
-      client = connectToHost(path());
-      if (client == nullptr) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    ASSERT_NE(client, nullptr);
-  }
+  void SetUp() override { ASSERT_NE(client, nullptr) << host.log(); }
   void TearDown() override {
     client.reset();
-    if (host > 0) {
-      kill(host, SIGTERM);
-      int status = -1;
-      waitpid(host, &status, 0);
-      EXPECT_EQ(status, 0);
+    if (host.process() > 0) {
+      EXPECT_EQ(host.end(SIGTERM), 0);
     }
-    unlink(path().c_str());
-    rmdir(folder.c_str());
-  }
-  std::string path() const { return folder + "/socket"; }
-  std::vector<GuestReport> reports() const {
-    std::vector<GuestReport> out;
-    EXPECT_TRUE(readReports(path(), out));
-    return out;
-  }
-  // What all guests' processes hold; of the guests, their number.
-  PeerCounters counters() const {
-    PeerCounters sum;
-    for (const GuestReport& report : reports()) {
-      sum.guests += 1;
-      sum.contexts += report.counters.contexts;
-      sum.glContexts += report.counters.glContexts;
-      sum.windows += report.counters.windows;
-      sum.surfaces += report.counters.surfaces;
-      sum.channels += report.counters.channels;
-      sum.allocations += report.counters.allocations;
-      sum.mappedBytes += report.counters.mappedBytes;
-    }
-    return sum;
-  }
-  // Clock ticks of processor time that the host's processes have used.
-  uint64_t hostTicks() const {
-    uint64_t sum = ticksOf(host);
-    for (const GuestReport& report : reports()) sum += ticksOf(report.process);
-    return sum;
-  }
-  static uint64_t ticksOf(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-    std::string text((std::istreambuf_iterator<char>(file)), {});
-    std::istringstream rest(text.substr(text.rfind(')') + 2));
-    std::string word;
-    uint64_t user = 0, system = 0;
-    for (int field = 3; field <= 13; ++field) rest >> word;
-    rest >> user >> system;
-    return user + system;
   }
   // Waits until the host holds what it held before; tells what it holds in the end.
   PeerCounters settled(const PeerCounters& before) {
     PeerCounters now;
-    for (int i = 0; i < 2000; ++i) {
-      now = counters();
-      if (now.guests == before.guests && now.contexts == before.contexts && now.mappedBytes == before.mappedBytes &&
-          now.surfaces == before.surfaces) {
-        break;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    comesTrue([&] {
+      now = host.counters();
+      return now.guests == before.guests && now.contexts == before.contexts && now.mappedBytes == before.mappedBytes &&
+             now.surfaces == before.surfaces;
+    });
     return now;
   }
   static void expectSame(const PeerCounters& a, const PeerCounters& b) {
@@ -122,9 +47,8 @@ class Host : public testing::Test {
     EXPECT_EQ(a.mappedBytes, b.mappedBytes);
   }
 
-  std::string folder;
-  pid_t host = -1;
-  std::unique_ptr<HostClientGpu> client;
+  HostProcess host;
+  std::unique_ptr<HostClientGpu> client = host.connect();
 };
 
 Stream clear(float red, float green, float blue) {
@@ -155,7 +79,7 @@ TEST_F(Host, HostDrawsAndAnswers) {
 
 // Two guests have ids of their own that say nothing to each other, also when the numbers are the same.
 TEST_F(Host, GuestsAreApart) {
-  const auto other = connectToHost(path());
+  const auto other = host.connect();
   ASSERT_NE(other, nullptr);
   TestGuest a(*client, 1), b(*other, 2);
   ASSERT_TRUE(a.start(8, 8));
@@ -166,7 +90,7 @@ TEST_F(Host, GuestsAreApart) {
   ASSERT_EQ(a.flush(Stream(), GL_BACK), 0);
   EXPECT_EQ(a.surface->pixel(0, 0) & 0xFFFFFF, 0xFF0000u);
   EXPECT_EQ(b.surface->pixel(0, 0) & 0xFFFFFF, 0x0000FFu);
-  EXPECT_EQ(counters().guests, 2u);
+  EXPECT_EQ(host.counters().guests, 2u);
   // An allocation of the one is none of the other.
   FlushPacket packet = b.flushPacket({});
   packet.backBuffer = a.surface->allocation.handle;
@@ -177,13 +101,13 @@ TEST_F(Host, GuestsAreApart) {
 // A guest that goes takes everything with it.
 TEST_F(Host, GuestsLeaveNothing) {
   ASSERT_TRUE(TestGuest(*client).start(4, 4));
-  const PeerCounters before = counters();
+  const PeerCounters before = host.counters();
   {
-    const auto other = connectToHost(path());
+    const auto other = host.connect();
     TestGuest guest(*other, 2);
     ASSERT_TRUE(guest.start(100, 100));
     ASSERT_EQ(guest.flush(clear(1, 0, 0), GL_BACK), 0);
-    EXPECT_EQ(counters().guests, before.guests + 1);
+    EXPECT_EQ(host.counters().guests, before.guests + 1);
   }
   expectSame(settled(before), before);
 }
@@ -193,7 +117,7 @@ TEST_F(Host, KilledGuestsLeaveTheOthersAlone) {
   TestGuest guest(*client);
   ASSERT_TRUE(guest.start(64, 64));
   ASSERT_EQ(guest.flush(clear(0, 0, 0), GL_BACK), 0);
-  const PeerCounters before = counters();
+  const PeerCounters before = host.counters();
   std::atomic<bool> stop{false};
   std::atomic<uint32_t> frames{0}, wrong{0};
   std::thread drawing([&] {
@@ -208,7 +132,7 @@ TEST_F(Host, KilledGuestsLeaveTheOthersAlone) {
     SCOPED_TRACE(round);
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    const pid_t victim = startProgram({QV_DRAW_FOREVER, path()}, ends[1]);
+    const pid_t victim = startProgram({QV_DRAW_FOREVER, host.socket()}, ends[1]);
     close(ends[1]);
     ASSERT_GT(victim, 0);
     // It says so when it is about to draw without end.
@@ -236,9 +160,9 @@ TEST_F(Host, IdleCostsNothing) {
   ASSERT_TRUE(guest.start(64, 64));
   ASSERT_EQ(guest.flush(clear(0, 0, 0), GL_BACK), 0);
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  const uint64_t before = hostTicks();
+  const uint64_t before = host.ticks();
   std::this_thread::sleep_for(std::chrono::seconds(2));
-  EXPECT_EQ(hostTicks(), before);
+  EXPECT_EQ(host.ticks(), before);
 }
 
 // A host that dies makes escapes fail, also the one that is waiting, and blocks nobody.
@@ -252,10 +176,7 @@ TEST_F(Host, KilledHostFailsEscapesAndBlocksNobody) {
     ended.store(true);
   });
   std::this_thread::sleep_for(std::chrono::milliseconds(30));
-  kill(host, SIGKILL);
-  int status = 0;
-  waitpid(host, &status, 0);
-  host = -1;
+  host.end(SIGKILL);
   drawing.join();
   EXPECT_LT(guest.result, 0);
   EXPECT_LT((guest.createContext(), guest.result), 0);
@@ -268,7 +189,7 @@ TEST_F(Host, StatsPrintTheCounters) {
   ASSERT_TRUE(guest.start(64, 64));
   int ends[2];
   ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-  const pid_t child = startProgram({QV_HOST_PROGRAM, "--stats", path()}, ends[1]);
+  const pid_t child = startProgram({QV_HOST_PROGRAM, "--stats", host.socket()}, ends[1]);
   close(ends[1]);
   std::string text(1000, 0);
   size_t length = 0;
@@ -285,7 +206,7 @@ TEST_F(Host, StatsPrintTheCounters) {
 TEST_F(Host, HostRefusesToStartTwice) {
   const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
   for (const std::vector<std::string>& command :
-       {std::vector<std::string>{QV_HOST_PROGRAM, "--socket", path()}, {QV_HOST_PROGRAM, "--nonsense", "x"}, {QV_HOST_PROGRAM}}) {
+       {std::vector<std::string>{QV_HOST_PROGRAM, "--socket", host.socket()}, {QV_HOST_PROGRAM, "--nonsense", "x"}, {QV_HOST_PROGRAM}}) {
     const int errors = dup(2);
     dup2(nothing, 2);
     const pid_t child = startProgram(command);

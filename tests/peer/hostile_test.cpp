@@ -283,7 +283,7 @@ TEST_F(Hostile, AttributeListsWithoutSenseAreRefused) {
   expectOneLine({"attribute list"});
 }
 
-// A path of an odd length, of the wrong direction or in memory that cannot be read is refused.
+// A path of an odd length, of the wrong direction or in memory that not readable is refused.
 TEST_F(Hostile, ImagePathsThatCannotBeReadAreRefused) {
   const auto create = [&](uint64_t address, uint32_t size, uint32_t direction) {
     CreateContextPacket packet;
@@ -299,11 +299,11 @@ TEST_F(Hostile, ImagePathsThatCannotBeReadAreRefused) {
   EXPECT_NE(create(good, 16, 1), 0);
   expectOneLine({"direction 1"});
   EXPECT_NE(create(16, 16, 0), 0);
-  expectOneLine({"cannot be read"});
+  expectOneLine({"not readable"});
   EXPECT_NE(create(0, 16, 0), 0);
   expectOneLine({"16 bytes"});
   EXPECT_NE(create(good, 0xFFFFFFFE, 0), 0);
-  expectOneLine({"cannot be read"});
+  expectOneLine({"not readable"});
 }
 
 // A flush is refused for each field that names nothing, or has a value that no flush has.
@@ -345,18 +345,18 @@ TEST_F(Hostile, UnknownAllocationsLoseThePictureAlone) {
 
 // --- addresses ---
 
-// A stream at an address that cannot be read, wholly or from some byte on, is refused with the offset.
+// A stream at an address that not readable, wholly or from some byte on, is refused with the offset.
 TEST_F(Hostile, StreamsThatCannotBeReadAreRefused) {
   FlushPacket packet = guest.flushPacket({});
   packet.stream.address = 4096;
   packet.stream.size = 64;
   EXPECT_NE(guest.send(packet), 0);
-  expectOneLine({"cannot be read at offset 0"});
+  expectOneLine({"not readable at offset 0"});
   packet = guest.flushPacket({});
   packet.stream.address = ~uint64_t{0} - 8;
   packet.stream.size = 64;
   EXPECT_NE(guest.send(packet), 0);
-  expectOneLine({"cannot be read at offset 0"});
+  expectOneLine({"not readable at offset 0"});
   // A stream that begins in memory and runs out of it.
   const long page = sysconf(_SC_PAGESIZE);
   const size_t whole = 4 * kStreamBytes;
@@ -371,25 +371,25 @@ TEST_F(Hostile, StreamsThatCannotBeReadAreRefused) {
   packet.stream.address = reinterpret_cast<uintptr_t>(memory);
   packet.stream.size = static_cast<uint32_t>(2 * kStreamBytes);
   EXPECT_NE(guest.send(packet), 0);
-  expectOneLine({"cannot be read at offset"});
+  expectOneLine({"not readable at offset"});
   munmap(memory, whole);
 }
 
-// A reply buffer that cannot be written fails the flush.
+// A reply buffer that not writable fails the flush.
 TEST_F(Hostile, RepliesThatCannotBeWrittenAreRefused) {
   const Stream stream = Stream().add(kGetIntegerv, GL_VIEWPORT, 4u);
   FlushPacket packet = guest.flushPacket(stream.data);
   packet.reply.address = 64;
   packet.reply.size = 16;
   EXPECT_NE(guest.send(packet), 0);
-  expectOneLine({"cannot be written"});
+  expectOneLine({"not writable"});
   // Memory that can be read but not written.
   void* const memory = mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   packet = guest.flushPacket(stream.data);
   packet.reply.address = reinterpret_cast<uintptr_t>(memory);
   packet.reply.size = 16;
   EXPECT_NE(guest.send(packet), 0);
-  expectOneLine({"cannot be written"});
+  expectOneLine({"not writable"});
   munmap(memory, 4096);
 }
 
