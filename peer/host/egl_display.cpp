@@ -39,7 +39,12 @@ bool EglDisplay::open(std::string& error) {
     return false;
   }
   loadGlFunctions(&eglGetProcAddress);
+  robust_ = true;
   compatibilityVersion_ = probeVersion(kCompatibilityBit);
+  if (compatibilityVersion_ == 0) {
+    robust_ = false;
+    compatibilityVersion_ = probeVersion(kCompatibilityBit);
+  }
   coreVersion_ = probeVersion(1);
   if (compatibilityVersion_ == 0) {
     error = "EGL makes no OpenGL compatibility context";
@@ -85,6 +90,7 @@ EGLContext EglDisplay::createContext(const DrawableAttributes& attributes, EGLCo
     list.insert(list.end(), {EGL_CONTEXT_OPENGL_PROFILE_MASK, attributes.core() ? EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT
                                                                                 : EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT});
   }
+  if (robust_) list.insert(list.end(), {EGL_CONTEXT_OPENGL_ROBUST_ACCESS, EGL_TRUE});
   list.push_back(EGL_NONE);
   return eglCreateContext(display_, EGL_NO_CONFIG_KHR, share, list.data());
 }

@@ -29,7 +29,8 @@ class EglDisplay {
   // Whether a context with these attributes can be made.
   bool offers(const DrawableAttributes& attributes) const;
 
-  // A context that can draw to every surface below. EGL_NO_CONTEXT on failure. `share` may be EGL_NO_CONTEXT.
+  // A context that can draw to every surface below, with robust access to buffers where EGL offers that. EGL_NO_CONTEXT on failure.
+  // `share` may be EGL_NO_CONTEXT.
   EGLContext createContext(const DrawableAttributes& attributes, EGLContext share) const;
   // The nearest to what the attributes ask for.
   DrawableOffer offer(const DrawableAttributes& attributes) const;
@@ -51,6 +52,7 @@ class EglDisplay {
   uint16_t probeVersion(uint16_t profileMask) const;
 
   EGLDisplay display_ = EGL_NO_DISPLAY;
+  bool robust_ = false;
   uint16_t compatibilityVersion_ = 0;
   uint16_t coreVersion_ = 0;
 };

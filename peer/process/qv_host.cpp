@@ -9,7 +9,7 @@
 //          --memory MIB  of a guest's process (4096)
 //          --no-sandbox  for debugging: whoever takes a guest's process over can do all that its user can
 //
-// The supervisor starts its processes with `--serve FD`, which is not for others.
+// `qv-host --libraries` prints the libraries of the OpenGL, for the supervisor.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "peer/process/guest_process.h"
+#include "peer/process/libraries.h"
 #include "peer/process/supervisor.h"
 
 namespace {
@@ -100,13 +101,12 @@ int main(int argc, char** argv) {
   GuestProcess process;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
-    const bool isVerb = word == "--socket" || word == "--systemd" || word == "--guest" || word == "--stats" || word == "--serve";
+    const bool isVerb = word == "--socket" || word == "--systemd" || word == "--guest" || word == "--stats" || word == "--libraries";
     if (isVerb && !verb.empty()) return fail("one of --socket, --systemd, --guest and --stats");
     if (isVerb) verb = word;
-    if (word == "--systemd") continue;
+    if (word == "--systemd" || word == "--libraries") continue;
     if (word == "--no-sandbox") {
       process.sandbox = false;
-      supervision.options.push_back(word);
       continue;
     }
     if (i + 1 == argc) return fail(word + " is unknown or takes a value");
@@ -117,30 +117,24 @@ int main(int argc, char** argv) {
     }
     const std::optional<uint32_t> count = number(value);
     if (!count) return fail(word + " takes a number");
-    if (word == "--guest" || word == "--serve") {
+    if (word == "--guest") {
       process.connection = static_cast<int>(*count);
-    } else if (word == "--counters") {
-      process.counters = static_cast<int>(*count);
-    } else if (word == "--number") {
-      process.number = *count;
-    } else if (word == "--supervisor") {
-      process.supervisor = static_cast<pid_t>(*count);
     } else if (word == "--guests") {
       supervision.mostGuests = *count;
     } else if (word == "--memory") {
       process.limits.memoryBytes = uint64_t{*count} << 20;
-      supervision.options.insert(supervision.options.end(), {word, value});
     } else {
       return fail(word + " is unknown");
     }
   }
   if (verb == "--socket") {
     supervision.socket = path;
+    supervision.process = process;
     return supervise(supervision);
   }
   if (verb == "--systemd") return serveSystemd(process);
   if (verb == "--guest") return serveOne(process);
-  if (verb == "--serve") return serveGuest(process);
+  if (verb == "--libraries") return printLibraries();
   if (verb == "--stats") return printStatistics(path);
   return fail("use: qv-host --socket PATH | --systemd | --guest FD | --stats PATH; OPTIONS: --guests N, --memory MIB, --no-sandbox");
 }

@@ -3,7 +3,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -22,9 +22,8 @@
 
 #include "peer/link/host_protocol.h"
 #include "peer/link/log.h"
+#include "peer/process/libraries.h"
 #include "peer/process/shared_counters.h"
-
-extern char** environ;
 
 namespace qv::peer {
 namespace {
@@ -145,6 +144,7 @@ class Supervisor {
     }
     listener_ = listenAt(supervision_.socket, error);
     if (!listener_) return false;
+    loadLibraries("/proc/self/exe");
     reports_ = listenAt(reportPath(supervision_.socket), error);
     if (!reports_) unlink(supervision_.socket.c_str());
     return static_cast<bool>(reports_);
@@ -218,37 +218,12 @@ class Supervisor {
       error = "no memory for counters";
       return false;
     }
-    std::vector<std::string> words = {"qv-host",  "--serve",      std::to_string(kConnection),    "--counters",  std::to_string(kCounters),
-                                      "--number", std::to_string(guest.number), "--supervisor", std::to_string(getpid())};
-    words.insert(words.end(), supervision_.options.begin(), supervision_.options.end());
-    std::vector<char*> arguments;
-    for (std::string& word : words) arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    // In this order neither overwrites the other: the page is not at kConnection, where the supervisor has its signals.
-    posix_spawn_file_actions_adddup2(&actions, connection.get(), kConnection);
-    posix_spawn_file_actions_adddup2(&actions, page.get(), kCounters);
-    posix_spawn_file_actions_addclosefrom_np(&actions, kCounters + 1);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t none, all;
-    sigemptyset(&none);
-    sigfillset(&all);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setsigdefault(&attributes, &all);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    // This very program, also when its file has been replaced.
-    const int failure = posix_spawn(&guest.process, "/proc/self/exe", &actions, &attributes, arguments.data(), environ);
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    if (failure != 0) {
-      error = std::string("no process: ") + std::strerror(failure);
+    guest.process = fork();
+    if (guest.process < 0) {
+      error = std::string("no process: ") + std::strerror(errno);
       return false;
     }
+    if (guest.process == 0) _exit(becomeGuest(guest.number, connection.get(), page.get()));
     guest.ended = File(static_cast<int>(syscall(SYS_pidfd_open, guest.process, 0)));
     if (!guest.ended) {
       error = std::string("no watch over a process: ") + std::strerror(errno);
@@ -259,6 +234,29 @@ class Supervisor {
     guest.connection = std::move(connection);
     guests_.push_back(std::move(guest));
     return true;
+  }
+
+  // In the forked process: gets rid of all that is the supervisor's and serves the guest.
+  int becomeGuest(uint32_t number, int connection, int page) {
+    // In this order neither overwrites the other: the page is not at kConnection, where the supervisor has its signals.
+    dup2(connection, kConnection);
+    dup2(page, kCounters);
+    close_range(kCounters + 1, ~0u, 0);
+    const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+    dup2(nothing, 0);
+    dup2(nothing, 1);
+    close(nothing);
+    for (GuestRecord& other : guests_) other.counters.reset();
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    prctl(PR_SET_NAME, ("qv-guest " + std::to_string(number)).c_str());
+    GuestProcess process = supervision_.process;
+    process.connection = kConnection;
+    process.counters = kCounters;
+    process.number = number;
+    process.supervisor = process_;
+    return serveGuest(process);
   }
 
   static void end(const GuestRecord& guest) { syscall(SYS_pidfd_send_signal, guest.ended.get(), SIGKILL, nullptr, 0); }
@@ -311,6 +309,7 @@ class Supervisor {
   std::vector<GuestRecord> guests_;
   std::vector<pollfd> looks_;
   Clock::time_point paused_;
+  const pid_t process_ = getpid();
   uint32_t lastNumber_ = 0;
   bool stopping_ = false;
 };

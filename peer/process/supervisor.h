@@ -6,13 +6,14 @@
 #include <vector>
 
 #include "peer/link/statistics.h"
+#include "peer/process/guest_process.h"
 
 namespace qv::peer {
 
 struct Supervision {
   std::string socket;                // path to listen at
   uint32_t mostGuests = 64;          // at a time; a guest too many finds its connection closed
-  std::vector<std::string> options;  // for the guests' processes
+  GuestProcess process;      // what the guests' processes have in common
 };
 
 // Serves until SIGTERM or SIGINT, then ends all guests. Returns the process's exit status; failures to start are told in one line.

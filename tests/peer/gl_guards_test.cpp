@@ -25,6 +25,11 @@ class GlGuards : public testing::Test {
   TestGuest guest{gpu};
 };
 
+// The contexts of guests check what they read from buffers (Mesa offers it).
+TEST_F(GlGuards, ContextsAreRobust) {
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_CONTEXT_FLAGS, 1u)) & GL_CONTEXT_FLAG_ROBUST_ACCESS_BIT, 4);
+}
+
 // A client array switched on by glEnable has no memory of its own: drawing a run must not read what the last run left behind.
 TEST_F(GlGuards, ClientArraysAreNotEnabledByGlEnable) {
   for (const uint32_t array : {GL_VERTEX_ARRAY, GL_NORMAL_ARRAY, GL_COLOR_ARRAY, GL_INDEX_ARRAY, GL_TEXTURE_COORD_ARRAY, GL_EDGE_FLAG_ARRAY,
