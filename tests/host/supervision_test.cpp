@@ -140,7 +140,7 @@ TEST(Supervision, NoFilesLeftPauses) {
   EXPECT_TRUE(comesTrue([&] { return host.connect() != nullptr; }));
 }
 
-// A guest whose process crashes sees its escapes fail; its neighbour sees nothing, and the log has a line.
+// A guest whose process dies sees its escapes fail; its neighbour sees nothing, and the log has a line.
 TEST(Supervision, CrashesHurtOneGuestAlone) {
   HostProcess host;
   const std::unique_ptr<HostClientGpu> first = host.connect(), second = host.connect();
@@ -149,11 +149,11 @@ TEST(Supervision, CrashesHurtOneGuestAlone) {
   ASSERT_TRUE(victim.start(8, 8));
   ASSERT_TRUE(neighbour.start(8, 8));
   ASSERT_TRUE(draws(victim));
-  ::kill(host.reports().at(0).process, SIGSEGV);
+  ::kill(host.reports().at(0).process, SIGKILL);
   EXPECT_TRUE(comesTrue([&] { return !draws(victim); }));
   EXPECT_LT(victim.result, 0);
   EXPECT_TRUE(draws(neighbour));
-  EXPECT_TRUE(comesTrue([&] { return host.log().find("guest 1: process ended by signal 11") != std::string::npos; }))
+  EXPECT_TRUE(comesTrue([&] { return host.log().find("guest 1: process ended by signal 9") != std::string::npos; }))
       << host.log();
 }
 

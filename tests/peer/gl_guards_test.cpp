@@ -99,8 +99,9 @@ TEST_F(GlGuards, HugeWindowsAreRefused) {
                                                         {INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX},
                                                         {INT32_MIN, 0, INT32_MAX, 1},
                                                         {-5, -5, 16400, 10}}};
+  const Stream stream = Stream().add(kFlush);
   for (const auto& rect : rects) {
-    FlushPacket packet = guest.flushPacket(Stream().add(kFlush).data);
+    FlushPacket packet = guest.flushPacket(stream.data);
     std::copy(rect.begin(), rect.end(), packet.clientRect);
     EXPECT_NE(guest.send(packet), 0) << rect[0];
     EXPECT_EQ(log.take().size(), 1u) << rect[0];
