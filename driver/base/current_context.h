@@ -14,9 +14,4 @@ extern DWORD ContextTlsSlot;
 
 inline GlContext* currentContext() { return static_cast<GlContext*>(TlsGetValue(ContextTlsSlot)); }
 
-// Empties a slot of this thread. A pointer that stayed there could outlive its object, so a failed call is repeated once.
-inline void clearTlsSlot(DWORD slot) {
-  if (!TlsSetValue(slot, nullptr)) TlsSetValue(slot, nullptr);
-}
-
 }  // namespace qv

@@ -20,7 +20,7 @@ constinit const char WglExtensionText[] =
     "WGL_EXT_pixel_format WGL_EXT_swap_control WGL_ARB_pbuffer WGL_EXT_pbuffer WGL_ARB_create_context "
     "WGL_ARB_create_context_profile WGL_ARB_framebuffer_sRGB WGL_EXT_framebuffer_sRGB WGL_ARB_make_current_read "
     "WGL_EXT_make_current_read WGL_ARB_render_texture WGL_EXT_render_texture";
-constinit const char* WglExtensions = WglExtensionText + kWglDefaultTextOffset;
-constinit const char* GlExtensionAddendum = "GL_ARB_map_buffer_range";
+constinit std::atomic<const char*> WglExtensions = WglExtensionText + kWglDefaultTextOffset;
+constinit std::atomic<const char*> GlExtensionAddendum = "GL_ARB_map_buffer_range";
 
 }  // namespace qv

@@ -1,6 +1,7 @@
 // The state that exists once per process; all of it comes up in process attach unless its comment says otherwise.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "platform/win32.h"
@@ -33,10 +34,11 @@ extern PFN_PRESENTBUFFERS CompositionPresent;
 // multisample names, although the multisample formats exist (required oddity 82).
 extern const char WglExtensionText[];
 inline constexpr uint32_t kWglDefaultTextOffset = 40;
-// The WGL extension text in force. Set at load, changed by an application profile only.
-extern const char* WglExtensions;
+// The WGL extension text in force. Set at load, changed by an application profile only, which every new context of the process
+// applies anew.
+extern std::atomic<const char*> WglExtensions;
 // Names added to the host's GL extension list. Set at load, changed by an application profile only.
-extern const char* GlExtensionAddendum;
+extern std::atomic<const char*> GlExtensionAddendum;
 
 // Class atom of pbuffer windows; 0 when the class could not be registered.
 extern ATOM PbufferClassAtom;

@@ -11,7 +11,7 @@ void APIENTRY glBegin(GLenum mode) {
   // Under GL_COMPILE the call goes into a list and opens no primitive: there is nothing to check.
   const bool compiling = context->listMode == GL_COMPILE;
   if (!compiling && context->insideBegin) return refuse(context, opcodeOf<op::glBegin>, GL_INVALID_OPERATION);
-  if ((context->quirkFlags & kQuirkVertexRuns) && !context->recordingList && !context->run.open) [[likely]] {
+  if ((context->quirkFlags & kQuirkVertexRuns) && !context->recordingList && !context->runOpen) [[likely]] {
     // reserve() never flushes inside a run, and a program that draws with runs alone runs out of room nowhere else. Without this
     // check its stream would fill the memory and pass the 32 bits of a flush's length.
     if (static_cast<uint64_t>(context->cursor - context->base) >= kFlushAtCapacity) [[unlikely]]
@@ -32,7 +32,7 @@ void APIENTRY glEnd() {
   recordInList<op::glEnd>(context);
   const bool compiling = context->listMode == GL_COMPILE;
   if (!compiling && !context->insideBegin) return refuse(context, opcodeOf<op::glEnd>, GL_INVALID_OPERATION);
-  if (context->run.open) {
+  if (context->runOpen) {
     // The run itself tells the host that the primitive has ended.
     closeRun(context, kRunEnded);
     context->lastOpcode = op::glEnd::kOpcode;
@@ -57,7 +57,7 @@ void APIENTRY glPrimitiveRestartIndexNV(GLuint index) {
   GlContext* const context = currentContext();
   if (!context) return;
   context->lastOpcode = op::glPrimitiveRestartIndexNV::kOpcode;
-  context->restartNvIndex = index;
+  context->nvRestartIndex = index;
 }
 
 }  // namespace qv::gl

@@ -1,6 +1,7 @@
 // The shadow of single values of the attribute groups, and of fog.
 #pragma once
 
+#include "driver/base/conversion.h"
 #include "driver/state/gl_context.h"
 #include "wire/entry_table.h"
 
@@ -74,10 +75,10 @@ inline void setFog(GlContext* c, GLenum pname, const float* values) {
       state.index = values[0];
       break;
     case GL_FOG_MODE:
-      state.mode = static_cast<uint32_t>(values[0]);
+      state.mode = static_cast<uint32_t>(truncateTo<int64_t>(static_cast<double>(values[0])));
       break;
     case GL_FOG_COORD_SRC:
-      state.coordinateSource = static_cast<uint32_t>(values[0]);
+      state.coordinateSource = static_cast<uint32_t>(truncateTo<int64_t>(static_cast<double>(values[0])));
       break;
     case GL_FOG_COLOR:
       for (int i = 0; i < 4; ++i) state.color[i] = values[i];

@@ -57,7 +57,7 @@ GLenum APIENTRY glGetError() {
   }
   const bool askedLast = context->lastOpcode == op::glGetError::kOpcode && context->lastHostError == 0;
   if (askedLast || (context->quirkFlags & kQuirkNoHostErrors)) return 0;
-  if (context->run.open) closeRun(context, kRunBroken);
+  if (context->runOpen) closeRun(context, kRunBroken);
   writeMark(context, kOpcode);
   uint32_t reply = 0;
   flushStream(context, 0, &reply, sizeof reply, nullptr, 0);

@@ -1,6 +1,8 @@
-// Display lists: the recording's begin and end, and the calls that make, name and delete lists.
+// Display lists: the recording's begin and end, names, and calls.
 #include <cstdlib>
 
+#include "driver/calls/lists.h"
+#include "driver/objects/display_list_stream.h"
 #include "driver/objects/share_group.h"
 #include "driver/stream/entry_template.h"
 #include "driver/stream/gl_routines.h"
@@ -8,6 +10,7 @@
 namespace qv {
 namespace {
 
+constexpr uint64_t kNames = uint64_t{1} << 32;
 constexpr int32_t kStackNames = 1024;  // ranges up to here need no heap
 
 // Calls `use(names)` with room for `n` names, on the stack for a small range.
@@ -20,43 +23,38 @@ void withNames(int32_t n, Use&& use) {
   if (names != onStack) std::free(names);
 }
 
-// Does nothing for a list, mode or state that GL refuses: the host has the command and reports the error.
+}  // namespace
+
 void beginRecording(GlContext* context, GLuint list, GLenum mode) {
-  if (context->recordingList || list == 0 || (mode != GL_COMPILE && mode != GL_COMPILE_AND_EXECUTE)) return;
-  DisplayListStream* stream;
+  if (context->recordingList != nullptr || list == 0 || (mode != GL_COMPILE && mode != GL_COMPILE_AND_EXECUTE)) return;
   {
     const ShareLock lock(context->shareGroup);
     NameTable& lists = context->shareGroup->table(ShareSlot::kLists);
-    stream = static_cast<DisplayListStream*>(lists.findAs<CommandStream>(list));
-    if (!stream) {
-      stream = new DisplayListStream(list);
-      lists.set(list, static_cast<CommandStream*>(stream));
-    }
+    if (!lists.contains(list)) lists.set(list, nullptr);
   }
-  stream->restart();
-  context->recordingList = stream;
+  context->recordingList = new DisplayListStream(list);
   context->listMode = mode;
 }
 
-}  // namespace
-
-namespace gl {
-
-void APIENTRY glNewList(GLuint list, GLenum mode) {
-  GlContext* const context = enter<op::glNewList>();
-  if (!context) return;
-  send<op::glNewList>(context, list, mode);
-  beginRecording(context, list, mode);
-}
-
-void APIENTRY glEndList() {
-  GlContext* const context = enter<op::glEndList>();
-  if (!context) return;
-  send<op::glEndList>(context);
-  if (!context->recordingList) return;
+void endRecording(GlContext* context) {
+  if (context->recordingList == nullptr) return;
+  DisplayListStream* const list = context->recordingList;
   context->recordingList = nullptr;
   context->listMode = 0;
+  const ShareLock lock(context->shareGroup);
+  context->shareGroup->table(ShareSlot::kLists).set(list->listId, static_cast<CommandStream*>(list));
 }
+
+void removeLists(GlContext* context, GLuint list, GLsizei range) {
+  if (range < 0) return;
+  const uint64_t end = uint64_t{list} + static_cast<uint32_t>(range);
+  const ShareLock lock(context->shareGroup);
+  NameTable& lists = context->shareGroup->table(ShareSlot::kLists);
+  lists.removeRange(list, end);
+  if (end > kNames) lists.removeRange(0, end - kNames);  // names wrap around
+}
+
+namespace gl {
 
 void APIENTRY glCallList(GLuint list) {
   GlContext* const context = currentContext();
@@ -93,19 +91,6 @@ GLboolean APIENTRY glIsList(GLuint list) {
   if (!context) return GL_FALSE;
   const ShareLock lock(context->shareGroup);
   return context->shareGroup->table(ShareSlot::kLists).contains(list);
-}
-
-void APIENTRY glDeleteLists(GLuint list, GLsizei range) {
-  GlContext* const context = enter<op::glDeleteLists>();
-  if (!context) return;
-  send<op::glDeleteLists>(context, list, range);
-  if (range < 0) return;
-  withNames(range, [&](uint32_t* names) {
-    if (!names) return;  // no memory for so many names
-    for (int32_t i = 0; i < range; ++i) names[i] = list + static_cast<uint32_t>(i);
-    const ShareLock lock(context->shareGroup);
-    context->shareGroup->table(ShareSlot::kLists).removeNames(range, names);
-  });
 }
 
 }  // namespace gl

@@ -6,6 +6,18 @@
 
 namespace qv {
 
+// A list, mode or state that GL refuses changes nothing: the host has the command and reports the error. The recording is the
+// context's own until its end: meanwhile another context may delete the name, or this one may change its share group. The name is
+// in use from here on.
+void beginRecording(GlContext* context, GLuint list, GLenum mode);
+// The recording takes the place of the list of its name.
+void endRecording(GlContext* context);
+// A negative range is the host's to refuse.
+void removeLists(GlContext* context, GLuint list, GLsizei range);
+
+inline void shadow(op::glNewList, GlContext* c, GLuint list, GLenum mode) { beginRecording(c, list, mode); }
+inline void shadow(op::glEndList, GlContext* c) { endRecording(c); }
+inline void shadow(op::glDeleteLists, GlContext* c, GLuint list, GLsizei range) { removeLists(c, list, range); }
 inline void shadow(op::glListBase, GlContext* c, GLuint base) { c->list.current().listBase = base; }
 
 }  // namespace qv

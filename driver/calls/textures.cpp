@@ -18,12 +18,18 @@ void bindTextureName(GlContext* context, GLenum target, GLuint name) {
   const int32_t byte = textureTargetByte(target);
   if (byte < 0) return;
   TextureState& state = context->texture.current();
-  state.units[state.activeUnit].bound[byte] = name;
+  state.units[state.activeUnit].binding(static_cast<uint32_t>(byte)) = name;
 }
 
 bool textureExists(GlContext* context, GLuint name) {
   const ShareLock lock(context->shareGroup);
   return context->shareGroup->table(ShareSlot::kTextures).contains(name);
+}
+
+// Whether the name has been bound once, and so has an object.
+static bool textureIsBound(GlContext* context, GLuint name) {
+  const ShareLock lock(context->shareGroup);
+  return context->shareGroup->table(ShareSlot::kTextures).find(name) != nullptr;
 }
 
 template <typename T>
@@ -109,11 +115,7 @@ void APIENTRY glTextureView(GLuint texture, GLenum target, GLuint origtexture, G
   if (!context) return;
   constexpr uint32_t kOpcode = opcodeOf<op::glTextureView>;
   if (origtexture == 0 || !textureExists(context, origtexture)) return refuse(context, kOpcode, GL_INVALID_VALUE);
-  {
-    const ShareLock lock(context->shareGroup);
-    if (context->shareGroup->table(ShareSlot::kTextures).find(origtexture) == nullptr)
-      return refuse(context, kOpcode, GL_INVALID_OPERATION);
-  }
+  if (!textureIsBound(context, origtexture)) return refuse(context, kOpcode, GL_INVALID_OPERATION);
   if (texture == 0) return refuse(context, kOpcode, GL_INVALID_VALUE);
   if (!textureExists(context, texture)) return refuse(context, kOpcode, GL_INVALID_OPERATION);
   bindTextureName(context, target, texture);

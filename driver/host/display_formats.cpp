@@ -11,7 +11,7 @@ struct DisplayFormatRow {
 };
 
 // In the kernel driver's order: the first row found wins, so that 32 is format id 2 and 77 is 36.
-constexpr DisplayFormatRow kDisplayFormats[] = {
+constexpr DisplayFormatRow DisplayFormatTable[] = {
     {22, 7},          {21, 0},          {33, 9},           {32, 2},          {32, 3},          {31, 77},         {35, 80},
     {20, 10},         {23, 16},         {30, 17},          {26, 18},         {24, 19},         {25, 20},         {27, 21},
     {41, 27},         {827611204, 101}, {844388420, 103},  {861165636, 103}, {877942852, 105}, {894720068, 105}, {826889281, 107},
@@ -22,12 +22,12 @@ constexpr DisplayFormatRow kDisplayFormats[] = {
     {842094169, 87},  {1448433985, 91}, {842094158, 88},   {825382478, 89},  {100, 115},       {101, 116},       {102, 117},
     {199, 118},       {64, 70},         {1280070990, 119}, {875710020, 43},  {909198916, 44},
 };
-static_assert(sizeof(kDisplayFormats) / sizeof(kDisplayFormats[0]) == 61);
+static_assert(sizeof(DisplayFormatTable) / sizeof(DisplayFormatTable[0]) == 61);
 
 }  // namespace
 
 uint32_t displayFormatId(uint32_t d3dFormat) {
-  for (const DisplayFormatRow& row : kDisplayFormats) {
+  for (const DisplayFormatRow& row : DisplayFormatTable) {
     if (row.d3dFormat == d3dFormat) return row.formatId;
   }
   return kUnknownFormatId;

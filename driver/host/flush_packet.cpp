@@ -19,6 +19,11 @@ void describe(EscapeBufferRow& row, const void* memory, uint32_t size) {
   row.size = size;
 }
 
+void zeroReplies(void* reply, uint32_t replySize, void* reply2, uint32_t reply2Size) {
+  if (reply != nullptr) std::memset(reply, 0, replySize);
+  if (reply2 != nullptr) std::memset(reply2, 0, reply2Size);
+}
+
 }  // namespace
 
 uint64_t SubmitFlush(GlContext* context, uint32_t presentMode, const void* data, uint64_t length, void* reply, uint32_t replySize,
@@ -32,7 +37,10 @@ uint64_t SubmitFlush(GlContext* context, uint32_t presentMode, const void* data,
   describe(packet.reply2, reply2, reply2Size);
 
   WindowRecord* const record = holdWindowRecord(context->window);
-  if (record == nullptr) return 0;
+  if (record == nullptr) {
+    zeroReplies(reply, replySize, reply2, reply2Size);
+    return 0;
+  }
   MeasureWindow(record);
 
   packet.windowId = record->hostWindowId;
@@ -44,8 +52,7 @@ uint64_t SubmitFlush(GlContext* context, uint32_t presentMode, const void* data,
   if (!sendPacket(packet)) {
     if (packet.header.status == kStatusProcessEnds) ExitProcess(1);  // required oddity 45
     // The replies read as zeros and the flush goes on: required oddity 43.
-    if (reply != nullptr) std::memset(reply, 0, replySize);
-    if (reply2 != nullptr) std::memset(reply2, 0, reply2Size);
+    zeroReplies(reply, replySize, reply2, reply2Size);
   }
   if (presentMode != 0) presentFrame(record, context);
   releaseWindowRecord(record);

@@ -137,7 +137,7 @@ void closeDevice() {
   D3DKMTCloseAdapter(&adapter);
 }
 
-void waitForPagingFence(uint64_t value) {
+void WaitForPagingFence(uint64_t value) {
   if (Host.residencyMode == 0 || value <= Host.lastWaitedFence.load(std::memory_order_relaxed)) return;
   if (Host.pagingFence != nullptr && value <= *Host.pagingFence) return;
   if (Host.thunks.waitFromGpu == nullptr) return;

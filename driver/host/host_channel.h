@@ -67,6 +67,6 @@ void closeDevice();
 
 // Makes the GPU, not the calling thread, wait for the paging operation `value`. Does nothing outside residencyMode, nor for a
 // value that has been reached or waited for. After a failed wait the next present tries again.
-void waitForPagingFence(uint64_t value);
+void WaitForPagingFence(uint64_t value);
 
 }  // namespace qv

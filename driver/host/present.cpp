@@ -99,7 +99,7 @@ void presentBuffers(WindowRecord* record, GlContext* context, D3DKMT_HANDLE shar
     PresentWindow(record, context);
     return;
   }
-  waitForPagingFence(std::max(record->backBuffer.fence, record->composition.fence));
+  WaitForPagingFence(std::max(record->backBuffer.fence, record->composition.fence));
   const POINT origin = record->clientOrigin;
   SurfaceCopy copy;
   copy.source = record->backBuffer.allocation;
@@ -117,7 +117,7 @@ NTSTATUS PresentWindow(WindowRecord* record, GlContext* context) {
   present.hSource = record->backBuffer.allocation;
   const uint32_t source = record->ownedSource.load(std::memory_order_relaxed);
   if (source == kNoSource) {
-    waitForPagingFence(std::max(record->flip.fence, record->backBuffer.fence));
+    WaitForPagingFence(std::max(record->flip.fence, record->backBuffer.fence));
     const RECT area = clientArea(*record);
     present.hDestination = record->flip.allocation;
     present.Flags = D3DKMT_PRESENT_BLT | D3DKMT_PRESENT_DSTRECTVALID | D3DKMT_PRESENT_SRCRECTVALID;

@@ -46,7 +46,7 @@ GlContext* ContextList = nullptr;
 void leaveShareRing(GlContext* context) {
   GlContext* entry = context->nextSharer;
   while (entry != nullptr && entry->nextSharer != context) entry = entry->nextSharer;
-  if (entry != nullptr) entry->nextSharer = context->nextSharer;
+  if (entry != nullptr) entry->nextSharer = context->nextSharer.load();
 }
 
 }  // namespace
@@ -91,7 +91,7 @@ GlContext* findContextOfWindow(HWND window) {
 
 void spliceShareRings(GlContext* first, GlContext* second) {
   DriverLockHold hold;
-  std::swap(first->nextSharer, second->nextSharer);
+  first->nextSharer = second->nextSharer.exchange(first->nextSharer);
 }
 
 }  // namespace qv

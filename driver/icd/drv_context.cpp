@@ -119,7 +119,7 @@ GLCLTPROCTABLE* APIENTRY DrvSetContext(HDC hdc, DHGLRC handle, PFN_SETPROCTABLE)
   if (hostWindowId == 0) {
     return failWith(ERROR_INTERNAL_ERROR);
   }
-  TlsSetValue(ContextTlsSlot, context);
+  if (!TlsSetValue(ContextTlsSlot, context)) return failWith(ERROR_INTERNAL_ERROR);
   bindWindow(context, window, hdc, hostWindowId);
   warmLimits(context);
   return reinterpret_cast<GLCLTPROCTABLE*>(const_cast<GlProcTableRecord*>(&GlProcTable));
@@ -130,7 +130,8 @@ BOOL APIENTRY DrvReleaseContext(DHGLRC handle) {
   if (handle == 0 || context == nullptr || context->handle != static_cast<uint32_t>(handle)) {
     return failWith(ERROR_INVALID_HANDLE);
   }
-  clearTlsSlot(ContextTlsSlot);
+  // With a slot that keeps the pointer, the context stays current.
+  if (!TlsSetValue(ContextTlsSlot, nullptr)) return failWith(ERROR_INTERNAL_ERROR);
   markFrameEnd(context);
   if (context->cursor != context->base) flushStream(context, 0, nullptr, 0, nullptr, 0);
   return 1;

@@ -51,9 +51,10 @@ bool readContextAttributes(const int* list, ContextAttributes& out) {
 // Whether the contexts came to share is not looked at: required oddity 65.
 HGLRC createContext(HDC hdc, HGLRC share, ContextCreateRequest& request) {
   if (OpenGl32.createContext == nullptr) return nullptr;
-  TlsSetValue(CreateRequestTlsSlot, &request);
+  if (!TlsSetValue(CreateRequestTlsSlot, &request)) return failWith(ERROR_INTERNAL_ERROR);
   const HGLRC context = OpenGl32.createContext(hdc);
-  clearTlsSlot(CreateRequestTlsSlot);
+  // The pointer must not outlive the request. Where the slot took it, there is room for null.
+  TlsSetValue(CreateRequestTlsSlot, nullptr);
   if (context != nullptr && share != nullptr && OpenGl32.shareLists != nullptr) OpenGl32.shareLists(share, context);
   return context;
 }

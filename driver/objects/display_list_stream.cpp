@@ -13,9 +13,4 @@ void DisplayListStream::reserve(uint64_t n) {
   reallocate();
 }
 
-void DisplayListStream::restart() {
-  cursor = base;
-  remaining = capacity;
-}
-
 }  // namespace qv

@@ -11,8 +11,6 @@ struct DisplayListStream final : CommandStream {
   explicit DisplayListStream(uint32_t name) : listId(name) {}
   // Grows in steps of 512 bytes, never flushes and has no upper limit.
   void reserve(uint64_t n) override;
-  // Starts over in the buffer it already has.
-  void restart();
 
   uint32_t listId;
 };

@@ -132,6 +132,13 @@ void NameTable::removeAt(int32_t index, int32_t n) {
   std::memmove(rows + index, rows + index + n, sizeof(NameRow) * static_cast<uint32_t>(count - index));
 }
 
+void NameTable::removeRange(uint32_t first, uint64_t end) {
+  const NameRow* const from = std::lower_bound(rows, rows + count, first, [](const NameRow& row, uint32_t key) { return row.key < key; });
+  const NameRow* to = from;
+  while (to != rows + count && to->key < end) ++to;
+  if (to != from) removeAt(static_cast<int32_t>(from - rows), static_cast<int32_t>(to - from));
+}
+
 void NameTable::removeNames(int32_t n, const uint32_t* names) {
   if (n < 1 || names == nullptr) return;
   int32_t found = indexOf(names[0]);

@@ -46,6 +46,8 @@ struct NameTable {
   void set(uint32_t key, void* object);
   // Destroys and removes `n` rows from `index` on; they must exist.
   void removeAt(int32_t index, int32_t n);
+  // Removes all rows whose keys lie from `first` on, below `end`.
+  void removeRange(uint32_t first, uint64_t end);
   // Removes the named rows; names that are absent are ignored.
   void removeNames(int32_t n, const uint32_t* names);
   // Destroys all objects and frees the array.

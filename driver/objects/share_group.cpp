@@ -39,7 +39,7 @@ ShareGroup::~ShareGroup() {
 }
 
 void releaseShareGroup(ShareGroup* group) {
-  if (--group->refCount < 0) delete group;
+  if (group->refCount.fetch_sub(1, std::memory_order_acq_rel) == 0) delete group;
 }
 
 }  // namespace qv

@@ -1,6 +1,7 @@
 // ShareGroup: the name tables that contexts have in common after DrvShareLists; a context alone has a group of its own.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "driver/objects/name_table.h"
@@ -33,7 +34,7 @@ struct ShareGroup {
   NameTable& table(ShareSlot slot) { return *tables[static_cast<uint32_t>(slot)]; }
 
   NameTable* tables[kShareSlots];
-  int32_t refCount = 0;  // contexts beyond the first; the group dies below 0. Changes without a lock, as contexts come and go
+  std::atomic<int32_t> refCount = 0;  // contexts beyond the first; the group dies below 0
   // Guards all tables. Recursive, since an operation that holds it may call one that takes it. It protects the tables and not
   // the objects: an object found in a table is used after the lock is released.
   CRITICAL_SECTION lock;

@@ -13,7 +13,7 @@ namespace {
 
 // Writes a command of `words`, and of one word more unless `last` is null.
 void writeCommand(GlContext* context, uint32_t opcode, std::initializer_list<uint32_t> words, const uint32_t* last) {
-  if (context->run.open) closeRun(context, kRunBroken);
+  if (context->runOpen) closeRun(context, kRunBroken);
   context->lastOpcode = static_cast<int32_t>(opcode);
   uint8_t* at = beginCommand(*context, opcode, 4 * (words.size() + (last != nullptr)));
   for (const uint32_t word : words) {

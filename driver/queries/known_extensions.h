@@ -6,7 +6,7 @@ namespace qv {
 // clang-format off
 
 // In the order of strcmp. The search of the filter needs this order, and which beginnings of names it keeps follows from it.
-inline constexpr const char* kKnownExtensions[] = {
+inline constexpr const char* knownExtensions[] = {
     "GL_ARB_ES2_compatibility", "GL_ARB_ES3_compatibility", "GL_ARB_arrays_of_arrays", "GL_ARB_base_instance",
     "GL_ARB_blend_func_extended", "GL_ARB_clear_buffer_object", "GL_ARB_color_buffer_float",
     "GL_ARB_compressed_texture_pixel_storage", "GL_ARB_compute_shader", "GL_ARB_conservative_depth", "GL_ARB_copy_buffer",

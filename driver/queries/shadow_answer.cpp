@@ -88,7 +88,7 @@ ShadowAnswer readIndexed(GlContext* context, GLenum pname, GLuint index) {
                             : pname == GL_TEXTURE_BINDING_3D       ? GL_TEXTURE_3D
                             : pname == GL_TEXTURE_BINDING_CUBE_MAP ? GL_TEXTURE_CUBE_MAP
                                                                    : GL_TEXTURE_RECTANGLE;
-      return name(context->texture.current().units[index].bound[textureTargetByte(target)]);
+      return name(context->texture.current().units[index].binding(static_cast<uint32_t>(textureTargetByte(target))));
     }
     case GL_UNIFORM_BUFFER_BINDING:
       return binding(buffers.indexedUniform, index);

@@ -161,7 +161,7 @@ Answer arrayBuffer(GlContext* context, GLenum) {
 
 template <uint32_t Target>
 Answer boundTexture(GlContext* context, GLenum) {
-  return integer(context->texture.current().units[context->activeTextureUnit].bound[Target]);
+  return integer(context->texture.current().units[context->activeTextureUnit].binding(Target));
 }
 
 // With a framebuffer object bound the pixel format of the window says nothing about what is drawn to.
@@ -359,8 +359,8 @@ constexpr ShadowRow kUnsortedRows[] = {
     {GL_TEXTURE_BINDING_CUBE_MAP, 0, boundTexture<3>},
     {GL_TEXTURE_BINDING_RECTANGLE, 0, boundTexture<4>},
     {GL_PRIMITIVE_RESTART_INDEX, 0, field<&GlContext::restartIndex>},
-    {GL_PRIMITIVE_RESTART_INDEX_NV, 0, field<&GlContext::restartNvIndex>},
-    {GL_VERTEX_ARRAY_BINDING, 0, field<&GlContext::vertexArrayBinding>},
+    {GL_PRIMITIVE_RESTART_INDEX_NV, 0, field<&GlContext::nvRestartIndex>},
+    {GL_VERTEX_ARRAY_BINDING, 0, field<&GlContext::boundVertexArray>},
     {GL_CURRENT_PROGRAM, 0, field<&GlContext::currentProgram>},
     {GL_PROGRAM_PIPELINE_BINDING, 0, field<&GlContext::currentPipeline>},
     {GL_DRAW_FRAMEBUFFER_BINDING, 0, field<&GlContext::drawFramebuffer>},

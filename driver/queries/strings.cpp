@@ -17,11 +17,11 @@ namespace qv {
 
 namespace {
 
-constexpr uint32_t kKnown = std::size(kKnownExtensions);
+constexpr uint32_t kKnown = std::size(knownExtensions);
 static_assert(kKnown == 264);
 
 // Added from version 3 on.
-constexpr char kLegacyFormatExtensions[] = "GL_EXT_abgr GL_EXT_bgra";
+constexpr char legacyFormatExtensions[] = "GL_EXT_abgr GL_EXT_bgra";
 
 size_t tokenLength(const char* text) { return std::strcspn(text, " "); }
 
@@ -32,7 +32,7 @@ bool isKnown(const char* token, size_t length) {
   uint32_t high = kKnown;
   while (low < high) {
     const uint32_t middle = (low + high) / 2;
-    const int order = std::strncmp(token, kKnownExtensions[middle], length);
+    const int order = std::strncmp(token, knownExtensions[middle], length);
     if (order == 0) return true;
     if (order < 0) {
       high = middle;
@@ -43,10 +43,10 @@ bool isKnown(const char* token, size_t length) {
   return false;
 }
 
-void listExtensions(StringBlock& block) {
-  block.extensionCount = 0;
-  if (block.extensions[0] == 0) return;
-  std::memcpy(block.extensionCopy, block.extensions, sizeof block.extensionCopy);
+// Cuts `text` into the block's list.
+void listExtensions(StringBlock& block, const char* text) {
+  // In bounds: the copy is as long as the text of extensions.
+  std::memcpy(block.extensionCopy, text, std::strlen(text) + 1);
   char* at = block.extensionCopy;
   for (;;) {
     at += std::strspn(at, " ");
@@ -58,27 +58,45 @@ void listExtensions(StringBlock& block) {
   }
 }
 
-struct StringPlace {
-  char* text;
-  uint32_t size;
-  bool cached;
-};
+// Asks the host for a text, which ends within its room whether or not the host has ended it.
+void askText(GlContext* context, GLenum name, char* text, uint32_t room) {
+  text[0] = 0;
+  askHost(context, opcodeOf<op::glGetString>, {name}, text, room);
+  text[room - 1] = 0;
+}
 
-StringPlace placeOf(GlContext* context, GLenum name) {
+const char* cachedText(GlContext* context, GLenum name, SharedText<StringBlock::kText>& cache) {
+  if (const char* const known = cache.get()) return known;
+  char text[StringBlock::kText];
+  askText(context, name, text, sizeof text);
+  return cache.fill(text);
+}
+
+const char* extensionText(GlContext* context) {
+  StringBlock& block = stringBlockFor(context->contextVersion);
+  if (const char* const known = block.extensions.get()) return known;
+  char text[StringBlock::kExtensionText];
+  askText(context, GL_EXTENSIONS, text, sizeof text);
+  filterExtensions(context, text, sizeof text);
+  return block.extensions.fill(text, [&](const char* filled) { listExtensions(block, filled); });
+}
+
+const char* textOf(GlContext* context, GLenum name) {
   StringBlock& block = stringBlockFor(context->contextVersion);
   switch (name) {
     case GL_VENDOR:
-      return {block.vendor, sizeof block.vendor, true};
+      return cachedText(context, name, block.vendor);
     case GL_RENDERER:
-      return {block.renderer, sizeof block.renderer, true};
+      return cachedText(context, name, block.renderer);
     case GL_VERSION:
-      return {block.version, sizeof block.version, true};
-    case GL_EXTENSIONS:
-      return {block.extensions, sizeof block.extensions, true};
+      return cachedText(context, name, block.version);
     case GL_SHADING_LANGUAGE_VERSION:
-      return {block.shadingLanguageVersion, sizeof block.shadingLanguageVersion, true};
+      return cachedText(context, name, block.shadingLanguageVersion);
+    case GL_EXTENSIONS:
+      return extensionText(context);
     default:
-      return {context->scratchString, sizeof context->scratchString, false};
+      askText(context, name, context->scratchString, sizeof context->scratchString);
+      return context->scratchString;
   }
 }
 
@@ -86,11 +104,11 @@ StringPlace placeOf(GlContext* context, GLenum name) {
 
 uint32_t extensionCount(GlContext* context) {
   const StringBlock& block = stringBlockFor(context->contextVersion);
-  if (block.extensionCount == 0) gl::glGetString(GL_EXTENSIONS);
-  return block.extensionCount;
+  if (block.extensions.get() == nullptr) gl::glGetString(GL_EXTENSIONS);
+  return block.extensions.get() == nullptr ? 0 : block.extensionCount;
 }
 
-void keepKnownExtensions(char* text) {
+void keepKnown(char* text) {
   const char* from = text;
   char* to = text;
   for (;;) {
@@ -133,26 +151,18 @@ void appendExtensions(char* text, size_t capacity, const char* more) {
 }
 
 void filterExtensions(GlContext* context, char* text, size_t capacity) {
-  keepKnownExtensions(text);
+  keepKnown(text);
   // Names of WGL come in, and a name may come twice: required oddity 47.
   appendExtensions(text, capacity, GlExtensionAddendum);
-  if (context->contextVersion / 100 >= 3) appendExtensions(text, capacity, kLegacyFormatExtensions);
+  if (context->contextVersion / 100 >= 3) appendExtensions(text, capacity, legacyFormatExtensions);
   appendExtensions(text, capacity, WglExtensions);
-  listExtensions(stringBlockFor(context->contextVersion));
 }
 
 namespace gl {
 
 const GLubyte* APIENTRY glGetString(GLenum name) {
   GlContext* const context = enter<op::glGetString>();
-  if (context == nullptr) return nullptr;
-  const StringPlace place = placeOf(context, name);
-  if (!place.cached || place.text[0] == 0) {
-    askHost(context, opcodeOf<op::glGetString>, {name}, place.text, place.size);
-    place.text[place.size - 1] = 0;  // whether or not the host has ended the text
-    if (name == GL_EXTENSIONS) filterExtensions(context, place.text, place.size);
-  }
-  return reinterpret_cast<const GLubyte*>(place.text);
+  return context == nullptr ? nullptr : reinterpret_cast<const GLubyte*>(textOf(context, name));
 }
 
 const GLubyte* APIENTRY glGetStringi(GLenum name, GLuint index) {

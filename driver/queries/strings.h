@@ -12,12 +12,11 @@ class GlContext;
 // current one.
 uint32_t extensionCount(GlContext* context);
 
-// Reduces the host's extension list in `text` to the names that the driver knows and adds the driver's own. Then fills the token
-// list of the context's block from the block's `extensions`.
+// Reduces the host's extension list in `text` to the names that the driver knows and adds the driver's own.
 void filterExtensions(GlContext* context, char* text, size_t capacity);
 
 // The two steps of filterExtensions, over any text. `capacity` is the size of the buffer that `text` stands in.
-void keepKnownExtensions(char* text);
+void keepKnown(char* text);
 void appendExtensions(char* text, size_t capacity, const char* more);
 
 }  // namespace qv

@@ -86,8 +86,7 @@ uint32_t applyQuirks(uint16_t contextVersion) {
   }
   if (productName == nullptr) return flags;
   if (matches(productName, kQuirkTexts.ownVendor)) {
-    StringBlock& strings = stringBlockFor(contextVersion);
-    std::strncpy(strings.vendor, "Quillvane Inc.", sizeof(strings.vendor));
+    stringBlockFor(contextVersion).vendor.fill("Quillvane Inc.");
     flags |= kQuirkNoHostErrors | kQuirkFramebufferComplete;
   } else if (matches(productName, kQuirkTexts.primitiveRestart)) {
     GlExtensionAddendum = "GL_ARB_map_buffer_range GL_NV_primitive_restart";

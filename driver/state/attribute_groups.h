@@ -58,8 +58,16 @@ struct PolygonState {
 
 // The names bound to a unit's tracked targets, and which of them are enabled.
 struct TextureUnitRecord {
-  uint8_t enabled[5] = {};  // 1D, 2D, 3D, cube map, rectangle
-  uint32_t bound[5] = {};   // in the same order
+  static constexpr uint32_t kTargets = 5;  // in the order of the fields below, everywhere
+  uint8_t enabled[kTargets] = {};
+  uint32_t binding1D = 0, binding2D = 0, binding3D = 0, bindingCubeMap = 0, bindingRectangle = 0;
+
+  uint32_t& binding(uint32_t target) {
+    constexpr uint32_t TextureUnitRecord::*kBindings[kTargets] = {
+        &TextureUnitRecord::binding1D, &TextureUnitRecord::binding2D, &TextureUnitRecord::binding3D,
+        &TextureUnitRecord::bindingCubeMap, &TextureUnitRecord::bindingRectangle};
+    return this->*kBindings[target];
+  }
 };
 
 struct TextureState {

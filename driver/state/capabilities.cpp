@@ -36,7 +36,7 @@ uint8_t* clientStateByte(GlContext* context, GLenum array) {
       row = kArrayTexCoord0 + context->clientActiveUnit;
       break;
     case GL_PRIMITIVE_RESTART_NV:
-      return &context->restartNvEnabled;
+      return &context->nvRestartEnabled;
     default:
       return nullptr;
   }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "driver/base/pixel_formats.h"
+#include "driver/objects/display_list_stream.h"
 #include "driver/objects/share_group.h"
 
 namespace qv {
@@ -29,6 +30,7 @@ GlContext::GlContext(int32_t pixelFormat, uint16_t version, uint8_t compatibilit
 }
 
 GlContext::~GlContext() {
+  delete recordingList;
   releaseShareGroup(shareGroup);
   // Nodes left on the client attribute stack are not freed: required oddity 28.
   queryTable.clear();

@@ -2,6 +2,7 @@
 // must know without asking the host.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "driver/base/command_stream.h"
@@ -30,15 +31,17 @@ inline constexpr uint64_t kNoRun = ~uint64_t{0};
 // The vertex run that is being packed.
 struct VertexRun {
   static constexpr uint32_t kSlots = 16;
-  uint32_t signature[kSlots] = {};  // all zero when no run is open, so that the fast compare of an attribute call fails
-  uint32_t slotIndex = 0;           // the slot that the next attribute call must match
-  uint8_t open = 0;
-  uint8_t layoutFixed = 0;  // the first vertex has been given
-  uint32_t slotCount = 0;
-  uint32_t stride = 0;       // bytes per vertex so far
-  uint32_t primitive = 0;    // the mode given to glBegin
-  uint64_t start = kNoRun;   // offset of the run's head from `base`; an offset, since reserve may move the buffer
-  uint8_t layout[512] = {};  // the attributes given before the first vertex (the template of the run)
+  // All zero when no run is open, so that the fast compare of an attribute call fails. A texture unit far from any can make a call
+  // repeat the position of a full layout under another name: the last element, always zero, is what the call behind it meets.
+  uint32_t runSignature[kSlots + 1] = {};
+  uint32_t runSlotIndex = 0;  // the slot that the next attribute call must match
+  uint8_t runOpen = 0;
+  uint8_t runLayoutFixed = 0;  // the first vertex has been given
+  uint32_t runSlotCount = 0;
+  uint32_t runStride = 0;         // bytes per vertex so far
+  uint32_t runPrimitive = 0;      // the mode given to glBegin
+  uint64_t runStart = kNoRun;     // offset of the run's head from `base`; an offset, since reserve may move the buffer
+  uint8_t runTemplate[512] = {};  // the attributes given before the first vertex
 };
 
 // Buffer bindings. The limit cache is clamped to the lengths of the indexed ones.
@@ -83,7 +86,7 @@ struct DeferredDeleteList {
 
 struct ClientAttribNode;
 
-class GlContext final : public CommandStream {
+class GlContext final : public CommandStream, public VertexRun {
  public:
   // `pixelFormat` is a row 1..14 of the pixel format table, `version` major * 100 + minor * 10, `compatibility` 1 or 0.
   GlContext(int32_t pixelFormat, uint16_t version, uint8_t compatibility);
@@ -92,8 +95,7 @@ class GlContext final : public CommandStream {
   // Room for n bytes; flushes first once the buffer has reached 96 MiB, but never while a run is open.
   void reserve(uint64_t n) override;
 
-  // --- what the hot entry points touch comes first ---
-  VertexRun run;
+  // --- what the hot entry points touch comes first, behind the run ---
   uint8_t insideBegin = 0;
   uint32_t beginPrimitive = 0;
   uint32_t listMode = 0;  // 0, GL_COMPILE, GL_COMPILE_AND_EXECUTE or kListScanning
@@ -106,11 +108,12 @@ class GlContext final : public CommandStream {
 
   // --- identity and registry ---
   GlContext* registryNext = nullptr;  // next in ContextList
-  GlContext* nextSharer;              // ring of contexts that share objects; itself when alone
+  // Ring of contexts that share objects; itself when alone. Changes under DriverLock; glFlush looks at its own word without.
+  std::atomic<GlContext*> nextSharer;
   uint32_t handle = 0;                // index in ContextHandleTable
   uint32_t hostContextId = 0;
   uint32_t hostWindowId = 0;
-  HWND window = nullptr;  // null until first made current
+  std::atomic<HWND> window = nullptr;  // null until first made current; a swap on another thread looks at it
   HDC deviceContext = nullptr;
   int32_t pixelFormatIndex;
   int32_t swapInterval = -1;      // -1 at construction, then 0 or 1
@@ -129,8 +132,8 @@ class GlContext final : public CommandStream {
 
   // --- client state ---
   PixelStoreState pixelStore;
-  uint8_t restartNvEnabled = 0;
-  uint32_t restartNvIndex = 0;
+  uint8_t nvRestartEnabled = 0;
+  uint32_t nvRestartIndex = 0;
   uint8_t restartEnabled = 0;
   uint32_t restartIndex = 0;
   int32_t lockedFirst = -1, lockedCount = 0;  // glLockArraysEXT
@@ -172,9 +175,9 @@ class GlContext final : public CommandStream {
   // Of VertexArrayObject and of query records. They belong to the context's thread and are never locked.
   NameTable vertexArrayTable{destroyVirtual<TrackedObject>};
   NameTable queryTable{destroyLabelled<LabelledRecord>};
-  uint32_t vertexArrayBinding = 0;
+  uint32_t boundVertexArray = 0;
   uint32_t drawFramebuffer = 0, readFramebuffer = 0;
-  VertexArrayObject defaultVertexArray;  // in force while vertexArrayBinding is 0
+  VertexArrayObject defaultVertexArray;  // in force while boundVertexArray is 0
   char scratchString[4096] = {};         // glGetString of names that are not cached
 };
 

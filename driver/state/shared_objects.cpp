@@ -10,7 +10,7 @@ void joinGroup(GlContext* context, GlContext* source) {
   if (context == source) return;
   releaseShareGroup(context->shareGroup);
   context->shareGroup = source->shareGroup;
-  ++context->shareGroup->refCount;
+  context->shareGroup->refCount.fetch_add(1, std::memory_order_relaxed);
 }
 
 void deferTextureDelete(GlContext* context, uint32_t name) {
@@ -41,8 +41,8 @@ void releaseDeferredDeletes(GlContext* context) {
 }
 
 VertexArrayObject* currentVertexArray(GlContext* context) {
-  if (context->vertexArrayBinding != 0) {
-    VertexArrayObject* const bound = context->vertexArrayTable.findAs<VertexArrayObject>(context->vertexArrayBinding);
+  if (context->boundVertexArray != 0) {
+    VertexArrayObject* const bound = context->vertexArrayTable.findAs<VertexArrayObject>(context->boundVertexArray);
     if (bound != nullptr) return bound;
   }
   return &context->defaultVertexArray;

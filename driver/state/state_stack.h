@@ -42,7 +42,7 @@ struct StateStack {
  private:
   static T* allocate(uint32_t n) {
     T* const fresh = static_cast<T*>(std::malloc(sizeof(T) * n));
-    for (uint32_t i = 0; i < n; ++i) new (fresh + i) T;
+    for (uint32_t i = 0; i < n; ++i) new (fresh + i) T{};
     return fresh;
   }
   void grow(int32_t limit) {

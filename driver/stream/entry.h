@@ -35,7 +35,7 @@ inline GlContext* enter() {
 template <typename Private, typename Record>
 inline void sendRecord(GlContext* context, const Record& record) {
   static_assert(std::is_same_v<typename Private::Form, As<Record>> && !HasTail<Record>);
-  if (context->run.open) closeRun(context, kRunBroken);
+  if (context->runOpen) closeRun(context, kRunBroken);
   context->lastOpcode = Private::kOpcode;
   put(beginCommand(*context, opcodeOf<Private>, sizeof record), record);
 }

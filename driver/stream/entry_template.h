@@ -226,7 +226,7 @@ struct Entry<Row, R(APIENTRY*)(A...)> {
     if constexpr (has<Row>(kBeginCheck)) {
       return !context->insideBegin;
     } else {
-      return !context->run.open;
+      return !context->runOpen;
     }
   }
 
@@ -256,7 +256,7 @@ struct Entry<Row, R(APIENTRY*)(A...)> {
         return R();
       }
     }
-    if (context->run.open) [[unlikely]]
+    if (context->runOpen) [[unlikely]]
       closeRun(context, kRunBroken);
     context->lastOpcode = static_cast<int32_t>(kOpcode);
     Writer<Form, A...>::write(*context, kOpcode, plan, args...);
@@ -285,7 +285,7 @@ struct Entry<Row, R(APIENTRY*)(A...)> {
 template <typename Row, typename... A>
 inline void send(GlContext* context, A... args) {
   const auto write = [&]<typename R, typename... P>(R(APIENTRY*)(P...)) {
-    if (context->run.open) [[unlikely]]
+    if (context->runOpen) [[unlikely]]
       closeRun(context, kRunBroken);
     context->lastOpcode = Row::kOpcode;
     using W = Writer<typename Row::Form, P...>;

@@ -12,7 +12,7 @@ constexpr uint64_t kFirstCapacity = 0x40000;      // 256 KiB
 }  // namespace
 
 void GlContext::reserve(uint64_t n) {
-  if (capacity >= kFlushAtCapacity && !run.open) {
+  if (capacity >= kFlushAtCapacity && !runOpen) {
     flushStream(this, 0, nullptr, 0, nullptr, 0);
     if (n <= remaining) return;
   }
@@ -31,7 +31,7 @@ uint32_t flushStream(GlContext* context, uint32_t presentMode, void* reply, uint
   // host. A caller that needs the whole run closes it before the call.
   const uint64_t length = static_cast<uint64_t>(context->cursor - context->base);
   const uint8_t* data = length == 0 ? nullptr : context->base;
-  if (context->run.open) {
+  if (context->runOpen) {
     const uint8_t* const before = context->base;
     closeRun(context, kRunBroken);
     if (data == before) data = context->base;  // closing may have moved the buffer

@@ -26,7 +26,7 @@ void fixRunLayout(GlContext* context, uint32_t signature, uint32_t bytes);
 
 // Signature words: marker 1 in bits 31..24, component count in 15..12, type code in 11..8, attribute number in 7..0.
 template <typename T>
-constexpr uint32_t runSignature(uint32_t components, uint32_t attribute) {
+constexpr uint32_t signatureOf(uint32_t components, uint32_t attribute) {
   return 1u << 24 | RunTag::of(components, runTypeCode<T>(), 0).bits | attribute;
 }
 
@@ -36,15 +36,15 @@ constexpr uint32_t runSignature(uint32_t components, uint32_t attribute) {
 template <uint32_t Number, typename T, uint32_t Components, typename Store>
 inline bool repeatAttribute(GlContext* context, uint32_t number, Store&& store) {
   constexpr uint32_t kBytes = runAttributeBytes(Components, sizeof(T));
-  VertexRun& run = context->run;
-  const uint32_t index = run.slotIndex;
+  VertexRun& run = *context;
+  const uint32_t index = run.runSlotIndex;
   // No run open: all signatures are zero and the compare fails.
-  if (run.signature[index] != (runSignature<T>(Components, 0) | number) || context->remaining < kBytes) [[unlikely]]
+  if (run.runSignature[index] != (signatureOf<T>(Components, 0) | number) || context->remaining < kBytes) [[unlikely]]
     return false;
   uint8_t* const at = context->cursor;
   context->cursor = at + kBytes;
   context->remaining -= kBytes;
-  run.slotIndex = Number == kPosition ? 0 : index + 1;
+  run.runSlotIndex = Number == kPosition ? 0 : index + 1;
   store(at);
   return true;
 }
@@ -54,27 +54,27 @@ inline bool repeatAttribute(GlContext* context, uint32_t number, Store&& store) 
 template <uint32_t Number, typename T, uint32_t Components, typename Store, typename Plain>
 inline void defineAttribute(GlContext* context, uint32_t number, Store&& store, Plain&& plain) {
   constexpr uint32_t kBytes = runAttributeBytes(Components, sizeof(T));
-  VertexRun& run = context->run;
-  const uint32_t signature = runSignature<T>(Components, 0) | number;
-  const uint32_t index = run.slotIndex;
-  if (run.signature[index] == signature) {
+  VertexRun& run = *context;
+  const uint32_t signature = signatureOf<T>(Components, 0) | number;
+  const uint32_t index = run.runSlotIndex;
+  if (run.runSignature[index] == signature) {
     store(takeRoom(*context, kBytes));
-    run.slotIndex = Number == kPosition ? 0 : index + 1;
+    run.runSlotIndex = Number == kPosition ? 0 : index + 1;
     return;
   }
-  if (run.open) {
-    if (!run.layoutFixed) {
+  if (run.runOpen) {
+    if (!run.runLayoutFixed) {
       if constexpr (Number == kPosition) {
         fixRunLayout(context, signature, kBytes);
         store(takeRoom(*context, kBytes));
         return;
       } else if (index < VertexRun::kSlots - 1) {
         // In bounds: at most 15 slots of at most 32 bytes stand before this one.
-        store(run.layout + run.stride);
-        ++run.slotCount;
-        run.stride += kBytes;
-        run.signature[index] = signature;
-        run.slotIndex = index + 1;
+        store(run.runTemplate + run.runStride);
+        ++run.runSlotCount;
+        run.runStride += kBytes;
+        run.runSignature[index] = signature;
+        run.runSlotIndex = index + 1;
         return;
       }
     }

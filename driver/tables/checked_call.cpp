@@ -20,7 +20,7 @@ CallCheck::CallCheck(const char* name) : name_(name), context_(currentContext())
   errors_ = context_->errorsRaised;
   written_ = written(context_);
   flushes_ = context_->flushesDone;
-  runOpen_ = context_->run.open;
+  runOpen_ = context_->runOpen;
 }
 
 CallCheck::~CallCheck() {
@@ -29,7 +29,7 @@ CallCheck::~CallCheck() {
   if (errors == 0) return;
   // A refused call may have asked the host before it refused: the stream is empty then.
   const bool flushed = context_->flushesDone != flushes_;
-  const bool untouched = flushed ? written(context_) == 0 : written(context_) == written_ && context_->run.open == runOpen_;
+  const bool untouched = flushed ? written(context_) == 0 : written(context_) == written_ && context_->runOpen == runOpen_;
   if (errors == 1 && untouched) return;
   std::fprintf(stderr, "%s: %u errors raised, stream %llu bytes long instead of %llu\n", name_, errors,
                static_cast<unsigned long long>(written(context_)), static_cast<unsigned long long>(flushed ? 0 : written_));

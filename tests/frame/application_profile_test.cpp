@@ -17,7 +17,7 @@ constexpr char16_t kNeutralName[] = u"\\StringFileInfo\\000004B0\\ProductName";
 
 class ProfileTest : public FrameTest {
  protected:
-  ~ProfileTest() override { std::memset(stringBlockFor(210).vendor, 0, 256); }
+  ~ProfileTest() override { new (&stringBlockFor(210)) StringBlock; }
 
   struct Outcome {
     bool matched;
@@ -270,7 +270,7 @@ TEST_F(ProfileTest, OwnVendorComesWithItsQuirks) {
   sim::setImagePath(u"C:\\a\\b.exe");
   setProduct(u"Ironbark Simulator 3");
   EXPECT_EQ(quirks(), 7u);
-  EXPECT_STREQ(stringBlockFor(210).vendor, "Quillvane Inc.");
+  EXPECT_STREQ(stringBlockFor(210).vendor.get(), "Quillvane Inc.");
   EXPECT_STREQ(GlExtensionAddendum, "GL_ARB_map_buffer_range");
 }
 

@@ -187,7 +187,7 @@ TEST_F(PbufferTest, RefusedCreationLeavesNoWindow) {
 TEST_F(PbufferTest, PlainWindowsAreNoPbuffers) {
   makeCurrent(makeWindow());
   const int level[] = {kMipmapLevel, 1, 0};
-  for (const HWND window : {currentContext()->window, HWND{}}) {
+  for (const HWND window : {currentContext()->window.load(), HWND{}}) {
     const HPBUFFERARB plain = reinterpret_cast<HPBUFFERARB>(window);
     int value = 0;
     expectError(gl::wglDestroyPbufferARB(plain), 6);
@@ -253,9 +253,9 @@ TEST_F(PbufferTest, BindClosesAnOpenRun) {
   const PROC begin = DrvGetProcAddress("glBegin");
   ASSERT_NE(begin, nullptr);
   reinterpret_cast<void (*)(uint32_t)>(reinterpret_cast<void*>(begin))(4);
-  ASSERT_EQ(currentContext()->run.open, 1);
+  ASSERT_EQ(currentContext()->runOpen, 1);
   EXPECT_EQ(gl::wglBindTexImageARB(pbuffer, 0x2085), 1);
-  EXPECT_EQ(currentContext()->run.open, 0);
+  EXPECT_EQ(currentContext()->runOpen, 0);
   const std::vector<uint8_t> bytes = pending();
   ASSERT_GE(bytes.size(), 12u);
   EXPECT_EQ(std::vector<uint8_t>(bytes.end() - 12, bytes.end()), bytesOfWords({51153, 900, 1029}));

@@ -153,7 +153,7 @@ TEST_F(SubmissionTest, PagingFenceIsWaitedForOnce) {
   ASSERT_EQ(attach(), 1);
   const char* const wait = "D3DKMTWaitForSynchronizationObjectFromGpu";
   Surface done = create(8, 8);
-  waitForPagingFence(done.fence);
+  WaitForPagingFence(done.fence);
   EXPECT_EQ(sim::callCount(wait), 0u);
   EXPECT_EQ(Host.lastWaitedFence, 0u);
 
@@ -161,14 +161,14 @@ TEST_F(SubmissionTest, PagingFenceIsWaitedForOnce) {
   Surface pending = create(8, 8);
   ASSERT_GT(pending.fence, done.fence);
   sim::failCall(wait, 1, static_cast<NTSTATUS>(0xC0000001));
-  waitForPagingFence(pending.fence);
+  WaitForPagingFence(pending.fence);
   EXPECT_EQ(sim::callCount(wait), 1u);
   EXPECT_EQ(Host.lastWaitedFence, 0u);
-  waitForPagingFence(pending.fence);
+  WaitForPagingFence(pending.fence);
   EXPECT_EQ(sim::callCount(wait), 2u);
   EXPECT_EQ(Host.lastWaitedFence, pending.fence);
-  waitForPagingFence(pending.fence);
-  waitForPagingFence(done.fence);
+  WaitForPagingFence(pending.fence);
+  WaitForPagingFence(done.fence);
   EXPECT_EQ(sim::callCount(wait), 2u);
   sim::completePaging();
   sim::setPagingHeld(false);
@@ -179,7 +179,7 @@ TEST_F(SubmissionTest, PagingFenceIsWaitedForOnce) {
 // Outside residency there is nothing to wait for.
 TEST_F(SubmissionTest, NothingIsWaitedForWithoutResidency) {
   ASSERT_EQ(attach(), 1);
-  waitForPagingFence(1000);
+  WaitForPagingFence(1000);
   EXPECT_EQ(sim::callCount("D3DKMTWaitForSynchronizationObjectFromGpu"), 0u);
 }
 

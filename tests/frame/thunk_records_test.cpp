@@ -297,7 +297,7 @@ TEST_F(ThunkRecordsTest, ResidencyHasItsRecords) {
   EXPECT_EQ(lastHandle, surface.allocation);
   EXPECT_EQ(lastMakeResident.PriorityList, nullptr);
   EXPECT_EQ(lastMakeResident.Flags, 3u);
-  waitForPagingFence(surface.fence);
+  WaitForPagingFence(surface.fence);
   EXPECT_EQ(lastWait.hContext, Host.context);
   EXPECT_EQ(lastWait.ObjectCount, 1u);
   EXPECT_EQ(lastSyncObject, Host.pagingSyncObject);

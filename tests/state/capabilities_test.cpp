@@ -1,4 +1,6 @@
 // Enables: both homes of every capability, texture units, client arrays, and what stays with the host.
+#include "driver/calls/all.h"
+#include "driver/stream/entry_template.h"
 #include "driver/state/capabilities.h"
 
 #include "driver/calls/enables.h"
@@ -145,7 +147,7 @@ TEST_F(CapabilitiesTest, ThreeCapabilitiesHaveOneHome) {
   EXPECT_EQ(c->vertexProgramEnabled, 1);
   EXPECT_EQ(c->fragmentProgramEnabled, 1);
   EXPECT_EQ(c->restartEnabled, 1);
-  EXPECT_EQ(c->restartNvEnabled, 0);
+  EXPECT_EQ(c->nvRestartEnabled, 0);
   EXPECT_EQ(flags(), (Flags{}));
 }
 
@@ -165,7 +167,7 @@ TEST_F(CapabilitiesTest, EachClientArrayHasItsRow) {
   gl::glEnableClientState(GLenum{GL_TEXTURE_COORD_ARRAY});
   EXPECT_EQ(c->defaultVertexArray.conventional[11].enabled, 1);
   gl::glEnableClientState(GLenum{GL_PRIMITIVE_RESTART_NV});
-  EXPECT_EQ(c->restartNvEnabled, 1);
+  EXPECT_EQ(c->nvRestartEnabled, 1);
   EXPECT_EQ(gl::glIsEnabled(GL_PRIMITIVE_RESTART_NV), GL_TRUE);
 }
 
@@ -173,7 +175,7 @@ TEST_F(CapabilitiesTest, EachClientArrayHasItsRow) {
 TEST_F(CapabilitiesTest, ClientArraysBelongToTheBoundObject) {
   VertexArrayObject* const bound = new VertexArrayObject;
   c->vertexArrayTable.set(9, static_cast<TrackedObject*>(bound));
-  c->vertexArrayBinding = 9;
+  c->boundVertexArray = 9;
   gl::glEnableClientState(GLenum{GL_NORMAL_ARRAY});
   EXPECT_EQ(bound->conventional[2].enabled, 1);
   EXPECT_EQ(c->defaultVertexArray.conventional[2].enabled, 0);
@@ -198,9 +200,9 @@ TEST_F(CapabilitiesTest, UnknownClientArrayIsRefused) {
 // The restart by index of the NV extension is the guest's own: its token goes into the shadow and writes nothing.
 TEST_F(CapabilitiesTest, RestartTokenStaysInTheGuest) {
   gl::glEnableClientState(GL_PRIMITIVE_RESTART_NV);
-  EXPECT_EQ(c->restartNvEnabled, 1);
+  EXPECT_EQ(c->nvRestartEnabled, 1);
   gl::glDisableClientState(GL_PRIMITIVE_RESTART_NV);
-  EXPECT_EQ(c->restartNvEnabled, 0);
+  EXPECT_EQ(c->nvRestartEnabled, 0);
   EXPECT_EQ(takeError(), 0u);
   EXPECT_EQ(pending().size(), 0u);
 }
@@ -212,7 +214,7 @@ TEST_F(CapabilitiesTest, ClientStateInsideBeginIsRefused) {
   EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
   gl::glEnableClientState(GL_PRIMITIVE_RESTART_NV);
   EXPECT_EQ(takeError(), GL_INVALID_OPERATION);
-  EXPECT_EQ(c->restartNvEnabled, 0);
+  EXPECT_EQ(c->nvRestartEnabled, 0);
   EXPECT_EQ(c->defaultVertexArray.conventional[0].enabled, 0);
   EXPECT_EQ(pending().size(), 0u);
 }
@@ -253,15 +255,15 @@ TEST_F(CapabilitiesTest, DebugCapabilitiesReadAsOffWithoutALog) {
 
 // Under GL_COMPILE the shadow keeps its value; a list that is also executed sets it.
 TEST_F(CapabilitiesTest, CompilingLeavesTheShadowAlone) {
-  gl::glNewList(1, GL_COMPILE);
+  Entry<op::glNewList>::call(1, GL_COMPILE);
   call<op::glEnable>(GLenum{GL_FOG});
   EXPECT_EQ(c->recordingList->cursor - c->recordingList->base, 8);
-  gl::glEndList();
+  Entry<op::glEndList>::call();
   EXPECT_EQ(c->fog.current().enabled, 0);
   EXPECT_EQ(gl::glIsEnabled(GL_FOG), GL_FALSE);
-  gl::glNewList(1, GL_COMPILE_AND_EXECUTE);
+  Entry<op::glNewList>::call(1, GL_COMPILE_AND_EXECUTE);
   call<op::glEnable>(GLenum{GL_FOG});
-  gl::glEndList();
+  Entry<op::glEndList>::call();
   EXPECT_EQ(gl::glIsEnabled(GL_FOG), GL_TRUE);
 }
 

@@ -45,14 +45,14 @@ TEST_F(ContextRecordTest, FieldsHaveTheirDefaults) {
   EXPECT_EQ(c->window, nullptr);
   EXPECT_EQ(c->deviceContext, nullptr);
   EXPECT_EQ(c->swapInterval, -1);
-  EXPECT_EQ(c->run.open, 0);
-  EXPECT_EQ(c->run.start, ~uint64_t{0});
-  EXPECT_EQ(c->run.slotCount, 0u);
-  EXPECT_EQ(c->run.stride, 0u);
-  EXPECT_EQ(c->run.slotIndex, 0u);
-  EXPECT_EQ(c->run.layoutFixed, 0);
-  for (const uint32_t signature : c->run.signature) EXPECT_EQ(signature, 0u);
-  static_assert(sizeof(c->run.signature) == 16 * 4 && sizeof(c->run.layout) == 512);
+  EXPECT_EQ(c->runOpen, 0);
+  EXPECT_EQ(c->runStart, ~uint64_t{0});
+  EXPECT_EQ(c->runSlotCount, 0u);
+  EXPECT_EQ(c->runStride, 0u);
+  EXPECT_EQ(c->runSlotIndex, 0u);
+  EXPECT_EQ(c->runLayoutFixed, 0);
+  for (const uint32_t signature : c->runSignature) EXPECT_EQ(signature, 0u);
+  static_assert(sizeof(c->runSignature) == 17 * 4 && sizeof(c->runTemplate) == 512);
   for (const PixelStoreHalf* const half : {&c->pixelStore.unpack, &c->pixelStore.pack}) {
     EXPECT_EQ(half->alignment, 4);
     EXPECT_EQ(half->rowLength, 0);
@@ -65,8 +65,8 @@ TEST_F(ContextRecordTest, FieldsHaveTheirDefaults) {
   }
   EXPECT_EQ(c->restartEnabled, 0);
   EXPECT_EQ(c->restartIndex, 0u);
-  EXPECT_EQ(c->restartNvEnabled, 0);
-  EXPECT_EQ(c->restartNvIndex, 0u);
+  EXPECT_EQ(c->nvRestartEnabled, 0);
+  EXPECT_EQ(c->nvRestartIndex, 0u);
   EXPECT_EQ(c->lockedFirst, -1);
   EXPECT_EQ(c->lockedCount, 0);
   EXPECT_EQ(c->clientAttribDepth, 0);
@@ -96,7 +96,7 @@ TEST_F(ContextRecordTest, FieldsHaveTheirDefaults) {
   EXPECT_EQ(c->listDepth, 0);
   EXPECT_EQ(c->vertexArrayTable.capacity, 256u);
   EXPECT_EQ(c->queryTable.capacity, 256u);
-  EXPECT_EQ(c->vertexArrayBinding, 0u);
+  EXPECT_EQ(c->boundVertexArray, 0u);
   EXPECT_EQ(c->drawFramebuffer, 0u);
   EXPECT_EQ(c->readFramebuffer, 0u);
   EXPECT_EQ(c->contextVersion, 450);
@@ -201,9 +201,9 @@ void expectGroupDefaults(GlContext& g) {
   EXPECT_EQ(polygon.offsetUnits, 0.0f);
   EXPECT_EQ(g.texture.current().activeUnit, 0u);
   static_assert(std::size(TextureState{}.units) == 16);
-  for (const TextureUnitRecord& unit : g.texture.current().units) {
+  for (TextureUnitRecord& unit : g.texture.current().units) {
     for (const uint8_t enabled : unit.enabled) EXPECT_EQ(enabled, 0);
-    for (const uint32_t name : unit.bound) EXPECT_EQ(name, 0u);
+    for (uint32_t target = 0; target < TextureUnitRecord::kTargets; ++target) EXPECT_EQ(unit.binding(target), 0u);
   }
   EXPECT_EQ(g.line.current().stippleEnabled, 0);
   EXPECT_EQ(g.line.current().smoothEnabled, 0);
@@ -300,7 +300,7 @@ TEST_F(ContextRecordTest, DefaultVertexArrayHasItsDefaults) {
 
 // A bound name selects its record, a bound name without a record the default one.
 TEST_F(ContextRecordTest, BoundNameSelectsItsVertexArray) {
-  c->vertexArrayBinding = 5;
+  c->boundVertexArray = 5;
   EXPECT_EQ(currentVertexArray(c.get()), &c->defaultVertexArray);
   VertexArrayObject* const bound = new VertexArrayObject;
   c->vertexArrayTable.set(5, static_cast<TrackedObject*>(bound));

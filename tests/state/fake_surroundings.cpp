@@ -46,8 +46,8 @@ BOOL WINAPI IsWindowVisible(HWND) { return 1; }
 namespace qv {
 
 DWORD ContextTlsSlot = 0;
-const char* WglExtensions = "WGL_ARB_extensions_string";
-const char* GlExtensionAddendum = "GL_ARB_map_buffer_range";
+std::atomic<const char*> WglExtensions = "WGL_ARB_extensions_string";
+std::atomic<const char*> GlExtensionAddendum = "GL_ARB_map_buffer_range";
 
 uint32_t applyQuirks(uint16_t contextVersion) { return kQuirkVertexRuns | (contextVersion >= 300 ? kQuirkQueryTable : 0); }
 
@@ -64,7 +64,7 @@ StateTest::StateTest(uint16_t version, uint8_t compatibility) {
     submission.commands();
   };
   locksHeld = 0;
-  for (const int each : {210, 300, 310, 320, 330, 400, 410, 420, 430}) stringBlockFor(static_cast<uint16_t>(each)) = {};
+  for (const int each : {210, 300, 310, 320, 330, 400, 410, 420, 430}) new (&stringBlockFor(static_cast<uint16_t>(each))) StringBlock;
   GlExtensionAddendum = "GL_ARB_map_buffer_range";
   WglExtensions = "WGL_ARB_extensions_string";
   remake(version, compatibility);

@@ -187,7 +187,7 @@ TEST_F(GetIndexedTest, TexturesAreAnsweredByUnit) {
                              GL_TEXTURE_BINDING_RECTANGLE};
   const GLenum targets[] = {GL_TEXTURE_1D, GL_TEXTURE_2D, GL_TEXTURE_3D, GL_TEXTURE_CUBE_MAP, GL_TEXTURE_RECTANGLE};
   for (uint32_t target = 0; target < 5; ++target) {
-    c->texture.current().units[9].bound[target] = 70 + target;
+    c->texture.current().units[9].binding(target) = 70 + target;
     c->texture.current().units[9].enabled[target] = 1;
     GLint value = 0;
     gl::glGetIntegeri_v(bindings[target], 9, &value);

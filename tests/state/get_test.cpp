@@ -297,17 +297,17 @@ TEST_F(GetTest, FailedFlushReadsAsZero) {
 // A local answer leaves an open run open, a forwarded one closes it before its command.
 TEST_F(GetTest, OnlyForwardedQueriesCloseARun) {
   gl::glBegin(GL_TRIANGLES);
-  ASSERT_TRUE(c->run.open);
+  ASSERT_TRUE(c->runOpen);
   c->insideBegin = 0;  // the calls with a begin check are asked as an application may ask those without
   EXPECT_EQ(getInt(GL_SHADE_MODEL), GL_SMOOTH);
-  EXPECT_TRUE(c->run.open);
+  EXPECT_TRUE(c->runOpen);
   GLint64 value = 0;
   gl::glGetInteger64v(GL_SHADE_MODEL, &value);
   EXPECT_EQ(gl::glIsEnabled(GL_BLEND), GL_FALSE);
-  EXPECT_TRUE(c->run.open);
+  EXPECT_TRUE(c->runOpen);
   c->insideBegin = 1;
   gl::glGetInteger64v(GL_MAX_TEXTURE_SIZE, &value);
-  EXPECT_FALSE(c->run.open);
+  EXPECT_FALSE(c->runOpen);
   ASSERT_EQ(host.submissions.size(), 1u);
   ASSERT_EQ(host.submissions[0].commands().size(), 2u);
   EXPECT_EQ(host.submissions[0].commands()[0].opcode, kRunBroken);

@@ -1,4 +1,6 @@
 // Matrix tracking: the mode, each operation against values worked out by hand, and the stacks.
+#include "driver/calls/all.h"
+#include "driver/stream/entry_template.h"
 #include "driver/state/matrix.h"
 
 #include <cmath>
@@ -293,17 +295,17 @@ TEST_F(MatrixTest, GrownElementsAreIdentities) {
 
 // Commands that are only being compiled leave the shadow alone; those executed as well do not.
 TEST_F(MatrixTest, CompilingLeavesTheShadowAlone) {
-  gl::glNewList(1, GL_COMPILE);
+  Entry<op::glNewList>::call(1, GL_COMPILE);
   call<op::glMatrixMode>(GLenum{GL_PROJECTION});
   call<op::glScalef>(2.0f, 2.0f, 2.0f);
   call<op::glPushMatrix>();
-  gl::glEndList();
+  Entry<op::glEndList>::call();
   EXPECT_EQ(c->currentMatrixStack, &c->modelview);
   expectIdentity();
   EXPECT_EQ(c->modelview.top, 0u);
-  gl::glNewList(2, GL_COMPILE_AND_EXECUTE);
+  Entry<op::glNewList>::call(2, GL_COMPILE_AND_EXECUTE);
   call<op::glScalef>(2.0f, 2.0f, 2.0f);
-  gl::glEndList();
+  Entry<op::glEndList>::call();
   EXPECT_EQ(at(0, 0), 2.0);
 }
 

@@ -1,4 +1,6 @@
 // Error recording: which code stays, when nothing is recorded, and the text that the debug log is given.
+#include "driver/calls/all.h"
+#include "driver/stream/entry_template.h"
 #include "driver/diagnostics/record_error.h"
 
 #include <functional>
@@ -61,17 +63,17 @@ TEST_F(RecordErrorTest, LastErrorStays) {
 // While a list is compiled nothing is recorded unless it is forced; while it is executed as well, everything is.
 TEST_F(RecordErrorTest, CompilingRecordsNothing) {
   attachLog();
-  gl::glNewList(1, GL_COMPILE);
+  Entry<op::glNewList>::call(1, GL_COMPILE);
   recordError(c.get(), GL_INVALID_ENUM, 0, kErrorText);
   EXPECT_EQ(c->recordedError, 0u);
   EXPECT_TRUE(messages.empty());
   recordError(c.get(), GL_INVALID_ENUM, 1, kErrorText);
   EXPECT_EQ(takeError(), GL_INVALID_ENUM);
-  gl::glEndList();
-  gl::glNewList(1, GL_COMPILE_AND_EXECUTE);
+  Entry<op::glEndList>::call();
+  Entry<op::glNewList>::call(1, GL_COMPILE_AND_EXECUTE);
   recordError(c.get(), GL_INVALID_VALUE, 0, kErrorText);
   EXPECT_EQ(takeError(), GL_INVALID_VALUE);
-  gl::glEndList();
+  Entry<op::glEndList>::call();
 }
 
 // The log gets the standard text with the indices of an API error.

@@ -1,6 +1,8 @@
 // Every pname with a local answer: the value it gives in each form, that nothing is sent, and its version gate.
 #include <functional>
 
+#include "driver/calls/all.h"
+#include "driver/stream/entry_template.h"
 #include "driver/queries/limit_cache.h"
 #include "driver/objects/display_list_stream.h"
 #include "harness.h"
@@ -35,14 +37,14 @@ class ShadowAnswersTest : public StateTest {
     g.lockedFirst = 129;
     g.lockedCount = 130;
     g.restartIndex = 131;
-    g.restartNvIndex = 132;
+    g.nvRestartIndex = 132;
     g.currentProgram = 134;
     g.currentPipeline = 135;
     g.readFramebuffer = 137;
     g.clientAttribDepth = 138;
     g.clientActiveUnit = 3;
     g.activeTextureUnit = 2;
-    for (uint32_t target = 0; target < 5; ++target) g.texture.current().units[2].bound[target] = 140 + target;
+    for (uint32_t target = 0; target < 5; ++target) g.texture.current().units[2].binding(target) = 140 + target;
     BufferBindings& b = g.buffers;
     b.array = 150;
     b.pixelPack = 151;
@@ -277,11 +279,11 @@ TEST_F(ShadowAnswersTest, VersionAndProfileFollowTheContext) {
 
 // While a list is recorded its name is the list index.
 TEST_F(ShadowAnswersTest, ListIndexIsTheRecordedName) {
-  gl::glNewList(77, GL_COMPILE);
+  Entry<op::glNewList>::call(77, GL_COMPILE);
   GLint value = 0;
   gl::glGetIntegerv(GL_LIST_INDEX, &value);
   EXPECT_EQ(value, 77);
-  gl::glEndList();
+  Entry<op::glEndList>::call();
 }
 
 // A bound vertex array object answers for the arrays and the element buffer.
@@ -290,7 +292,7 @@ TEST_F(ShadowAnswersTest, BoundVertexArrayAnswersForItsArrays) {
   bound->elementArrayBuffer = 500;
   bound->conventional[0].stride = 501;
   c->vertexArrayTable.set(4, static_cast<TrackedObject*>(bound));
-  c->vertexArrayBinding = 4;
+  c->boundVertexArray = 4;
   GLint value = 0;
   gl::glGetIntegerv(GL_ELEMENT_ARRAY_BUFFER_BINDING, &value);
   EXPECT_EQ(value, 500);
@@ -298,7 +300,7 @@ TEST_F(ShadowAnswersTest, BoundVertexArrayAnswersForItsArrays) {
   EXPECT_EQ(value, 501);
   gl::glGetIntegerv(GL_VERTEX_ARRAY_BINDING, &value);
   EXPECT_EQ(value, 4);
-  c->vertexArrayBinding = 5;  // no such record
+  c->boundVertexArray = 5;  // no such record
   gl::glGetIntegerv(GL_ELEMENT_ARRAY_BUFFER_BINDING, &value);
   EXPECT_EQ(value, 163);
 }

@@ -26,7 +26,7 @@ class StringsTest : public StateTest {
   static std::string kept(const char* text) {
     std::string buffer(text);
     buffer.push_back('\0');
-    keepKnownExtensions(buffer.data());
+    keepKnown(buffer.data());
     return buffer.c_str();
   }
   static std::string appended(const char* text, size_t capacity, const char* more) {
@@ -79,7 +79,7 @@ TEST_F(StringsTest, TextWithoutAnEndIsEnded) {
 
 // A vendor that was set before is never asked for.
 TEST_F(StringsTest, ForcedVendorIsNeverAsked) {
-  std::strcpy(stringBlockFor(210).vendor, "Quillvane Inc.");
+  stringBlockFor(210).vendor.fill("Quillvane Inc.");
   EXPECT_EQ(get(GL_VENDOR), "Quillvane Inc.");
   EXPECT_TRUE(host.submissions.empty());
 }

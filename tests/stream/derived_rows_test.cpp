@@ -2,6 +2,7 @@
 // The expected bytes come from the encoder of tests/support/row_cases.cpp, which is written from the payload rules.
 #include <cstring>
 #include <iostream>
+#include <utility>
 
 #include "driver/objects/display_list_stream.h"
 #include "tests/support/context_fixture.h"
@@ -40,16 +41,16 @@ class DerivedRows : public ContextTest {
 
     // While a list is compiled the same bytes go to the host, and into the recording where the row says so.
     blank();
-    DisplayListStream list(1);
-    list.reserve(2048);
-    std::memset(list.base, 0, list.capacity);
-    context().recordingList = &list;
+    auto* const list = new DisplayListStream(1);
+    list->reserve(2048);
+    std::memset(list->base, 0, list->capacity);
+    context().recordingList = list;
     context().listMode = GL_COMPILE;
     one.call(routine);
-    context().recordingList = nullptr;
-    context().listMode = 0;
     EXPECT_EQ(written(answers), expected);
-    const std::vector<uint8_t> recorded(list.base, list.cursor);
+    const std::vector<uint8_t> recorded(list->base, list->cursor);
+    delete std::exchange(context().recordingList, nullptr);  // null behind glEndList, which has taken it over
+    context().listMode = 0;
     EXPECT_EQ(recorded, (row.properties & kRecords) != 0 ? expected : std::vector<uint8_t>{});
     if (row.attribute) return;
 
@@ -62,17 +63,17 @@ class DerivedRows : public ContextTest {
       EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
       EXPECT_EQ(pending(), before);
       EXPECT_TRUE(host.submissions.empty());
-      EXPECT_EQ(context().run.open, 1);
+      EXPECT_EQ(context().runOpen, 1);
     } else {
       EXPECT_EQ(context().recordedError, 0u);
       std::vector<uint8_t> broken = words({kRunBroken, 12, 0});
       broken += expected;
       EXPECT_EQ(written(answers), broken);
-      EXPECT_EQ(context().run.open, 0);
+      EXPECT_EQ(context().runOpen, 0);
     }
     EXPECT_EQ(context().lastOpcode, row.opcode);
     context().insideBegin = 0;
-    context().run = VertexRun{};
+    static_cast<VertexRun&>(context()) = {};
     context().recordedError = 0;
   }
 

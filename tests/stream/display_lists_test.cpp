@@ -1,6 +1,7 @@
 // Recording of display lists: what goes into the guest's copy, what goes to the host, and the names of lists.
 #include "driver/objects/display_list_stream.h"
 #include "driver/objects/share_group.h"
+#include "driver/state/shared_objects.h"
 #include "tests/support/context_fixture.h"
 #include "tests/support/opcodes.h"
 
@@ -9,10 +10,13 @@ namespace {
 
 class Lists : public ContextTest {
  protected:
+  // What the open list of this name has, or else the defined one.
   std::vector<uint8_t> recording(GLuint name) {
-    auto* const list =
-        static_cast<DisplayListStream*>(context().shareGroup->table(ShareSlot::kLists).findAs<CommandStream>(name));
-    return list ? std::vector<uint8_t>(list->base, list->cursor) : std::vector<uint8_t>{};
+    DisplayListStream* list = context().recordingList;
+    if (list == nullptr || list->listId != name) {
+      list = static_cast<DisplayListStream*>(context().shareGroup->table(ShareSlot::kLists).findAs<CommandStream>(name));
+    }
+    return list != nullptr ? std::vector<uint8_t>(list->base, list->cursor) : std::vector<uint8_t>{};
   }
 };
 
@@ -97,7 +101,7 @@ TEST_F(Lists, CallsThatNoReplayRepeatsActAtOnce) {
   QV_CALL(glPrimitiveRestartIndex)(8);
   EXPECT_EQ(context().restartIndex, 8u);
   QV_CALL(glPrimitiveRestartIndexNV)(9);
-  EXPECT_EQ(context().restartNvIndex, 9u);
+  EXPECT_EQ(context().nvRestartIndex, 9u);
   QV_CALL(glEndList)();
 }
 
@@ -140,20 +144,69 @@ TEST_F(Lists, UnknownPnameIsNotRecorded) {
   QV_CALL(glEndList)();
 }
 
-// Defining a list again replaces its recording and keeps its buffer; a glNewList during a recording changes nothing here.
-TEST_F(Lists, RedefinitionKeepsTheBuffer) {
+// Defining a list again replaces its recording at the end, not before; a glNewList during a recording changes nothing here.
+TEST_F(Lists, RedefinitionReplacesAtItsEnd) {
   QV_CALL(glNewList)(5, GL_COMPILE);
   QV_CALL(glEnable)(GL_BLEND);
   DisplayListStream* const list = context().recordingList;
   QV_CALL(glNewList)(6, GL_COMPILE);
   EXPECT_EQ(context().recordingList, list);
   QV_CALL(glEndList)();
+  EXPECT_EQ(QV_CALL(glIsList)(6), GL_FALSE);
   QV_CALL(glNewList)(5, GL_COMPILE);
-  EXPECT_EQ(context().recordingList, list);
-  EXPECT_EQ(list->capacity, 512u);
   QV_CALL(glDisable)(GL_BLEND);
+  NameTable& lists = context().shareGroup->table(ShareSlot::kLists);
+  EXPECT_EQ(lists.findAs<CommandStream>(5), static_cast<CommandStream*>(list));
   QV_CALL(glEndList)();
   EXPECT_EQ(recording(5), Stream().add(kDisable, GL_BLEND).data);
+}
+
+// A list is in use from glNewList on, and its recording outlives the deletion of the name: glEndList defines it.
+TEST_F(Lists, RecordingOutlivesItsDeletion) {
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  EXPECT_EQ(QV_CALL(glIsList)(5), GL_TRUE);
+  QV_CALL(glEnable)(GL_BLEND);
+  QV_CALL(glDeleteLists)(5, 1);
+  EXPECT_EQ(QV_CALL(glIsList)(5), GL_FALSE);
+  QV_CALL(glDisable)(GL_BLEND);
+  QV_CALL(glEndList)();
+  EXPECT_EQ(QV_CALL(glIsList)(5), GL_TRUE);
+  EXPECT_EQ(recording(5), Stream().add(kEnable, GL_BLEND).add(kDisable, GL_BLEND).data);
+}
+
+// A context that joins a group while it records defines the list there.
+TEST_F(Lists, RecordingMovesAlongIntoAnotherGroup) {
+  GlContext other(4, 210, 1);
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  joinGroup(&context(), &other);
+  QV_CALL(glEnable)(GL_BLEND);
+  QV_CALL(glEndList)();
+  EXPECT_EQ(recording(5), Stream().add(kEnable, GL_BLEND).data);
+  EXPECT_TRUE(other.shareGroup->table(ShareSlot::kLists).contains(5));
+}
+
+// A context that goes while it records takes its recording along.
+TEST_F(Lists, RecordingGoesWithItsContext) {
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  QV_CALL(glEnable)(GL_BLEND);
+  EXPECT_NE(context().recordingList, nullptr);
+}
+
+// A range beyond all names is deleted at once, whatever its length; names wrap around behind the last one.
+TEST_F(Lists, LongRangesAreDeletedAtOnce) {
+  for (const GLuint name : {3u, 7u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+    QV_CALL(glNewList)(name, GL_COMPILE);
+    QV_CALL(glEndList)();
+  }
+  QV_CALL(glDeleteLists)(4, INT32_MAX - 4);
+  EXPECT_EQ(QV_CALL(glIsList)(3), GL_TRUE);
+  EXPECT_EQ(QV_CALL(glIsList)(7), GL_FALSE);
+  EXPECT_EQ(QV_CALL(glIsList)(0x7FFFFFFF), GL_TRUE);
+  QV_CALL(glDeleteLists)(0x7FFFFFFF, 2);
+  EXPECT_EQ(QV_CALL(glIsList)(0x80000000), GL_FALSE);
+  QV_CALL(glDeleteLists)(0xFFFFFFF0, 20);
+  EXPECT_EQ(QV_CALL(glIsList)(0xFFFFFFFF), GL_FALSE);
+  EXPECT_EQ(QV_CALL(glIsList)(3), GL_FALSE);
 }
 
 // glCallList and glCallLists are recorded and sent, and need no glEnd.

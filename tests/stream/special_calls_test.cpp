@@ -52,7 +52,7 @@ TEST_F(SpecialCalls, CountOfNoBinaryFormatsSendsNothing) {
 // The restart index of the NV calls is the guest's own: no command, whatever the mode.
 TEST_F(SpecialCalls, NvRestartIndexStaysInTheGuest) {
   QV_CALL(glPrimitiveRestartIndexNV)(0xFFFF);
-  EXPECT_EQ(context().restartNvIndex, 0xFFFFu);
+  EXPECT_EQ(context().nvRestartIndex, 0xFFFFu);
   EXPECT_EQ(context().restartIndex, 0u);
   EXPECT_EQ(context().lastOpcode, kPrimitiveRestartIndexNV);
   EXPECT_TRUE(pending().empty());

@@ -267,7 +267,7 @@ TEST_F(VertexRuns, RefusedCallLeavesTheRun) {
   QV_CALL(glEnable)(GL_BLEND);
   EXPECT_EQ(context().recordedError, static_cast<uint32_t>(GL_INVALID_OPERATION));
   EXPECT_EQ(context().lastOpcode, kEnable);
-  EXPECT_EQ(context().run.open, 1);
+  EXPECT_EQ(context().runOpen, 1);
   QV_CALL(glVertex2i)(3, 4);
   QV_CALL(glEnd)();
   expectStream(words({kRunEnded, 32, 1u << 16 | 8, 0x2200, 1, 2, 3, 4}));
