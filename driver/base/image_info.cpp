@@ -67,7 +67,13 @@ const WCHAR* VersionResource::text(const WCHAR* key) const {
   UINT length = 0;
   if (!VerQueryValueW(block_, key, &value, &length) || length == 0) return nullptr;
   const WCHAR* const found = static_cast<const WCHAR*>(value);
-  return found[0] != 0 ? found : nullptr;
+  if (found[0] == 0) return nullptr;
+  // The resource is the program's own: its text must end inside it.
+  const char* const end = static_cast<const char*>(block_) + size_;
+  for (const WCHAR* at = found; end - reinterpret_cast<const char*>(at) >= ptrdiff_t{sizeof *at}; ++at) {
+    if (*at == 0) return found;
+  }
+  return nullptr;
 }
 
 }  // namespace qv

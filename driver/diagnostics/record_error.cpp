@@ -52,7 +52,7 @@ void recordError(GlContext* context, uint32_t code, int force, const char* forma
   assignMessageId(context, apiErrorId);
   const uint32_t id = apiErrorId.load(std::memory_order_relaxed);
   DebugState* const log = context->debugLog;
-  if (log != nullptr && log->passes(*log, kDebugSourceApi, kDebugTypeError, id, kDebugSeverityHigh)) {
+  if (log != nullptr && log->passes != nullptr && log->passes(*log, kDebugSourceApi, kDebugTypeError, id, kDebugSeverityHigh)) {
     char message[kDebugTextSize];
     va_list arguments;
     va_start(arguments, format);

@@ -30,13 +30,7 @@ int32_t mapValueCount(GLenum target, GLenum query) {
     case GL_COEFF: {
       GLint order[2] = {1, 1};
       Entry<op::glGetMapiv>::call(target, GL_ORDER, order);
-      // The order is the host's word: a product that is no count of values makes the query unknown.
-      int32_t total = 0;
-      if (order[0] < 0 || order[1] < 0 || __builtin_mul_overflow(order[0], order[1], &total) ||
-          __builtin_mul_overflow(total, shape.components, &total)) {
-        return 0;
-      }
-      return total;
+      return boundedCount(order[0], kMostEvaluatorOrder) * boundedCount(order[1], kMostEvaluatorOrder) * shape.components;
     }
     case GL_ORDER:
       return shape.dimensions;

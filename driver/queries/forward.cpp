@@ -34,8 +34,7 @@ bool forwardGet(GlContext* context, uint32_t opcode, std::initializer_list<uint3
                 uint32_t valueSize) {
   const bool binaryFormats = pname == GL_SHADER_BINARY_FORMATS;
   const int32_t count = binaryFormats ? shaderBinaryFormatCount(context) : valueCount(context->contextVersion, pname);
-  // Some counts come from the host. A count that is negative, or too high for the length of a reply, is no count.
-  if (count < 1 || count > INT32_MAX / static_cast<int32_t>(valueSize)) {
+  if (count < 1) {
     if (!binaryFormats) recordError(context, GL_INVALID_ENUM, 0, kErrorText);
     context->lastOpcode = static_cast<int32_t>(opcode);
     return false;

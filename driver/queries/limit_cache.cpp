@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "driver/base/conversion.h"
+#include "driver/queries/value_count.h"
 #include "driver/state/gl_context.h"
 #include "driver/stream/gl_routines.h"
 
@@ -148,7 +149,9 @@ bool cachedLimit(GlContext* context, GLenum pname, int32_t& value) {
   return true;
 }
 
-int32_t shaderBinaryFormatCount(const GlContext* context) { return std::max(context->limits.numShaderBinaryFormats, 0); }
+int32_t shaderBinaryFormatCount(const GlContext* context) {
+  return boundedCount(context->limits.numShaderBinaryFormats, kMostFormats);
+}
 
 int32_t queryStackLimit(GLenum pname) {
   GLint limit = 0;

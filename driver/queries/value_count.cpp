@@ -55,7 +55,7 @@ int32_t valueCount(uint16_t contextVersion, GLenum pname) {
   if (pname == GL_COMPRESSED_TEXTURE_FORMATS) {
     GLint formats = 0;
     gl::glGetIntegerv(GL_NUM_COMPRESSED_TEXTURE_FORMATS, &formats);
-    return formats;
+    return boundedCount(formats, kMostFormats);
   }
   const auto row = std::lower_bound(kCounts.begin(), kCounts.end(), pname,
                                     [](const CountRow& each, GLenum wanted) { return each.pname < wanted; });
@@ -68,7 +68,7 @@ int32_t pixelMapSize(GLenum map) {
   if (map < GL_PIXEL_MAP_I_TO_I || map > GL_PIXEL_MAP_A_TO_A) return 0;
   GLint size = 0;
   gl::glGetIntegerv(map - GL_PIXEL_MAP_I_TO_I + GL_PIXEL_MAP_I_TO_I_SIZE, &size);
-  return size;
+  return boundedCount(size, kMostPixelMapEntries);
 }
 
 int32_t texEnvValueCount(GLenum pname) {

@@ -99,6 +99,18 @@ constexpr auto checked() {
   };
 #include "wire/entry_points.def"
 
+// Where a routine pops its own arguments, the EXT name, which has none, cannot stand for the ARB routine, which has one.
+template <uint32_t Index>
+constexpr auto kPointer = Routine<Index>::pointer;
+template <>
+constexpr auto kPointer<k_wglGetExtensionsStringEXT> = [] {
+  if constexpr (sizeof(void*) == 4) {
+    return &gl::wglGetExtensionsStringEXT;
+  } else {
+    return &gl::wglGetExtensionsStringARB;
+  }
+}();
+
 constexpr std::array<uint32_t, kProcNames> sortedNames() {
   std::array<uint32_t, kProcNames> order{};
   for (uint32_t i = 0; i < kProcNames; ++i) order[i] = i;
@@ -132,7 +144,7 @@ struct Tables<std::index_sequence<I...>> {
 };
 template <size_t... I>
 const ProcNameRow Tables<std::index_sequence<I...>>::byName[sizeof...(I)] = {
-    {kNames[kSorted[I]].data(), reinterpret_cast<PROC>(Routine<kSorted[I]>::pointer)}...};
+    {kNames[kSorted[I]].data(), reinterpret_cast<PROC>(kPointer<kSorted[I]>)}...};
 template <size_t... I>
 const GlProcTableRecord Tables<std::index_sequence<I...>>::core = {
     kCoreProcs, {reinterpret_cast<PROC>(Routine<kCoreOrder[I]>::pointer)...}};

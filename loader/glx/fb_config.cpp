@@ -140,6 +140,11 @@ int fbConfigAttribute(const FbConfig& config, int attribute, int* value) {
     case GLX_FBCONFIG_ID:
       *value = config.id;
       return 0;
+    // Attributes of visuals, which every library answers of configurations too.
+    case GLX_USE_GL:
+    case GLX_RGBA:
+      *value = True;
+      return 0;
     case GLX_BUFFER_SIZE:
       *value = config.bufferSize;
       return 0;
@@ -227,14 +232,6 @@ int fbConfigAttribute(const FbConfig& config, int attribute, int* value) {
     default:
       return GLX_BAD_ATTRIBUTE;
   }
-}
-
-int visualAttribute(const FbConfig& config, int attribute, int* value) {
-  if (attribute == GLX_USE_GL || attribute == GLX_RGBA) {
-    *value = True;
-    return 0;
-  }
-  return fbConfigAttribute(config, attribute, value);
 }
 
 std::vector<const FbConfig*> chooseFbConfigs(const std::vector<const FbConfig*>& all, const int* attributes) {

@@ -32,11 +32,8 @@ struct FbConfig {
 
 inline constexpr int kMaxPbufferWidth = 2048, kMaxPbufferHeight = 2048;
 
-// The value of a GLX attribute. Returns 0 (Success) or GLX_BAD_ATTRIBUTE.
+// The value of a GLX attribute, for glXGetFBConfigAttrib and glXGetConfig alike. Returns 0 (Success) or GLX_BAD_ATTRIBUTE.
 int fbConfigAttribute(const FbConfig& config, int attribute, int* value);
-
-// glXGetConfig's view of the same configuration: GLX_USE_GL and GLX_RGBA are known, what GLX 1.3 added is too.
-int visualAttribute(const FbConfig& config, int attribute, int* value);
 
 // The configurations that match the list of glXChooseFBConfig, best first. Null or an empty list asks for the defaults. Empty
 // when none matches or when the list names an attribute that is not known.

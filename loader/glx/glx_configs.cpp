@@ -65,7 +65,7 @@ int getConfig(Display* display, XVisualInfo* visual, int attribute, int* value) 
   if (!visual || visual->screen < 0 || visual->screen >= ScreenCount(display)) return GLX_BAD_SCREEN;
   const GlxScreen* const offered = glxScreen(display, visual->screen);
   const FbConfig* const config = offered ? offered->configOfVisual(visual->visualid) : nullptr;
-  if (config) return visualAttribute(*config, attribute, value);
+  if (config) return fbConfigAttribute(*config, attribute, value);
   // A visual without OpenGL: that is all there is to tell of it.
   if (attribute != GLX_USE_GL) return GLX_BAD_VISUAL;
   *value = False;

@@ -7,6 +7,8 @@ namespace qv::sim {
 
 // Id of this thread; the first call makes it known, and its end is noticed from then on.
 DWORD currentThreadId();
+// The id of a thread that never ends and is none of the process's own: theirs are multiples of 4.
+inline constexpr DWORD kLastingThread = 2;
 
 // True until the thread's last thread-local destructor has run.
 bool threadRuns(DWORD id);

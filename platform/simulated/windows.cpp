@@ -151,7 +151,7 @@ HWND createWindow(const WindowOptions& options) {
   WindowSystem& w = windowSystem();
   Window window;
   window.parent = options.parent;
-  window.owner = currentThreadId();
+  window.owner = options.anyThread ? kLastingThread : currentThreadId();
   window.anyThread = options.anyThread;
   window.atom = 0x8000;  // a class that exists without registration
   window.procedure = options.procedure;

@@ -173,6 +173,22 @@ TEST_F(EscapePacketsTest, EmptyFlushIsSent) {
   EXPECT_EQ(from(gpu.last(EscapeCode::Flush), 88, 48), bytesOfWords({0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1}));
 }
 
+// Without a window nothing is sent, and the replies read as zeros, for their full sizes.
+TEST_F(EscapePacketsTest, FlushWithoutAWindowZeroesItsReplies) {
+  const HWND window = makeWindow();
+  makeCurrent(window);
+  sim::destroyWindow(window);
+  gpu.clear();
+  uint8_t reply[9], side[5];
+  std::memset(reply, 0xAA, sizeof reply);
+  std::memset(side, 0xAA, sizeof side);
+  EXPECT_EQ(SubmitFlush(currentContext(), 0, nullptr, 0, reply, 8, side, 4), 0u);
+  for (int i = 0; i < 9; ++i) EXPECT_EQ(reply[i], i < 8 ? 0 : 0xAA);
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(side[i], i < 4 ? 0 : 0xAA);
+  EXPECT_EQ(SubmitFlush(currentContext(), 0, nullptr, 0, nullptr, 0, nullptr, 0), 0u);
+  EXPECT_TRUE(gpu.packets().empty());
+}
+
 // The result is the size that the host leaves in the second row, without one in the first, without both 0.
 TEST_F(EscapePacketsTest, FlushResultIsTheLastReplysSize) {
   makeCurrent(makeWindow());

@@ -56,6 +56,32 @@ TEST_F(WglTest, LoadAttachesOnce) {
   EXPECT_EQ(sent(), Codes{});
 }
 
+// A window that belongs to no thread of the program tells its end to the host, also when the thread that made it is long gone; one
+// that belonged to the thread cannot.
+TEST_F(WglTest, WindowsOfNoThreadOutliveTheirMaker) {
+  ASSERT_TRUE(loadDriver());
+  for (const bool anyThread : {true, false}) {
+    HWND made = nullptr;
+    std::thread maker([&] {
+      sim::WindowOptions options;
+      options.anyThread = anyThread;
+      made = sim::createWindow(options);
+      HDC const hdc = GetDC(made);
+      EXPECT_TRUE(wglSetPixelFormat(hdc, kDoubleBuffered, nullptr));
+      HGLRC const context = wglCreateContext(hdc);
+      EXPECT_TRUE(wglMakeCurrent(hdc, context));
+      EXPECT_TRUE(wglSwapBuffers(hdc));
+      EXPECT_TRUE(wglMakeCurrent(nullptr, nullptr));
+      EXPECT_TRUE(wglDeleteContext(context));
+      // The library hears of the thread's end by itself.
+    });
+    maker.join();
+    sent();
+    sim::destroyWindow(made);
+    EXPECT_EQ(sent(), anyThread ? Codes{static_cast<uint32_t>(EscapeCode::DestroyWindow)} : Codes{});
+  }
+}
+
 // The driver finds the five functions of the system's library by name.
 TEST_F(WglTest, DriverFindsTheFiveFunctions) {
   ASSERT_TRUE(loadDriver());

@@ -158,6 +158,23 @@ TEST_F(VertexRuns, SixteenthAttributeBreaksTheRun) {
   QV_CALL(glEnd)();
 }
 
+// A texture unit far from any can repeat the position of a full layout under another name. The call behind it meets no slot and
+// breaks the run.
+TEST_F(VertexRuns, NoSlotFollowsTheSixteenth) {
+  constexpr GLenum kPositionByAnotherName = 33976;
+  QV_CALL(glBegin)(GL_POINTS);
+  for (int i = 0; i < 15; ++i) QV_CALL(glTexCoord1i)(i);
+  QV_CALL(glVertex2i)(100, 200);
+  for (int i = 0; i < 15; ++i) QV_CALL(glTexCoord1i)(i);
+  QV_CALL(glMultiTexCoord2i)(kPositionByAnotherName, 1, 2);
+  EXPECT_EQ(context().runSlotIndex, 16u);
+  QV_CALL(glTexCoord1i)(7);
+  EXPECT_EQ(context().runOpen, 0);
+  const std::vector<uint8_t> bytes = pending();
+  EXPECT_EQ(std::vector<uint8_t>(bytes.end() - 8, bytes.end()), words({8u << 12 | kTexCoord1i, 7}));
+  QV_CALL(glEnd)();
+}
+
 // The same attribute given twice before the first vertex takes two slots.
 TEST_F(VertexRuns, RepeatedAttributeTakesTwoSlots) {
   QV_CALL(glBegin)(GL_POINTS);
