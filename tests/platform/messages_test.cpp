@@ -264,10 +264,10 @@ TEST_F(MessagesTest, MessagesOfAnEndedOwnerAreDelivered) {
   EXPECT_FALSE(IsWindow(window));
 }
 
-// A window of any thread gets its messages on the thread that acts.
+// A window of any thread belongs to none that ends, and gets its messages on the thread that acts.
 TEST_F(MessagesTest, AnyThreadWindowsDeliverAtOnce) {
   HWND window = sim::createWindow({.anyThread = true});
-  install(hook<'a'>);
+  install(hook<'a'>, GetWindowThreadProcessId(window, nullptr));
   DWORD acting = 0;
   std::thread([&] {
     acting = GetCurrentThreadId();
