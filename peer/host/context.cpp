@@ -17,6 +17,7 @@
 #include "peer/link/log.h"
 #include "peer/replay/gl_functions.h"
 #include "peer/replay/opcode_table.h"
+#include "peer/replay/replay_state.h"
 #include "wire/sizes.h"
 
 namespace qv::peer {
@@ -103,6 +104,8 @@ void Context::run() {
 void Context::serveFlushes() {
   ChannelMemory& channel = *channel_;
   replayer_ = std::make_unique<Replayer>(static_cast<WindowCommands*>(this));
+  replayer_->state().version = attributes_.version;
+  replayer_->state().core = attributes_.core();
   for (;;) {
     waitForRequest();
     if (releaseRequested_.exchange(false)) unbindWindow();

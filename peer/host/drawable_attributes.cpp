@@ -5,6 +5,30 @@
 
 namespace qv::peer {
 
+DrawableAttributes grantedContext(const DrawableAttributes& asked, uint16_t highestVersion) {
+  constexpr uint16_t kFirstDeprecating = 300, kFirstWithProfiles = 320;
+  DrawableAttributes out = asked;
+  if (out.version < kFirstDeprecating) out.version = highestVersion;
+  out.profileMask = asked.core() && asked.version >= kFirstWithProfiles ? 1 : 2;
+  return out;
+}
+
+bool writeGranted(std::span<uint16_t> words, const DrawableAttributes& granted) {
+  const uint16_t values[][2] = {{GL_VERSION, granted.version}, {GL_CONTEXT_PROFILE_MASK, granted.profileMask}};
+  for (const auto& [token, value] : values) {
+    size_t i = 0;
+    while (i < words.size() && words[i] != 0 && words[i] != token) i += words[i] == GL_SAMPLES || words[i] == GL_VERSION || words[i] == GL_CONTEXT_PROFILE_MASK ? 2 : 1;
+    if (i + 1 >= words.size()) return false;
+    if (words[i] == 0) {
+      if (i + 2 >= words.size()) return false;
+      words[i] = token;
+      words[i + 2] = 0;
+    }
+    words[i + 1] = value;
+  }
+  return true;
+}
+
 std::optional<DrawableAttributes> readAttributeList(std::span<const uint16_t> words) {
   DrawableAttributes out;
   for (size_t i = 0; i < words.size(); ++i) {

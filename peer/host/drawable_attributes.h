@@ -24,6 +24,17 @@ struct DrawableAttributes {
   bool operator==(const DrawableAttributes&) const = default;
 };
 
+// The highest version of OpenGL that guests get, whatever the host's OpenGL has: the newest whose functions the driver knows.
+inline constexpr uint16_t kHighestVersion = 430;
+
+// What a context gets that is asked for with these attributes: a request for no version, or for one from before profiles and
+// deprecation, gets the highest version in its compatibility profile, as programs of that time are given today. A version without
+// profiles is compatible.
+DrawableAttributes grantedContext(const DrawableAttributes& asked, uint16_t highestVersion);
+
+// Puts version and profile into a list of attributes, in place of those that stand there. False when there is no room.
+bool writeGranted(std::span<uint16_t> words, const DrawableAttributes& granted);
+
 // Reads the words up to the zero word. No result without a zero word, for an unknown token, and for a list that ends between a
 // token and its value.
 std::optional<DrawableAttributes> readAttributeList(std::span<const uint16_t> words);

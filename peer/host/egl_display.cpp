@@ -3,6 +3,7 @@
 
 #include <EGL/eglext.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <vector>
 
@@ -64,7 +65,7 @@ uint16_t EglDisplay::probeVersion(uint16_t profileMask) const {
     // "4.5 (Compatibility Profile) Mesa ...": GL_MAJOR_VERSION is unknown to contexts below 3.0, the string never is.
     const char* const text = reinterpret_cast<const char*>(gl.glGetString(GL_VERSION));
     if (text != nullptr && text[0] >= '1' && text[0] <= '9' && text[1] == '.' && text[2] >= '0' && text[2] <= '9') {
-      version = static_cast<uint16_t>((text[0] - '0') * 100 + (text[2] - '0') * 10);
+      version = std::min(kHighestVersion, static_cast<uint16_t>((text[0] - '0') * 100 + (text[2] - '0') * 10));
     }
     release();
   }
@@ -81,14 +82,12 @@ EGLContext EglDisplay::createContext(const DrawableAttributes& attributes, EGLCo
   // The current API is per thread, and OpenGL ES at first.
   if (!eglBindAPI(EGL_OPENGL_API)) return EGL_NO_CONTEXT;
   std::vector<EGLint> list;
-  // Below 3.2 there are no profiles. Without a version EGL gives the highest compatibility version.
-  if (attributes.version >= 300) {
-    list.insert(list.end(),
-                {EGL_CONTEXT_MAJOR_VERSION, attributes.version / 100, EGL_CONTEXT_MINOR_VERSION, attributes.version % 100 / 10});
-  }
+  // Below 3.2 there are no profiles, and EGL gives a core context for 3.1: asking for no version gives the highest compatible one.
   if (attributes.version >= 320) {
-    list.insert(list.end(), {EGL_CONTEXT_OPENGL_PROFILE_MASK, attributes.core() ? EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT
-                                                                                : EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT});
+    list.insert(list.end(),
+                {EGL_CONTEXT_MAJOR_VERSION, attributes.version / 100, EGL_CONTEXT_MINOR_VERSION, attributes.version % 100 / 10,
+                 EGL_CONTEXT_OPENGL_PROFILE_MASK, attributes.core() ? EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT
+                                                                    : EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT});
   }
   if (robust_) list.insert(list.end(), {EGL_CONTEXT_OPENGL_ROBUST_ACCESS, EGL_TRUE});
   list.push_back(EGL_NONE);

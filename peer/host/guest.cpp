@@ -158,14 +158,17 @@ int32_t Guest::answerCreate(CreateContextPacket& packet, const RowMemory& row) {
   if (!row.readable) {
     return malformed("create context: image path of %u bytes not readable", packet.imagePath.size);
   }
-  if (!display_.offers(*attributes)) return malformed("create context: version %u is not offered", attributes->version);
+  const DrawableAttributes granted = grantedContext(*attributes, display_.compatibilityVersion());
+  if (!display_.offers(granted) || !writeGranted(packet.attributes, granted)) {
+    return malformed("create context: version %u is not offered", attributes->version);
+  }
   const std::lock_guard lock(mutex_);
   if (contexts_.size() >= mostContexts_) {
     logLine("guest %u: create context: quota of %zu reached", number_, contexts_.size());
     return kStatusUnavailable;
   }
   packet.contextId = ++lastContextId_;
-  contexts_.emplace(packet.contextId, std::make_shared<Context>(*this, packet.contextId, *attributes));
+  contexts_.emplace(packet.contextId, std::make_shared<Context>(*this, packet.contextId, granted));
   return 0;
 }
 

@@ -13,6 +13,8 @@ class WindowCommands;
 
 struct ReplayState {
   WindowCommands* windows = nullptr;  // null for a stream without windows
+  uint16_t version = 0;               // of the context as the guest knows it, major * 100 + minor * 10; 0: as GL says
+  bool core = false;
   std::shared_ptr<SharedObjects> shared = std::make_shared<SharedObjects>();
 
   // --- primitives and lists ---
