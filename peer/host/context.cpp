@@ -259,7 +259,7 @@ void Context::unbindWindow() {
 }
 
 bool Context::replayStream(const FlushRequest& request) {
-  replayer_->begin();
+  replayer_->begin(request.replyBytes, request.reply2Bytes);
   const bool whole = replayCommands(request);
   stretch_.flushEnded();
   return whole;

@@ -14,6 +14,13 @@ void holdGlError(Replayer& replayer) {
   if (held == GL_NO_ERROR) held = error;
 }
 
+bool glRefused(Replayer& replayer) {
+  const GLenum error = gl.glGetError();
+  GLenum& held = replayer.state().heldError;
+  if (held == GL_NO_ERROR) held = error;
+  return error != GL_NO_ERROR;
+}
+
 void refuse(Replayer& replayer, GLenum error) {
   // An older error in GL's flag comes first. The flag cannot be read inside a primitive.
   if (!replayer.state().insideBegin) holdGlError(replayer);

@@ -15,6 +15,9 @@ void refuse(Replayer& replayer, GLenum error);
 // primitive.
 void holdGlError(Replayer& replayer);
 
+// Whether GL has raised an error since holdGlError(); the host then keeps that error, too. Not inside a primitive.
+bool glRefused(Replayer& replayer);
+
 // Asks GL whether a primitive is open. An open primitive answers with an error, which dropProvokedError() removes.
 bool askWhetherPrimitiveIsOpen(Replayer& replayer);
 

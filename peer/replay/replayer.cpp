@@ -24,7 +24,9 @@ Replayer::~Replayer() = default;
 bool Replayer::insideBegin() const { return state_->insideBegin; }
 bool Replayer::listOpen() const { return state_->listOpen; }
 
-void Replayer::begin() {
+void Replayer::begin(uint32_t replyRoom, uint32_t reply2Room) {
+  replyRoom_ = replyRoom;
+  reply2Room_ = reply2Room;
   reply_.clear();
   reply2_.clear();
   replyAt_ = ~uint64_t{0};
@@ -140,10 +142,11 @@ uint8_t* Replayer::scratch(uint64_t bytes) {
   return memory;
 }
 
-void Replayer::answer(const void* data, uint32_t bytes) {
-  const uint8_t* const from = static_cast<const uint8_t*>(data);
+void Replayer::answer(const void* data, uint32_t bytes, const void* second, uint32_t secondBytes) {
+  const auto* const from = static_cast<const uint8_t*>(data);
+  const auto* const secondFrom = static_cast<const uint8_t*>(second);
   reply_.assign(from, from + bytes);
-  reply2_.clear();
+  reply2_.assign(secondFrom, secondFrom + secondBytes);
   replyAt_ = commands_;
 }
 

@@ -35,8 +35,8 @@ class Replayer {
     uint32_t wanted = 0;
   };
 
-  // Before the first stretch of a flush.
-  void begin();
+  // Before the first stretch of a flush, whose guest has room for replies of these lengths.
+  void begin(uint32_t replyRoom = ~0u, uint32_t reply2Room = ~0u);
   // Replays the commands that are complete in the `bytes` at `data`, which is aligned to 4. `left` counts the bytes from `data` to
   // the end of the stream: a command that reaches beyond it is malformed. `bytes` is `left` or a lower multiple of 4.
   Result replay(const uint8_t* data, uint32_t bytes, uint32_t left);
@@ -69,10 +69,14 @@ class Replayer {
   // to 8, valid until the next call.
   uint8_t* scratch(uint64_t bytes);
   static constexpr uint32_t kScratchBytes = 65536;
-  void answer(const void* data, uint32_t bytes);
-  // How many bytes of the stretch follow from `at` on, for a look ahead. `at` is at or behind the end of the present command.
+  // The command's reply, and its second one. What exceeds the room is cut by the caller of the replayer.
+  void answer(const void* data, uint32_t bytes) { answer(data, bytes, nullptr, 0); }
+  void answer(const void* data, uint32_t bytes, const void* second, uint32_t secondBytes);
+  uint32_t replyRoom() const { return replyRoom_; }
+  uint32_t reply2Room() const { return reply2Room_; }
   // Whether nothing of the stream follows the command being replayed.
   bool endsStream() const { return next_ == end_ && beyond_ == 0; }
+  // How many bytes of the stretch follow from `at` on, for a look ahead. `at` is at or behind the end of the present command.
   size_t bytesFrom(const uint8_t* at) const { return at < end_ ? static_cast<size_t>(end_ - at) : 0; }
   // For a handler that has also replayed the next `commands` commands, all of its own opcode. `next` is where the command behind
   // them begins, or the end of the stretch.
@@ -90,6 +94,7 @@ class Replayer {
   uint16_t remembered_[kRemembered] = {};  // opcode of command number n, from 1 on, at n mod kRemembered
   uint64_t replyAt_ = ~uint64_t{0};        // value of commands_ when the reply was made
   std::vector<uint8_t> reply_, reply2_;
+  uint32_t replyRoom_ = ~0u, reply2Room_ = ~0u;
   bool failed_ = false;
   uint32_t opcode_ = 0;        // of the malformed command
   uint64_t beforeFailure_ = 0;  // number of the command before it

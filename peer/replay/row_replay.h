@@ -165,6 +165,9 @@ constexpr bool isDeadlyName(GLenum name) { return name == GL_DEVICE_LUID_EXT || 
 
 // Queries into memory. GL decides by a name how much it writes, at most kScratchBytes for any name. The guest gets as much as the
 // form says, zeros where GL wrote nothing.
+//
+// A query that GL refuses has an empty reply, so that the program's memory stays as it was. The glGet family answers zeros: the guest
+// takes a limit from each of its replies.
 template <typename Row>
 void replayQuery(Replayer& replayer, const uint8_t* fixed, uint64_t elements, uint64_t most) {
   using Call = RowCall<Row>;
@@ -176,6 +179,14 @@ void replayQuery(Replayer& replayer, const uint8_t* fixed, uint64_t elements, ui
   const auto bytes = static_cast<uint32_t>(elements * sizeof(typename Call::Element));
   uint8_t* const values = replayer.scratch(bytes);
   void* const pointer = values;
+  constexpr bool kStaysOnError = !std::is_same_v<typename Row::Form, Query<CountedReply<CountRule::Value>>>;
+  if constexpr (kStaysOnError) {
+    if (!replayer.insideBegin()) {
+      holdGlError(replayer);
+      Call::call(fixed, &pointer);
+      return replayer.answer(values, glRefused(replayer) ? 0 : bytes);
+    }
+  }
   Call::call(fixed, &pointer);
   replayer.answer(values, bytes);
 }

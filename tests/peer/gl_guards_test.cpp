@@ -170,6 +170,17 @@ TEST_F(GlGuards, UndefinedImagesCanBeInvalidated) {
   guest.glError();
 }
 
+// A query that GL refuses answers nothing, so that the program's memory stays as it was, and its error is told once. The glGet
+// family answers zeros.
+TEST_F(GlGuards, RefusedQueriesAnswerNothing) {
+  EXPECT_TRUE(guest.ask(Stream().add(kGetTexLevelParameteriv, GL_TEXTURE_2D, -1, GL_TEXTURE_WIDTH), 4).empty());
+  EXPECT_EQ(guest.glError(), GL_INVALID_VALUE);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetTexLevelParameteriv, GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH), 4), words({0}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetIntegerv, 0xDEADu, 2u), 8), words({0, 0}));
+  EXPECT_EQ(guest.glError(), GL_INVALID_ENUM);
+}
+
 // No name of a query brings the host down.
 TEST_F(GlGuards, EveryQueryNameIsSurvived) {
   for (const uint32_t opcode : {kGetBooleanv, kGetDoublev, kGetFloatv, kGetIntegerv, kGetInteger64v}) {

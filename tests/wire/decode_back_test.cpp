@@ -2,6 +2,7 @@
 #include <iostream>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "peer/replay/replayer.h"
 #include "tests/support/context_fixture.h"
@@ -36,6 +37,10 @@ class DecodeBack : public ContextTest {
     const auto result = replayer.replay(stream.data(), bytes, bytes);
     ASSERT_EQ(result.outcome, peer::Replayer::Outcome::Done) << replayer.complaint();
     EXPECT_EQ(result.consumed, stream.size());
+    // Around a query the host asks whether GL has refused it.
+    if (std::string_view(row.name) != "glGetError") {
+      std::erase_if(recorder.calls, [](const auto& call) { return std::string_view(call.name) == "glGetError"; });
+    }
     if (kNotReplayed.contains(row.name)) {
       EXPECT_TRUE(recorder.calls.empty());
       return;
