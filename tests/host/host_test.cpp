@@ -154,7 +154,7 @@ TEST_F(Host, KilledGuestsLeaveTheOthersAlone) {
   EXPECT_EQ(wrong.load(), 0u);
 }
 
-// Contexts, windows and a connection that nobody uses cost no processor time.
+// Contexts, windows and a connection that nobody uses cost next to no processor time: a look at the world each second.
 TEST_F(Host, IdleCostsNothing) {
   TestGuest guest(*client);
   ASSERT_TRUE(guest.start(64, 64));
@@ -162,7 +162,8 @@ TEST_F(Host, IdleCostsNothing) {
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
   const uint64_t before = host.ticks();
   std::this_thread::sleep_for(std::chrono::seconds(2));
-  EXPECT_EQ(host.ticks(), before);
+  // A tick is charged as a whole to whoever runs when it comes.
+  EXPECT_LE(host.ticks(), before + 2);
 }
 
 // A host that dies makes escapes fail, also the one that is waiting, and blocks nobody.
