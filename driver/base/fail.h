@@ -1,14 +1,19 @@
 // failWith: how the exports and the WGL functions report a failure.
 #pragma once
 
+#include <type_traits>
+
 #include "platform/win32.h"
 
 namespace qv {
 
 // A zero of whatever type a routine returns.
 struct Zero {
-  operator BOOL() const { return 0; }
-  operator uintptr_t() const { return 0; }
+  template <typename T>
+    requires std::is_integral_v<T>
+  operator T() const {
+    return 0;
+  }
   template <typename T>
   operator T*() const {
     return nullptr;

@@ -73,7 +73,7 @@ struct DataWriter {
     L::store(at, args...);
     if constexpr (FormTraits<Form>::kExtraWords != 0) put(at + L::kExtraAt, plan.count);
     // In bounds: the payload was taken as room, and its fixed part has kPayload bytes.
-    if (plan.payload != L::kPayload) std::memcpy(at + L::kPayload, argument<Args::kFirstPointer>(args...), plan.payload - L::kPayload);
+    if (plan.payload != L::kPayload) std::memcpy(at + L::kPayload, argument<Args::kFirstPointer>(args...), static_cast<size_t>(plan.payload) - L::kPayload);
   }
 };
 
@@ -106,13 +106,13 @@ struct Writer<Array<Per>, A...> {
     uint8_t* const at = beginCommand(stream, opcode, plan.payload);
     L::store(at, args...);
     uint8_t* data = at + L::kPayload;
-    const uint64_t elements = (plan.payload - L::kPayload) / L::kEach * Per;  // behind each pointer
+    const auto elements = static_cast<size_t>((plan.payload - L::kPayload) / L::kEach * Per);  // behind each pointer
     (writeElements<A>(data, elements, args), ...);
   }
 
  private:
   template <typename T>
-  static void writeElements(uint8_t*& data, uint64_t elements, T value) {
+  static void writeElements(uint8_t*& data, size_t elements, T value) {
     if constexpr (kIsPointer<T>) {
       const size_t bytes = elements * sizeof(typename Arguments<T>::Element);
       // In bounds: kEach counts the elements behind every pointer.
@@ -132,7 +132,7 @@ struct Writer<As<Record>, A...> {
     put(at, Record::of(args...));
     // In bounds: the payload was taken as room.
     if (plan.payload != sizeof(Record))
-      std::memcpy(at + sizeof(Record), argument<Args::kFirstPointer>(args...), plan.payload - sizeof(Record));
+      std::memcpy(at + sizeof(Record), argument<Args::kFirstPointer>(args...), static_cast<size_t>(plan.payload) - sizeof(Record));
   }
 };
 

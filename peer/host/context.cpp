@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
-#include <system_error>
+#include <thread>
 
 #include "peer/host/frame.h"
 #include "peer/host/guest.h"
@@ -66,12 +66,7 @@ bool Context::openChannel() {
     guest_.counters().channels.fetch_add(1);
     guest_.counters().mappedBytes.fetch_add(kChannelBytes);
   }
-  try {
-    thread_ = std::thread([this] { run(); });
-  } catch (const std::system_error&) {
-    return complain("no thread for a channel");
-  }
-  return true;
+  return thread_.start([this] { run(); }) || complain("no thread for a channel");
 }
 
 void Context::stop() {
@@ -209,7 +204,10 @@ bool Context::bindWindow(const FlushRequest& request) {
     return complain("flush: no drawable of %lld x %lld", static_cast<long long>(width), static_cast<long long>(height));
   }
   window_ = std::move(window);
-  if (egl_ == EGL_NO_CONTEXT) egl_ = guest_.shares().create(*this, attributes_);
+  if (egl_ == EGL_NO_CONTEXT) {
+    egl_ = guest_.shares().create(*this, attributes_);
+    replayer_->state().shared = guest_.shares().objects(*this);
+  }
   if (egl_ == EGL_NO_CONTEXT || !bindDrawable()) {
     unbindWindow();
     return complain("flush: no OpenGL context of version %u for window %u", attributes_.version, request.windowId);
@@ -274,7 +272,8 @@ bool Context::replayCommands(const FlushRequest& request) {
     if (wanted > kLongestCommand) return complain("flush: command of %u bytes at offset %u is too long", wanted, offset);
     stretch_.need(wanted);
     while (have < wanted) {
-      if (have == stretch_.capacity() && !stretch_.grow(have, wanted)) return complain("flush: no memory for a command of %u bytes", wanted);
+      if (have == stretch_.capacity() && !stretch_.grow(have, wanted))
+        return complain("flush: no memory for a command of %u bytes", wanted);
       const uint64_t room = std::min<uint64_t>(stretch_.capacity() - have, left - have);
       const uint32_t pulled = pull(request, stretch_.memory() + have, static_cast<uint32_t>(room));
       if (pulled == 0) return false;

@@ -4,10 +4,10 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "peer/host/allocation.h"
+#include "peer/host/context_thread.h"
 #include "peer/host/drawable_attributes.h"
 #include "peer/host/live_counters.h"
 #include "peer/host/quotas.h"
@@ -88,7 +88,7 @@ class Context final : private WindowCommands {
   Held channelHeld_;
   int channelFile_ = -1;
   std::shared_ptr<ChannelMemory> channel_;
-  std::thread thread_;
+  ContextThread thread_;
   std::atomic<bool> stop_{false};
   std::atomic<bool> ended_{false};
   std::atomic<bool> releaseRequested_{false};

@@ -7,13 +7,13 @@ namespace qv::peer {
 
 void ShareSets::add(const Context& context) {
   const std::lock_guard lock(mutex_);
-  sets_.push_back({{&context, EGL_NO_CONTEXT}});
+  sets_.push_back({{{&context, EGL_NO_CONTEXT}}});
 }
 
 void ShareSets::remove(const Context& context) {
   const std::lock_guard lock(mutex_);
   const size_t at = setOf(context);
-  Set& set = sets_[at];
+  std::vector<Member>& set = sets_[at].members;
   const auto member = std::find_if(set.begin(), set.end(), [&](const Member& one) { return one.context == &context; });
   if (member->egl != EGL_NO_CONTEXT) {
     display_.destroyContext(member->egl);
@@ -28,7 +28,8 @@ bool ShareSets::join(const Context& first, const Context& second) {
   const size_t a = setOf(first), b = setOf(second);
   if (a == b) return true;
   if (anyMade(sets_[a]) != EGL_NO_CONTEXT && anyMade(sets_[b]) != EGL_NO_CONTEXT) return false;
-  sets_[a].insert(sets_[a].end(), sets_[b].begin(), sets_[b].end());
+  if (anyMade(sets_[b]) != EGL_NO_CONTEXT) sets_[a].objects = sets_[b].objects;
+  sets_[a].members.insert(sets_[a].members.end(), sets_[b].members.begin(), sets_[b].members.end());
   sets_.erase(sets_.begin() + static_cast<std::ptrdiff_t>(b));
   return true;
 }
@@ -39,27 +40,33 @@ EGLContext ShareSets::create(const Context& context, const DrawableAttributes& a
   const EGLContext made = display_.createContext(attributes, anyMade(set));
   if (made == EGL_NO_CONTEXT) return made;
   counters_.glContexts.fetch_add(1);
-  std::find_if(set.begin(), set.end(), [&](const Member& one) { return one.context == &context; })->egl = made;
+  std::find_if(set.members.begin(), set.members.end(), [&](const Member& one) { return one.context == &context; })->egl = made;
   return made;
+}
+
+std::shared_ptr<SharedObjects> ShareSets::objects(const Context& context) {
+  const std::lock_guard lock(mutex_);
+  return sets_[setOf(context)].objects;
 }
 
 bool ShareSets::shared(const Context& context) {
   const std::lock_guard lock(mutex_);
-  return sets_[setOf(context)].size() > 1;
+  return sets_[setOf(context)].members.size() > 1;
 }
 
 size_t ShareSets::setOf(const Context& context) const {
   return static_cast<size_t>(std::find_if(sets_.begin(), sets_.end(),
                                           [&](const Set& set) {
-                                            return std::any_of(set.begin(), set.end(),
+                                            return std::any_of(set.members.begin(), set.members.end(),
                                                                [&](const Member& one) { return one.context == &context; });
                                           }) -
                              sets_.begin());
 }
 
 EGLContext ShareSets::anyMade(const Set& set) {
-  const auto at = std::find_if(set.begin(), set.end(), [](const Member& one) { return one.egl != EGL_NO_CONTEXT; });
-  return at == set.end() ? EGL_NO_CONTEXT : at->egl;
+  const auto at =
+      std::find_if(set.members.begin(), set.members.end(), [](const Member& one) { return one.egl != EGL_NO_CONTEXT; });
+  return at == set.members.end() ? EGL_NO_CONTEXT : at->egl;
 }
 
 }  // namespace qv::peer

@@ -1,11 +1,13 @@
 // Which host contexts share objects, decided before their OpenGL contexts exist.
 #pragma once
 
+#include <memory>
 #include <mutex>
 #include <vector>
 
 #include "peer/host/egl_display.h"
 #include "peer/host/live_counters.h"
+#include "peer/replay/shared_objects.h"
 
 namespace qv::peer {
 
@@ -24,6 +26,8 @@ class ShareSets {
   bool join(const Context& first, const Context& second);
   // Makes `context`'s OpenGL context, sharing with what its set has. EGL_NO_CONTEXT on failure.
   EGLContext create(const Context& context, const DrawableAttributes& attributes);
+  // What the host keeps for the set; settled once one of its contexts has an OpenGL context.
+  std::shared_ptr<SharedObjects> objects(const Context& context);
   // Whether the set has another member.
   bool shared(const Context& context);
 
@@ -32,7 +36,10 @@ class ShareSets {
     const Context* context = nullptr;
     EGLContext egl = EGL_NO_CONTEXT;
   };
-  using Set = std::vector<Member>;
+  struct Set {
+    std::vector<Member> members;
+    std::shared_ptr<SharedObjects> objects = std::make_shared<SharedObjects>();
+  };
   // Index of the set that holds the context; it always has one.
   size_t setOf(const Context& context) const;
   static EGLContext anyMade(const Set& set);

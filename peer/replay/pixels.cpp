@@ -3,6 +3,8 @@
 
 #include "peer/replay/gl_functions.h"
 #include "peer/replay/replay_functions.h"
+#include "peer/replay/replay_state.h"
+#include "peer/replay/replayer.h"
 
 namespace qv::peer::replay {
 
@@ -12,6 +14,12 @@ void glCopyPixels(Replayer&, GLint x, GLint y, GLsizei width, GLsizei height, GL
   static constexpr GLint kFar = 32768;
   const auto near = [](GLint at) { return std::clamp(at, -kFar, kFar); };
   gl.glCopyPixels(near(x), near(y), std::min(width, kFar), std::min(height, kFar), type);
+}
+
+// A name or a value that the guest itself refuses changes nothing.
+void glPixelStorei(Replayer& replayer, GLenum pname, GLint value) { setPixelStore(replayer.state().pixelStore, pname, value); }
+void glPixelStoref(Replayer& replayer, GLenum pname, GLfloat value) {
+  if (value >= 0 && value < 2147483648.0f) setPixelStore(replayer.state().pixelStore, pname, static_cast<GLint>(value));
 }
 
 }  // namespace qv::peer::replay

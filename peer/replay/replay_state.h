@@ -6,6 +6,7 @@
 #include "peer/replay/run_arrays.h"
 #include "peer/replay/run_layout.h"
 #include "peer/replay/shared_objects.h"
+#include "wire/pixel_store.h"
 
 namespace qv::peer {
 
@@ -39,6 +40,10 @@ struct ReplayState {
   // An error that the host raised or took from GL. glGetError answers it before GL's own.
   GLenum heldError = GL_NO_ERROR;
   bool errorProvoked = false;  // a query of the host inside an open primitive has set GL's flag
+
+  // --- pixels ---
+  // How the guest's images lie. GL keeps its defaults: the host itself finds an image's rows.
+  PixelStoreState pixelStore;
 
   // --- runs ---
   RunLayout runLayout;  // of the last run; most runs have the layout of the one before

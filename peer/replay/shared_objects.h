@@ -2,6 +2,9 @@
 #pragma once
 
 #include <atomic>
+#include <mutex>
+
+#include "peer/replay/name_map.h"
 
 namespace qv::peer {
 
@@ -13,8 +16,21 @@ class SharedObjects {
   // Whether calling a list may open or close a primitive.
   bool hasUnbalancedLists() const { return unbalancedLists_.load(std::memory_order_relaxed); }
 
+  // Names that the contexts of the set have in common.
+  struct Names {
+    NameMap textures, buffers;
+  };
+  // `use(names)` under the lock; it may call GL.
+  template <typename Use>
+  auto withNames(Use&& use) {
+    const std::lock_guard lock(mutex_);
+    return use(names_);
+  }
+
  private:
   std::atomic<bool> unbalancedLists_{false};
+  std::mutex mutex_;
+  Names names_;
 };
 
 }  // namespace qv::peer

@@ -39,8 +39,8 @@ class Sharing : public testing::Test {
   TestGuest first{gpu}, second{gpu};
 };
 
-// A flush is over when the host has done it: the end of a long stream, which nobody asks anything of, is there for a sharing context
-// at once, and a stream that fails is told to its own flush.
+// A flush is over when the host has done it: the end of a long stream, which nobody asks anything of, is there for a sharing
+// context at once, and a stream that fails is told to its own flush.
 TEST_F(Sharing, LongStreamIsDoneWhenTheFlushReturns) {
   ASSERT_EQ(share(first.context, second.context), 0);
   for (uint32_t round = 0; round < 5; ++round) {
@@ -57,6 +57,20 @@ TEST_F(Sharing, LongStreamIsDoneWhenTheFlushReturns) {
     EXPECT_EQ(first.flush(Stream().add(kFlush)), 0);
   }
   EXPECT_EQ(log.take().size(), 5u);
+}
+
+// A list that opens a primitive opens it for whoever calls it: the host knows of the lists of the whole set.
+TEST_F(Sharing, ListsThatOpenAPrimitiveAreSeenBySharers) {
+  ASSERT_EQ(share(first.context, second.context), 0);
+  ASSERT_EQ(first.flush(Stream().add(kNewList, 1u, GL_COMPILE).add(kBegin, GL_TRIANGLES).add(kEndList)), 0);
+  std::vector<float> values(300, 0.0f);
+  ASSERT_EQ(second.flush(Stream().add(kCallList, 1u)), 0);
+  ASSERT_EQ(second.flush(Stream().large(kRunEnded, runPayload(GL_POINTS, {0x3100}, 12, floats(values)))), 0);
+  ASSERT_EQ(second.flush(Stream().add(kEnd)), 0);
+  second.glError();
+  ASSERT_EQ(second.flush(Stream().add(kClearColor, 1.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT)), 0);
+  ASSERT_EQ(first.flush(Stream(), GL_BACK), 0);
+  EXPECT_EQ(first.surface->pixel(1, 1) & 0xFFFFFF, 0xFF0000u);
 }
 
 // Without a request a context does not find the lists of another.

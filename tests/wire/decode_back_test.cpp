@@ -16,7 +16,8 @@ namespace {
 const std::set<std::string> kNotReplayed = {"glClientActiveTexture", "glIsSync"};
 // The host looks at what the guest says before GL does, and refuses values like the ones given here.
 const std::set<std::string> kLookedAtFirst = {"glViewportArrayv", "glScissorArrayv",         "glDepthRangeArrayv",
-                                              "glCopyPixels",     "glInvalidateTexSubImage", "glInvalidateTexImage"};
+                                              "glCopyPixels",     "glInvalidateTexSubImage", "glInvalidateTexImage",
+                                              "glPixelStorei",    "glPixelStoref"};
 
 class DecodeBack : public ContextTest {
  protected:
