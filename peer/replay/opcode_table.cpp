@@ -57,16 +57,14 @@ constexpr RowEntry rowEntryOf() {
 }
 
 // A row without a function of its own must not name one: the address of an undefined function cannot be taken.
-template <typename Row>
-struct NoOwn;
-#define QV_OWN(name)                                     \
-  [] {                                                   \
-    if constexpr (kHasOwnReplay<op::name>) {             \
-      return rowEntryOf<op::name, &replay::name>();      \
-    } else {                                             \
-      return rowEntryOf<op::name, nullptr>();            \
-    }                                                    \
-  }()
+#define QV_OWN(name)                                    \
+  []<typename Row>(Row) {                               \
+    if constexpr (kHasOwnReplay<Row>) {                 \
+      return rowEntryOf<Row, &replay::name>();          \
+    } else {                                            \
+      return rowEntryOf<Row, nullptr>();                \
+    }                                                   \
+  }(op::name{})
 
 constexpr RowEntry kRows[] = {
 #define QV_ROW(name, ...) QV_OWN(name),

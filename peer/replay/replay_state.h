@@ -2,6 +2,8 @@
 #pragma once
 
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "peer/replay/run_arrays.h"
 #include "peer/replay/run_layout.h"
@@ -24,15 +26,21 @@ struct ReplayState {
   bool listExecutes = false;   // the open list is GL_COMPILE_AND_EXECUTE
   int32_t listPrimitives = 0;  // primitives opened in the open list and not closed
   bool listUnbalanced = false;  // the open list closes a primitive that it has not opened, or calls lists that may
+  GLuint listName = 0;           // of the open list
+  bool listInsideBegin = false;  // a primitive is open in the open list
+  bool listCallsLists = false;   // the open list calls others
+  bool listCallsInside = false;  // the open list calls one inside a primitive
+  std::vector<std::pair<GLuint, GLsizei>> deletedLists;  // to be deleted when the open list ends: first name, count
 
   // Note a glBegin and a glEnd: recorded into the open list, carried out, or both.
   void primitiveOpened(GLenum mode) {
     if (mode > GL_PATCHES) return;
-    if (listOpen) ++listPrimitives;
+    if (listOpen) ++listPrimitives, listInsideBegin = true;
     if (!listOpen || listExecutes) insideBegin = true;
   }
   void primitiveClosed() {
     if (listOpen && --listPrimitives < 0) listUnbalanced = true;
+    listInsideBegin = false;
     if (!listOpen || listExecutes) insideBegin = false;
   }
 

@@ -2,11 +2,39 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
+#include <map>
 #include <mutex>
 
 #include "peer/replay/name_map.h"
 
 namespace qv::peer {
+
+// The display lists that there are, as far as they have been compiled by the contexts that know this object.
+class KnownLists {
+ public:
+  // Notes that a list has been compiled, and whether it calls others.
+  void compiled(uint32_t list, bool callsOthers) {
+    const std::lock_guard lock(mutex_);
+    callsOthers_[list] = callsOthers;
+  }
+  void deleted(uint32_t first, uint32_t count) {
+    const std::lock_guard lock(mutex_);
+    const uint64_t end = uint64_t{first} + count;
+    callsOthers_.erase(callsOthers_.lower_bound(first),
+                       end > UINT32_MAX ? callsOthers_.end() : callsOthers_.lower_bound(static_cast<uint32_t>(end)));
+  }
+  // Whether the list is known to be there and to call no other.
+  bool isLeaf(uint32_t list) const {
+    const std::lock_guard lock(mutex_);
+    const auto at = callsOthers_.find(list);
+    return at != callsOthers_.end() && !at->second;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::map<uint32_t, bool> callsOthers_;
+};
 
 // Every context of the share set has a thread of its own.
 class SharedObjects {
@@ -26,6 +54,8 @@ class SharedObjects {
     const std::lock_guard lock(mutex_);
     return use(names_);
   }
+
+  KnownLists lists;
 
  private:
   std::atomic<bool> unbalancedLists_{false};

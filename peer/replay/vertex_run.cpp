@@ -67,7 +67,8 @@ void replayRun(Replayer& replayer, VertexRunRecord record, Reader& rest, bool en
       ended && layout.positioned && layout.arrays && mode < kModes && !state.insideBegin && !state.listOpen && run.wholeSlots == 0;
   RunDraw draw = {mode, run.vertices, run.count, run.vertices + uint64_t{run.count} * layout.stride};
   if (drawable && (joinRuns(replayer, record, draw) || run.count >= kLeastForArrays)) {
-    state.runArrays.draw(layout, draw);
+    // Runs of strips that are too short have vertices and no primitive.
+    if (draw.count != 0) state.runArrays.draw(layout, draw);
     // After glEnd the current values are the attributes of the last vertex.
     give(layout, draw.end - layout.stride, layout.slots - 1);
     return;

@@ -70,6 +70,46 @@ TEST_F(GlGuards, ListsThatOpenAPrimitiveAreSeen) {
   EXPECT_EQ(guest.glError(), 0u);
 }
 
+// Whatever a list calls that leaves a primitive open, or calls inside a primitive, it can be ended: lists that are not there, itself,
+// lists that call each other, lists that are deleted meanwhile.
+TEST_F(GlGuards, ListsThatCallListsCanBeEnded) {
+  const std::vector<uint8_t> broken = runPayload(4, {0x3100}, 12, floats({0, 0, 0}));
+  const auto list = [&](uint32_t name, uint32_t mode, const Stream& content) {
+    Stream stream;
+    stream.add(kNewList, name, mode);
+    stream.data += content.data;
+    ASSERT_EQ(guest.flush(stream), 0);
+    ASSERT_EQ(guest.flush(Stream().add(kEndList)), 0);
+  };
+  for (const uint32_t mode : {GL_COMPILE, GL_COMPILE_AND_EXECUTE}) {
+    for (const uint32_t callee : {1u, 5u, 6u, 20u}) {
+      const Stream call = Stream().add(kCallList, callee), calls = Stream().add(kCallLists, 1, GL_UNSIGNED_INT, 4u, callee);
+      for (const Stream& one : {call, calls}) {
+        Stream behind = one, inside = Stream().add(kBegin, GL_TRIANGLES), alone = one;
+        behind.add(kBegin, GL_QUADS);
+        inside.data += one.data;
+        inside.add(kEnd);
+        list(5, mode, behind);
+        list(5, mode, inside);
+        inside.add(kDeleteLists, 1u, 3);
+        list(2, GL_COMPILE, Stream().add(kVertex2f, 0.0f, 0.0f));
+        list(5, mode, inside);
+        alone.large(kRunBroken, broken);
+        list(6, mode, alone);
+        list(5, mode, one);
+        list(6, mode, call);
+      }
+    }
+  }
+  // A list that is there is still called inside a primitive of another one.
+  list(1, GL_COMPILE, Stream().add(kColor3f, 0.0f, 1.0f, 0.0f));
+  list(9, GL_COMPILE, Stream().add(kBegin, GL_TRIANGLES).add(kCallList, 1u).add(kEnd));
+  ASSERT_EQ(guest.flush(Stream().add(kColor3f, 1.0f, 0.0f, 0.0f).add(kCallList, 9u)), 0);
+  EXPECT_EQ(guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16), floats({0, 1, 0, 1}));
+  guest.glError();
+  log.take();
+}
+
 // A drawable starts black, whatever stood in its memory before.
 TEST_F(GlGuards, FreshDrawablesAreCleared) {
   for (int round = 0; round < 10; ++round) {

@@ -144,5 +144,29 @@ TEST(JoinedRunsReachGl, AsOneDraw) {
   gl = real;
 }
 
+// Strips without a primitive in them draw nothing, however many there are; the current values are those of the last vertex.
+TEST(JoinedRunsReachGl, NotAtAllWithoutAPrimitive) {
+  static int arrays = 0;
+  static GlFunctions real;
+  arrays = 0;
+  InProcessGpu gpu;
+  TestGuest guest{gpu};
+  ASSERT_TRUE(guest.start(16, 16));
+  ASSERT_EQ(guest.flush(Stream().add(kFlush)), 0);
+  real = gl;
+  gl.glDrawArrays = [](GLenum mode, GLint first, GLsizei count) {
+    ++arrays;
+    real.glDrawArrays(mode, first, count);
+  };
+  const std::vector<uint8_t> strip = runPayload(5, {0x3103, 0x2100}, 20, floats({1, 0, 0, 0, 0, 0, 1, 0, 1, 1}));
+  Stream stream;
+  for (int i = 0; i < 40; ++i) stream.large(kRunEnded, strip);
+  EXPECT_EQ(guest.flush(stream), 0);
+  EXPECT_EQ(arrays, 0);
+  gl = real;
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16), floats({0, 1, 0, 1}));
+}
+
 }  // namespace
 }  // namespace qv::peer::test
