@@ -1,0 +1,21 @@
+// KnownFaults: commands that lead this OpenGL to faults which the peer does not guard it from, so that the fuzzer finds others.
+#pragma once
+
+#include <cstdint>
+
+#include "wire/row_facts.h"
+
+namespace qv::fuzz {
+
+// Each fault here stands in fuzz/README.md with its reason. One object for each context.
+class KnownFaults {
+ public:
+  // Whether the command is none that leads to one.
+  bool allows(const RowFacts& row, const uint8_t* fixed, uint64_t bytes);
+
+ private:
+  // A list that is compiled, its primitive and the vertices there.
+  bool listOpen_ = false, primitiveOpen_ = false, anyVertex_ = false;
+};
+
+}  // namespace qv::fuzz
