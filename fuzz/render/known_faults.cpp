@@ -3,23 +3,13 @@
 
 #include <string_view>
 
+#include "peer/replay/vertex_attributes.h"
 #include "wire/entry_table.h"
 
 namespace qv::fuzz {
 namespace {
 
 bool isPosition(std::string_view name) { return name.starts_with("glVertex") && !name.starts_with("glVertexAttrib"); }
-
-// Whether the command sets a vertex attribute other than the position.
-bool setsAttribute(const RowFacts& row) {
-  const std::string_view name = row.name;
-  if (row.attribute) return !isPosition(name);
-  for (const std::string_view begin : {"glVertexAttrib", "glSecondaryColor", "glFogCoord", "glTexCoordP", "glMultiTexCoordP", "glNormalP",
-                                       "glColorP", "glEdgeFlag", "glIndex", "glMaterial", "glEvalCoord", "glEvalPoint"}) {
-    if (name.starts_with(begin)) return true;
-  }
-  return false;
-}
 
 }  // namespace
 
@@ -50,7 +40,7 @@ bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
       break;
   }
   if (isPosition(row.name)) ++vertices_;
-  return !(oneVertex && setsAttribute(row));
+  return !(oneVertex && peer::setsAttribute(row.name));
 }
 
 }  // namespace qv::fuzz
