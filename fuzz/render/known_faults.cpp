@@ -14,14 +14,15 @@ bool isPosition(std::string_view name) { return name.starts_with("glVertex") && 
 }  // namespace
 
 bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
-  const bool oneVertex = listOpen_ && primitiveOpen_ && vertices_ == 1;
-  switch (static_cast<uint32_t>(row.opcode)) {
+  const auto opcode = static_cast<uint32_t>(row.opcode);
+  const bool cut = listOpen_ && primitiveOpen_ && vertices_ > 0;
+  switch (opcode) {
     case opcodeOf<op::glNewList>:
       if (!listOpen_) primitiveOpen_ = false;
       listOpen_ = true;
       return true;
     case opcodeOf<op::glEndList>:
-      if (oneVertex) return false;
+      if (cut) return false;
       listOpen_ = false;
       return true;
     case opcodeOf<op::glBegin>:
@@ -31,6 +32,7 @@ bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
     case opcodeOf<op::qvRunBroken>:
       primitiveOpen_ = true;
       vertices_ = 1;  // or any number
+      position_ = 0;
       return true;
     case opcodeOf<op::glEnd>:
     case opcodeOf<op::qvRunEnded>:
@@ -39,8 +41,14 @@ bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
     default:
       break;
   }
-  if (isPosition(row.name)) ++vertices_;
-  return !(oneVertex && peer::setsAttribute(row.name));
+  const bool position = isPosition(row.name);
+  const bool change = peer::setsAttribute(row.name) || (position && vertices_ > 0 && opcode != position_);
+  if (cut && change) return false;
+  if (position) {
+    ++vertices_;
+    position_ = opcode;
+  }
+  return true;
 }
 
 }  // namespace qv::fuzz
