@@ -29,8 +29,9 @@ struct ReplayState {
   bool listUnbalanced = false;  // the open list closes a primitive that it has not opened, or calls lists that may
   GLuint listName = 0;           // of the open list
   bool listInsideBegin = false;  // a primitive is open in the open list
-  bool listCallsLists = false;   // the open list calls others
-  bool listCallsInside = false;  // the open list calls one inside a primitive
+  ListCalls listCalls;           // of the open list
+  bool listCallsAbsent = false;  // the open list calls one that is not there as a whole
+  bool listDefinesInside = false;  // the open list sets a vertex attribute inside a primitive
   std::vector<std::pair<GLuint, GLsizei>> deletedLists;  // to be deleted when the open list ends: first name, count
 
   // Note a glBegin and a glEnd: recorded into the open list, carried out, or both.
