@@ -183,19 +183,28 @@ void ArrayState::renewed(const HostBuffer& buffer) {
 
 // --- draws ---
 
+bool ArrayState::isCoreDefault(Replayer& replayer) const { return currentName_ == 0 && replayer.state().core; }
+
+bool ArrayState::mayGoOn(Replayer& replayer) const {
+  if (isCoreDefault(replayer)) return true;
+  refuse(replayer, GL_OUT_OF_MEMORY);
+  return false;
+}
+
 bool ArrayState::bindReal(Replayer& replayer) {
-  const bool hasObject = currentName_ != 0 || !replayer.state().core;
+  const bool hasObject = !isCoreDefault(replayer);
   const bool fresh = hasObject && current_->real == 0;
-  if (fresh) gl.glGenVertexArrays(1, &current_->real);
+  // Without a buffer to turn its arrays to no object is safe.
+  if (fresh && stream_.name() != 0) gl.glGenVertexArrays(1, &current_->real);
   if (boundReal_ != current_->real) {
     gl.glBindVertexArray(current_->real);
     boundReal_ = current_->real;
   }
-  if (fresh) {
+  if (fresh && current_->real != 0) {
     // A core context has generic attributes alone.
     for (uint32_t row = replayer.state().core ? kArrayKinds : 0; row < kArrayRows; ++row) park(row);
   }
-  return hasObject;
+  return current_->real != 0;
 }
 
 void ArrayState::park(uint32_t number) {
@@ -269,11 +278,12 @@ uint32_t ArrayState::bufferedRows() const {
   return rows;
 }
 
-void ArrayState::useBuffers(Replayer& replayer) {
-  if (!bindReal(replayer)) return;
+bool ArrayState::useBuffers(Replayer& replayer) {
+  if (!bindReal(replayer)) return mayGoOn(replayer);
   const uint32_t rows = bufferedRows();
   forEachRow(rows & ~current_->applied, [&](uint32_t row) { applyBuffered(row); });
   enableRows(rows);
+  return true;
 }
 
 ArrayState::ClientRows ArrayState::clientRows(uint32_t instances, bool nullsToo) const {
@@ -309,7 +319,7 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
     replayer.passOver(opcode, name, "its data are not those of the arrays that are enabled");
     return false;
   }
-  if (!bindReal(replayer)) return true;  // GL refuses the draw
+  if (!bindReal(replayer)) return mayGoOn(replayer);
 
   // Each array begins at a multiple of 16 in the buffer, and GL counts from the array's element 0, which the data may lack: it
   // lies as many elements in front of them, so that there must be room there.
@@ -415,10 +425,10 @@ bool ArrayState::holds(int64_t least, int64_t most) {
 // --- glArrayElement ---
 
 void ArrayState::beforePrimitive(Replayer& replayer) {
-  if (bufferedRows() == 0) return;
+  if (bufferedRows() == 0 || isCoreDefault(replayer)) return;
   current_->applied = 0;
   uint32_t rows = bufferedRows();
-  useBuffers(replayer);
+  if (!useBuffers(replayer)) return;
   if ((current_->enabledRows & kGenericZero) != 0) rows &= ~kVertexRow;  // attribute 0 is the position
   if (boundReal_ == current_->real) enableRows(rows);
 }

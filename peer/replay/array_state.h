@@ -78,7 +78,8 @@ class ArrayState {
   // The one that belongs to runs.
   void bindNone();
   // Enables in GL the rows that have buffers, and these alone. For draws without data of their own.
-  void useBuffers(Replayer& replayer);
+  // False, with an error raised, when GL has no object for them.
+  bool useBuffers(Replayer& replayer);
   // Enables them, and the rows whose data are in the block, which is uploaded; `indices`, if there are any, too: `indexOffset` is
   // where they lie in the stream buffer, which is then GL's element buffer. False, with a line in the log, when the block does
   // not fit the rows or cannot be placed.
@@ -114,6 +115,9 @@ class ArrayState {
   void park(uint32_t row);
   // Whether GL has an object for the guest's arrays. It has none for the object 0 of a core context.
   bool bindReal(Replayer& replayer);
+  bool isCoreDefault(Replayer& replayer) const;
+  // Without an object: whether GL itself refuses the draw. Raises an error where it would not.
+  bool mayGoOn(Replayer& replayer) const;
   void bindArray(const std::shared_ptr<HostBuffer>& buffer);
   void bindStream();
   void applyBuffered(uint32_t row);
