@@ -89,6 +89,11 @@ constexpr void fillForm(RowFacts& row, Array<Per>) {
   row.form = FormKind::Array;
   row.n = Per;
 }
+template <uint32_t Per>
+constexpr void fillForm(RowFacts& row, Matrices<Per>) {
+  row.form = FormKind::Matrices;
+  row.n = Per;
+}
 constexpr void fillForm(RowFacts& row, Text) { row.form = FormKind::Text; }
 constexpr void fillForm(RowFacts& row, TextQuery) {
   row.form = FormKind::TextQuery;
@@ -121,6 +126,7 @@ constexpr void fillReply(RowFacts& row, CountedReply<Rule>) {
 }
 constexpr void fillReply(RowFacts& row, NamesReply) { row.reply = ReplyKind::Names; }
 constexpr void fillReply(RowFacts& row, LengthReply) { row.reply = ReplyKind::Length; }
+constexpr void fillReply(RowFacts& row, ListReply) { row.reply = ReplyKind::List; }
 template <typename Reply>
 constexpr void fillForm(RowFacts& row, Query<Reply>) {
   row.form = FormKind::Query;

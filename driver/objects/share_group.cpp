@@ -18,7 +18,7 @@ constexpr NameTable::Destroy kDestroy[kShareSlots] = {
     destroyLabelled<LabelRecord>,     // sync objects
     destroyVirtual<TrackedObject>,    // buffers
     destroyVirtual<TrackedObject>,    // programs, whose records own their resource caches
-    destroyLabelled<LabelledRecord>,  // program pipelines
+    destroyLabelled<PipelineRecord>,  // program pipelines
     destroyLabelled<LabelRecord>,     // shaders
     destroyVirtual<CommandStream>,    // display lists
 };

@@ -40,7 +40,7 @@ struct ShareGroup {
   CRITICAL_SECTION lock;
 };
 
-// Holds the lock of a ShareGroup for a scope. Never across a flush, and never while DriverLock is held.
+// Holds the lock of a ShareGroup for a scope. Never while DriverLock is held. Across a flush only while a program is being linked.
 class ShareLock {
  public:
   explicit ShareLock(ShareGroup* group) : held(&group->lock) { EnterCriticalSection(held); }

@@ -78,6 +78,14 @@ struct LimitCache {
   int32_t maxVertexAttribRelativeOffset = -1;
 };
 
+// Names of the queries that run, 0 for none.
+struct ActiveQueries {
+  static constexpr uint32_t kIndices = 4;
+  uint32_t samplesPassed = 0, anySamplesPassed = 0, anySamplesPassedConservative = 0, timeElapsed = 0;
+  uint32_t primitivesGenerated[kIndices] = {};
+  uint32_t feedbackPrimitivesWritten[kIndices] = {};
+};
+
 struct DeferredDeleteList {
   uint32_t* names = nullptr;
   uint32_t count = 0;
@@ -170,11 +178,12 @@ class GlContext final : public CommandStream, public VertexRun {
 
   BufferBindings buffers;
   LimitCache limits;
-  uint32_t currentProgram = 0, currentPipeline = 0;
+  uint32_t currentProgram = 0, boundPipeline = 0;
   uint8_t vertexProgramEnabled = 0, fragmentProgramEnabled = 0;
   // Of VertexArrayObject and of query records. They belong to the context's thread and are never locked.
   NameTable vertexArrayTable{destroyVirtual<TrackedObject>};
-  NameTable queryTable{destroyLabelled<LabelledRecord>};
+  NameTable queryTable{destroyLabelled<QueryRecord>};
+  ActiveQueries activeQueries;
   uint32_t boundVertexArray = 0;
   uint32_t drawFramebuffer = 0, readFramebuffer = 0;
   VertexArrayObject defaultVertexArray;  // in force while boundVertexArray is 0

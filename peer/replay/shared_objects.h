@@ -7,6 +7,8 @@
 #include <mutex>
 
 #include "peer/replay/name_map.h"
+#include "peer/replay/sync_names.h"
+#include "peer/replay/uniform_orders.h"
 
 namespace qv::peer {
 
@@ -56,6 +58,8 @@ class SharedObjects {
   }
 
   KnownLists lists;
+  SyncNames syncs;
+  UniformOrders uniformOrders;
 
  private:
   std::atomic<bool> unbalancedLists_{false};

@@ -29,17 +29,6 @@ QV_WITHHELD(glVertexAttribIFormat, kGuestArrays)
 QV_WITHHELD(glVertexAttribLFormat, kGuestArrays)
 QV_WITHHELD(glVertexAttribBinding, kGuestArrays)
 QV_WITHHELD(glVertexBindingDivisor, kGuestArrays)
-QV_WITHHELD(glDrawTransformFeedback, kGuestArrays)
-QV_WITHHELD(glDrawTransformFeedbackStream, kGuestArrays)
-QV_WITHHELD(glDrawTransformFeedbackInstanced, kGuestArrays)
-QV_WITHHELD(glDrawTransformFeedbackStreamInstanced, kGuestArrays)
-// Sync objects. A real handle is a pointer, the guest's is a 32-bit name.
-inline constexpr const char* kSyncNames = "sync objects have no names yet";
-QV_WITHHELD(glFenceSync, kSyncNames)
-QV_WITHHELD(glIsSync, kSyncNames)
-QV_WITHHELD(glDeleteSync, kSyncNames)
-QV_WITHHELD(glClientWaitSync, kSyncNames)
-QV_WITHHELD(glWaitSync, kSyncNames)
 // GL would write into memory that the guest has named.
 QV_WITHHELD(glRenderMode, "selection and feedback buffers are not kept")
 #undef QV_WITHHELD

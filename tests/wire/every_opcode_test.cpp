@@ -6,6 +6,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "peer/link/log.h"
 #include "peer/replay/replayer.h"
@@ -39,6 +41,7 @@ std::optional<uint64_t> goodLength(const RowFacts& row, Fill fill) {
   switch (row.form) {
     case FormKind::Counted:
     case FormKind::Array:
+    case FormKind::Matrices:
       return fixed;
     case FormKind::Sized:
       for (const ArgumentFacts& argument : row.arguments) {
@@ -50,6 +53,12 @@ std::optional<uint64_t> goodLength(const RowFacts& row, Fill fill) {
       // A text has at least its zero.
       return fill == Fill::Ones ? std::optional(fixed) : std::nullopt;
     case FormKind::Record:
+      if (fill == Fill::Ones && !row.openTail) {
+        // A negative count has no data, and data that are too long for a command are left out.
+        const std::vector<uint8_t> ones(fixed, 0xFF);
+        const uint64_t tail = row.tailBytes(ones.data());
+        if (std::string_view(row.name) != "glCallLists" && (tail == 0 || payloadOf(fixed, tail) == fixed)) return fixed;
+      }
       // A run of 255 slots is none, and names of that many bytes are not there.
       return fill == Fill::Zeros ? std::optional(fixed) : std::nullopt;
     default:

@@ -1,0 +1,26 @@
+// Programs and pipelines of a context's share group, for every family that asks for them.
+#pragma once
+
+#include <cstdint>
+
+#include "driver/objects/program_record.h"
+#include "driver/objects/share_group.h"
+#include "driver/state/gl_context.h"
+
+namespace qv {
+
+// The record of a program, null before its first link. It is used after the lock is released.
+inline ProgramRecord* findProgram(GlContext* context, uint32_t program) {
+  const ShareLock held(context->shareGroup);
+  // A table holds the base of its objects.
+  return static_cast<ProgramRecord*>(context->shareGroup->table(ShareSlot::kPrograms).findAs<TrackedObject>(program));
+}
+bool programExists(GlContext* context, uint32_t program);  // linked or not
+
+// The record of a pipeline; makes one if there is none and `create` is set. Null for name 0.
+PipelineRecord* usesPipeline(GlContext* context, uint32_t pipeline, bool create);
+
+// The name of the program whose uniforms glUniform sets; 0 if there is none.
+uint32_t usesCurrentProgram(GlContext* context);
+
+}  // namespace qv
