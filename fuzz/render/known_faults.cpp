@@ -24,20 +24,23 @@ bool setsAttribute(const RowFacts& row) {
 }  // namespace
 
 bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
+  const bool oneVertex = listOpen_ && primitiveOpen_ && vertices_ == 1;
   switch (static_cast<uint32_t>(row.opcode)) {
     case opcodeOf<op::glNewList>:
-      if (!listOpen_) primitiveOpen_ = anyVertex_ = false;
+      if (!listOpen_) primitiveOpen_ = false;
       listOpen_ = true;
       return true;
     case opcodeOf<op::glEndList>:
+      if (oneVertex) return false;
       listOpen_ = false;
       return true;
     case opcodeOf<op::glBegin>:
-      if (!primitiveOpen_) anyVertex_ = false;
+      if (!primitiveOpen_) vertices_ = 0;
       primitiveOpen_ = true;
       return true;
     case opcodeOf<op::qvRunBroken>:
-      primitiveOpen_ = anyVertex_ = true;
+      primitiveOpen_ = true;
+      vertices_ = 1;  // or any number
       return true;
     case opcodeOf<op::glEnd>:
     case opcodeOf<op::qvRunEnded>:
@@ -46,9 +49,8 @@ bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
     default:
       break;
   }
-  if (isPosition(row.name)) anyVertex_ = true;
-  // Fault 1: two attributes that first appear between two vertices of a primitive in a list.
-  return !(listOpen_ && anyVertex_ && primitiveOpen_ && setsAttribute(row));
+  if (isPosition(row.name)) ++vertices_;
+  return !(oneVertex && setsAttribute(row));
 }
 
 }  // namespace qv::fuzz

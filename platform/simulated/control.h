@@ -58,6 +58,8 @@ void resetCallCounts();
 // The last 4096 calls as "thread name(arguments) = result", oldest first. Off at start; off costs one relaxed load per call.
 void setTrace(bool on);
 std::vector<std::string> trace();
+// Whether the calling thread holds the section. Not a platform call: neither counted nor traced.
+bool holdsSection(const CRITICAL_SECTION& section);
 void clearTrace();
 
 // Calls that a real kernel would punish rather than report: submissions whose lists contradict their commands, copies from

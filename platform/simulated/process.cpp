@@ -126,6 +126,10 @@ std::atomic<DWORD> processId{0};
 
 }  // namespace
 
+bool holdsSection(const CRITICAL_SECTION& section) {
+  return section.state == kSectionReady && heldByThisThread(&section);
+}
+
 // The real process id, kept because the system call costs more than the rest of a call; a forked child learns its own.
 DWORD currentProcessId() {
   DWORD id = processId.load(std::memory_order_relaxed);
@@ -277,6 +281,7 @@ void WINAPI InitializeCriticalSection(CRITICAL_SECTION* section) {
 
 void WINAPI EnterCriticalSection(CRITICAL_SECTION* section) {
   Call call(Fn::EnterCriticalSection);
+  call.arguments("%p", static_cast<const void*>(section));
   if (section->state != kSectionReady) [[unlikely]] {
     complain("EnterCriticalSection of a section that is not initialised");
   } else if (heldByThisThread(section)) {
@@ -306,6 +311,7 @@ BOOL WINAPI TryEnterCriticalSection(CRITICAL_SECTION* section) {
 
 void WINAPI LeaveCriticalSection(CRITICAL_SECTION* section) {
   Call call(Fn::LeaveCriticalSection);
+  call.arguments("%p", static_cast<const void*>(section));
   if (section->state != kSectionReady || !heldByThisThread(section)) [[unlikely]] {
     complain("LeaveCriticalSection of a section that the thread does not hold");
   } else if (--section->depth == 0) {

@@ -2,9 +2,11 @@
 #include "tests/frame/frame_test.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 #include "driver/base/current_context.h"
+#include "driver/base/driver_lock.h"
 #include "driver/base/process_state.h"
 #include "driver/host/window_hook.h"
 #include "driver/icd/attach.h"
@@ -66,16 +68,27 @@ BOOL APIENTRY systemPresent(HDC hdc, PRESENTBUFFERSCB* data) {
   return DrvPresentBuffers(hdc, &buffers);
 }
 
-bool isLockCall(const std::string& name) { return name == "EnterCriticalSection" || name == "LeaveCriticalSection"; }
+// Behind the name of a call that enters or leaves DriverLock.
+std::string lockArgument() {
+  char text[32];
+  std::snprintf(text, sizeof text, "(%p)", static_cast<const void*>(&DriverLock));
+  return text;
+}
 
 }  // namespace
 
-std::vector<std::string> tracedCalls() {
+std::vector<std::string> tracedCalls(Locks locks) {
   std::vector<std::string> names;
   for (const std::string& line : sim::trace()) {
     const size_t start = line.find(' ') + 1;
     const std::string name = line.substr(start, line.find_first_of(" (", start) - start);
-    if (!isLockCall(name)) names.push_back(name);
+    const bool enters = name == "EnterCriticalSection", leaves = name == "LeaveCriticalSection";
+    if (!enters && !leaves) {
+      names.push_back(name);
+    } else if (locks == Locks::kTold) {
+      EXPECT_NE(line.find(lockArgument()), std::string::npos) << line;
+      names.push_back(enters ? kLock : kUnlock);
+    }
   }
   return names;
 }
@@ -128,7 +141,8 @@ void MachineTest::startTrace() {
 }
 
 void MachineTest::expectCalls(const Calls& calls) {
-  EXPECT_EQ(tracedCalls(), calls);
+  const bool locks = std::find(calls.begin(), calls.end(), kLock) != calls.end();
+  EXPECT_EQ(tracedCalls(locks ? Locks::kTold : Locks::kLeftOut), calls);
   sim::clearTrace();
 }
 

@@ -20,9 +20,12 @@ namespace qv::test {
 
 inline constexpr DWORD kUntouchedError = 4711;
 
-// Names of the traced calls since the last clearTrace(), without the lock's. Turns nothing on by itself.
-std::vector<std::string> tracedCalls();
+// Names of the traced calls since the last clearTrace(). Turns nothing on by itself.
+enum class Locks { kLeftOut, kTold };
+std::vector<std::string> tracedCalls(Locks locks = Locks::kLeftOut);
 using Calls = std::vector<std::string>;
+// DriverLock taken and given back, where locks are told.
+inline constexpr char kLock[] = "+DriverLock", kUnlock[] = "-DriverLock";
 
 // The GL context behind a handle that the exports gave out.
 GlContext* contextOf(DHGLRC handle);
@@ -35,7 +38,8 @@ class MachineTest : public ::testing::Test {
 
   BOOL attach();
   void detach();
-  // Expects that `calls` were made, in this order, since the trace was switched on, and clears it.
+  // Expects that `calls` were made, in this order, since the trace was switched on, and clears it. Calls of the lock count where
+  // `calls` has one.
   void expectCalls(const Calls& calls);
   static void startTrace();
 

@@ -1,8 +1,13 @@
 // The recording GPU.
 #include "tests/frame/recording_gpu.h"
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <stdexcept>
+
+#include "driver/base/driver_lock.h"
+#include "platform/simulated/control.h"
 
 namespace qv::test {
 
@@ -38,11 +43,13 @@ uint16_t SentPacket::half(size_t offset) const {
 }
 
 NTSTATUS RecordingGpu::escape(void* packet, uint32_t size) {
-  std::unique_lock hold(lock_);
   const uint8_t* const bytes = static_cast<const uint8_t*>(packet);
   SentPacket sent;
   sent.bytes.assign(bytes, bytes + size);
   const EscapeCode code = sent.code();
+  EXPECT_EQ(sim::holdsSection(DriverLock), code == EscapeCode::CreateWindow)
+      << "DriverLock while packet " << static_cast<uint32_t>(code) << " is sent";
+  std::unique_lock hold(lock_);
   if (code == EscapeCode::Flush) {
     const EscapeBufferRow& row = as<FlushPacket>(packet).stream;
     sent.stream.assign(memoryOf(row), memoryOf(row) + row.size);

@@ -1,4 +1,5 @@
-// A GPU that keeps every packet it is sent and answers as the test says.
+// A GPU that keeps every packet it is sent and answers as the test says. It expects that the sender holds DriverLock for the packet
+// that makes a window, and for no other.
 #pragma once
 
 #include <cstdint>
