@@ -138,6 +138,11 @@ constexpr bool isAttribute(Attribute<N>*) {
   return true;
 }
 constexpr bool isAttribute(void*) { return false; }
+template <uint32_t Type>
+constexpr bool isUniform(Uniform<Type>*) {
+  return true;
+}
+constexpr bool isUniform(void*) { return false; }
 
 template <typename L>
 constexpr void fillLayout(RowFacts& row) {
@@ -161,6 +166,7 @@ struct Maker<Row, R(APIENTRY*)(A...)> {
     row.absent = std::is_same_v<Implementation, Absent>;
     row.stamped = std::is_same_v<Implementation, Stamped>;
     row.attribute = isAttribute(static_cast<Implementation*>(nullptr));
+    row.uniform = isUniform(static_cast<Implementation*>(nullptr));
     row.returnBytes = returnBytesOf<R>();
     using Form = typename Row::Form;
     fillForm(row, Form{});

@@ -29,7 +29,7 @@ struct RowFacts {
   const char* name = nullptr;
   int opcode = 0, size = 0, core = 0;
   uint32_t properties = 0;
-  bool absent = false, stamped = false, attribute = false, isPrivate = false;
+  bool absent = false, stamped = false, attribute = false, uniform = false, isPrivate = false;
   FormKind form = FormKind::Local;
   ReplyKind reply = ReplyKind::None;
   uint32_t n = 0;                       // components of Vec and Components, elements per count of Array and Matrices, the key argument
