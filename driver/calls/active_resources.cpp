@@ -69,6 +69,7 @@ void APIENTRY glGetActiveUniform(GLuint program, GLuint index, GLsizei bufSize, 
   }
 }
 
+// Its errors are its own: required oddity 91.
 void APIENTRY glGetActiveAttrib(GLuint program, GLuint index, GLsizei bufSize, GLsizei* length, GLint* size, GLenum* type,
                                 GLchar* name) {
   using Row = op::glGetActiveAttrib;

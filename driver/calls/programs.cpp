@@ -21,28 +21,31 @@ NameTable& programsOf(GlContext* context) { return context->shareGroup->table(Sh
 ProgramRecord* recordIn(NameTable& programs, GLuint program) {
   return static_cast<ProgramRecord*>(programs.findAs<TrackedObject>(program));
 }
-void setRecord(NameTable& programs, GLuint program, ProgramRecord* record) {
-  programs.set(program, static_cast<TrackedObject*>(record));
+void setRecord(GlContext* context, GLuint program, ProgramRecord* record) {
+  programsOf(context).set(program, static_cast<TrackedObject*>(record));
+  context->shareGroup->programsChanged();
+}
+void removeProgram(GlContext* context, GLuint program) {
+  programsOf(context).removeNames(1, &program);
+  context->shareGroup->programsChanged();
 }
 
 void registerProgram(GlContext* context, GLuint program) {
   const ShareLock held(context->shareGroup);
-  NameTable& programs = programsOf(context);
-  if (program != 0 && recordIn(programs, program) == nullptr) setRecord(programs, program, nullptr);
+  if (program != 0 && recordIn(programsOf(context), program) == nullptr) setRecord(context, program, nullptr);
 }
 
-// Whether the delete is to be sent. It waits while a context has the program current.
+// Whether the delete is to be sent. It waits while a context has the program current: required oddity 83.
 bool releaseProgram(GlContext* context, GLuint program) {
   const ShareLock held(context->shareGroup);
-  NameTable& programs = programsOf(context);
-  if (ProgramRecord* const record = recordIn(programs, program); record != nullptr) {
+  if (ProgramRecord* const record = recordIn(programsOf(context), program); record != nullptr) {
     if (!record->deleted) {
       --record->useCount;
       record->deleted = 1;
     }
     if (record->useCount >= 0) return false;
   }
-  programs.removeNames(1, &program);
+  removeProgram(context, program);
   return true;
 }
 
@@ -103,12 +106,11 @@ void linkProgramShadow(GlContext* context, GLuint program) {
   if (program == 0) return;
   // Held over the flushes: other contexts that share wait at their next call on programs until the link is done.
   const ShareLock held(context->shareGroup);
-  NameTable& programs = programsOf(context);
-  ProgramRecord* record = recordIn(programs, program);
+  ProgramRecord* record = recordIn(programsOf(context), program);
   if (record == nullptr) {
     record = new ProgramRecord;
-    setRecord(programs, program, record);
-    // glUseProgram ran before there was a record.
+    setRecord(context, program, record);
+    // glUseProgram ran before there was a record. Other contexts are not looked at: required oddity 95.
     if (program == context->currentProgram) ++record->useCount;
   }
   record->uniforms.clear();
@@ -118,6 +120,7 @@ void linkProgramShadow(GlContext* context, GLuint program) {
     record->attributes.clear();
     return;
   }
+  // Required oddity 88.
   if (record->uniforms.locationlessCount == 0) record->uniforms.sortByLocation();
   if (record->attributes.locationlessCount == 0) record->attributes.sortByLocation();
 }
@@ -130,11 +133,11 @@ void useProgramShadow(GlContext* context, GLuint program) {
     NameTable& programs = programsOf(context);
     const GLuint before = context->currentProgram;
     if (ProgramRecord* const record = recordIn(programs, before); record != nullptr && --record->useCount < 0) {
-      programs.removeNames(1, &before);
+      removeProgram(context, before);
       released = before;
     }
     if (ProgramRecord* const record = recordIn(programs, program); record != nullptr) ++record->useCount;
-    context->currentProgram = program;
+    context->currentProgram = program;  // also when the host refuses it: required oddity 89
   }
   if (released != 0) gl::glDeleteProgram(released);
 }

@@ -69,7 +69,7 @@ bool answerQueryObject(GlContext* context, GLuint id, GLenum pname, T* params) {
   const QueryRecord* const record = context->queryTable.findAs<QueryRecord>(id);
   if (record == nullptr) return false;
   if (record->result == QueryRecord::kRunning) {
-    *params = 0;
+    *params = 0;  // required oddity 93
     recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
     return true;
   }

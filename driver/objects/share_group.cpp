@@ -26,8 +26,14 @@ constexpr NameTable::Destroy kDestroy[kShareSlots] = {
 }  // namespace
 
 ShareGroup::ShareGroup() {
+  programsChanged();
   for (uint32_t slot = 0; slot < kShareSlots; ++slot) tables[slot] = new NameTable(kDestroy[slot]);
   InitializeCriticalSection(&lock);
+}
+
+void ShareGroup::programsChanged() {
+  static std::atomic<uint64_t> last = 0;
+  programsGeneration.store(last.fetch_add(1, std::memory_order_relaxed) + 1, std::memory_order_release);
 }
 
 ShareGroup::~ShareGroup() {

@@ -18,6 +18,7 @@
 namespace qv {
 
 struct DisplayListStream;
+struct ProgramRecord;
 struct ShareGroup;
 struct DebugState;
 
@@ -84,6 +85,13 @@ struct ActiveQueries {
   uint32_t samplesPassed = 0, anySamplesPassed = 0, anySamplesPassedConservative = 0, timeElapsed = 0;
   uint32_t primitivesGenerated[kIndices] = {};
   uint32_t feedbackPrimitivesWritten[kIndices] = {};
+};
+
+// The program that was looked for last, and the generation of the group's programs under which it was found.
+struct KnownProgram {
+  uint64_t generation = 0;
+  uint32_t name = 0;
+  ProgramRecord* record = nullptr;
 };
 
 struct DeferredDeleteList {
@@ -184,6 +192,7 @@ class GlContext final : public CommandStream, public VertexRun {
   NameTable vertexArrayTable{destroyVirtual<TrackedObject>};
   NameTable queryTable{destroyLabelled<QueryRecord>};
   ActiveQueries activeQueries;
+  KnownProgram knownProgram;
   uint32_t boundVertexArray = 0;
   uint32_t drawFramebuffer = 0, readFramebuffer = 0;
   VertexArrayObject defaultVertexArray;  // in force while boundVertexArray is 0

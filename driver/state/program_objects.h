@@ -9,11 +9,14 @@
 
 namespace qv {
 
-// The record of a program, null before its first link. It is used after the lock is released.
+// The record of a program, null before its first link (required oddity 84). It is used after the lock is released.
+ProgramRecord* searchProgram(GlContext* context, uint32_t program);
+// The same without the lock when it is the one that was looked for last and no program has changed since.
 inline ProgramRecord* findProgram(GlContext* context, uint32_t program) {
-  const ShareLock held(context->shareGroup);
-  // A table holds the base of its objects.
-  return static_cast<ProgramRecord*>(context->shareGroup->table(ShareSlot::kPrograms).findAs<TrackedObject>(program));
+  const KnownProgram& known = context->knownProgram;
+  if (known.name == program && known.generation == context->shareGroup->programsGeneration.load(std::memory_order_acquire)) [[likely]]
+    return known.record;
+  return searchProgram(context, program);
 }
 bool programExists(GlContext* context, uint32_t program);  // linked or not
 

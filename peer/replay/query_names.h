@@ -14,7 +14,7 @@ class QueryNames {
 
   void began(GLuint guest) {
     std::erase(ended_, guest);
-    running_.push_back(guest);
+    if (!isRunning(guest)) running_.push_back(guest);
   }
   void hasEnded(GLuint guest) {
     std::erase(running_, guest);

@@ -426,6 +426,33 @@ TEST_F(Programs, UseCountsWhileAListIsCompiled) {
   EXPECT_TRUE(host.submissions.empty());
 }
 
+// What was found without the lock is searched again after another context has deleted it, and after a change of the share group.
+TEST_F(Programs, KnownProgramsAreSearchedAgain) {
+  link({{GL_FLOAT, 1, 3, 0, "u"}});
+  const auto works = [&] {
+    QV_CALL(glProgramUniform1f)(2, 3, 1.0f);
+    drop();
+    return takeError() == 0;
+  };
+  EXPECT_TRUE(works());
+  EXPECT_TRUE(works());
+  {
+    Sharer second(context());
+    QV_CALL(glDeleteProgram)(2);
+  }
+  EXPECT_FALSE(works());
+  link({{GL_FLOAT, 1, 3, 0, "u"}});
+  EXPECT_TRUE(works());
+  EXPECT_FALSE([&] {
+    QV_CALL(glProgramUniform1f)(4, 3, 1.0f);
+    return takeError() == 0;
+  }());
+  EXPECT_TRUE(works());
+  GlContext other(4, 430, 1);
+  joinGroup(&context(), &other);
+  EXPECT_FALSE(works());
+}
+
 // --- questions ---
 
 // Four facts of a linked program are answered here, everything else by the host.
