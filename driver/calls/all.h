@@ -13,4 +13,5 @@
 #include "driver/calls/syncs.h"
 #include "driver/calls/textures.h"
 #include "driver/calls/uniforms.h"
+#include "driver/calls/vertex_arrays.h"
 #include "driver/queries/counted.h"

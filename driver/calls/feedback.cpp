@@ -1,6 +1,7 @@
 // The varyings that transform feedback captures.
 #include "driver/calls/feedback.h"
 
+#include "driver/state/buffer_bindings.h"
 #include "driver/state/program_objects.h"
 #include "driver/stream/entry_template.h"
 #include "driver/stream/gl_routines.h"
@@ -44,7 +45,12 @@ void getVarying(GLuint program, GLuint index, GLsizei bufSize, GLsizei* length, 
 
 }  // namespace
 
-void noteFeedbackWritten(GlContext*) {}
+void noteFeedbackWritten(GlContext* context) {
+  const IndexedBindings bindings = indexedBindings(context, GL_TRANSFORM_FEEDBACK_BUFFER);
+  for (int32_t i = 0; i < bindings.limit; ++i) {
+    if (BufferObject* const buffer = findBuffer(context, bindings.names[i]); buffer != nullptr) buffer->hostContentsNewer = 1;
+  }
+}
 
 namespace gl {
 

@@ -16,6 +16,15 @@ constexpr uint32_t kMostFormatValues = 4096;
 
 NameMap& feedbacksOf(Replayer& replayer) { return replayer.state().feedbacks; }
 
+// Draws as many vertices of the guest's arrays as have been captured.
+template <typename Draw>
+void drawCaptured(Replayer& replayer, GLuint id, Draw&& draw) {
+  ReplayState& state = replayer.state();
+  if (state.insideBegin || state.listOpen) return refuse(replayer, GL_INVALID_OPERATION);
+  state.arrays.useBuffers(replayer);
+  draw(feedbacksOf(replayer).find(id));
+}
+
 }  // namespace
 
 namespace replay {
@@ -43,16 +52,16 @@ void glDeleteTransformFeedbacks(Replayer& replayer, GLsizei count, Reader& rest)
 }
 
 void glDrawTransformFeedback(Replayer& replayer, GLenum mode, GLuint id) {
-  gl.glDrawTransformFeedback(mode, feedbacksOf(replayer).find(id));
+  drawCaptured(replayer, id, [&](GLuint name) { gl.glDrawTransformFeedback(mode, name); });
 }
 void glDrawTransformFeedbackStream(Replayer& replayer, GLenum mode, GLuint id, GLuint stream) {
-  gl.glDrawTransformFeedbackStream(mode, feedbacksOf(replayer).find(id), stream);
+  drawCaptured(replayer, id, [&](GLuint name) { gl.glDrawTransformFeedbackStream(mode, name, stream); });
 }
 void glDrawTransformFeedbackInstanced(Replayer& replayer, GLenum mode, GLuint id, GLsizei instances) {
-  gl.glDrawTransformFeedbackInstanced(mode, feedbacksOf(replayer).find(id), instances);
+  drawCaptured(replayer, id, [&](GLuint name) { gl.glDrawTransformFeedbackInstanced(mode, name, instances); });
 }
 void glDrawTransformFeedbackStreamInstanced(Replayer& replayer, GLenum mode, GLuint id, GLuint stream, GLsizei instances) {
-  gl.glDrawTransformFeedbackStreamInstanced(mode, feedbacksOf(replayer).find(id), stream, instances);
+  drawCaptured(replayer, id, [&](GLuint name) { gl.glDrawTransformFeedbackStreamInstanced(mode, name, stream, instances); });
 }
 
 void glGetFramebufferParameteriv(Replayer& replayer, const FramebufferParameterRecord& record) {

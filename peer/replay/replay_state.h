@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "peer/replay/array_state.h"
+#include "peer/replay/buffers.h"
 #include "peer/replay/query_names.h"
 #include "peer/replay/run_arrays.h"
 #include "peer/replay/run_layout.h"
@@ -60,6 +62,15 @@ struct ReplayState {
   // --- pixels ---
   // How the guest's images lie. GL keeps its defaults: the host itself finds an image's rows.
   PixelStoreState pixelStore;
+
+  // --- buffers and arrays ---
+  BufferState buffers;
+  ArrayState arrays;
+  struct SavedClient {
+    GLbitfield mask;
+    PixelStoreState pixelStore;
+  };
+  std::vector<SavedClient> savedClients;  // by glPushClientAttrib
 
   // --- runs ---
   RunLayout runLayout;  // of the last run; most runs have the layout of the one before

@@ -4,8 +4,11 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <unordered_map>
 
+#include "peer/replay/host_buffer.h"
 #include "peer/replay/name_map.h"
 #include "peer/replay/sync_names.h"
 #include "peer/replay/uniform_orders.h"
@@ -49,6 +52,7 @@ class SharedObjects {
   // Names that the contexts of the set have in common.
   struct Names {
     NameMap textures, buffers;
+    std::unordered_map<GLuint, std::shared_ptr<HostBuffer>> bufferObjects;  // by GL's name
   };
   // `use(names)` under the lock; it may call GL.
   template <typename Use>
@@ -60,6 +64,7 @@ class SharedObjects {
   KnownLists lists;
   SyncNames syncs;
   UniformOrders uniformOrders;
+  std::shared_ptr<Budget> bufferBytes;  // null: unlimited
 
  private:
   std::atomic<bool> unbalancedLists_{false};

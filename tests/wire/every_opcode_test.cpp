@@ -31,7 +31,8 @@ uint32_t fixedLength(const RowFacts& row) {
 
 // Whether a reply of this kind asks for as many values as the payload says, of which the host gives only so many.
 bool asksForANumber(const RowFacts& row) {
-  return row.reply == ReplyKind::Counted || row.reply == ReplyKind::Names || row.reply == ReplyKind::Length;
+  return row.reply == ReplyKind::Counted || row.reply == ReplyKind::Names || row.reply == ReplyKind::Length ||
+         std::string_view(row.name).starts_with("glGetBufferParameter");
 }
 
 // The length at which a payload of zeros or of ones is carried out or passed over; none when there is no such length. Ones are a
@@ -52,15 +53,20 @@ std::optional<uint64_t> goodLength(const RowFacts& row, Fill fill) {
     case FormKind::TextQuery:
       // A text has at least its zero.
       return fill == Fill::Ones ? std::optional(fixed) : std::nullopt;
-    case FormKind::Record:
-      if (fill == Fill::Ones && !row.openTail) {
-        // A negative count has no data, and data that are too long for a command are left out.
+    case FormKind::Record: {
+      const std::string_view name = row.name;
+      if (fill == Fill::Ones) {
+        // A negative count has no data, and data that are too long for a command are left out. A run of 255 slots is none, and draws
+        // have no such flags.
+        if (row.openTail || name == "glCallLists" || name.starts_with("glDraw") || name.starts_with("glMultiDraw")) return std::nullopt;
         const std::vector<uint8_t> ones(fixed, 0xFF);
         const uint64_t tail = row.tailBytes(ones.data());
-        if (std::string_view(row.name) != "glCallLists" && (tail == 0 || payloadOf(fixed, tail) == fixed)) return fixed;
+        return tail == 0 || payloadOf(fixed, tail) == fixed ? std::optional(fixed) : std::nullopt;
       }
-      // A run of 255 slots is none, and names of that many bytes are not there.
-      return fill == Fill::Zeros ? std::optional(fixed) : std::nullopt;
+      // Words behind no indices.
+      if (!name.starts_with("glDrawElements") || name.ends_with("BaseInstance")) return fixed;
+      return fixed + (name.find("Instanced") != name.npos ? 4 : 0) + (name.ends_with("BaseVertex") ? 4 : 0);
+    }
     default:
       ADD_FAILURE() << row.name << " has no data";
       return std::nullopt;
