@@ -9,6 +9,7 @@
 #include "driver/base/current_context.h"
 #include "driver/host/flush_packet.h"
 #include "driver/state/gl_context.h"
+#include "driver/state/program_objects.h"
 #include "driver/stream/flush.h"
 #include "driver/tables/proc_tables.h"
 
@@ -219,6 +220,39 @@ void storeMatrix(benchmark::State& state) {
   perCall(state, kCalls);
 }
 
+// glUniform4fv of one vector: 28 bytes, checked against the program that is current.
+void uniform4fv(benchmark::State& state) {
+  Current current;
+  auto* const record = new qv::ProgramRecord;
+  record->uniforms.addResource({GL_FLOAT_VEC4, 4, 3, 1}, "v", 1);
+  current.context->shareGroup->table(qv::ShareSlot::kPrograms).set(7, static_cast<qv::TrackedObject*>(record));
+  current.context->currentProgram = 7;
+  QV_FIND(glUniform4fv);
+  const float values[4] = {1, 2, 3, 4};
+  for (auto _ : state) {
+    for (int i = 0; i < kCalls; ++i) p_glUniform4fv(4, 1, values);
+    current.flush();
+  }
+  perCall(state, kCalls);
+}
+void storeUniform(benchmark::State& state) {
+  float values[4] = {1, 2, 3, 4};
+  for (auto _ : state) {
+    uint8_t* out = bufferOf<uint8_t>();
+    for (int i = 0; i < kCalls; ++i) {
+      benchmark::DoNotOptimize(values);
+      const uint32_t words[3] = {0x1C213, 4, 1};
+      std::memcpy(out, words, sizeof words);
+      std::memcpy(out + sizeof words, values, sizeof values);
+      out += 28;
+      benchmark::ClobberMemory();
+    }
+  }
+  perCall(state, kCalls);
+}
+
+BENCHMARK(uniform4fv);
+BENCHMARK(storeUniform);
 BENCHMARK(runPair);
 BENCHMARK(storePair);
 BENCHMARK(callPair);
@@ -257,6 +291,7 @@ int main(int argc, char** argv) {
               {"the same against two calls that only store", "runPair", "callPair"},
               {"glBlendFunc, 12 bytes and 6 words of shadow", "blendFunc", "storeBlend"},
               {"glEnable, 8 bytes and 2 bytes of shadow", "enable", "storeEnable"},
+              {"glUniform4fv, 28 bytes and a search", "uniform4fv", "storeUniform"},
               {"glLoadMatrixf, 68 bytes and 16 doubles of shadow", "loadMatrix", "storeMatrix"}};
   std::printf("\n%-52s %10s %10s %8s\n", "encoding against plain stores, best of the run", "calls ns", "stores ns", "ratio");
   for (const auto& row : rows) {

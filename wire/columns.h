@@ -25,5 +25,8 @@ struct Absent {};
 // A participant of vertex runs; `Number` is the attribute number of its tag.
 template <uint32_t Number>
 struct Attribute {};
+// A setter of uniforms of this GL type, checked against the active uniforms of the program.
+template <uint32_t Type>
+struct Uniform {};
 
 }  // namespace qv

@@ -11,6 +11,8 @@
 #include "wire/records/images.h"
 #include "wire/records/lists.h"
 #include "wire/records/pbuffers.h"
+#include "wire/records/programs.h"
+#include "wire/records/queries.h"
 #include "wire/records/vertex_run.h"
 
 namespace qv {

@@ -25,6 +25,9 @@ template <CountRule Rule>
 struct Counted {};  // scalars, element count, elements; the count follows from the last scalar
 template <uint32_t Per>
 struct Array {};    // scalars, then count x Per elements behind each pointer; the count is the scalar before the first pointer
+// Scalars, of which a count, then a boolean that fills a word, then count x Per elements.
+template <uint32_t Per>
+struct Matrices {};
 struct Text {};       // scalars, byte count with the terminating zero, bytes
 struct TextQuery {};  // Text, answered by the return value
 // Scalars, the low word of the pointer, a word that counts what follows: bytes behind a pointer to void, else elements. `Data` is one of
@@ -49,5 +52,6 @@ template <CountRule Rule>
 struct CountedReply {};  // an element count follows the scalars, and as many elements come back
 struct NamesReply {};    // as many names as the first argument says
 struct LengthReply {};   // as many elements as the last scalar says
+struct ListReply {};     // one word behind the first pointer, and behind the second as many elements as the last scalar says
 
 }  // namespace qv

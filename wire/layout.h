@@ -249,6 +249,17 @@ struct Layout<Image<Data>, A...> : LayoutBase<Image<Data>, A...> {
   static uint64_t tailBytes(const uint8_t* fixed) { return bytesOf(get<uint32_t>(fixed + kCountAt), sizeof(Element)); }
 };
 
+template <uint32_t Per, typename... A>
+struct Layout<Matrices<Per>, A...> : LayoutBase<Matrices<Per>, A...> {
+  static constexpr bool kHasTail = true;
+  using Args = Arguments<A...>;
+  static constexpr size_t kCountArg = Args::kFirstPointer - 2;
+  static constexpr size_t kFlagArg = Args::kFirstPointer - 1;
+  static_assert(std::is_same_v<typename Args::template Type<kFlagArg>, GLboolean>);
+  static constexpr uint64_t kEach = Per * sizeof(typename Args::Element);
+  static uint64_t tailBytes(const uint8_t* fixed) { return bytesOf(Layout::template scalar<kCountArg>(fixed), kEach); }
+};
+
 // The text's last byte is its terminating zero.
 template <typename... A>
 struct Layout<Text, A...> : LayoutBase<Text, A...> {

@@ -93,6 +93,11 @@ template <typename Data>
 constexpr void fillForm(RowFacts& row, Image<Data>) {
   row.form = FormKind::Image;
 }
+template <uint32_t Per>
+constexpr void fillForm(RowFacts& row, Matrices<Per>) {
+  row.form = FormKind::Matrices;
+  row.n = Per;
+}
 constexpr void fillForm(RowFacts& row, Text) { row.form = FormKind::Text; }
 constexpr void fillForm(RowFacts& row, TextQuery) {
   row.form = FormKind::TextQuery;
@@ -125,6 +130,7 @@ constexpr void fillReply(RowFacts& row, CountedReply<Rule>) {
 }
 constexpr void fillReply(RowFacts& row, NamesReply) { row.reply = ReplyKind::Names; }
 constexpr void fillReply(RowFacts& row, LengthReply) { row.reply = ReplyKind::Length; }
+constexpr void fillReply(RowFacts& row, ListReply) { row.reply = ReplyKind::List; }
 template <typename Reply>
 constexpr void fillForm(RowFacts& row, Query<Reply>) {
   row.form = FormKind::Query;
@@ -136,6 +142,11 @@ constexpr bool isAttribute(Attribute<N>*) {
   return true;
 }
 constexpr bool isAttribute(void*) { return false; }
+template <uint32_t Type>
+constexpr bool isUniform(Uniform<Type>*) {
+  return true;
+}
+constexpr bool isUniform(void*) { return false; }
 
 template <typename L>
 constexpr void fillLayout(RowFacts& row) {
@@ -159,6 +170,7 @@ struct Maker<Row, R(APIENTRY*)(A...)> {
     row.absent = std::is_same_v<Implementation, Absent>;
     row.stamped = std::is_same_v<Implementation, Stamped>;
     row.attribute = isAttribute(static_cast<Implementation*>(nullptr));
+    row.uniform = isUniform(static_cast<Implementation*>(nullptr));
     row.returnBytes = returnBytesOf<R>();
     using Form = typename Row::Form;
     fillForm(row, Form{});

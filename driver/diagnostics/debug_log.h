@@ -10,7 +10,7 @@ namespace qv {
 class GlContext;
 
 // Indices of the kinds of message that the driver itself raises.
-inline constexpr int32_t kDebugSourceApi = 0, kDebugTypeError = 0, kDebugSeverityHigh = 2;
+inline constexpr int32_t kDebugSourceApi = 0, kDebugSourceShaderCompiler = 2, kDebugTypeError = 0, kDebugSeverityHigh = 2;
 // Longest message text, its zero included.
 inline constexpr uint32_t kDebugTextSize = 4096;
 

@@ -18,7 +18,7 @@ constexpr NameTable::Destroy kDestroy[kShareSlots] = {
     destroyLabelled<LabelRecord>,     // sync objects
     destroyVirtual<TrackedObject>,    // buffers
     destroyVirtual<TrackedObject>,    // programs, whose records own their resource caches
-    destroyLabelled<LabelledRecord>,  // program pipelines
+    destroyLabelled<PipelineRecord>,  // program pipelines
     destroyLabelled<LabelRecord>,     // shaders
     destroyVirtual<CommandStream>,    // display lists
 };
@@ -26,8 +26,14 @@ constexpr NameTable::Destroy kDestroy[kShareSlots] = {
 }  // namespace
 
 ShareGroup::ShareGroup() {
+  programsChanged();
   for (uint32_t slot = 0; slot < kShareSlots; ++slot) tables[slot] = new NameTable(kDestroy[slot]);
   InitializeCriticalSection(&lock);
+}
+
+void ShareGroup::programsChanged() {
+  static std::atomic<uint64_t> last = 0;
+  programsGeneration.store(last.fetch_add(1, std::memory_order_relaxed) + 1, std::memory_order_release);
 }
 
 ShareGroup::~ShareGroup() {

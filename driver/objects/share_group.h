@@ -33,14 +33,20 @@ struct ShareGroup {
 
   NameTable& table(ShareSlot slot) { return *tables[static_cast<uint32_t>(slot)]; }
 
+  // To be called under the lock whenever a row of the programs comes, goes or gets another object.
+  void programsChanged();
+
   NameTable* tables[kShareSlots];
+  // Another number after each change of the programs, and in each group: who has found a program under a number finds it again
+  // without the lock while that number stands here.
+  std::atomic<uint64_t> programsGeneration;
   std::atomic<int32_t> refCount = 0;  // contexts beyond the first; the group dies below 0
   // Guards all tables. Recursive, since an operation that holds it may call one that takes it. It protects the tables and not
   // the objects: an object found in a table is used after the lock is released.
   CRITICAL_SECTION lock;
 };
 
-// Holds the lock of a ShareGroup for a scope. Never across a flush, and never while DriverLock is held.
+// Holds the lock of a ShareGroup for a scope. Never while DriverLock is held. Across a flush only while a program is being linked.
 class ShareLock {
  public:
   explicit ShareLock(ShareGroup* group) : held(&group->lock) { EnterCriticalSection(held); }

@@ -20,9 +20,15 @@ struct LabelRecord {
   char* label = nullptr;  // from malloc; null until one is set
 };
 
-// The common shape of the records of program pipelines and queries: one word of their own, then the label.
-struct LabelledRecord {
-  int32_t value = 0;
+struct PipelineRecord {
+  uint32_t activeProgram = 0;
+  char* label = nullptr;  // from malloc; null until one is set
+};
+
+struct QueryRecord {
+  static constexpr int32_t kEnded = -1, kRunning = -2;
+
+  int32_t result = 0;     // 0 and above: final
   char* label = nullptr;  // from malloc; null until one is set
 };
 
@@ -32,7 +38,7 @@ void destroyVirtual(void* object) {
   delete static_cast<Base*>(object);
 }
 
-// For tables of LabelRecord and LabelledRecord.
+// For tables of records whose label is all that they own.
 template <typename Record>
 void destroyLabelled(void* object) {
   Record* const record = static_cast<Record*>(object);

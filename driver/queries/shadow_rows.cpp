@@ -363,7 +363,7 @@ constexpr ShadowRow kUnsortedRows[] = {
     {GL_PRIMITIVE_RESTART_INDEX_NV, 0, field<&GlContext::nvRestartIndex>},
     {GL_VERTEX_ARRAY_BINDING, 0, field<&GlContext::boundVertexArray>},
     {GL_CURRENT_PROGRAM, 0, field<&GlContext::currentProgram>},
-    {GL_PROGRAM_PIPELINE_BINDING, 0, field<&GlContext::currentPipeline>},
+    {GL_PROGRAM_PIPELINE_BINDING, 0, field<&GlContext::boundPipeline>},
     {GL_DRAW_FRAMEBUFFER_BINDING, 0, field<&GlContext::drawFramebuffer>},
     {GL_READ_FRAMEBUFFER_BINDING, 0, field<&GlContext::readFramebuffer>},
     {GL_DEBUG_NEXT_LOGGED_MESSAGE_LENGTH, 430, debug},

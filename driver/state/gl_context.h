@@ -18,6 +18,7 @@
 namespace qv {
 
 struct DisplayListStream;
+struct ProgramRecord;
 struct ShareGroup;
 struct DebugState;
 
@@ -76,6 +77,21 @@ struct LimitCache {
   int32_t maxShaderStorageBufferBindings = -1;
   int32_t maxVertexAttribBindings = -1;
   int32_t maxVertexAttribRelativeOffset = -1;
+};
+
+// Names of the queries that run, 0 for none.
+struct ActiveQueries {
+  static constexpr uint32_t kIndices = 4;
+  uint32_t samplesPassed = 0, anySamplesPassed = 0, anySamplesPassedConservative = 0, timeElapsed = 0;
+  uint32_t primitivesGenerated[kIndices] = {};
+  uint32_t feedbackPrimitivesWritten[kIndices] = {};
+};
+
+// The program that was looked for last, and the generation of the group's programs under which it was found.
+struct KnownProgram {
+  uint64_t generation = 0;
+  uint32_t name = 0;
+  ProgramRecord* record = nullptr;
 };
 
 struct DeferredDeleteList {
@@ -170,11 +186,13 @@ class GlContext final : public CommandStream, public VertexRun {
 
   BufferBindings buffers;
   LimitCache limits;
-  uint32_t currentProgram = 0, currentPipeline = 0;
+  uint32_t currentProgram = 0, boundPipeline = 0;
   uint8_t vertexProgramEnabled = 0, fragmentProgramEnabled = 0;
   // Of VertexArrayObject and of query records. They belong to the context's thread and are never locked.
   NameTable vertexArrayTable{destroyVirtual<TrackedObject>};
-  NameTable queryTable{destroyLabelled<LabelledRecord>};
+  NameTable queryTable{destroyLabelled<QueryRecord>};
+  ActiveQueries activeQueries;
+  KnownProgram knownProgram;
   uint32_t boundVertexArray = 0;
   uint32_t drawFramebuffer = 0, readFramebuffer = 0;
   VertexArrayObject defaultVertexArray;  // in force while boundVertexArray is 0

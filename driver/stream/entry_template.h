@@ -223,6 +223,22 @@ struct ReplyCount<Query<LengthReply>, A...> {
   }
 };
 
+// Asks for a list: its length comes into the first reply, or into a word of the driver's when the caller asks for none, and its
+// elements into the second. Without room, or with a negative one, there is no second.
+template <typename... A>
+void flushForList(GlContext* context, A... args) {
+  using Args = Arguments<A...>;
+  static_assert(Args::kPointerCount == 2 && Args::kFirstPointer + 2 == Args::kCount);
+  auto* const length = argument<Args::kFirstPointer>(args...);
+  auto* const list = argument<Args::kFirstPointer + 1>(args...);
+  const GLsizei room = argument<Args::kLastScalar>(args...);
+  const uint64_t bytes = list == nullptr ? 0 : bytesOf(room, sizeof *list);
+  GLsizei unasked = 0;
+  static_assert(sizeof *length == sizeof unasked);
+  flushStream(context, 0, length == nullptr ? &unasked : length, sizeof unasked, bytes == 0 ? nullptr : list,
+              bytes > 0xFFFFFFFF ? 0xFFFFFFFF : static_cast<uint32_t>(bytes));
+}
+
 // --- the entry point ---
 
 template <typename Row, typename Pointer = typename Row::Prototype::Pointer>
@@ -313,6 +329,8 @@ struct Entry<Row, R(APIENTRY*)(A...)> {
       R answer{};
       flushStream(context, 0, &answer, sizeof answer, nullptr, 0);
       return answer;
+    } else if constexpr (std::is_same_v<Form, Query<ListReply>>) {
+      flushForList(context, args...);
     } else if constexpr (kAnswersByPointer<Form>) {
       constexpr size_t kReply = sizeof...(A) - 1;
       auto* const reply = argument<kReply>(args...);

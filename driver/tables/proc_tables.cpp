@@ -46,6 +46,10 @@ template <typename Row, uint32_t Number>
 struct Generated<Row, Attribute<Number>> {
   static constexpr auto pointer = &AttributeEntry<Row, Number>::call;
 };
+template <typename Row, uint32_t Type>
+struct Generated<Row, Uniform<Type>> {
+  static constexpr auto pointer = &UniformEntry<Row, Type>::call;
+};
 template <typename Row>
 struct Generated<Row, Absent> {
   static constexpr PROC pointer = nullptr;

@@ -101,6 +101,7 @@ void Context::serveFlushes() {
   replayer_ = std::make_unique<Replayer>(static_cast<WindowCommands*>(this));
   replayer_->state().version = attributes_.version;
   replayer_->state().core = attributes_.core();
+  replayer_->state().stopped = &stop_;
   for (;;) {
     waitForRequest();
     if (releaseRequested_.exchange(false)) unbindWindow();

@@ -1,12 +1,14 @@
 // ReplayState: what the host keeps for one context besides GL's own state.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "peer/replay/array_state.h"
 #include "peer/replay/buffers.h"
+#include "peer/replay/query_names.h"
 #include "peer/replay/run_arrays.h"
 #include "peer/replay/run_layout.h"
 #include "peer/replay/shared_objects.h"
@@ -22,6 +24,12 @@ struct ReplayState {
   uint16_t version = 0;               // of the context as the guest knows it, major * 100 + minor * 10; 0: as GL says
   bool core = false;
   std::shared_ptr<SharedObjects> shared = std::make_shared<SharedObjects>();
+
+  const std::atomic<bool>* stopped = nullptr;  // set when the context ends: what waits gives up. Null: nothing ends it
+
+  // --- names of this context alone ---
+  QueryNames queries;
+  NameMap feedbacks;  // transform feedback objects
 
   // --- primitives and lists ---
   bool insideBegin = false;    // a primitive is open

@@ -110,6 +110,23 @@ struct FormReplay<Row, Counted<Rule>> {
   static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) { replayData<Row>(replayer, fixed, rest); }
 };
 
+// The values behind a fixed part, where GL may read them: in place, or in scratch memory for elements that want more alignment than
+// a command has. GL reads as many as its arguments say.
+template <typename Element>
+void* alignedValues(Replayer& replayer, const Elements<uint8_t>& data) {
+  if constexpr (alignof(Element) <= 4) {
+    if (reinterpret_cast<uintptr_t>(data.data()) % alignof(Element) == 0) [[likely]] return const_cast<uint8_t*>(data.data());
+  }
+  uint8_t* const values = replayer.scratch(data.size());
+  data.copyTo(values);
+  return values;
+}
+
+template <typename Implementation>
+inline constexpr bool kIsUniform = false;
+template <uint32_t Type>
+inline constexpr bool kIsUniform<Uniform<Type>> = true;
+
 template <typename Row, uint32_t Per>
 struct FormReplay<Row, Array<Per>> {
   using Call = RowCall<Row>;
@@ -118,10 +135,25 @@ struct FormReplay<Row, Array<Per>> {
     // Some functions of some OpenGLs copy before they check the sign.
     if (static_cast<int64_t>(Call::L::template scalar<Call::L::kCountArg>(fixed)) < 0) return refuse(replayer, GL_INVALID_VALUE);
     const auto data = rest.rest();
+    if constexpr (kIsUniform<typename Row::Implementation>) {
+      void* const pointer = alignedValues<typename Call::Element>(replayer, data);
+      return static_cast<void>(Call::call(fixed, &pointer));
+    }
     uint8_t* const values = replayer.scratch(data.size() + 64);
     data.copyTo(values);
     void* const pointers[] = {values, values + data.size() / Call::kPointerCount};
     Call::call(fixed, pointers);
+  }
+};
+
+template <typename Row, uint32_t Per>
+struct FormReplay<Row, Matrices<Per>> {
+  using Call = RowCall<Row>;
+  static_assert(Call::kPointerCount == 1);
+  static void replay(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
+    if (Call::L::template scalar<Call::L::kCountArg>(fixed) < 0) return refuse(replayer, GL_INVALID_VALUE);
+    void* const pointer = alignedValues<typename Call::Element>(replayer, rest.rest());
+    Call::call(fixed, &pointer);
   }
 };
 
@@ -190,6 +222,14 @@ void replayQuery(Replayer& replayer, const uint8_t* fixed, uint64_t elements, ui
     }
   }
   Call::call(fixed, &pointer);
+  if constexpr (!kStaysOnError) {
+    // The one binding of mapped names that the guest does not answer itself.
+    if (Call::L::template scalar<0>(fixed) == GL_TRANSFORM_FEEDBACK_BINDING && elements == 1) [[unlikely]] {
+      using Element = typename Call::Element;
+      const auto name = replayer.state().feedbacks.guestOf(static_cast<GLuint>(get<Element>(values)));
+      put(values, static_cast<Element>(sizeof(Element) == 1 ? name != 0 : name));
+    }
+  }
   replayer.answer(values, bytes);
 }
 

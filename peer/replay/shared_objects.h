@@ -12,6 +12,8 @@
 
 #include "peer/replay/host_buffer.h"
 #include "peer/replay/name_map.h"
+#include "peer/replay/sync_names.h"
+#include "peer/replay/uniform_orders.h"
 
 namespace qv::peer {
 
@@ -71,6 +73,8 @@ class SharedObjects {
   }
 
   KnownLists lists;
+  SyncNames syncs;
+  UniformOrders uniformOrders;
   std::shared_ptr<Budget> bufferBytes;  // null: unlimited
 
  private:

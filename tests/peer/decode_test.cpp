@@ -67,7 +67,7 @@ TEST_F(Decode, FixedRowsGiveTheirArguments) {
     expectCall(one.command(), one.arguments());
   }
   std::printf("rows decoded: %zu, replayed by hand or withheld: %zu\n", tried, others);
-  EXPECT_GE(tried, 614u);
+  EXPECT_GE(tried, 606u);
 }
 
 // Every row is replayed, withheld or of a family that is not replayed, and the number of withheld rows is known.
@@ -82,7 +82,7 @@ TEST_F(Decode, EveryRowHasAnAnswer) {
     replayed += !isFamily && !host.withheld;
   }
   std::printf("rows replayed: %d, withheld: %d, of families that are not replayed: %d\n", replayed, withheld, family);
-  EXPECT_EQ(withheld, 10);
+  EXPECT_EQ(withheld, 1);
 }
 
 // --- an independent list: bytes by hand, arguments by hand ---

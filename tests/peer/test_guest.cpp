@@ -101,6 +101,19 @@ std::vector<uint8_t> TestGuest::ask(const Stream& stream, uint32_t capacity) {
   return reply;
 }
 
+TestGuest::Replies TestGuest::askBoth(const Stream& stream, uint32_t capacity, uint32_t secondCapacity) {
+  Replies replies{std::vector<uint8_t>(capacity, 0xCC), std::vector<uint8_t>(secondCapacity, 0xCC)};
+  FlushPacket packet = flushPacket(stream.data);
+  packet.reply.address = reinterpret_cast<uintptr_t>(replies.first.data());
+  packet.reply.size = capacity;
+  packet.reply2.address = reinterpret_cast<uintptr_t>(replies.second.data());
+  packet.reply2.size = secondCapacity;
+  status = send(packet);
+  replies.first.resize(status == 0 ? packet.reply.size : 0);
+  replies.second.resize(status == 0 ? packet.reply2.size : 0);
+  return replies;
+}
+
 bool TestGuest::start(uint32_t newWidth, uint32_t newHeight) {
   width = newWidth;
   height = newHeight;

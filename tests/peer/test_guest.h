@@ -51,6 +51,11 @@ class TestGuest {
   int32_t flush(const Stream& stream, uint32_t presentMode = 0);
   // The reply of the stream's last command, as long as the host says.
   std::vector<uint8_t> ask(const Stream& stream, uint32_t capacity);
+  // Both replies, each as long as the host says.
+  struct Replies {
+    std::vector<uint8_t> first, second;
+  };
+  Replies askBoth(const Stream& stream, uint32_t capacity, uint32_t secondCapacity);
   template <typename T>
   T askFor(const Stream& stream) {
     T value{};

@@ -88,7 +88,7 @@ TEST_F(ContextRecordTest, FieldsHaveTheirDefaults) {
   EXPECT_EQ(c->beginPrimitive, 0u);
   EXPECT_EQ(c->insideBegin, 0);
   EXPECT_EQ(c->currentProgram, 0u);
-  EXPECT_EQ(c->currentPipeline, 0u);
+  EXPECT_EQ(c->boundPipeline, 0u);
   EXPECT_EQ(c->vertexProgramEnabled, 0);
   EXPECT_EQ(c->fragmentProgramEnabled, 0);
   EXPECT_EQ(c->listMode, 0u);
@@ -367,7 +367,7 @@ TEST_F(ContextRecordTest, TeardownFreesEverything) {
   host.answer<int32_t>(GL_MAX_MODELVIEW_STACK_DEPTH, {32});
   c->modelview.push(queryStackLimit);
   c->vertexArrayTable.set(1, static_cast<TrackedObject*>(new VertexArrayObject));
-  c->queryTable.set(1, new LabelledRecord{-1, static_cast<char*>(std::malloc(4))});
+  c->queryTable.set(1, new QueryRecord{-1, static_cast<char*>(std::malloc(4))});
   c->defaultVertexArray.label = static_cast<char*>(std::malloc(4));
   c->reserve(100);
   makeCurrent(nullptr);

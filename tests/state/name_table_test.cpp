@@ -288,9 +288,9 @@ TEST(NameTableTeardown, EachKindFreesItsObjects) {
   labels.set(2, new LabelRecord);
   const uint32_t one = 1;
   labels.removeNames(1, &one);
-  NameTable records{destroyLabelled<LabelledRecord>};
-  records.set(1, new LabelledRecord{7, text()});
-  records.set(1, new LabelledRecord{8, text()});
+  NameTable records{destroyLabelled<QueryRecord>};
+  records.set(1, new QueryRecord{7, text()});
+  records.set(1, new QueryRecord{8, text()});
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ class ShadowAnswersTest : public StateTest {
     g.restartIndex = 131;
     g.nvRestartIndex = 132;
     g.currentProgram = 134;
-    g.currentPipeline = 135;
+    g.boundPipeline = 135;
     g.readFramebuffer = 137;
     g.clientAttribDepth = 138;
     g.clientActiveUnit = 3;

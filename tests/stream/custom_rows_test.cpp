@@ -8,6 +8,7 @@
 
 #include "driver/base/current_context.h"
 #include "driver/objects/display_list_stream.h"
+#include "tests/stream/program_fixture.h"
 #include "tests/support/context_fixture.h"
 #include "tests/support/opcodes.h"
 #include "tests/support/row_cases.h"
@@ -101,6 +102,30 @@ const std::vector<CustomCall> kCustomCalls = {
     {"glDrawRangeElementsBaseVertex", {GL_POINTS, 0, 1, 1, GL_UNSIGNED_BYTE, P, 3}},
     {"glDrawArraysIndirect", {GL_POINTS, 4}}, {"glDrawElementsIndirect", {GL_POINTS, GL_UNSIGNED_BYTE, 4}},
     {"glMultiDrawArraysIndirect", {GL_POINTS, 4, 1, 0}}, {"glMultiDrawElementsIndirect", {GL_POINTS, GL_UNSIGNED_BYTE, 4, 1, 0}},
+    {"glBindAttribLocation", {2, 1, P}}, {"glCreateProgram", {}}, {"glCreateShader", {GL_VERTEX_SHADER}},
+    {"glCreateShaderProgramv", {GL_VERTEX_SHADER, 0, P}}, {"glDeleteObjectARB", {99}}, {"glDeleteProgram", {99}},
+    {"glDeleteProgramPipelines", {2, P}}, {"glFenceSync", {GL_SYNC_GPU_COMMANDS_COMPLETE, 0}},
+    {"glGetActiveAtomicCounterBufferiv", {2, 0, GL_ATOMIC_COUNTER_BUFFER_BINDING, P}},
+    {"glGetActiveAttrib", {2, 0, 9, P, P, P, P}}, {"glGetActiveSubroutineName", {2, GL_VERTEX_SHADER, 0, 9, P, P}},
+    {"glGetActiveSubroutineUniformName", {2, GL_VERTEX_SHADER, 0, 9, P, P}},
+    {"glGetActiveSubroutineUniformiv", {2, GL_VERTEX_SHADER, 0, GL_UNIFORM_SIZE, P}},
+    {"glGetActiveUniform", {2, 0, 9, P, P, P, P}}, {"glGetActiveUniformBlockName", {2, 0, 9, P, P}},
+    {"glGetActiveUniformBlockiv", {2, 0, GL_UNIFORM_BLOCK_DATA_SIZE, P}}, {"glGetActiveUniformName", {2, 0, 9, P, P}},
+    {"glGetActiveUniformsiv", {2, 1, P, GL_UNIFORM_OFFSET, P}}, {"glGetAttachedShaders", {2, 4, P, P}},
+    {"glGetAttribLocation", {2, P}}, {"glGetFramebufferParameteriv", {GL_FRAMEBUFFER, GL_FRAMEBUFFER_DEFAULT_WIDTH, P}},
+    {"glGetInternalformati64v", {GL_RENDERBUFFER, GL_RGBA8, GL_SAMPLES, 3, P}},
+    {"glGetObjectParameterivARB", {2, GL_OBJECT_TYPE_ARB, P}}, {"glGetProgramBinary", {2, 9, P, P, P}},
+    {"glGetProgramResourceiv", {2, GL_UNIFORM, 0, 1, P, 4, P, P}}, {"glGetProgramiv", {2, GL_LINK_STATUS, P}},
+    {"glGetQueryObjectiv", {1, GL_QUERY_RESULT, P}}, {"glGetQueryObjectuiv", {1, GL_QUERY_RESULT, P}},
+    {"glGetQueryObjecti64v", {1, GL_QUERY_RESULT, P}}, {"glGetQueryObjectui64v", {1, GL_QUERY_RESULT, P}},
+    {"glGetShaderPrecisionFormat", {GL_VERTEX_SHADER, GL_HIGH_FLOAT, P, P}}, {"glGetSynciv", {1, GL_SYNC_STATUS, 1, P, P}},
+    {"glGetTransformFeedbackVarying", {2, 0, 9, P, P, P, P}}, {"glGetTransformFeedbackVaryingEXT", {2, 0, 9, P, P, P, P}},
+    {"glGetUniformBlockIndex", {2, P}}, {"glGetUniformIndices", {2, 0, P, P}}, {"glGetUniformLocation", {2, P}},
+    {"glGetUniformdv", {2, 310, P}}, {"glGetUniformfv", {2, 10, P}}, {"glGetUniformiv", {2, 110, P}},
+    {"glGetUniformuiv", {2, 210, P}}, {"glGetUniformuivEXT", {2, 210, P}}, {"glIsProgram", {2}}, {"glIsShader", {5}},
+    {"glProgramBinary", {2, 1, P, 4}}, {"glShaderSource", {5, 0, P, P}},
+    {"glTransformFeedbackVaryings", {2, 0, P, GL_INTERLEAVED_ATTRIBS}},
+    {"glTransformFeedbackVaryingsEXT", {2, 0, P, GL_INTERLEAVED_ATTRIBS}},
 };
 // Routines with other rules: they ask the host first, make several commands, are refused in lists, or record less than they send.
 // buffers_test, vertex_arrays_test and draws_test have their rules.
@@ -127,6 +152,8 @@ class RuleRows : public ContextTest {
     GLuint names[2];
     QV_CALL(glGenTextures)(2, names);
     QV_CALL(glBindTexture)(GL_TEXTURE_2D, 1);
+    context().quirkFlags |= kQuirkQueryTable;  // so that queries reach the host
+    linkProgramOfEveryType();
     drop();
   }
   static void call(const RowFacts& row, std::vector<uint64_t> values) {
@@ -318,12 +345,13 @@ TEST_F(RuleRows, PrimitivesHaveTheirOwnChecks) {
 
 // No hand-written row is missing above.
 TEST_F(RuleRows, EveryCustomRowIsThere) {
-  std::set<std::string> listed = {"glBegin", "glEnd", "glPrimitiveRestartNV"};
+  // glGetProgramStringARB asks twice.
+  std::set<std::string> listed = {"glBegin", "glEnd", "glPrimitiveRestartNV", "glGetProgramStringARB"};
   for (const CustomCall& each : kCustomCalls) listed.insert(each.routine);
   listed.insert(kOwnRules.begin(), kOwnRules.end());
   std::set<std::string> custom;
   for (const RowFacts& row : allRows()) {
-    if (!row.stamped && !row.attribute && !row.absent && !row.isPrivate) custom.insert(row.name);
+    if (!row.stamped && !row.attribute && !row.uniform && !row.absent && !row.isPrivate) custom.insert(row.name);
   }
   EXPECT_EQ(listed, custom);
 }

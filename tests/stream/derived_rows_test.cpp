@@ -2,6 +2,7 @@
 // The expected bytes come from the encoder of tests/support/row_cases.cpp, which is written from the payload rules.
 #include <cstring>
 #include <iostream>
+#include <string_view>
 #include <utility>
 
 #include "driver/objects/display_list_stream.h"
@@ -99,6 +100,7 @@ TEST_F(DerivedRows, StampedRowsWriteTheirCommand) {
   int tested = 0;
   for (const RowFacts& row : allRows()) {
     if (!row.stamped && !row.attribute) continue;
+    if (std::string_view(row.name) == "glLinkProgram") continue;  // its shadow step asks the host
     const std::vector<RowCase> cases = casesOf(row);
     for (size_t i = 0; i < cases.size(); ++i) {
       SCOPED_TRACE(std::string(row.name) + " case " + std::to_string(i));
@@ -107,7 +109,7 @@ TEST_F(DerivedRows, StampedRowsWriteTheirCommand) {
     tested += !cases.empty();
   }
   std::cout << "rows tested: " << tested << "\n";
-  EXPECT_GE(tested, 625);
+  EXPECT_GE(tested, 691);
 }
 
 // The evaluator queries ask the count table with their query name: two values of order for a two-dimensional map.

@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 
+#include "tests/stream/program_fixture.h"
 #include "tests/support/context_fixture.h"
 #include "tests/support/row_calls.h"
 
@@ -173,6 +174,39 @@ const std::vector<Literal> kLiterals = {
     {"glGenRenderbuffers", {3, P}, 8, 12}, {"glGenFramebuffers", {3, P}, 8, 12}, {"glGenSamplers", {3, P}, 8, 12},
     {"glGenProgramPipelines", {3, P}, 8, 12},
     {"glGetInternalformativ", {GL_RENDERBUFFER, GL_RGBA8, GL_SAMPLES, 3, P}, 20, 12},
+
+    // --- programs and queries; the uniforms are those of linkProgramOfEveryType() ---
+    {"glUniform1fv", {10, 2, P}, 20}, {"glUniform1iv", {110, 2, P}, 20},
+    {"glUniform1uiv", {210, 2, P}, 20}, {"glUniform1uivEXT", {210, 2, P}, 20},
+    {"glUniform1dv", {310, 2, P}, 28}, {"glUniform2fv", {20, 2, P}, 28},
+    {"glUniform2iv", {120, 2, P}, 28}, {"glUniform2uiv", {220, 2, P}, 28},
+    {"glUniform2uivEXT", {220, 2, P}, 28}, {"glUniform2dv", {320, 2, P}, 44},
+    {"glUniform3fv", {30, 2, P}, 36}, {"glUniform3iv", {130, 2, P}, 36},
+    {"glUniform3uiv", {230, 2, P}, 36}, {"glUniform3uivEXT", {230, 2, P}, 36},
+    {"glUniform3dv", {330, 2, P}, 60}, {"glUniform4fv", {40, 2, P}, 44},
+    {"glUniform4iv", {140, 2, P}, 44}, {"glUniform4uiv", {240, 2, P}, 44},
+    {"glUniform4uivEXT", {240, 2, P}, 44}, {"glUniform4dv", {340, 2, P}, 76},
+    {"glProgramUniform1fv", {2, 10, 2, P}, 24}, {"glProgramUniform1iv", {2, 110, 2, P}, 24},
+    {"glProgramUniform1uiv", {2, 210, 2, P}, 24}, {"glProgramUniform1dv", {2, 310, 2, P}, 32},
+    {"glProgramUniform2fv", {2, 20, 2, P}, 32}, {"glProgramUniform2iv", {2, 120, 2, P}, 32},
+    {"glProgramUniform2uiv", {2, 220, 2, P}, 32}, {"glProgramUniform2dv", {2, 320, 2, P}, 48},
+    {"glProgramUniform3fv", {2, 30, 2, P}, 40}, {"glProgramUniform3iv", {2, 130, 2, P}, 40},
+    {"glProgramUniform3uiv", {2, 230, 2, P}, 40}, {"glProgramUniform3dv", {2, 330, 2, P}, 64},
+    {"glProgramUniform4fv", {2, 40, 2, P}, 48}, {"glProgramUniform4iv", {2, 140, 2, P}, 48},
+    {"glProgramUniform4uiv", {2, 240, 2, P}, 48}, {"glProgramUniform4dv", {2, 340, 2, P}, 80},
+    {"glDeleteProgramPipelines", {3, P}, 20}, {"glUniformSubroutinesuiv", {GL_VERTEX_SHADER, 3, P}, 24},
+    {"glGetQueryiv", {GL_SAMPLES_PASSED, GL_CURRENT_QUERY, P}, 12, 4}, {"glGetQueryIndexediv", {GL_SAMPLES_PASSED, 1, GL_CURRENT_QUERY, P}, 16, 4},
+    {"glGetQueryObjectiv", {1, GL_QUERY_RESULT, P}, 12, 4}, {"glGetQueryObjectuiv", {1, GL_QUERY_RESULT, P}, 12, 4},
+    {"glGetQueryObjecti64v", {1, GL_QUERY_RESULT, P}, 12, 8}, {"glGetQueryObjectui64v", {1, GL_QUERY_RESULT, P}, 12, 8},
+    {"glGetAttachedShaders", {2, 3, P, P}, 12, 4}, {"glGetProgramiv", {2, GL_LINK_STATUS, P}, 12, 4},
+    {"glGetProgramiv", {2, GL_COMPUTE_WORK_GROUP_SIZE, P}, 12, 12}, {"glGetProgramInfoLog", {2, 9, P, P}, 12, 4},
+    {"glGetShaderiv", {5, GL_COMPILE_STATUS, P}, 12, 4}, {"glGetShaderInfoLog", {5, 9, P, P}, 12, 4},
+    {"glGetShaderSource", {5, 9, P, P}, 12, 4}, {"glGetObjectParameterfvARB", {2, GL_OBJECT_TYPE_ARB, P}, 12, 4},
+    {"glGetObjectParameterivARB", {2, GL_OBJECT_TYPE_ARB, P}, 12, 4}, {"glGetInfoLogARB", {2, 9, P, P}, 12, 4},
+    {"glGetActiveUniformBlockiv", {2, 0, GL_UNIFORM_BLOCK_DATA_SIZE, P}, 16, 4}, {"glGetActiveUniformBlockName", {2, 0, 9, P, P}, 16, 4},
+    {"glGetUniformSubroutineuiv", {GL_VERTEX_SHADER, 0, P}, 12, 4}, {"glGetProgramStageiv", {2, GL_VERTEX_SHADER, GL_ACTIVE_SUBROUTINES, P}, 16, 4},
+    {"glGetProgramPipelineiv", {1, GL_VALIDATE_STATUS, P}, 12, 4}, {"glGetProgramPipelineInfoLog", {1, 9, P, P}, 12, 4},
+    {"glGetProgramInterfaceiv", {2, GL_UNIFORM, GL_ACTIVE_RESOURCES, P}, 16, 4}, {"glGetProgramResourceName", {2, GL_UNIFORM, 0, 9, P, P}, 20, 4},
 };
 // clang-format on
 
@@ -182,7 +216,13 @@ bool hasLengthOfItsOwn(const RowFacts& row) {
   return row.form == FormKind::Query && row.reply != ReplyKind::Answer && row.reply != ReplyKind::Bytes;
 }
 
-class FormLiterals : public ContextTest {};
+class FormLiterals : public ContextTest {
+ protected:
+  FormLiterals() {
+    context().quirkFlags |= kQuirkQueryTable;  // so that queries reach the host
+    linkProgramOfEveryType();
+  }
+};
 
 // Each call writes a command of the bytes typed in, and waits for an answer of the bytes typed in.
 TEST_F(FormLiterals, CallsHaveTheirLengths) {

@@ -275,7 +275,7 @@ TEST_F(SpecialCalls, DeletesReachTheirTables) {
       EXPECT_TRUE(table.contains(7)) << kind.call;
     }
   }
-  for (const GLuint name : {5u, 7u, 9u}) context().queryTable.set(name, new LabelledRecord);
+  for (const GLuint name : {5u, 7u, 9u}) context().queryTable.set(name, new QueryRecord);
   QV_CALL(glDeleteQueries)(2, names);
   expectStream(Stream().add(kDeleteQueries, 2, 5, 9));
   EXPECT_EQ(context().queryTable.count, 1);

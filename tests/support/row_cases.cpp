@@ -197,6 +197,7 @@ std::vector<RowCase> casesOf(const RowFacts& row) {
       return {caseWith(row, kArrayCount * row.n, firstPointer(row) - 1, kArrayCount)};
     case FormKind::Query:
       break;
+    case FormKind::Matrices:
     case FormKind::Text:
     case FormKind::TextQuery:
     case FormKind::Image:
@@ -220,6 +221,7 @@ std::vector<RowCase> casesOf(const RowFacts& row) {
       return {caseWith(row, kArrayCount, row.arguments.size() - 2, kArrayCount)};
     case ReplyKind::None:
     case ReplyKind::Bytes:
+    case ReplyKind::List:
       return {};
   }
   return {};

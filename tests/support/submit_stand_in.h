@@ -22,7 +22,8 @@ struct Submission {
 };
 
 // The host of a test. Its answer fills the first reply buffer as far as both reach, and zeros stand behind it: the answer for the
-// first word of the submission's last command, or else the one for all, or else zeros alone. The second buffer gets zeros.
+// first word of the submission's last command, or else the one for all, or else zeros alone. The second buffer gets zeros, unless there is an
+// answer for the command.
 class SubmitStandIn {
  public:
   template <typename T>
@@ -36,6 +37,11 @@ class SubmitStandIn {
   template <typename T>
   void answerAll(const std::vector<T>& values) {
     answerToAll_ = bytesOf(values);
+  }
+
+  // Both replies to submissions that end with a command of this opcode. They come before the other answers.
+  void answerCommand(uint32_t opcode, std::vector<uint8_t> first, std::vector<uint8_t> second = {}) {
+    toCommands_[opcode] = {std::move(first), std::move(second)};
   }
 
   // The command that the last submission ended with.
@@ -58,6 +64,7 @@ class SubmitStandIn {
   const std::vector<uint8_t>* answerTo(const Submission& submission) const;
 
   std::map<uint32_t, std::vector<uint8_t>> answers_;
+  std::map<uint32_t, std::pair<std::vector<uint8_t>, std::vector<uint8_t>>> toCommands_;
   std::vector<uint8_t> answerToAll_;
 };
 

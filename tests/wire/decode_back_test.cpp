@@ -1,4 +1,5 @@
 // Every stamped row through the peer's reader: the function that the host calls gets the arguments that the program gave.
+#include <algorithm>
 #include <iostream>
 #include <set>
 #include <string>
@@ -12,13 +13,21 @@
 namespace qv::test {
 namespace {
 
-// The host has no names for sync objects yet.
+// The host knows no sync object that it has not made.
 const std::set<std::string> kNotReplayed = {"glIsSync"};
 // The host looks at what the guest says before GL does, and refuses values like the ones given here.
 const std::set<std::string> kLookedAtFirst = {"glViewportArrayv", "glScissorArrayv",         "glDepthRangeArrayv",
                                               "glCopyPixels",     "glInvalidateTexSubImage", "glInvalidateTexImage",
                                               "glPixelStorei",    "glPixelStoref",          "glInvalidateBufferData",
                                               "glInvalidateBufferSubData"};
+// The host has names of its own for these objects, and knows none before the guest has used it.
+const std::set<std::string> kMapped = {"glBeginQuery", "glEndQuery", "glBeginQueryIndexed", "glEndQueryIndexed", "glQueryCounter",
+                                       "glDeleteQueries", "glBeginConditionalRender", "glBeginConditionalRenderNV",
+                                       "glBindTransformFeedback", "glDeleteTransformFeedbacks", "glDrawTransformFeedback",
+                                       "glDrawTransformFeedbackStream", "glDrawTransformFeedbackInstanced",
+                                       "glDrawTransformFeedbackStreamInstanced", "glDeleteSync", "glClientWaitSync", "glWaitSync"};
+// Its shadow step asks the host, too.
+constexpr std::string_view kAsksMore = "glLinkProgram";
 
 class DecodeBack : public ContextTest {
  protected:
@@ -47,10 +56,12 @@ class DecodeBack : public ContextTest {
       EXPECT_TRUE(recorder.calls.empty());
       return;
     }
-    if (kLookedAtFirst.contains(row.name)) return;
+    if (kLookedAtFirst.contains(row.name) || kMapped.contains(row.name) || row.name == kAsksMore) return;
     ASSERT_FALSE(recorder.calls.empty()) << "not replayed";
     if (row.reply != ReplyKind::None) {
-      EXPECT_EQ(replayer.reply().size(), host.submissions[0].replySize);
+      // A wider result goes as its low 32 bits.
+      const uint32_t most = row.reply == ReplyKind::Answer ? 4 : UINT32_MAX;
+      EXPECT_EQ(replayer.reply().size(), std::min(host.submissions[0].replySize, most));
     }
     EXPECT_STREQ(recorder.calls.back().name, row.name);
     EXPECT_EQ(recorder.calls.back().arguments, one.arguments());
@@ -73,7 +84,7 @@ TEST_F(DecodeBack, ArgumentsComeBack) {
     tested += !cases.empty();
   }
   std::cout << "rows decoded back: " << tested << "\n";
-  EXPECT_GE(tested, 625);
+  EXPECT_GE(tested, 692);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "peer/link/log.h"
 #include "peer/replay/replayer.h"
@@ -42,6 +43,7 @@ std::optional<uint64_t> goodLength(const RowFacts& row, Fill fill) {
     case FormKind::Counted:
     case FormKind::Array:
     case FormKind::Image:
+    case FormKind::Matrices:
       return fixed;
     case FormKind::Sized:
       for (const ArgumentFacts& argument : row.arguments) {
@@ -54,11 +56,14 @@ std::optional<uint64_t> goodLength(const RowFacts& row, Fill fill) {
       return fill == Fill::Ones ? std::optional(fixed) : std::nullopt;
     case FormKind::Record: {
       const std::string_view name = row.name;
-      // Data of that many bytes are too long for a command, and are left out. A run of 255 slots is none, names of that many bytes are
-      // not there, and draws have no such flags.
-      // A negative count has no names.
-      const bool tooLong = name.find("Buffer") != name.npos || name == "glSeparableFilter2D" || name == "glAreTexturesResident";
-      if (fill == Fill::Ones) return tooLong ? std::optional(fixed) : std::nullopt;
+      if (fill == Fill::Ones) {
+        // A negative count has no data, and data that are too long for a command are left out. A run of 255 slots is none, and draws
+        // have no such flags.
+        if (row.openTail || name == "glCallLists" || name == "glArrayElement" || name.starts_with("glDraw") || name.starts_with("glMultiDraw")) return std::nullopt;
+        const std::vector<uint8_t> ones(fixed, 0xFF);
+        const uint64_t tail = row.tailBytes(ones.data());
+        return tail == 0 || payloadOf(fixed, tail) == fixed ? std::optional(fixed) : std::nullopt;
+      }
       // Words behind no indices.
       if (!name.starts_with("glDrawElements") || name.ends_with("BaseInstance")) return fixed;
       return fixed + (name.find("Instanced") != name.npos ? 4 : 0) + (name.ends_with("BaseVertex") ? 4 : 0);

@@ -37,18 +37,19 @@ std::string describedWith(uint32_t opcode, T... arguments) {
   return described(opcode, std::move(payload));
 }
 
-// There are 1096 routines, and behind them the five private commands.
+// There are 1096 routines, and behind them the eight private commands.
 TEST(RowFacts, HoldsRoutinesAndPrivateCommands) {
-  ASSERT_EQ(allRows().size(), 1096u + 5);
+  ASSERT_EQ(allRows().size(), 1096u + 8);
   std::set<std::string> names;
   for (size_t i = 0; i < allRows().size(); ++i) {
     EXPECT_EQ(allRows()[i].isPrivate, i >= 1096) << allRows()[i].name;
     names.insert(allRows()[i].name);
   }
-  EXPECT_EQ(names.size(), 1101u);
+  EXPECT_EQ(names.size(), 1104u);
   EXPECT_STREQ(allRows()[0].name, "glNewList");
-  const char* const known[] = {"qvPbufferAttrib", "qvBindTexImage", "qvReleaseTexImage", "qvRunBroken", "qvRunEnded"};
-  for (size_t i = 0; i < 5; ++i) EXPECT_STREQ(allRows()[1096 + i].name, known[i]);
+  const char* const known[] = {"qvPbufferAttrib", "qvBindTexImage", "qvReleaseTexImage", "qvActiveUniforms",
+                               "qvActiveAttributes", "qvRunBroken", "qvRunEnded", "qvQueryResults"};
+  for (size_t i = 0; i < 8; ++i) EXPECT_STREQ(allRows()[1096 + i].name, known[i]);
 }
 
 // Every opcode finds the row of its command, and every other number finds none.
@@ -60,8 +61,8 @@ TEST(RowFacts, OpcodesFindTheirRows) {
     ++commands;
     expected.at(static_cast<size_t>(row.opcode)) = &row;
   }
-  // 1073 routines have a number, 27 of which write no command, and there are five private commands.
-  EXPECT_EQ(commands, 1051u);
+  // 1073 routines have a number, 27 of which write no command, and there are eight private commands.
+  EXPECT_EQ(commands, 1054u);
   for (uint32_t opcode = 0; opcode < 4096; ++opcode) EXPECT_EQ(findRow(opcode), expected[opcode]) << opcode;
   for (const uint32_t opcode : {4096u, 4096u + 206, 0x10000u, 0xFFFFFFFFu}) EXPECT_EQ(findRow(opcode), nullptr) << opcode;
 }

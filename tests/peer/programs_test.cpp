@@ -1,0 +1,410 @@
+// Shaders and programs on the host, by streams written by hand: what GL gets, what the guest is told, and what is refused.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "peer/host/in_process_gpu.h"
+#include "tests/peer/test_guest.h"
+#include "tests/support/resource_list.h"
+
+namespace qv::peer::test {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+// The tail of a list of texts: the texts with their zeros, then their lengths.
+Bytes textTail(const std::vector<std::string>& texts) {
+  Bytes out;
+  for (const std::string& text : texts) {
+    out.insert(out.end(), text.begin(), text.end());
+    out.push_back(0);
+  }
+  for (const std::string& text : texts) Stream::append(out, static_cast<uint32_t>(text.size()));
+  return out;
+}
+uint32_t textBytes(const std::vector<std::string>& texts) {
+  uint32_t bytes = 0;
+  for (const std::string& text : texts) bytes += static_cast<uint32_t>(text.size()) + 1;
+  return bytes;
+}
+
+class Programs : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(guest.start(16, 16));
+    guest.glError();
+  }
+
+  Stream source(uint32_t shader, const std::vector<std::string>& texts) {
+    const auto count = static_cast<uint32_t>(texts.size());
+    Bytes payload = words({shader, count, 0x11, 0x22, textBytes(texts), count});
+    payload += textTail(texts);
+    return payload.size() < 0xF0000 ? Stream().bytes(kShaderSource, payload) : Stream().large(kShaderSource, payload);
+  }
+  uint32_t shader(uint32_t type, const std::string& text) {
+    const auto name = guest.askFor<uint32_t>(Stream().add(kCreateShader, type));
+    EXPECT_EQ(guest.flush(source(name, {text}).add(kCompileShader, name)), 0);
+    return name;
+  }
+  uint32_t program(const std::string& vertex, const std::string& fragment) {
+    const auto name = guest.askFor<uint32_t>(Stream().add(kCreateProgram));
+    for (const uint32_t one : {shader(GL_VERTEX_SHADER, vertex), shader(GL_FRAGMENT_SHADER, fragment)}) {
+      guest.flush(Stream().add(kAttachShader, name, one));
+    }
+    EXPECT_EQ(guest.flush(Stream().add(kLinkProgram, name)), 0);
+    return name;
+  }
+  TestGuest::Replies list(uint32_t opcode, uint32_t name, uint32_t capacity = 4096) {
+    return guest.askBoth(Stream().add(opcode, name, capacity), capacity, 8);
+  }
+  // Expects the list to have these entries, in this order.
+  void expectList(uint32_t opcode, uint32_t name, const std::vector<Resource>& resources) {
+    const TestGuest::Replies got = list(opcode, name);
+    const Bytes expected = resourceList(resources);
+    EXPECT_EQ(got.first, expected);
+    EXPECT_EQ(got.second, listTotals(expected.size(), resources.size()));
+  }
+  uint32_t indexOf(uint32_t name, const std::string& uniform) {
+    Bytes payload = words({name, 1, 0, textBytes({uniform}), 1});
+    payload += textTail({uniform});
+    return guest.askFor<uint32_t>(Stream().bytes(kGetUniformIndices, payload));
+  }
+  void expectMalformed(const Stream& stream) {
+    EXPECT_NE(guest.flush(stream), 0);
+    EXPECT_EQ(log.take().size(), 1u);
+  }
+
+  LogCapture log;
+  InProcessGpu gpu;
+  TestGuest guest{gpu};
+};
+
+const std::string kPlainVertex = "#version 120\nvoid main() { gl_Position = gl_Vertex; }";
+
+// --- sources ---
+
+// A source of several texts is one source; it comes back as it was given, cut to the room that the guest has.
+TEST_F(Programs, SourcesComeBack) {
+  const auto name = guest.askFor<uint32_t>(Stream().add(kCreateShader, GL_VERTEX_SHADER));
+  ASSERT_NE(name, 0u);
+  EXPECT_EQ(guest.flush(source(name, {"void ", "", "main(){}"})), 0);
+  const auto text = [&](int32_t room, uint32_t capacity) { return guest.askBoth(Stream().add(kGetShaderSource, name, room), 4, capacity); };
+  EXPECT_EQ(text(100, 100).first, words({13}));
+  const Bytes whole = text(100, 100).second;
+  EXPECT_EQ(std::string(whole.begin(), whole.end()), std::string("void main(){}") + '\0');
+  EXPECT_EQ(text(6, 100).second, (Bytes{'v', 'o', 'i', 'd', ' ', 0}));
+  EXPECT_EQ(text(6, 100).first, words({5}));
+  EXPECT_EQ(text(100, 6).second.size(), 6u);
+  EXPECT_EQ(text(1, 100).second, Bytes{0});
+  EXPECT_EQ(text(0, 100).second, Bytes{});
+  EXPECT_EQ(text(0, 100).first, words({0}));
+  EXPECT_EQ(text(0x7FFFFFFF, 100).first, words({13}));
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(text(-1, 100).first, Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  // No texts are an empty source, fewer than none an error.
+  EXPECT_EQ(guest.flush(Stream().add(kShaderSource, name, 0, 0, 0, 0, 0)), 0);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(guest.flush(Stream().add(kShaderSource, name, -1, 0, 0, 0, -1)), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(guest.askFor<uint32_t>(Stream().add(kCreateShaderProgramv, GL_VERTEX_SHADER, -1, 0, 0, -1)), 0u);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_NE(guest.askFor<uint32_t>(Stream().add(kCreateShaderProgramv, GL_VERTEX_SHADER, 0, 0, 0, 0)), 0u);
+}
+
+// Texts whose words and bytes contradict each other are malformed, in every command that has them.
+TEST_F(Programs, ContradictoryTextsAreMalformed) {
+  const auto payload = [](std::vector<uint32_t> head, uint32_t bytes, const Bytes& tail, uint32_t count, uint32_t countAgain) {
+    // Two of the words before the bytes are the count and a pointer.
+    Bytes out;
+    for (uint32_t& word : head) Stream::append(out, word == 0xC0 ? count : word);
+    Stream::append(out, bytes);
+    Stream::append(out, countAgain);
+    out += tail;
+    return out;
+  };
+  const std::vector<std::pair<uint32_t, std::vector<uint32_t>>> commands = {
+      {kShaderSource, {1, 0xC0, 0, 0}}, {kCreateShaderProgramv, {GL_VERTEX_SHADER, 0xC0, 0}}, {kGetUniformIndices, {1, 0xC0, 0}}};
+  const Bytes good = textTail({"ab", "c"});
+  for (const auto& [opcode, head] : commands) {
+    SCOPED_TRACE(opcode);
+    const auto command = [&, code = opcode](const Bytes& bytes) { return Stream().bytes(code, bytes); };
+    EXPECT_EQ(guest.flush(command(payload(head, 5, good, 2, 2))), 0);
+    expectMalformed(command(payload(head, 5, good, 1, 2)));
+    expectMalformed(command(payload(head, 5, good, 2, 1)));
+    expectMalformed(command(payload(head, 4, good, 2, 2)));
+    expectMalformed(command(payload(head, 6, good, 2, 2)));
+    Bytes bad = good;
+    bad[2] = 'x';  // no zero behind the first text
+    expectMalformed(command(payload(head, 5, bad, 2, 2)));
+    for (const int length : {0, 1, 3, 4, 200}) {
+      bad = good;
+      bad[5] = static_cast<uint8_t>(length);
+      expectMalformed(command(payload(head, 5, bad, 2, 2)));
+    }
+    bad = good;
+    bad[8] = uint8_t{0x80};  // a negative length
+    expectMalformed(command(payload(head, 5, bad, 2, 2)));
+    expectMalformed(command(payload(head, 5, good, 0x7FFFFFFF, 0x7FFFFFFF)));
+    expectMalformed(command(payload(head, 5, Bytes(5), 0, 0)));
+  }
+}
+
+// A log longer than the ring of replies comes whole, and a cut one is its beginning.
+TEST_F(Programs, LongLogsComeWhole) {
+  std::string text = "#version 120\nvoid main() {\n";
+  for (int i = 0; i < 6000; ++i) text += "gl_Position = nothing_of_this_name_" + std::to_string(i) + ";\n";
+  const uint32_t name = shader(GL_VERTEX_SHADER, text + "}");
+  const auto length = guest.askFor<int32_t>(Stream().add(kGetShaderiv, name, GL_INFO_LOG_LENGTH));
+  ASSERT_GT(length, 300 * 1024);
+  const TestGuest::Replies whole = guest.askBoth(Stream().add(kGetShaderInfoLog, name, length), 4, static_cast<uint32_t>(length));
+  EXPECT_EQ(whole.first, words({static_cast<uint32_t>(length - 1)}));
+  ASSERT_EQ(whole.second.size(), static_cast<size_t>(length));
+  EXPECT_EQ(whole.second.back(), 0);
+  const std::string told(whole.second.begin(), whole.second.end());
+  EXPECT_NE(told.find("nothing_of_this_name_5999"), std::string::npos);
+  const TestGuest::Replies cut = guest.askBoth(Stream().add(kGetShaderInfoLog, name, 16), 4, 16);
+  EXPECT_EQ(cut.first, words({15}));
+  EXPECT_EQ(std::string(cut.second.begin(), cut.second.end()), told.substr(0, 15) + '\0');
+  // Of nothing there is no log.
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetShaderInfoLog, 999, 16), 4, 16).first, Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+}
+
+// A deep source is compiled without a crash.
+TEST_F(Programs, DeepSourcesAreCompiled) {
+  std::string text = "#version 120\nvoid main() { float x = 1.0";
+  for (int i = 0; i < 20000; ++i) text += "+gl_Vertex.x";
+  const uint32_t name = shader(GL_VERTEX_SHADER, text + "; gl_Position = vec4(x); }");
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetShaderiv, name, GL_COMPILE_STATUS)), 1);
+}
+
+// --- pictures ---
+
+// A program draws with a uniform that is set by bytes.
+TEST_F(Programs, ProgramsDraw) {
+  const uint32_t name = program(kPlainVertex, "#version 120\nuniform vec4 c[2]; void main() { gl_FragColor = c[1]; }");
+  Stream stream = Stream().add(kUseProgram, name);
+  stream.bytes(kUniform4fv, [] {
+    Bytes payload = words({0, 2});
+    payload += floats({1, 0, 0, 1, 0, 1, 0.5f, 1});
+    return payload;
+  }());
+  stream.add(kBegin, GL_QUADS).add(kVertex2f, -1.0f, -1.0f).add(kVertex2f, 1.0f, -1.0f).add(kVertex2f, 1.0f, 1.0f).add(kVertex2f, -1.0f, 1.0f).add(kEnd);
+  ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
+  EXPECT_EQ(guest.surface->pixel(8, 8) & 0xFFFFFF, 0x00FF80u);
+  EXPECT_EQ(guest.glError(), 0u);
+  const Bytes value = guest.ask(Stream().add(kGetUniformfv, name, 1, 4), 16);
+  EXPECT_EQ(value, floats({0, 1, 0.5f, 1}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetUniformfv, name, 1, 2), 16).size(), 8u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetUniformfv, name, 1, 0xFFFFFFFF), 64).size(), 64u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetUniformfv, name, 77, 4), 16).size(), 0u);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+}
+
+// Negative counts of uniforms are errors, and a count without its data is malformed.
+TEST_F(Programs, CountsOfUniformsAreChecked) {
+  const uint32_t name = program(kPlainVertex, "#version 120\nuniform vec4 c[2]; uniform mat4 m; void main() { gl_FragColor = m * c[1]; }");
+  EXPECT_EQ(guest.flush(Stream().add(kUseProgram, name).add(kUniform4fv, 0, -1)), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(guest.flush(Stream().add(kUniformMatrix4fv, 2, -1, 0)), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  expectMalformed(Stream().add(kUniform4fv, 0, 1, 1.0f));
+  expectMalformed(Stream().add(kUniform4fv, 0, 0x7FFFFFFF, 1.0f));
+  expectMalformed(Stream().add(kUniformMatrix4fv, 2, 1, 0, 1.0f));
+  // A command whose values are too long for it is passed over.
+  EXPECT_EQ(guest.flush(Stream().add(kUniform4fv, 0, 0x7FFFFFFF)), 0);
+  EXPECT_EQ(log.take().size(), 1u);
+}
+
+// --- the lists ---
+
+// Names without "[0]", arrays with a step, the longest name last: then the guest's longest name is GL's.
+TEST_F(Programs, UniformsAreListed) {
+  const uint32_t name = program("#version 430 compatibility\nlayout(location = 9) uniform vec4 a; layout(location = 3) uniform float b[3];\n"
+                                "layout(location = 1) uniform float longestOfAll; layout(location = 0) uniform float one[1];\n"
+                                "void main() { gl_Position = gl_Vertex * b[1] * b[2] + a * longestOfAll * one[0]; }",
+                                "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
+  const TestGuest::Replies got = list(kActiveUniforms, name);
+  int32_t totals[2];
+  ASSERT_EQ(got.second.size(), 8u);
+  std::memcpy(totals, got.second.data(), 8);
+  EXPECT_EQ(totals[1], 4);
+  EXPECT_EQ(static_cast<size_t>(totals[0]), got.first.size());
+  const std::string all(got.first.begin(), got.first.end());
+  EXPECT_EQ(all.find("[0]"), std::string::npos);
+  EXPECT_EQ(all.rfind("longestOfAll"), all.size() - 16 - 12 + 12);  // 12 characters and their zero fill 16 bytes
+  expectList(kActiveUniforms, name,
+             {{GL_FLOAT, 1, 0, 1, "one"}, {GL_FLOAT, 3, 3, 1, "b"}, {GL_FLOAT_VEC4, 1, 9, 0, "a"}, {GL_FLOAT, 1, 1, 0, "longestOfAll"}});
+  // The guest sorts by location: one, longestOfAll, b, a. Its indices are not GL's.
+  EXPECT_EQ(indexOf(name, "one"), 0u);
+  EXPECT_EQ(indexOf(name, "longestOfAll"), 1u);
+  EXPECT_EQ(indexOf(name, "b"), 2u);
+  EXPECT_EQ(indexOf(name, "a"), 3u);
+  EXPECT_EQ(indexOf(name, "nothing"), static_cast<uint32_t>(GL_INVALID_INDEX));
+  const Bytes types = guest.ask(Stream().add(kGetActiveUniformsiv, name, 4, GL_UNIFORM_TYPE, 0, 1, 2, 3), 16);
+  EXPECT_EQ(types, words({GL_FLOAT, GL_FLOAT, GL_FLOAT, GL_FLOAT_VEC4}));
+  const Bytes sizes = guest.ask(Stream().add(kGetActiveUniformsiv, name, 2, GL_UNIFORM_SIZE, 2, 3), 8);
+  EXPECT_EQ(sizes, words({3, 1}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetActiveUniformsiv, name, 1, GL_UNIFORM_SIZE, 4), 4), Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+}
+
+// Members of blocks have no location: then the list is in GL's order, and so are the indices.
+TEST_F(Programs, BlockMembersKeepTheOrder) {
+  const uint32_t name = program("#version 430 compatibility\nlayout(location = 9) uniform vec4 z; layout(std140) uniform B { vec4 y[2]; float x; };\n"
+                                "layout(location = 1) uniform float w; void main() { gl_Position = gl_Vertex * x + y[1] * w + z; }",
+                                "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
+  const TestGuest::Replies got = list(kActiveUniforms, name);
+  std::vector<uint32_t> locations;
+  std::vector<std::string> names;
+  for (size_t at = 0; at < got.first.size();) {
+    uint32_t location;
+    std::memcpy(&location, got.first.data() + at + 8, 4);
+    locations.push_back(location);
+    names.emplace_back(reinterpret_cast<const char*>(got.first.data() + at + 16));
+    at += (names.back().size() + 20) & ~size_t{3};
+  }
+  ASSERT_EQ(names.size(), 4u);
+  for (uint32_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(indexOf(name, names[i]), i) << names[i];
+    const bool inBlock = names[i] == "x" || names[i] == "y";
+    EXPECT_EQ(locations[i] == 0xFFFFFFFF, inBlock) << names[i];
+  }
+  const Bytes members = guest.ask(Stream().add(kGetActiveUniformBlockiv, name, 0, GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES), 64);
+  EXPECT_EQ(members.size(), 8u);
+  const auto number = guest.askFor<int32_t>(Stream().add(kGetActiveUniformBlockiv, name, 0, GL_UNIFORM_BLOCK_ACTIVE_UNIFORMS));
+  EXPECT_EQ(number, 2);
+  const TestGuest::Replies blockName = guest.askBoth(Stream().add(kGetActiveUniformBlockName, name, 0, 9), 4, 9);
+  EXPECT_EQ(blockName.second, (Bytes{'B', 0}));
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetActiveUniformBlockName, name, 5, 9), 4, 9).second, Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(guest.ask(Stream().add(kGetActiveUniformBlockiv, name, 5, GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES), 64), Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+}
+
+// Attributes that take several locations have that step.
+TEST_F(Programs, AttributesAreListed) {
+  const uint32_t name = program("#version 430 compatibility\nlayout(location = 2) in mat3 turn[2]; layout(location = 9) in vec4 p; layout(location = 10) in float f[2];\n"
+                                "void main() { gl_Position = p + vec4(turn[1][0] * turn[0][1], f[1] + f[0]); }",
+                                "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
+  expectList(kActiveAttributes, name, {{GL_FLOAT_VEC4, 1, 9, 0, "p"}, {GL_FLOAT, 2, 10, 1, "f"}, {GL_FLOAT_MAT3, 2, 2, 3, "turn"}});
+}
+
+// A list that does not fit tells its length alone, and comes when there is room for it.
+TEST_F(Programs, LongListsTellTheirLength) {
+  std::string fragment = "#version 120\n", sum = "vec4(0.0)";
+  for (int i = 0; i < 200; ++i) {
+    const std::string uniform = "aRatherLongNameOfAUniform" + std::to_string(i);
+    fragment += "uniform vec4 " + uniform + ";\n";
+    sum += " + " + uniform;
+  }
+  const uint32_t name = program(kPlainVertex, fragment + "void main() { gl_FragColor = " + sum + "; }");
+  const TestGuest::Replies asked = list(kActiveUniforms, name);
+  EXPECT_TRUE(asked.first.empty());
+  int32_t totals[2];
+  std::memcpy(totals, asked.second.data(), 8);
+  EXPECT_EQ(totals[1], 200);
+  EXPECT_GT(totals[0], 4096);
+  const TestGuest::Replies whole = list(kActiveUniforms, name, static_cast<uint32_t>(totals[0]));
+  EXPECT_EQ(whole.first.size(), static_cast<size_t>(totals[0]));
+  EXPECT_EQ(whole.second, asked.second);
+  // A capacity that the guest's own buffer does not have counts for nothing.
+  EXPECT_TRUE(guest.askBoth(Stream().add(kActiveUniforms, name, 0xFFFFFFFF), 64, 8).first.empty());
+}
+
+// No program, one that is not linked, a shader, and an open primitive: no list and no error.
+TEST_F(Programs, WithoutALinkThereIsNoList) {
+  const Bytes none = listTotals(0, 0);
+  const auto unlinked = guest.askFor<uint32_t>(Stream().add(kCreateProgram));
+  const uint32_t aShader = shader(GL_VERTEX_SHADER, kPlainVertex);
+  const uint32_t broken = program("#version 120\nvoid main() { gl_Position = nothing; }", "#version 120\nvoid main() {}");
+  for (const uint32_t opcode : {kActiveUniforms, kActiveAttributes}) {
+    for (const uint32_t name : {0u, unlinked, aShader, broken, 0xFFFFFFFFu}) {
+      const TestGuest::Replies got = list(opcode, name);
+      EXPECT_TRUE(got.first.empty());
+      EXPECT_EQ(got.second, none) << name;
+    }
+  }
+  EXPECT_EQ(guest.glError(), 0u);
+  const uint32_t good = program(kPlainVertex, "#version 120\nuniform vec4 c; void main() { gl_FragColor = c; }");
+  EXPECT_EQ(guest.askBoth(Stream().add(kBegin, GL_POINTS).add(kActiveUniforms, good, 4096), 4096, 8).second, none);
+  EXPECT_EQ(guest.flush(Stream().add(kEnd)), 0);
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// Inside a primitive no question of the host's own is asked, and the guest hears of its own error.
+TEST_F(Programs, QuestionsInsideAPrimitiveAreErrors) {
+  const uint32_t name = program(kPlainVertex, "#version 120\nuniform vec4 c; void main() { gl_FragColor = c; }");
+  const Stream questions[] = {Stream().add(kGetProgramInfoLog, name, 10), Stream().add(kGetAttachedShaders, name, 4),
+                              Stream().add(kGetUniformfv, name, 0, 4), Stream().add(kGetSynciv, 1, GL_SYNC_STATUS, 1),
+                              Stream().add(kGetActiveUniformsiv, name, 1, GL_UNIFORM_TYPE, 0)};
+  for (const Stream& question : questions) {
+    Stream stream = Stream().add(kBegin, GL_POINTS);
+    stream.raw(question.data);
+    const TestGuest::Replies got = guest.askBoth(stream, 16, 16);
+    EXPECT_TRUE(got.first.empty());
+    EXPECT_TRUE(got.second.empty());
+    EXPECT_EQ(guest.status, 0);
+    EXPECT_EQ(guest.flush(Stream().add(kEnd)), 0);
+    EXPECT_NE(guest.glError(), 0u);
+    EXPECT_EQ(guest.glError(), 0u);
+  }
+}
+
+// A shader's and a program's own questions.
+TEST_F(Programs, AttachedShadersAreTold) {
+  const uint32_t name = program(kPlainVertex, "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, 9), 4, 36).second.size(), 8u);
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, 1), 4, 4).second.size(), 4u);
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, 0x7FFFFFFF), 4, 64).first, words({2}));
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, -1), 4, 4).first, Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, 999, 4), 4, 4).first, Bytes{});
+  EXPECT_NE(guest.glError(), 0u);
+}
+
+// Binaries are refused whatever their format, and none is handed out.
+TEST_F(Programs, BinariesAreRefused) {
+  const uint32_t name = program(kPlainVertex, "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
+  EXPECT_EQ(guest.ask(Stream().add(kGetProgramBinary, name, 1000000, 0, 0, 0), 4), words({0}));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(guest.flush(Stream().add(kProgramBinary, name, 0x875F, 0, 1000)), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_ENUM));
+  EXPECT_EQ(guest.flush(Stream().add(kShaderBinary, 2, 0x875F, 0, 1000, 1, 2)), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_ENUM));
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetProgramiv, name, GL_LINK_STATUS)), 1);
+}
+
+// Questions of absurd sizes are answered as far as GL has values.
+TEST_F(Programs, AbsurdSizesAreBounded) {
+  const uint32_t name = program("#version 430 compatibility\nuniform float f; void main() { gl_Position = gl_Vertex * f; }",
+                                "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
+  const TestGuest::Replies resource =
+      guest.askBoth(Stream().add(kGetProgramResourceiv, name, GL_UNIFORM, 0, 1, 0x7FFFFFFF, GL_NAME_LENGTH), 4, 64);
+  EXPECT_EQ(resource.first, words({1}));
+  EXPECT_EQ(resource.second, words({2}));
+  for (const int32_t bad : {-1, static_cast<int32_t>(0x80000000)}) {
+    guest.askBoth(Stream().add(kGetProgramResourceiv, name, GL_UNIFORM, 0, 0, bad), 4, 64);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+    guest.askBoth(Stream().add(kGetProgramResourceiv, name, GL_UNIFORM, 0, bad, 4), 4, 64);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+    guest.ask(Stream().add(kGetInternalformati64v, GL_RENDERBUFFER, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, bad, 1), 8);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+    guest.askBoth(Stream().add(kGetTransformFeedbackVarying, name, 0, bad, 0, 0, 0), 12, 8);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+    guest.askBoth(Stream().add(kGetActiveSubroutineName, name, GL_VERTEX_SHADER, 0, bad, 0), 4, 8);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+    guest.ask(Stream().add(kGetActiveUniformsiv, name, bad, GL_UNIFORM_TYPE), 8);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  }
+  EXPECT_EQ(guest.ask(Stream().add(kGetInternalformati64v, GL_RENDERBUFFER, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, 0x7FFFFFFF, 0x7FFFFFFF), 64).size(), 64u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, GL_ATOMIC_COUNTER_BUFFER_BINDING, 0xFFFFFFFF), 64), Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(guest.ask(Stream().add(kGetFramebufferParameteriv, GL_FRAMEBUFFER, GL_DOUBLEBUFFER, 0xFFFFFFFF), 64).size(), 4u);
+  EXPECT_EQ(guest.status, 0);
+}
+
+}  // namespace
+}  // namespace qv::peer::test
