@@ -193,6 +193,21 @@ TEST_F(VertexRuns, ClosedRunLeavesNothing) {
   }
 }
 
+// A new run starts afresh, whatever its fields held before.
+TEST_F(VertexRuns, NewRunStartsAfresh) {
+  VertexRun& run = context();
+  run.runSlotCount = 3;
+  run.runStride = 8;
+  run.runSlotIndex = 2;
+  run.runLayoutFixed = 1;
+  for (uint32_t& signature : run.runSignature) signature = 0x1002200;
+  run.runPrimitive = 9;
+  QV_CALL(glBegin)(GL_LINES);
+  QV_CALL(glVertex2i)(1, 2);
+  QV_CALL(glEnd)();
+  expectStream(words({kRunEnded, 24, 1u << 24 | 1u << 16 | 8, 0x2200, 1, 2}));
+}
+
 // Closing where no run has begun writes nothing, though one be called open.
 TEST_F(VertexRuns, ClosingWithoutARunWritesNothing) {
   context().runOpen = 1;
