@@ -325,6 +325,7 @@ constexpr ShadowRow kUnsortedRows[] = {
     {GL_COLOR_MATRIX_STACK_DEPTH, 0, depthOf<&GlContext::color>},
     {GL_TEXTURE_STACK_DEPTH, 0,
      [](GlContext* c, GLenum) { return integer(c->textureMatrices[c->activeTextureUnit]->top + 1); }},
+    // Required oddity 88.
     {GL_ATTRIB_STACK_DEPTH, 0, depthOf<&GlContext::attribMasks>},
     {GL_CLIENT_ATTRIB_STACK_DEPTH, 0, field<&GlContext::clientAttribDepth>},
 

@@ -51,11 +51,6 @@ struct Generated<Row, Absent> {
   static constexpr PROC pointer = nullptr;
 };
 
-template <>
-struct Generated<void, Absent> {
-  static constexpr PROC pointer = nullptr;
-};
-
 // The routine itself, or in builds that check every call the routine with the check around it.
 template <typename Row, auto Pointer>
 constexpr auto checked() {

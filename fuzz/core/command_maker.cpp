@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 
 #include "fuzz/core/run_maker.h"
 #include "wire/entry_table.h"
@@ -34,12 +33,6 @@ const Rows& rows() {
   return instance;
 }
 
-constexpr std::string_view kTexts[] = {
-    "!!ARBvp1.0\nMOV result.position, vertex.position;\nMOV result.color, vertex.color;\nEND\n",
-    "!!ARBfp1.0\nMUL result.color, fragment.color, program.env[0];\nEND\n",
-    "!!ARBfp1.0\nTEMP t;\nTEX t, fragment.texcoord[0], texture[0], 2D;\nADD result.color, t, program.local[1];\nEND\n",
-    "gl_FragColor", "a", "", "block.member[3]", "!!ARBvp1.0\nADDRESS a;\nARL a.x, vertex.attrib[1].x;\nMOV result.position, program.env[a.x+7];\nEND\n"};
-
 void putBits(Bytes& payload, size_t at, uint64_t bits, uint32_t width) { std::memcpy(payload.data() + at, &bits, width); }
 
 }  // namespace
@@ -58,10 +51,7 @@ void appendCommand(Bytes& out, uint32_t opcode, const Bytes& payload, bool large
 }
 
 uint64_t CommandMaker::bits(const ArgumentFacts& argument, Kind kind) {
-  if (wild()) return drawAnything(argument, random_);
-  if (kind != Kind::Anything) return bitsOf(argument, drawValue(kind, random_));
-  if (argument.kind == ValueKind::Real) return bitsOf(argument, drawValue(Kind::Coordinate, random_));
-  return random_.oneIn(3) ? random_.of(everyEnum()) : random_.below(9);
+  return wild() ? drawAnything(argument, random_) : drawBits(argument, kind, random_);
 }
 
 void CommandMaker::fixedPart(const RowFacts& row, const CallLine* line, Bytes& payload) {
@@ -96,7 +86,7 @@ void CommandMaker::recordWords(const RowFacts& row, const CallLine* line, Bytes&
 
 void CommandMaker::text(uint64_t bytes, Bytes& payload) {
   if (bytes == 0) return;
-  const std::string_view some = random_.of(kTexts);
+  const std::string_view some = drawText(random_);
   for (uint64_t i = 0; i + 1 < bytes; ++i) payload.push_back(i < some.size() ? static_cast<uint8_t>(some[i]) : 'a');
   payload.push_back(wild() ? 'z' : 0);
 }

@@ -61,6 +61,12 @@ constexpr double kStrange[] = {0.0,
                                -std::numeric_limits<double>::infinity(),
                                std::numeric_limits<double>::quiet_NaN()};
 
+constexpr std::string_view kTexts[] = {
+    "!!ARBvp1.0\nMOV result.position, vertex.position;\nMOV result.color, vertex.color;\nEND\n",
+    "!!ARBfp1.0\nMUL result.color, fragment.color, program.env[0];\nEND\n",
+    "!!ARBfp1.0\nTEMP t;\nTEX t, fragment.texcoord[0], texture[0], 2D;\nADD result.color, t, program.local[1];\nEND\n",
+    "gl_FragColor", "a", "", "block.member[3]", "!!ARBvp1.0\nADDRESS a;\nARL a.x, vertex.attrib[1].x;\nMOV result.position, program.env[a.x+7];\nEND\n"};
+
 }  // namespace
 
 double drawValue(Kind kind, Random& random) {
@@ -99,6 +105,14 @@ uint64_t drawAnything(const ArgumentFacts& argument, Random& random) {
       return random.next() >> random.below(64);
   }
 }
+
+uint64_t drawBits(const ArgumentFacts& argument, Kind kind, Random& random) {
+  if (kind != Kind::Anything) return bitsOf(argument, drawValue(kind, random));
+  if (argument.kind == ValueKind::Real) return bitsOf(argument, drawValue(Kind::Coordinate, random));
+  return random.oneIn(3) ? random.of(everyEnum()) : random.below(9);
+}
+
+std::string_view drawText(Random& random) { return random.of(kTexts); }
 
 uint64_t bitsOf(const ArgumentFacts& argument, double number) {
   if (argument.kind == ValueKind::Real) {

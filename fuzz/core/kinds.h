@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "fuzz/core/random.h"
 #include "wire/gl_api.h"
@@ -25,8 +26,14 @@ double drawValue(Kind kind, Random& random);
 // kind, reals that are no numbers.
 uint64_t drawAnything(const ArgumentFacts& argument, Random& random);
 
+// The bits of a value of the kind; of Kind::Anything such as a careless program gives.
+uint64_t drawBits(const ArgumentFacts& argument, Kind kind, Random& random);
+
 // The bits of `number` in the argument's C type; those of an element for a pointer.
 uint64_t bitsOf(const ArgumentFacts& argument, double number);
+
+// A text that some routine takes: a program, a name.
+std::string_view drawText(Random& random);
 
 // Every enum that some kind has.
 std::span<const uint32_t> everyEnum();

@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "peer/replay/vertex_attributes.h"
 #include "wire/entry_table.h"
 
 namespace qv::fuzz {
@@ -10,34 +11,28 @@ namespace {
 
 bool isPosition(std::string_view name) { return name.starts_with("glVertex") && !name.starts_with("glVertexAttrib"); }
 
-// Whether the command sets a vertex attribute other than the position.
-bool setsAttribute(const RowFacts& row) {
-  const std::string_view name = row.name;
-  if (row.attribute) return !isPosition(name);
-  for (const std::string_view begin : {"glVertexAttrib", "glSecondaryColor", "glFogCoord", "glTexCoordP", "glMultiTexCoordP", "glNormalP",
-                                       "glColorP", "glEdgeFlag", "glIndex", "glMaterial", "glEvalCoord", "glEvalPoint"}) {
-    if (name.starts_with(begin)) return true;
-  }
-  return false;
-}
-
 }  // namespace
 
 bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
-  switch (static_cast<uint32_t>(row.opcode)) {
+  const auto opcode = static_cast<uint32_t>(row.opcode);
+  const bool cut = listOpen_ && primitiveOpen_ && vertices_ > 0;
+  switch (opcode) {
     case opcodeOf<op::glNewList>:
-      if (!listOpen_) primitiveOpen_ = anyVertex_ = false;
+      if (!listOpen_) primitiveOpen_ = false;
       listOpen_ = true;
       return true;
     case opcodeOf<op::glEndList>:
+      if (cut) return false;
       listOpen_ = false;
       return true;
     case opcodeOf<op::glBegin>:
-      if (!primitiveOpen_) anyVertex_ = false;
+      if (!primitiveOpen_) vertices_ = 0;
       primitiveOpen_ = true;
       return true;
     case opcodeOf<op::qvRunBroken>:
-      primitiveOpen_ = anyVertex_ = true;
+      primitiveOpen_ = true;
+      vertices_ = 1;  // or any number
+      position_ = 0;
       return true;
     case opcodeOf<op::glEnd>:
     case opcodeOf<op::qvRunEnded>:
@@ -46,9 +41,14 @@ bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
     default:
       break;
   }
-  if (isPosition(row.name)) anyVertex_ = true;
-  // Fault 1: two attributes that first appear between two vertices of a primitive in a list.
-  return !(listOpen_ && anyVertex_ && primitiveOpen_ && setsAttribute(row));
+  const bool position = isPosition(row.name);
+  const bool change = peer::setsAttribute(row.name) || (position && vertices_ > 0 && opcode != position_);
+  if (cut && change) return false;
+  if (position) {
+    ++vertices_;
+    position_ = opcode;
+  }
+  return true;
 }
 
 }  // namespace qv::fuzz

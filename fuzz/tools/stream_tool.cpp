@@ -85,7 +85,8 @@ class Reducer {
       std::fprintf(stderr, "the program does not fail on the input\n");
       return 1;
     }
-    for (bool shorter = true; shorter;) shorter = dropParts() | dropCommands();
+    while (dropParts() || dropCommands()) {
+    }
     for (Part& part : parts_) {
       for (const uint32_t mask : {0xFFFFu, 3u << 16, 3u << 18, 3u << 20, 7u << 22, 1u << 25}) {
         const uint32_t before = part.options;

@@ -71,6 +71,14 @@ TEST(Script, RunGivesFiguresPictureAndStatus) {
   EXPECT_EQ(readFile(folder / "x.png").substr(1, 3), "PNG");
 }
 
+// A fuzz target that does not exist, and seconds that are none, are told.
+TEST(Script, WrongFuzzTargetsAndSecondsAreToldInOneLine) {
+  expectWrongUse({"fuzz"}, "stream, render");
+  expectWrongUse({"fuzz", "bogus"}, "stream, render");
+  expectWrongUse({"fuzz", "stream", "soon"}, "seconds");
+  expectWrongUse({"fuzz", "stream", "1", "2"}, "seconds");
+}
+
 // Arguments of a verb that takes none are told by the verb.
 TEST(Script, ArgumentsOfVerbsThatTakeNoneAreTold) {
   expectWrongUse({"demo", "now"}, "demo");

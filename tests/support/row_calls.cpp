@@ -26,25 +26,33 @@ template <typename Pointer>
 struct Caller;
 template <typename R, typename... A>
 struct Caller<R(APIENTRY*)(A...)> {
-  static void call(Routine routine, const uint64_t* values) { call(routine, values, std::index_sequence_for<A...>{}); }
+  static uint64_t call(Routine routine, const uint64_t* values) { return call(routine, values, std::index_sequence_for<A...>{}); }
 
  private:
   template <size_t... I>
-  static void call(Routine routine, [[maybe_unused]] const uint64_t* values, std::index_sequence<I...>) {
-    reinterpret_cast<R(APIENTRY*)(A...)>(routine)(argument<A>(values[I])...);
+  static uint64_t call(Routine routine, [[maybe_unused]] const uint64_t* values, std::index_sequence<I...>) {
+    const auto function = reinterpret_cast<R(APIENTRY*)(A...)>(routine);
+    uint64_t bits = 0;
+    if constexpr (std::is_void_v<R>) {
+      function(argument<A>(values[I])...);
+    } else {
+      const R result = function(argument<A>(values[I])...);
+      std::memcpy(&bits, &result, sizeof result);
+    }
+    return bits;
   }
 };
 
 // In the order of allRows(), which has the routines first.
-constexpr void (*kCalls[])(Routine, const uint64_t*) = {
+constexpr uint64_t (*kCalls[])(Routine, const uint64_t*) = {
 #define QV_ROW(name, ...) &Caller<decltype(&::name)>::call,
 #include "wire/entry_points.def"
 };
 
 }  // namespace
 
-void callRoutine(const RowFacts& row, Routine routine, const uint64_t* values) {
-  kCalls[&row - allRows().data()](routine, values);
+uint64_t callRoutine(const RowFacts& row, Routine routine, const uint64_t* values) {
+  return kCalls[&row - allRows().data()](routine, values);
 }
 
 }  // namespace qv::test

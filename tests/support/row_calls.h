@@ -11,7 +11,7 @@ namespace qv::test {
 using Routine = void (*)();
 
 // Calls `routine`, which has the prototype of `row`, with one value per argument: the bits of a scalar, the address for a
-// pointer. What it returns is dropped.
-void callRoutine(const RowFacts& row, Routine routine, const uint64_t* values);
+// pointer. Returns the bits that it returns, 0 for none.
+uint64_t callRoutine(const RowFacts& row, Routine routine, const uint64_t* values);
 
 }  // namespace qv::test
