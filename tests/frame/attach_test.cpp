@@ -1,10 +1,11 @@
 // Attach and detach of the process and of threads.
+#include "driver/icd/attach.h"
+
 #include <thread>
 
 #include "driver/base/current_context.h"
 #include "driver/base/process_state.h"
 #include "driver/host/window_hook.h"
-#include "driver/icd/attach.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {
@@ -62,6 +63,21 @@ TEST_F(AttachTest, ResidencyComesAtTheEndOfAttach) {
   detach();
   expectCalls({"UnregisterClassW", "DeleteCriticalSection", "D3DKMTDestroyPagingQueue", "D3DKMTUnregisterTrimNotification",
                "D3DKMTDestroyContext", "D3DKMTDestroyDevice", "D3DKMTCloseAdapter", "TlsFree", "TlsFree"});
+}
+
+// The first submission writes into the buffers that came with the context, and knows their sizes.
+TEST_F(AttachTest, SubmissionBuffersComeWithTheContext) {
+  Host.commandBuffer = nullptr;
+  Host.allocationList = nullptr;
+  Host.patchList = nullptr;
+  Host.commandBufferSize = Host.allocationListSize = Host.patchListSize = 0;
+  ASSERT_EQ(attach(), 1);
+  EXPECT_NE(Host.commandBuffer, nullptr);
+  EXPECT_NE(Host.allocationList, nullptr);
+  EXPECT_NE(Host.patchList, nullptr);
+  EXPECT_GE(Host.commandBufferSize, 60u);
+  EXPECT_GE(Host.allocationListSize, 3u);
+  EXPECT_GE(Host.patchListSize, 4u);
 }
 
 struct CapsCase {

@@ -1,4 +1,6 @@
 // The registry of contexts behind the exports.
+#include <malloc.h>
+
 #include <cstring>
 
 #include "driver/base/current_context.h"
@@ -34,6 +36,17 @@ TEST_F(ContextExportsTest, HandlesAreTheLowestFree) {
   EXPECT_EQ(makeContext(window), 3u);
   EXPECT_EQ(makeContext(window), 20u);
   EXPECT_EQ(makeContext(window), 34u);
+}
+
+// What a growing table adds is empty, whatever stood in the memory before.
+TEST_F(ContextExportsTest, GrownTableIsEmpty) {
+  mallopt(M_PERTURB, 0xA5);
+  const HWND window = makeWindow();
+  DHGLRC last = 0;
+  while (last != 64) last = makeContext(window);
+  mallopt(M_PERTURB, 0);
+  for (DHGLRC unused = 65; unused < 128; ++unused) EXPECT_EQ(contextOf(unused), nullptr) << unused;
+  EXPECT_EQ(makeContext(window), 65u);
 }
 
 // Only the low 32 bits of a handle count.

@@ -1,9 +1,10 @@
 // Windows that own their display: the owner check with each of its stops, flips, and the ways to lose a display.
+#include "driver/host/owned_display.h"
+
 #include <algorithm>
 
 #include "driver/base/current_context.h"
 #include "driver/host/flush_packet.h"
-#include "driver/host/owned_display.h"
 #include "driver/host/present.h"
 #include "driver/host/window_tracking.h"
 #include "tests/frame/frame_test.h"
@@ -248,8 +249,8 @@ TEST_F(OwnedDisplayTest, FlipTradesWholeSurfaces) {
   EXPECT_EQ(tracked().flip.fence, back.fence);
 }
 
-// With residency a surface is evicted wherever it is given up in a window's life: the back buffer of another size, the flip surface
-// of a display given up, the flip surface whose mode is refused, the redirection surface that has been replaced.
+// With residency a surface is evicted wherever it is given up in a window's life: the back buffer of another size, the flip
+// surface of a display given up, the flip surface whose mode is refused, the redirection surface that has been replaced.
 TEST_F(OwnedDisplayTest, SurfacesAreEvictedBeforeTheyGo) {
   leave();
   detach();
@@ -259,7 +260,8 @@ TEST_F(OwnedDisplayTest, SurfacesAreEvictedBeforeTheyGo) {
   const auto evictions = [&] {
     const Calls calls = tracedCalls();
     size_t found = 0;
-    for (auto at = calls.begin(); (at = std::search(at, calls.end(), evicted.begin(), evicted.end())) != calls.end(); ++at) ++found;
+    for (auto at = calls.begin(); (at = std::search(at, calls.end(), evicted.begin(), evicted.end())) != calls.end(); ++at)
+      ++found;
     EXPECT_EQ(static_cast<size_t>(std::count(calls.begin(), calls.end(), "D3DKMTDestroyAllocation")), found);
     sim::clearTrace();
     return found;

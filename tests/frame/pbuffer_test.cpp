@@ -1,8 +1,8 @@
 // Pbuffers and render-to-texture.
-#include "driver/base/current_context.h"
-#include "driver/base/process_state.h"
 #include "driver/icd/pbuffer.h"
 
+#include "driver/base/current_context.h"
+#include "driver/base/process_state.h"
 #include "driver/host/flush_packet.h"
 #include "tests/frame/frame_test.h"
 
@@ -298,6 +298,22 @@ TEST_F(PbufferTest, SetAttribSendsFaceAndLevel) {
   EXPECT_EQ(pending(), bytesOfWords({67536, 900, 34072, 2}));
   EXPECT_EQ(query(pbuffer, kCubeFace), 2);
   EXPECT_EQ(query(pbuffer, kMipmapLevel), 0);
+}
+
+// Each value has its own place in the window, whoever has written it there.
+TEST_F(PbufferTest, ValuesStandAtTheirPlaces) {
+  const HPBUFFERARB pbuffer = create(4, 8, 8, {kTextureFormat, kRgba, kTextureTarget, kCubeMap});
+  for (const int place : {4, 8, 12, 16}) SetWindowLongW(windowOf(pbuffer), place, 1000 + place);
+  EXPECT_EQ(query(pbuffer, kTextureFormat), 1004);
+  EXPECT_EQ(query(pbuffer, kTextureTarget), 1008);
+  EXPECT_EQ(query(pbuffer, kCubeFace), 1012);
+  EXPECT_EQ(query(pbuffer, kMipmapLevel), 1016);
+  // A level that is not given is the one that stands there, and the host's id is read anew.
+  SetWindowLongW(windowOf(pbuffer), 0, 77);
+  drawTo(pbuffer);
+  const int attributes[] = {kCubeFace, kPositiveX, 0};
+  EXPECT_EQ(gl::wglSetPbufferAttribARB(pbuffer, attributes), 1);
+  EXPECT_EQ(pending(), bytesOfWords({67536, 77, 0x8515, 1016}));
 }
 
 // The six faces have their GL names in order.

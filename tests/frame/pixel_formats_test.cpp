@@ -1,12 +1,11 @@
 // The fourteen pixel formats and the functions that read them.
-#include <set>
-
 #include "driver/base/pixel_formats.h"
-#include "driver/base/process_state.h"
 
 #include <cstring>
 #include <limits>
+#include <set>
 
+#include "driver/base/process_state.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {
@@ -209,9 +208,9 @@ TEST_F(PixelFormatsTest, ChooseFindsByAttributes) {
 // Six attributes are exact, and all others are at least the request, for each value around that of each format.
 TEST_F(PixelFormatsTest, ChooseComparesExactlyOrAtLeast) {
   const std::set<int> exact = {0x2003, 0x2010, 0x2011, 0x2013, 0x202D, 0x2070, 0x2071};
-  const int all[] = {0x2001, 0x2003, 0x2007, 0x200C, 0x200D, 0x200E, 0x2010, 0x2011, 0x2013, 0x2014, 0x2015, 0x2016, 0x2017,
-                     0x2018, 0x2019, 0x201A, 0x201B, 0x201C, 0x201D, 0x201E, 0x201F, 0x2020, 0x2021, 0x2022, 0x2023, 0x2024,
-                     0x202D, 0x2070, 0x2071, 0x202E, 0x202F, 0x2030, 0x2041, 0x2042, 0x20A9};
+  const int all[] = {0x2001, 0x2003, 0x2007, 0x200C, 0x200D, 0x200E, 0x2010, 0x2011, 0x2013, 0x2014, 0x2015, 0x2016,
+                     0x2017, 0x2018, 0x2019, 0x201A, 0x201B, 0x201C, 0x201D, 0x201E, 0x201F, 0x2020, 0x2021, 0x2022,
+                     0x2023, 0x2024, 0x202D, 0x2070, 0x2071, 0x202E, 0x202F, 0x2030, 0x2041, 0x2042, 0x20A9};
   for (const int attribute : all) {
     int values[15];
     for (int format = 1; format <= 14; ++format) {
@@ -225,7 +224,8 @@ TEST_F(PixelFormatsTest, ChooseComparesExactlyOrAtLeast) {
           if (fits) expected.push_back(format);
         }
         EXPECT_EQ(choose({attribute, request}), expected) << attribute << " " << request;
-        EXPECT_EQ(choose({}, {static_cast<float>(attribute), static_cast<float>(request)}), expected) << attribute << " " << request;
+        EXPECT_EQ(choose({}, {static_cast<float>(attribute), static_cast<float>(request)}), expected)
+            << attribute << " " << request;
       }
     }
   }

@@ -1,7 +1,8 @@
 // Surfaces, submissions and the paging fence.
-#include "driver/host/render_submission.h"
+#include <string_view>
 
 #include "driver/host/display_formats.h"
+#include "driver/host/render_submission.h"
 #include "driver/host/surface_allocation.h"
 #include "tests/frame/frame_test.h"
 
@@ -174,6 +175,32 @@ TEST_F(SubmissionTest, PagingFenceIsWaitedForOnce) {
   sim::setPagingHeld(false);
   DestroySurfaceAllocation(done);
   DestroySurfaceAllocation(pending);
+}
+
+// A system that lacks a function of residency is done without it: surfaces that need it are refused, and all else goes on.
+TEST_F(SubmissionTest, MissingThunksAreDoneWithout) {
+  sim::setResidency(true);
+  for (const char* const name :
+       {"D3DKMTMakeResident", "D3DKMTEvict", "D3DKMTWaitForSynchronizationObjectFromGpu", "D3DKMTCreatePagingQueue",
+        "D3DKMTDestroyPagingQueue", "D3DKMTRegisterTrimNotification", "D3DKMTUnregisterTrimNotification"}) {
+    SCOPED_TRACE(name);
+    const PROC thunk = GetProcAddress(GetModuleHandleW(u"Gdi32.dll"), name);
+    sim::removeExport(u"Gdi32.dll", name);
+    ASSERT_EQ(attach(), 1);
+    sim::setPagingHeld(true);
+    Surface surface;
+    const NTSTATUS status = CreateSurfaceAllocation(windowSurfaceDescriptor(), 8, 8, surface);
+    if (std::string_view(name) == "D3DKMTMakeResident") {
+      EXPECT_EQ(status, static_cast<NTSTATUS>(0xC000007A));
+    }
+    WaitForPagingFence(1000000);
+    if (surface.resource != 0) DestroySurfaceAllocation(surface);
+    sim::completePaging();
+    sim::setPagingHeld(false);
+    detach();
+    EXPECT_EQ(sim::describe(sim::liveCounts()), sim::describe(sim::LiveCounts{}));
+    sim::registerExportAddress(u"Gdi32.dll", name, thunk);
+  }
 }
 
 // Outside residency there is nothing to wait for.

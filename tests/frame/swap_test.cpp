@@ -109,6 +109,18 @@ TEST_F(SwapTest, NewerContextOfAWindowIsFoundFirst) {
   EXPECT_EQ(flushes()[0].word(28), contextOf(newer)->hostContextId);
 }
 
+// The current context comes before a newer one on the same window.
+TEST_F(SwapTest, CurrentContextComesFirst) {
+  const HWND window = makeWindow();
+  const DHGLRC older = makeCurrent(window);
+  makeCurrent(window);
+  const HDC hdc = dc(window);
+  EXPECT_NE(DrvSetContext(hdc, older, nullptr), nullptr);
+  EXPECT_EQ(DrvSwapBuffers(hdc), 1);
+  ASSERT_EQ(flushes().size(), 1u);
+  EXPECT_EQ(flushes()[0].word(28), contextOf(older)->hostContextId);
+}
+
 // The window decides whose frame ends: the current context if it is bound there, else the first of the list that is.
 TEST_F(SwapTest, WindowDecidesWhoseFrameEnds) {
   const HWND first = makeWindow(), second = makeWindow(), third = makeWindow();

@@ -4,6 +4,7 @@
 #include "driver/calls/all.h"
 #include "driver/stream/entry_template.h"
 #include "driver/queries/limit_cache.h"
+#include "driver/queries/shadow_answer.h"
 #include "driver/objects/display_list_stream.h"
 #include "harness.h"
 
@@ -303,6 +304,17 @@ TEST_F(ShadowAnswersTest, BoundVertexArrayAnswersForItsArrays) {
   c->boundVertexArray = 5;  // no such record
   gl::glGetIntegerv(GL_ELEMENT_ARRAY_BUFFER_BINDING, &value);
   EXPECT_EQ(value, 163);
+}
+
+// The count of a local answer is 1 unless the name has more, for a capability and for a name that is not answered too.
+TEST_F(ShadowAnswersTest, CountStartsAtOne) {
+  for (const auto& [pname, expected] : {std::pair<GLenum, int32_t>{GL_LINE_SMOOTH, 1}, {GL_FRONT_FACE, 1}, {GL_STENCIL_FUNC, 1},
+                                        {GL_VIEWPORT, 4}, {GL_FOG_COLOR, 1}, {GL_DEPTH_RANGE, 2}}) {
+    int32_t count = 77;
+    GLint values[16];
+    EXPECT_EQ(answerFromShadow(c.get(), pname, values, &count), pname != GL_STENCIL_FUNC);
+    EXPECT_EQ(count, expected) << pname;
+  }
 }
 
 // Capabilities are answered by all forms of the get calls.

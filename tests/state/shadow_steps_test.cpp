@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 
+#include "driver/diagnostics/debug_log.h"
 #include "driver/objects/display_list_stream.h"
 #include "driver/state/string_block.h"
 #include "harness.h"
@@ -392,6 +393,24 @@ TEST_F(ShadowStepsTest, CapabilitiesChangeTheirOwnAnswersAlone) {
     }
     EXPECT_TRUE(host.submissions.empty());
   }
+}
+
+// With a log, glEnable and glDisable turn its output and its synchronous output on and off, each on its own.
+TEST_F(ShadowStepsTest, DebugOutputIsTheLogs) {
+  DebugState log;
+  c->debugLog = &log;
+  call<op::glEnable>(GLenum{GL_DEBUG_OUTPUT});
+  EXPECT_EQ(log.enabled, 1);
+  EXPECT_EQ(log.synchronous, 0);
+  EXPECT_EQ(gl::glIsEnabled(GL_DEBUG_OUTPUT), 1);
+  EXPECT_EQ(gl::glIsEnabled(GL_DEBUG_OUTPUT_SYNCHRONOUS), 0);
+  call<op::glEnable>(GLenum{GL_DEBUG_OUTPUT_SYNCHRONOUS});
+  call<op::glDisable>(GLenum{GL_DEBUG_OUTPUT});
+  EXPECT_EQ(log.enabled, 0);
+  EXPECT_EQ(log.synchronous, 1);
+  EXPECT_EQ(gl::glIsEnabled(GL_DEBUG_OUTPUT), 0);
+  EXPECT_EQ(gl::glIsEnabled(GL_DEBUG_OUTPUT_SYNCHRONOUS), 1);
+  c->debugLog = nullptr;
 }
 
 // How a plain query of `pname` was answered.

@@ -88,9 +88,10 @@ TEST_F(Draws, IndicesGiveTheRange) {
   expected.insert(expected.end(), {5, 9, 7});
   expected += elements(bytes, 12, 5, 9);
   expected += elements(bytes + 128, 4, 5, 9);
-  expected.push_back(0);
-  EXPECT_EQ(expected.size(), 124u);
-  EXPECT_EQ(one(), expected);
+  std::vector<uint8_t> written = one();
+  ASSERT_EQ(written.size(), 124u);
+  written.pop_back();  // a pad byte has no defined value
+  EXPECT_EQ(written, expected);
 }
 
 // A base vertex stands unaligned behind the indices; it moves the elements and not the range that is told.

@@ -1,6 +1,10 @@
 // The flush, the growth of the stream, glFlush, glFinish and glGetError.
 #include "driver/stream/flush.h"
 
+#include <malloc.h>
+
+#include <cstdlib>
+
 #include "driver/base/current_context.h"
 #include "driver/objects/display_list_stream.h"
 #include "driver/stream/vertex_run.h"
@@ -178,6 +182,27 @@ TEST_F(Flush, CollectingRunIsCut) {
   flushStream(&context(), 0, nullptr, 0, nullptr, 0);
   EXPECT_EQ(host.submissions[0].stream, words({kRunBroken, 28, 1u << 16 | 12}));
   EXPECT_EQ(context().cursor, context().base);
+}
+
+// When the closing of a run moves the buffer, the bytes are submitted from where they are now.
+TEST_F(Flush, ClosingMayMoveTheBuffer) {
+  mallopt(M_PERTURB, 0xA5);  // what is freed no longer reads as it was
+  context().base = static_cast<uint8_t*>(std::malloc(64));
+  void* const blocker = std::malloc(64);  // the buffer cannot grow where it stands
+  context().cursor = context().base;
+  context().capacity = context().remaining = 64;
+  for (int i = 0; i < 13; ++i) QV_CALL(glLoadIdentity)();
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glColor4d)(1, 2, 3, 4);
+  EXPECT_EQ(context().remaining, 0u);
+  flushStream(&context(), 0, nullptr, 0, nullptr, 0);
+  mallopt(M_PERTURB, 0);
+  std::free(blocker);
+  Stream expected;
+  for (int i = 0; i < 13; ++i) expected.add(kLoadIdentity);
+  expected.raw(words({kRunBroken, 12 + 4 + 32, 1u << 16 | 32}));
+  EXPECT_EQ(host.submissions.at(0).stream, expected.data);
+  QV_CALL(glEnd)();
 }
 
 // glFlush on an unshared double-buffered context that draws to the back marks the stream once and sends nothing.

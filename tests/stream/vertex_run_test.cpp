@@ -1,4 +1,6 @@
 // Vertex runs byte by byte: opening, layouts, every way to break one, and what stays plain.
+#include "driver/stream/vertex_run.h"
+
 #include <string>
 
 #include "tests/support/context_fixture.h"
@@ -167,6 +169,51 @@ TEST_F(VertexRuns, WidestVertexHas512Bytes) {
     EXPECT_EQ(values[64 * vertex + 60], -1 - vertex);
     EXPECT_EQ(values[64 * vertex + 63], -4);
   }
+}
+
+// A run that is closed, by its end or by a break, leaves nothing of itself in the context.
+TEST_F(VertexRuns, ClosedRunLeavesNothing) {
+  for (const bool broken : {false, true}) {
+    QV_CALL(glBegin)(GL_LINES);
+    QV_CALL(glColor3f)(1, 2, 3);
+    QV_CALL(glVertex2f)(1, 2);
+    QV_CALL(glColor3f)(1, 2, 3);
+    if (broken) QV_CALL(glLoadTransposeMatrixf)(std::vector<float>(16).data());
+    if (!broken) QV_CALL(glEnd)();
+    const VertexRun& run = context();
+    EXPECT_EQ(run.runOpen, 0);
+    EXPECT_EQ(run.runStart, ~uint64_t{0});
+    EXPECT_EQ(run.runSlotCount, 0u);
+    EXPECT_EQ(run.runStride, 0u);
+    EXPECT_EQ(run.runSlotIndex, 0u);
+    EXPECT_EQ(run.runPrimitive, 0u);
+    EXPECT_EQ(run.runLayoutFixed, 0);
+    for (const uint32_t signature : run.runSignature) EXPECT_EQ(signature, 0u);
+    if (broken) QV_CALL(glEnd)();
+  }
+}
+
+// A new run starts afresh, whatever its fields held before.
+TEST_F(VertexRuns, NewRunStartsAfresh) {
+  VertexRun& run = context();
+  run.runSlotCount = 3;
+  run.runStride = 8;
+  run.runSlotIndex = 2;
+  run.runLayoutFixed = 1;
+  for (uint32_t& signature : run.runSignature) signature = 0x1002200;
+  run.runPrimitive = 9;
+  QV_CALL(glBegin)(GL_LINES);
+  QV_CALL(glVertex2i)(1, 2);
+  QV_CALL(glEnd)();
+  expectStream(words({kRunEnded, 24, 1u << 24 | 1u << 16 | 8, 0x2200, 1, 2}));
+}
+
+// Closing where no run has begun writes nothing, though one be called open.
+TEST_F(VertexRuns, ClosingWithoutARunWritesNothing) {
+  context().runOpen = 1;
+  closeRun(&context(), kRunBroken);
+  EXPECT_EQ(context().runOpen, 0);
+  EXPECT_TRUE(pending().empty());
 }
 
 // An attribute that goes into a run leaves lastOpcode as it was, whether it defines a slot, freezes the layout or repeats it.
