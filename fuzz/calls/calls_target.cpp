@@ -217,6 +217,7 @@ class Comparison {
     if ((expected & mask) != (given & mask)) differ(made, "result", expected & mask, given & mask);
     if (row.form != FormKind::Query || made.memory.empty()) return;
     const CallMemory &ours = made.memory.back(), &theirs = copy.memory.back();
+    if (ours.bytes == 0 || std::memcmp(ours.data.get(), theirs.data.get(), ours.bytes) == 0) return;
     if (isRounded(made)) return compareRounded(made, ours, theirs);
     for (size_t at = 0; at < ours.bytes; ++at) {
       if (ours.data[at] == theirs.data[at]) continue;
@@ -236,7 +237,7 @@ class Comparison {
       const double one = numberAt(ours, at, facts), other = numberAt(theirs, at, facts);
       const double near = facts.kind == ValueKind::Real ? 1e-4 * std::max(1.0, std::fabs(one)) : 256;  // of 2^31
       if (std::fabs(one - other) <= near) continue;
-      char text[64];
+      char text[96];
       std::snprintf(text, sizeof text, ": value %zu %g, through the driver %g", at / facts.width, one, other);
       return found(describe(call) + text);
     }
