@@ -100,7 +100,8 @@ void makeLocal(Call& call, Random& random) {
   static constexpr ArgumentFacts kWord = {.width = 4};
   const std::string_view name = call.row->name;
   call.values.assign(2, 0);
-  for (size_t i = 0; call.line != nullptr && i < call.line->kinds.size(); ++i) call.values[i] = drawBits(kWord, kindOf(call.line, i), random);
+  for (size_t i = 0; call.line != nullptr && i < call.line->kinds.size(); ++i)
+    call.values[i] = drawBits(kWord, kindOf(call.line, i), random);
   if (name.starts_with("glGen") && name != "glGenLists") {
     addMemory(call, 1, 4 * static_cast<size_t>(std::max(0, static_cast<int32_t>(call.values[0]))));
   }
@@ -138,7 +139,8 @@ const Routines& routines() {
 
 const RowFacts& routineOf(uint16_t which, bool any) {
   const std::vector<Routines::Entry>& list = any ? routines().any : routines().told;
-  const auto at = std::lower_bound(list.begin(), list.end(), which, [](const Routines::Entry& entry, uint16_t word) { return entry.first < word; });
+  const auto at = std::lower_bound(list.begin(), list.end(), which,
+                                   [](const Routines::Entry& entry, uint16_t word) { return entry.first < word; });
   return *(at == list.end() ? list.front() : *at).second;
 }
 
@@ -208,7 +210,8 @@ std::vector<const RowFacts*> routinesOf(const Step& step, Random& random, bool a
   std::vector<const RowFacts*> out = {&first};
   const auto opcode = static_cast<uint32_t>(first.opcode);
   const auto attributes = [&](uint32_t most) {
-    for (uint32_t n = random.below(most); n > 0; --n) out.push_back(random.of(std::span<const RowFacts* const>(routines().attributes)));
+    for (uint32_t n = random.below(most); n > 0; --n)
+      out.push_back(random.of(std::span<const RowFacts* const>(routines().attributes)));
   };
   if (opcode == opcodeOf<op::glBegin>) {
     attributes(12);
