@@ -238,9 +238,11 @@ class Comparison {
 
   static void compareRounded(const Call& call, const CallMemory& ours, const CallMemory& theirs) {
     const ArgumentFacts& facts = call.row->arguments.back();
+    double largest = 1;
+    for (size_t at = 0; at < ours.bytes; at += facts.width) largest = std::max(largest, std::fabs(numberAt(ours, at, facts)));
+    const double near = facts.kind == ValueKind::Real ? 1e-3 * largest : 256;  // of 2^31
     for (size_t at = 0; at < ours.bytes; at += facts.width) {
       const double one = numberAt(ours, at, facts), other = numberAt(theirs, at, facts);
-      const double near = facts.kind == ValueKind::Real ? 1e-4 * std::max(1.0, std::fabs(one)) : 256;  // of 2^31
       if (std::fabs(one - other) <= near) continue;
       char text[96];
       std::snprintf(text, sizeof text, ": value %zu %g, through the driver %g", at / facts.width, one, other);

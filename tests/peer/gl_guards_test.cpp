@@ -135,6 +135,8 @@ TEST_F(GlGuards, ListsWithAttributesBetweenVerticesCanBeEnded) {
   list(5, {calls, primitive});
   list(6, {calls});
   list(7, {primitive, call(6)});
+  list(5, {Stream().add(kColor3f, 0.0f, 1.0f, 0.0f)});
+  list(5, {primitive, call(5)});
   // One list does not count for the next.
   const Stream green = Stream()
                            .add(kBegin, GL_LINE_STRIP)
