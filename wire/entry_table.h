@@ -5,6 +5,7 @@
 
 #include "wire/columns.h"
 #include "wire/layout.h"
+#include "wire/records/images.h"
 #include "wire/records/lists.h"
 #include "wire/records/pbuffers.h"
 #include "wire/records/vertex_run.h"

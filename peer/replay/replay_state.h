@@ -8,6 +8,7 @@
 #include "peer/replay/run_arrays.h"
 #include "peer/replay/run_layout.h"
 #include "peer/replay/shared_objects.h"
+#include "peer/replay/unpacking.h"
 #include "wire/pixel_store.h"
 
 namespace qv::peer {
@@ -51,8 +52,11 @@ struct ReplayState {
   bool errorProvoked = false;  // a query of the host inside an open primitive has set GL's flag
 
   // --- pixels ---
-  // How the guest's images lie. GL keeps its defaults: the host itself finds an image's rows.
+  // How the guest's images lie.
   PixelStoreState pixelStore;
+  // What GL itself has at the moment.
+  Unpacking unpacking;
+  Packing packing;
 
   // --- runs ---
   RunLayout runLayout;  // of the last run; most runs have the layout of the one before

@@ -49,14 +49,14 @@ TEST_F(SpecialCalls, CountOfNoBinaryFormatsSendsNothing) {
   expectStream(Stream().add(kLightfv, GL_LIGHT0, GL_SHADER_BINARY_FORMATS, 2, 0.0f, 0.0f));
 }
 
-// The attribute stack of a fresh context has the depth 1 (required oddity 83).
+// The attribute stack of a fresh context has the depth 1 (required oddity 88).
 TEST_F(SpecialCalls, AttributeStackDepthBeginsWithOne) {
   int32_t depth = -1;
   QV_CALL(glGetIntegerv)(GL_ATTRIB_STACK_DEPTH, &depth);
   EXPECT_EQ(depth, 1);
 }
 
-// Calls with an index leave the shadow alone, though index 0 is what the calls without one set (required oddity 84).
+// Calls with an index leave the shadow alone, though index 0 is what the calls without one set (required oddity 89).
 TEST_F(SpecialCalls, IndexedCallsLeaveTheShadowAlone) {
   const auto integer = [](GLenum name, size_t value) {
     int32_t values[4] = {};
@@ -74,7 +74,7 @@ TEST_F(SpecialCalls, IndexedCallsLeaveTheShadowAlone) {
   EXPECT_EQ(integer(GL_BLEND_SRC, 0), GL_ONE);
 }
 
-// A deleted framebuffer stays bound in the shadow (required oddity 85).
+// A deleted framebuffer stays bound in the shadow (required oddity 90).
 TEST_F(SpecialCalls, DeletedFramebuffersStayBound) {
   const GLuint name = 5;
   QV_CALL(glBindFramebuffer)(GL_FRAMEBUFFER, name);
