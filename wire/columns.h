@@ -16,6 +16,7 @@ inline constexpr uint32_t kBeginCheck = 2;
 inline constexpr uint32_t kListTest = 4;
 inline constexpr uint32_t kShadow = 8;
 inline constexpr uint32_t kOwnReplay = 16;
+inline constexpr uint32_t kManyParts = 32;
 
 // Implementations in the driver.
 struct Stamped {};

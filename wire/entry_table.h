@@ -5,6 +5,9 @@
 
 #include "wire/columns.h"
 #include "wire/layout.h"
+#include "wire/records/arrays.h"
+#include "wire/records/buffers.h"
+#include "wire/records/draws.h"
 #include "wire/records/images.h"
 #include "wire/records/lists.h"
 #include "wire/records/pbuffers.h"

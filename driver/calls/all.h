@@ -8,4 +8,5 @@
 #include "driver/calls/matrices.h"
 #include "driver/calls/names.h"
 #include "driver/calls/textures.h"
+#include "driver/calls/vertex_arrays.h"
 #include "driver/queries/counted.h"

@@ -9,13 +9,9 @@
 namespace qv {
 
 bool setClientState(GlContext* context, GLenum array, uint8_t value) {
-  uint8_t* const byte = clientStateByte(context, array);
-  if (byte == nullptr) {
-    recordError(context, GL_INVALID_ENUM, 0, "EnableClientState(): bad array");
-    return false;
-  }
-  *byte = value;
-  return true;
+  if (storeClientState(context, array, value != 0)) return true;
+  recordError(context, GL_INVALID_ENUM, 0, "EnableClientState(): bad array");
+  return false;
 }
 
 bool setDistantCapability(GlContext* context, GLenum capability, uint8_t value) {

@@ -1,6 +1,7 @@
 // Images: uploads with their checks, and reads, which wait for the host's answer.
 #include "driver/calls/image_checks.h"
 #include "driver/queries/value_count.h"
+#include "driver/state/buffer_bindings.h"
 #include "driver/stream/entry_template.h"
 #include "driver/stream/gl_routines.h"
 
@@ -16,8 +17,14 @@ uint32_t packedBytes(const GlContext* context, GLenum target, GLenum format, GLe
   return packBufferBound(context) ? 0 : imageBytes(context->pixelStore.pack, target, format, type, extent);
 }
 
-// Reads into a buffer of the host's make its contents there newer than the guest's.
-void noteReadIntoBuffer(GlContext*) {}
+// A read into a buffer makes the host's contents of it newer than the guest's copy. Returns whether there is a buffer: the name of a
+// deleted one may still be bound.
+bool noteReadIntoBuffer(GlContext* context) {
+  BufferObject* const buffer = findBuffer(context, context->buffers.pixelPack);
+  if (buffer == nullptr) return false;
+  buffer->hostContentsNewer = 1;
+  return true;
+}
 
 template <typename Row, typename... A>
 void callUnlessRefused(GlContext* context, GLenum error, A... arguments) {
@@ -217,7 +224,7 @@ void APIENTRY glReadPixels(GLint x, GLint y, GLsizei width, GLsizei height, GLen
   using Row = op::glReadPixels;
   GlContext* const context = enter<Row>();
   if (context == nullptr) return;
-  const bool intoBuffer = packBufferBound(context);
+  const bool intoBuffer = findBuffer(context, context->buffers.pixelPack) != nullptr;
   if (!intoBuffer && pixels == nullptr) return;
   if (const GLenum error = checkPixelFormatType(format, type)) return refuse(context, opcodeOf<Row>, error);
   if (intoBuffer) noteReadIntoBuffer(context);
@@ -231,11 +238,10 @@ void APIENTRY glGetTexImage(GLenum target, GLint level, GLenum format, GLenum ty
   using Row = op::glGetTexImage;
   GlContext* const context = enter<Row>();
   if (context == nullptr) return;
-  const bool intoBuffer = packBufferBound(context);
+  const bool intoBuffer = noteReadIntoBuffer(context);
   if (!intoBuffer && pixels == nullptr) return;
-  if (intoBuffer) noteReadIntoBuffer(context);
   // With a buffer no size is needed, and the host need not be asked.
-  const uint32_t bytes = intoBuffer ? 0 : packedBytes(context, target, format, type, textureExtent(target, level));
+  const uint32_t bytes = intoBuffer || packBufferBound(context) ? 0 : packedBytes(context, target, format, type, textureExtent(target, level));
   sendRead<Row>(context, GetTexImageRecord{target, level, format, type, bytes, lowWord(pixels)}, pixels, bytes);
 }
 

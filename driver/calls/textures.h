@@ -30,9 +30,8 @@ inline void shadow(op::glActiveTexture, GlContext* c, GLenum texture) {
   setMatrixMode(c, c->transform.current().matrixMode);
 }
 inline void shadow(op::glClientActiveTexture, GlContext* c, GLenum texture) {
-  constexpr uint32_t kClientUnits = 8;  // required oddity 16
   const uint32_t unit = texture - GL_TEXTURE0;
-  if (unit < kClientUnits) c->clientActiveUnit = unit;
+  if (unit < kClientUnits) c->clientActiveUnit = unit;  // required oddity 16
 }
 
 }  // namespace qv

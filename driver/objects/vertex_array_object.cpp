@@ -1,34 +1,54 @@
-// The defaults of a vertex array object.
+// The defaults of a vertex array object, and the setting of its rows.
 #include "driver/objects/vertex_array_object.h"
 
 #include <cstdlib>
-#include <initializer_list>
 
 namespace qv {
 
-namespace {
-
-// Default component counts of the conventional arrays; the texture coordinate rows have four, like the generic ones.
-constexpr uint8_t kDefaultSize[kArrayTexCoord0] = {4, 4, 3, 4, 3, 1, 1, 1};
-
-}  // namespace
-
 VertexArrayObject::VertexArrayObject() {
-  for (uint8_t row = 0; row < kRows; ++row) {
-    VertexAttribRecord& attrib = conventional[row];
-    if (row < kArrayTexCoord0) attrib.size = kDefaultSize[row];
-    if (row == kArrayEdgeFlag) attrib.type = GL_UNSIGNED_BYTE;
-    attrib.elementSize = attrib.size * (row == kArrayEdgeFlag ? 1 : 4);
-    generic[row].isGeneric = 1;
-    for (VertexAttribRecord* const each : {&attrib, &generic[row]}) {
-      each->index = row;
-      each->bindingIndex = row;
-      each->owner = this;
-      bindingOf(*each).stride = each->elementSize;
+  for (uint8_t number = 0; number < kArrayRows; ++number) {
+    VertexAttribRecord& attrib = row(number);
+    attrib.owner = this;
+    attrib.isGeneric = number >= kRows;
+    attrib.index = attrib.bindingIndex = number % kRows;
+    if (!attrib.isGeneric) {
+      const ConventionalDefault start = conventionalDefault(number);
+      attrib.setFormat(start.size, start.type, GL_FALSE, 0, false, false);
     }
+    bindingOf(attrib).stride = attrib.elementSize;
   }
 }
 
 VertexArrayObject::~VertexArrayObject() { std::free(label); }
+
+void VertexAttribRecord::setFormat(uint32_t newSize, GLenum newType, GLboolean newNormalized, uint32_t newRelativeOffset, bool integer,
+                                   bool wide) {
+  const ArrayFormat format = arrayFormat(newSize, newType);
+  size = format.size;
+  elementSize = format.elementSize;
+  type = newType;
+  normalized = newNormalized;
+  relativeOffset = newRelativeOffset;
+  isInteger = integer;
+  isLong = wide;
+}
+
+void VertexAttribRecord::setPointer(uint32_t newSize, GLenum newType, uint32_t newStride, const void* newPointer, uint32_t bufferName,
+                                    GLboolean newNormalized, bool integer, bool wide) {
+  setFormat(newSize, newType, newNormalized, 0, integer, wide);
+  bindingIndex = index;
+  pointer = reinterpret_cast<uintptr_t>(newPointer);
+  stride = newStride;
+  VertexBindingRecord& binding = owner->bindingOf(*this);
+  binding.buffer = bufferName;
+  binding.offset = pointer;
+  binding.stride = newStride != 0 ? newStride : elementSize;
+}
+
+void VertexAttribRecord::setEnabled(bool on) {
+  enabled = on;
+  const uint32_t bit = uint32_t{1} << row();
+  owner->enabledRows = on ? owner->enabledRows | bit : owner->enabledRows & ~bit;
+}
 
 }  // namespace qv

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "driver/objects/tracked_object.h"
+#include "wire/array_format.h"
 #include "wire/gl_api.h"
 
 namespace qv {
@@ -19,7 +20,7 @@ struct VertexBindingRecord {
 
 struct VertexAttribRecord {
   uint64_t pointer = 0;  // client pointer or offset into the buffer
-  uint8_t enabled = 0;
+  uint8_t enabled = 0;   // changed by setEnabled()
   uint32_t stride = 0;        // as the application gave it; 0: tight
   uint32_t elementSize = 16;  // bytes of one element
   uint32_t size = 4;          // components, or GL_BGRA
@@ -31,23 +32,17 @@ struct VertexAttribRecord {
   uint8_t isGeneric = 0;
   uint8_t index = 0;  // the row's own number, 0..15
   VertexArrayObject* owner = nullptr;
-};
 
-// Rows of `conventional`. The tags of vertex runs use the same numbers.
-enum ConventionalArray : uint32_t {
-  kArrayVertex = 0,
-  kArrayWeight = 1,
-  kArrayNormal = 2,
-  kArrayColor = 3,
-  kArraySecondaryColor = 4,
-  kArrayFogCoord = 5,
-  kArrayIndex = 6,
-  kArrayEdgeFlag = 7,
-  kArrayTexCoord0 = 8,  // eight rows, one for each client texture unit
+  uint32_t row() const { return index + (isGeneric ? kArrayKinds : 0); }
+  void setFormat(uint32_t newSize, GLenum newType, GLboolean newNormalized, uint32_t newRelativeOffset, bool integer, bool wide);
+  // The row's own binding becomes the source.
+  void setPointer(uint32_t newSize, GLenum newType, uint32_t newStride, const void* newPointer, uint32_t bufferName,
+                  GLboolean newNormalized, bool integer, bool wide);
+  void setEnabled(bool on);
 };
 
 struct VertexArrayObject final : TrackedObject {
-  static constexpr uint32_t kRows = 16;
+  static constexpr uint32_t kRows = kArrayKinds;
 
   VertexArrayObject();
   ~VertexArrayObject() override;
@@ -55,8 +50,11 @@ struct VertexArrayObject final : TrackedObject {
   VertexBindingRecord& bindingOf(const VertexAttribRecord& attrib) {
     return bindings[attrib.bindingIndex + (attrib.isGeneric ? kRows : 0)];
   }
+  // Conventional rows, then generic ones.
+  VertexAttribRecord& row(uint32_t number) { return number < kRows ? conventional[number] : generic[number - kRows]; }
 
   uint32_t elementArrayBuffer = 0;
+  uint32_t enabledRows = 0;                 // a bit for each row that is enabled
   VertexBindingRecord bindings[2 * kRows];  // the conventional rows', then the generic rows'
   VertexAttribRecord conventional[kRows];
   VertexAttribRecord generic[kRows];

@@ -58,6 +58,7 @@ ShadowAnswer binding(const uint32_t (&names)[N], GLuint index) {
   return name(index < N ? names[index] : 0);
 }
 
+// The row is that of a conventional array: required oddity 102.
 ShadowAnswer readVertexBinding(GlContext* context, GLenum pname, GLuint index) {
   if (index >= VertexArrayObject::kRows) return badIndex(context);
   const VertexBindingRecord& record = currentVertexArray(context)->bindings[index];

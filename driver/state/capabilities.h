@@ -88,7 +88,9 @@ inline bool storeCapability(GlContext* context, CapabilityHome home, uint8_t val
 
 // The enabled byte of a client array in the current vertex array object, or of GL_PRIMITIVE_RESTART_NV in the context; null
 // for another enum.
-uint8_t* clientStateByte(GlContext* context, GLenum array);
+const uint8_t* clientStateByte(GlContext* context, GLenum array);
+// Switches it. False for another enum.
+bool storeClientState(GlContext* context, GLenum array, bool on);
 
 // False for a unit of 16 or more, and for all but the five texture targets.
 inline bool setUnitCapability(GlContext* context, GLenum capability, uint32_t unit, uint8_t value) {

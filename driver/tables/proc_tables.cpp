@@ -54,7 +54,7 @@ struct Generated<Row, Absent> {
 // The routine itself, or in builds that check every call the routine with the check around it.
 template <typename Row, auto Pointer>
 constexpr auto checked() {
-  if constexpr (kChecksCalls && !std::is_same_v<typename Row::Implementation, Absent>) {
+  if constexpr (kChecksCalls && !has<Row>(kManyParts) && !std::is_same_v<typename Row::Implementation, Absent>) {
     return &CheckedCall<Pointer, Row::kName>::call;
   } else {
     return Pointer;

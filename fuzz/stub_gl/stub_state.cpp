@@ -152,6 +152,19 @@ int knownValues(GLenum name, int64_t& first) {
     case GL_PIXEL_UNPACK_BUFFER_BINDING:
       first = stub.unpackBuffer;
       return 1;
+    case GL_ELEMENT_ARRAY_BUFFER_BINDING:
+    case GL_TRANSFORM_FEEDBACK_BUFFER_BINDING:
+    case GL_UNIFORM_BUFFER_BINDING:
+    case GL_TEXTURE_BUFFER:
+    case GL_COPY_READ_BUFFER:
+    case GL_COPY_WRITE_BUFFER:
+    case GL_DRAW_INDIRECT_BUFFER_BINDING:
+    case GL_ATOMIC_COUNTER_BUFFER_BINDING:
+    case GL_SHADER_STORAGE_BUFFER_BINDING:
+    case GL_DISPATCH_INDIRECT_BUFFER_BINDING:
+    case GL_QUERY_BUFFER_BINDING:
+    case GL_PRIMITIVE_RESTART_INDEX:
+      return 1;
     case GL_READ_FRAMEBUFFER_BINDING:
       first = stub.readFramebuffer;
       return 1;

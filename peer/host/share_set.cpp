@@ -8,6 +8,7 @@ namespace qv::peer {
 void ShareSets::add(const Context& context) {
   const std::lock_guard lock(mutex_);
   sets_.push_back({{{&context, EGL_NO_CONTEXT}}});
+  sets_.back().objects->bufferBytes = bufferBytes_;
 }
 
 void ShareSets::remove(const Context& context) {

@@ -8,6 +8,7 @@
 namespace qv::peer::replay {
 
 void glBegin(Replayer& replayer, GLenum mode) {
+  if (!replayer.state().insideBegin) replayer.state().arrays.beforePrimitive(replayer);
   gl.glBegin(mode);
   replayer.state().primitiveOpened(mode);
 }

@@ -15,7 +15,7 @@ namespace {
 
 constexpr uint64_t kLargestRead = uint64_t{1} << 30;
 
-constexpr const char* kNoRoom = "the guest's buffer is too small for its image";
+constexpr const char* kReadTooLarge = "the guest's buffer is too small for its image";
 constexpr const char* kBitsIntoBuffer = "bits are not read into a pack buffer";
 
 // One bit per byte becomes the bits of a row. Bits beside them in the first and the last byte are zero.
@@ -87,7 +87,7 @@ void readImage(Replayer& replayer, const Read& read, Call&& call) {
   if (shape.end() > read.bytes || shape.end() > replayer.replyRoom() || shape.tightBytes() > kLargestRead ||
       image.extent.width > kFarthest) {
     // A guest may ask with no room at all and wants to know of errors alone; OpenGL would write.
-    replayer.passOver(read.opcode, read.name, kNoRoom);
+    replayer.passOver(read.opcode, read.name, kReadTooLarge);
     return replayer.answer(nullptr, 0);
   }
   const bool bits = image.type == GL_BITMAP;
@@ -143,7 +143,7 @@ void getPixelMap(Replayer& replayer, uint32_t opcode, const char* name, const Ge
   gl.glGetIntegerv(GL_PIXEL_MAP_I_TO_I_SIZE + (command.map - GL_PIXEL_MAP_I_TO_I), &entries);
   const auto bytes = static_cast<uint64_t>(std::clamp(entries, 0, 1 << 16)) * sizeof(T);
   if (bytes > command.bytes || bytes > replayer.replyRoom()) {
-    replayer.passOver(opcode, name, kNoRoom);
+    replayer.passOver(opcode, name, kReadTooLarge);
     return replayer.answer(nullptr, 0);
   }
   uint8_t* const values = replayer.scratch(bytes);
@@ -207,7 +207,7 @@ void glGetCompressedTexImage(Replayer& replayer, const GetCompressedTexImageReco
   }
   const auto bytes = static_cast<uint32_t>(std::max(size, 0));
   if (bytes > c.bytes || bytes > replayer.replyRoom() || bytes > kLargestRead) {
-    replayer.passOver(opcodeOf<op::glGetCompressedTexImage>, "glGetCompressedTexImage", kNoRoom);
+    replayer.passOver(opcodeOf<op::glGetCompressedTexImage>, "glGetCompressedTexImage", kReadTooLarge);
     return replayer.answer(nullptr, 0);
   }
   uint8_t* const data = replayer.scratch(bytes);
@@ -287,7 +287,7 @@ void glGetSeparableFilter(Replayer& replayer, const GetSeparableFilterRecord& c)
       row <= c.rowBytes && column <= c.columnBytes && row <= replayer.replyRoom() && column <= replayer.reply2Room();
   if (buffer != 0 || !fits) {
     if (buffer == -1) replayer.state().errorProvoked = true;
-    replayer.passOver(opcodeOf<op::glGetSeparableFilter>, "glGetSeparableFilter", kNoRoom);
+    replayer.passOver(opcodeOf<op::glGetSeparableFilter>, "glGetSeparableFilter", kReadTooLarge);
     return replayer.answer(nullptr, 0);
   }
   uint8_t* const values = replayer.scratch(row + column + 16);

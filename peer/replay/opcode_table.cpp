@@ -51,7 +51,10 @@ struct RowEntry {
 template <typename Row, auto Own>
 constexpr RowEntry rowEntryOf() {
   if constexpr (kHasCommand<Row>) {
-    return {Row::kOpcode, handlerOf<Row, Own>(), &passOverRow<Row, kNoFunction>};
+    // The state of arrays is the host's own: it follows the guest's whatever GL has.
+    constexpr bool kWithoutGl = std::is_same_v<typename Row::Form, As<ArrayPointerRecord>>;
+    constexpr Handler kHandler = handlerOf<Row, Own>();
+    return {Row::kOpcode, kHandler, kWithoutGl ? kHandler : &passOverRow<Row, kNoFunction>};
   } else {
     return {};
   }

@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "peer/replay/array_state.h"
+#include "peer/replay/buffers.h"
 #include "peer/replay/run_arrays.h"
 #include "peer/replay/run_layout.h"
 #include "peer/replay/shared_objects.h"
@@ -57,6 +59,15 @@ struct ReplayState {
   // What GL itself has at the moment.
   Unpacking unpacking;
   Packing packing;
+
+  // --- buffers and arrays ---
+  BufferState buffers;
+  ArrayState arrays;
+  struct SavedClient {
+    GLbitfield mask;
+    PixelStoreState pixelStore;
+  };
+  std::vector<SavedClient> savedClients;  // by glPushClientAttrib
 
   // --- runs ---
   RunLayout runLayout;  // of the last run; most runs have the layout of the one before

@@ -17,8 +17,8 @@ struct RunAttribute {
 };
 
 // One per context, used with that context current. The conventional arrays of GL's default vertex array object belong to this
-// class. They stay enabled, with pointers that are valid for one draw only, so nothing else may draw from them, and no command of
-// the guest that changes them may be replayed. (GL refuses pointers to memory in any other vertex array object.)
+// class. They stay enabled, with pointers that are valid for one draw only, so nothing else may draw from them: the guest's own arrays
+// are in other objects (ArrayState). (GL refuses pointers to memory in any other vertex array object.)
 class RunArrays {
  public:
   // The current values of the attributes are undefined afterwards.

@@ -4,10 +4,13 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "peer/replay/host_buffer.h"
 #include "peer/replay/name_map.h"
 
 namespace qv::peer {
@@ -58,6 +61,7 @@ class SharedObjects {
   // Names that the contexts of the set have in common.
   struct Names {
     NameMap textures, buffers;
+    std::unordered_map<GLuint, std::shared_ptr<HostBuffer>> bufferObjects;  // by GL's name
   };
   // `use(names)` under the lock; it may call GL.
   template <typename Use>
@@ -67,6 +71,7 @@ class SharedObjects {
   }
 
   KnownLists lists;
+  std::shared_ptr<Budget> bufferBytes;  // null: unlimited
 
  private:
   std::atomic<bool> unbalancedLists_{false};

@@ -68,11 +68,15 @@ void replayRun(Replayer& replayer, VertexRunRecord record, Reader& rest, bool en
   RunDraw draw = {mode, run.vertices, run.count, run.vertices + uint64_t{run.count} * layout.stride};
   if (drawable && (joinRuns(replayer, record, draw) || run.count >= kLeastForArrays)) {
     // Runs of strips that are too short have vertices and no primitive.
-    if (draw.count != 0) state.runArrays.draw(layout, draw);
+    if (draw.count != 0) {
+      state.arrays.bindNone();
+      state.runArrays.draw(layout, draw);
+    }
     // After glEnd the current values are the attributes of the last vertex.
     give(layout, draw.end - layout.stride, layout.slots - 1);
     return;
   }
+  if (!ended && !state.insideBegin) state.arrays.beforePrimitive(replayer);
   gl.glBegin(mode);
   state.primitiveOpened(mode);
   for (uint32_t v = 0; v < run.count; ++v) give(layout, run.vertices + v * uint64_t{layout.stride}, layout.slots);
@@ -86,8 +90,7 @@ void replayRun(Replayer& replayer, VertexRunRecord record, Reader& rest, bool en
 }  // namespace
 
 void openRunWithoutVertices(Replayer& replayer, VertexRunRecord record) {
-  gl.glBegin(record.mode());
-  replayer.state().primitiveOpened(record.mode());
+  replay::glBegin(replayer, record.mode());
 }
 
 namespace replay {

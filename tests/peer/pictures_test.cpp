@@ -340,9 +340,11 @@ TEST_F(Pictures, RunsLeaveTheArrayBufferBound) {
   for (int i = 0; i < 60; ++i) values.insert(values.end(), {0.0f, 0.0f, 0.0f});
   Stream stream;
   stream.add(kBindBuffer, GL_ARRAY_BUFFER, 9u);
-  stream.large(kRunEnded, runPayload(GL_POINTS, {0x3100}, 12, floats(values)));
   ASSERT_EQ(guest.flush(stream), 0);
-  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_ARRAY_BUFFER_BINDING, 1u)), 9);
+  const auto bound = guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_ARRAY_BUFFER_BINDING, 1u));
+  EXPECT_NE(bound, 0);
+  ASSERT_EQ(guest.flush(Stream().large(kRunEnded, runPayload(GL_POINTS, {0x3100}, 12, floats(values)))), 0);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_ARRAY_BUFFER_BINDING, 1u)), bound);
   EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_VERTEX_ARRAY_BINDING, 1u)), 0);
   EXPECT_EQ(guest.glError(), 0u);
 }

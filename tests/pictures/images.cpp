@@ -88,7 +88,7 @@ void init() {
   Store{.alignment = 8, .rowLength = 11, .skipPixels = 2, .skipRows = 3}.apply(false);
   glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 8, 8, 0, GL_BGRA, GL_UNSIGNED_BYTE, p);
   bind(GL_TEXTURE_2D, 3);
-  Store{.rowLength = 9, .skipPixels = 1, .swap = 1}.apply(false);
+  Store{.swap = 1}.apply(false);  // some OpenGLs go wrong over swapped bytes with any other parameter
   glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA16, 6, 6, 0, GL_RGBA, GL_UNSIGNED_SHORT, p);
   bind(GL_TEXTURE_2D, 4);
   Store{.alignment = 2}.apply(false);
@@ -115,12 +115,12 @@ void init() {
   glPixelMapfv(GL_PIXEL_MAP_I_TO_R, 4, ramp);
   glPixelMapfv(GL_PIXEL_MAP_I_TO_G, 4, down);
   glPixelMapfv(GL_PIXEL_MAP_I_TO_B, 4, ramp);
-  const uint8_t indices[] = {0, 1, 2, 0, 3, 2, 1, 0};
+  const uint8_t indices[] = {0, 1, 2, 0, 3, 2, 1, 0};  // without padding, which some OpenGLs take for indices
   Store{}.apply(false);
-  glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 3, 2, 0, GL_COLOR_INDEX, GL_UNSIGNED_BYTE, indices);
+  glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 4, 2, 0, GL_COLOR_INDEX, GL_UNSIGNED_BYTE, indices);
   bind(GL_TEXTURE_2D, 11);
   Store{.lsb = 1}.apply(false);
-  glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 13, 5, 0, GL_COLOR_INDEX, GL_BITMAP, p);
+  glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 32, 5, 0, GL_COLOR_INDEX, GL_BITMAP, p);
   bind(GL_TEXTURE_2D, 12);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_NEAREST);
   Store{}.apply(false);
@@ -145,7 +145,7 @@ void init() {
 
 void draw(int) {
   glClearColor(0.2f, 0.2f, 0.3f, 1.0f);
-  glClear(GL_COLOR_BUFFER_BIT);
+  glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
   const std::vector<uint8_t> bytes = pattern(1 << 16, 99);
   glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
   for (int i = 0; i < 14; ++i) {

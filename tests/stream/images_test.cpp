@@ -2,9 +2,11 @@
 #include <cstring>
 #include <memory>
 #include <numeric>
+#include <utility>
 
 #include "driver/calls/image_checks.h"
 #include "driver/objects/display_list_stream.h"
+#include "driver/state/buffer_bindings.h"
 #include "tests/support/context_fixture.h"
 #include "tests/support/opcodes.h"
 #include "wire/image_size.h"
@@ -245,6 +247,14 @@ class Images : public ContextTest {
     const DisplayListStream& list = *context().recordingList;
     return {list.base, list.cursor};
   }
+  void bindPackBuffer() {
+    QV_CALL(glBindBuffer)(GL_PIXEL_PACK_BUFFER, 9);
+    drop();
+  }
+  bool hostHasNewer() {
+    BufferObject* const buffer = findBuffer(&context(), 9);
+    return std::exchange(buffer->hostContentsNewer, uint8_t{0}) != 0;
+  }
   std::vector<uint8_t> pixels = std::vector<uint8_t>(4096);
 };
 
@@ -482,12 +492,14 @@ TEST_F(Images, SomeReadsDoNotWait) {
   expectStream(Stream());
   EXPECT_EQ(context().lastOpcode, 256);
   EXPECT_EQ(takeError(), 0u);
-  context().buffers.pixelPack = 9;
+  bindPackBuffer();
   QV_CALL(glReadPixels)(0, 0, 3, 3, GL_RGB, GL_UNSIGNED_BYTE, nullptr);
   expectStream(words({0x24100, 0, 0, 3, 3, 0x1907, 0x1401, 0, 0}));
   EXPECT_TRUE(host.submissions.empty());
+  EXPECT_TRUE(hostHasNewer());
   QV_CALL(glReadPixels)(0, 0, 3, 3, GL_RGB, GL_BITMAP, pixels.data());
   EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_INVALID_ENUM));
+  EXPECT_FALSE(hostHasNewer());
   expectStream(Stream());
 }
 
@@ -519,10 +531,11 @@ TEST_F(Images, GetTexImageAsksForItsSize) {
 
 // Into a buffer no size is needed; without one and without a pointer there is nothing to do. The host checks the format.
 TEST_F(Images, GetTexImageIntoABuffer) {
-  context().buffers.pixelPack = 9;
+  bindPackBuffer();
   QV_CALL(glGetTexImage)(GL_TEXTURE_2D, 0, 99, 99, reinterpret_cast<void*>(64));
   ASSERT_EQ(host.submissions.size(), 1u);
   EXPECT_EQ(host.submissions[0].stream, words({0x1C119, 0xDE1, 0, 99, 99, 0, 64}));
+  EXPECT_TRUE(hostHasNewer());
   context().buffers.pixelPack = 0;
   host.submissions.clear();
   QV_CALL(glGetTexImage)(GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
@@ -545,10 +558,21 @@ TEST_F(Images, GetCompressedTexImageAsksForItsLength) {
   host.submissions.clear();
   QV_CALL(glGetCompressedTexImage)(GL_TEXTURE_2D, 1, nullptr);
   EXPECT_EQ(host.submissions.size(), 1u);
-  context().buffers.pixelPack = 9;
+  bindPackBuffer();
   QV_CALL(glGetCompressedTexImage)(GL_TEXTURE_2D, 1, pixels.data());
   EXPECT_EQ(host.submissions.size(), 2u);
   EXPECT_EQ(host.submissions[1].stream, words({0x141A3, 0xDE1, 1, 0, low()}));
+  EXPECT_TRUE(hostHasNewer());
+}
+
+// The name of a deleted buffer still keeps pixels back, but no buffer takes them: a read without a pointer is silent.
+TEST_F(Images, DeletedPackBuffersTakeNothing) {
+  context().buffers.pixelPack = 5;
+  QV_CALL(glReadPixels)(0, 0, 3, 3, GL_RGB, GL_UNSIGNED_BYTE, nullptr);
+  expectStream(Stream());
+  QV_CALL(glReadPixels)(0, 0, 3, 3, GL_RGB, GL_UNSIGNED_BYTE, pixels.data());
+  expectStream(words({0x24100, 0, 0, 3, 3, 0x1907, 0x1401, 0, low()}));
+  EXPECT_TRUE(host.submissions.empty());
 }
 
 // The small reads: size, command, flush.
@@ -592,10 +616,11 @@ TEST_F(Images, SeparableFiltersComeInTwoBuffers) {
 
 // Every small read into a pack buffer has no reply.
 TEST_F(Images, PackBuffersTakeSmallReadsToo) {
-  context().buffers.pixelPack = 2;
+  bindPackBuffer();
   host.answerAll(std::vector<GLint>{5});
   QV_CALL(glGetPolygonStipple)(pixels.data());
   EXPECT_EQ(host.submissions.back().stream, words({0xC112, 0, low()}));
+  EXPECT_TRUE(hostHasNewer());
   QV_CALL(glGetPixelMapuiv)(GL_PIXEL_MAP_R_TO_R, reinterpret_cast<GLuint*>(pixels.data()));
   EXPECT_EQ(host.submissions.back().stream, words({0x10110, 0xC76, 0, low()}));
   QV_CALL(glGetMinmax)(GL_MINMAX, GL_FALSE, GL_RGB, GL_UNSIGNED_BYTE, pixels.data());

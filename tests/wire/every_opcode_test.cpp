@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "peer/link/log.h"
 #include "peer/replay/replayer.h"
@@ -29,7 +30,8 @@ uint32_t fixedLength(const RowFacts& row) {
 
 // Whether a reply of this kind asks for as many values as the payload says, of which the host gives only so many.
 bool asksForANumber(const RowFacts& row) {
-  return row.reply == ReplyKind::Counted || row.reply == ReplyKind::Names || row.reply == ReplyKind::Length;
+  return row.reply == ReplyKind::Counted || row.reply == ReplyKind::Names || row.reply == ReplyKind::Length ||
+         std::string_view(row.name).starts_with("glGetBufferParameter");
 }
 
 // The length at which a payload of zeros or of ones is carried out or passed over; none when there is no such length. Ones are a
@@ -50,9 +52,17 @@ std::optional<uint64_t> goodLength(const RowFacts& row, Fill fill) {
     case FormKind::TextQuery:
       // A text has at least its zero.
       return fill == Fill::Ones ? std::optional(fixed) : std::nullopt;
-    case FormKind::Record:
-      // A run of 255 slots is none, and names of that many bytes are not there. A negative count has no names.
-      return fill == Fill::Zeros || std::string_view(row.name) == "glAreTexturesResident" || std::string_view(row.name) == "glSeparableFilter2D" ? std::optional(fixed) : std::nullopt;
+    case FormKind::Record: {
+      const std::string_view name = row.name;
+      // Data of that many bytes are too long for a command, and are left out. A run of 255 slots is none, names of that many bytes are
+      // not there, and draws have no such flags.
+      // A negative count has no names.
+      const bool tooLong = name.find("Buffer") != name.npos || name == "glSeparableFilter2D" || name == "glAreTexturesResident";
+      if (fill == Fill::Ones) return tooLong ? std::optional(fixed) : std::nullopt;
+      // Words behind no indices.
+      if (!name.starts_with("glDrawElements") || name.ends_with("BaseInstance")) return fixed;
+      return fixed + (name.find("Instanced") != name.npos ? 4 : 0) + (name.ends_with("BaseVertex") ? 4 : 0);
+    }
     default:
       ADD_FAILURE() << row.name << " has no data";
       return std::nullopt;

@@ -1,0 +1,694 @@
+// Buffers, vertex arrays and draws in the host: pictures out of hand-written streams, and what a guest must not be able to do
+// with them.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "peer/host/in_process_gpu.h"
+#include "peer/link/status.h"
+#include "tests/peer/test_guest.h"
+
+namespace qv::peer::test {
+namespace {
+
+constexpr uint32_t kRed = 0xFF0000, kGreen = 0x00FF00, kBlue = 0x0000FF, kWhite = 0xFFFFFF;
+
+// Two triangles over the whole window.
+const std::vector<float> kCover = {-1, -1, 1, -1, 1, 1, -1, -1, 1, 1, -1, 1};
+
+class Arrays : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(guest.start(32, 32)); }
+
+  // Draws on black; the colour of the middle.
+  uint32_t draw(Stream stream) {
+    Stream all;
+    all.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
+    all.data += stream.data;
+    EXPECT_EQ(guest.flush(all, GL_BACK), 0);
+    return guest.surface->pixel(16, 16) & 0xFFFFFF;
+  }
+  // The guest still gets its pictures: a cover of white from memory.
+  void expectAlive() {
+    guest.glError();
+    Stream stream;
+    stream.add(kEndList).add(kEnd).add(kBindVertexArray, 4000).add(kDisableVertexAttribArray, 0).add(kColor3f, 1.0f, 1.0f, 1.0f);
+    stream.data += cover().data;
+    EXPECT_EQ(draw(stream), kWhite);
+    EXPECT_EQ(draw(Stream().add(kBindVertexArray, 0)), 0u);
+    guest.glError();
+    log.take();
+  }
+  // Positions of the program's memory and their draw.
+  static Stream cover() {
+    Stream stream;
+    stream.add(kVertexPointer, 2, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_VERTEX_ARRAY);
+    stream.data += drawArrays(GL_TRIANGLES, 0, 6, 8, floats(kCover)).data;
+    return stream;
+  }
+  static Stream drawArrays(uint32_t mode, int32_t first, int32_t count, uint32_t flags, const std::vector<uint8_t>& block = {}) {
+    std::vector<uint8_t> payload = words({mode, static_cast<uint32_t>(first), static_cast<uint32_t>(count), flags});
+    payload += block;
+    return Stream().bytes(kDrawArrays, payload);
+  }
+  static Stream drawElements(uint32_t opcode, std::vector<uint32_t> head, const std::vector<uint8_t>& tail) {
+    std::vector<uint8_t> payload;
+    for (const uint32_t word : head) payload += words({word});
+    payload += tail;
+    return Stream().bytes(opcode, payload);
+  }
+  // A buffer of the name with the contents, bound to the target.
+  static Stream buffer(uint32_t target, uint32_t name, const std::vector<uint8_t>& contents) {
+    const auto size = static_cast<uint32_t>(contents.size());
+    std::vector<uint8_t> payload = words({target, size, 1, GL_STATIC_DRAW, size});
+    payload += contents;
+    return Stream().add(kBindBuffer, target, name).bytes(kBufferData, payload);
+  }
+  // Positions in buffer 5, enabled.
+  static Stream bufferedCover() {
+    Stream stream = buffer(GL_ARRAY_BUFFER, 5, floats(kCover));
+    return stream.add(kVertexPointer, 2, GL_FLOAT, 0, 0, 5).add(kEnableClientState, GL_VERTEX_ARRAY);
+  }
+  void expectMalformed(const Stream& stream, const char* complaint) {
+    log.take();
+    EXPECT_EQ(guest.flush(stream), kStatusMalformed);
+    const std::vector<std::string> lines = log.take();
+    ASSERT_FALSE(lines.empty()) << complaint;
+    EXPECT_NE(lines[0].find(complaint), std::string::npos) << lines[0];
+  }
+  void expectPassedOver(const char* why) {
+    const std::vector<std::string> lines = log.take();
+    ASSERT_FALSE(lines.empty()) << why;
+    EXPECT_NE(lines[0].find(why), std::string::npos) << lines[0];
+  }
+
+  LogCapture log;
+  InProcessGpu gpu;
+  TestGuest guest{gpu};
+};
+
+Stream operator+(Stream left, const Stream& right) {
+  left.data += right.data;
+  return left;
+}
+
+// A block without tags is taken apart by the rows that are enabled, in their order: narrow colours before normals.
+TEST_F(Arrays, BlocksAreTakenApartByTheRows) {
+  Stream stream = Stream().add(kVertexPointer, 2, GL_FLOAT, 64, 0x1000, 0).add(kEnableClientState, GL_VERTEX_ARRAY);
+  stream.add(kColorPointer, 3, GL_UNSIGNED_BYTE, 0, 0x1000, 0).add(kEnableClientState, GL_COLOR_ARRAY);
+  std::vector<uint8_t> block = floats(kCover);
+  for (int i = 0; i < 6; ++i) block.insert(block.end(), {0, 0, 255});
+  EXPECT_EQ(draw(stream + drawArrays(GL_TRIANGLES, 0, 6, 11, block)), kBlue);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+  // A pointer of which the wire has only zeros may be none.
+  stream = Stream().add(kColorPointer, 3, GL_UNSIGNED_BYTE, 0, 0, 0);
+  EXPECT_EQ(draw(stream + drawArrays(GL_TRIANGLES, 0, 6, 11, block)), kBlue);
+  EXPECT_EQ(draw(stream.add(kColor3f, 0.0f, 1.0f, 0.0f) + drawArrays(GL_TRIANGLES, 0, 6, 8, floats(kCover))), kGreen);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
+// First elements far and near: the block always holds the first one used.
+TEST_F(Arrays, FirstElementsMayBeFar) {
+  draw(cover());
+  for (const int32_t first : {1, 3, 1000, 100000, 10000000, 500000000}) {
+    EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, first, 6, 8, floats(kCover))), kWhite) << first;
+    const auto at = static_cast<uint32_t>(first);
+    std::vector<uint8_t> tail = words({at, at + 1, at + 2, at + 3, at + 4, at + 5});
+    tail += floats(kCover);
+    EXPECT_EQ(draw(drawElements(kDrawElements, {GL_TRIANGLES, 6, GL_UNSIGNED_INT, 1, 0, 8, 24, at, at + 5}, tail)), kWhite)
+        << first;
+  }
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
+// Beside arrays in buffers the elements of a block keep their numbers.
+TEST_F(Arrays, BlocksKeepTheirNumbersBesideBuffers) {
+  std::vector<float> far(2 * 1000, 5.0f);
+  far.insert(far.end(), kCover.begin(), kCover.end());
+  Stream stream =
+      buffer(GL_ARRAY_BUFFER, 5, floats(far)).add(kVertexPointer, 2, GL_FLOAT, 0, 0, 5).add(kEnableClientState, GL_VERTEX_ARRAY);
+  stream.add(kColorPointer, 4, GL_UNSIGNED_BYTE, 0, 0x1000, 0).add(kEnableClientState, GL_COLOR_ARRAY);
+  std::vector<uint8_t> colors;
+  for (int i = 0; i < 6; ++i) colors.insert(colors.end(), {0, 255, 0, 255});
+  EXPECT_EQ(draw(stream + drawArrays(GL_TRIANGLES, 1000, 6, 4, colors)), kGreen);
+  std::vector<uint8_t> tail = {3, 4, 5, 6, 7, 8};
+  tail += words({997});
+  tail += colors;
+  EXPECT_EQ(draw(drawElements(kDrawElementsBaseVertex, {GL_TRIANGLES, 6, GL_UNSIGNED_BYTE, 1, 0, 4, 6, 3, 8}, tail)), kGreen);
+  // Too far for any room.
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 2000000000, 6, 4, colors)), 0u);
+  expectPassedOver("too far from the beginning");
+}
+
+// Blocks, sections and indices that contradict their words are malformed.
+TEST_F(Arrays, ContradictoryDrawsAreMalformed) {
+  draw(cover());
+  std::vector<uint8_t> shorter = floats(kCover), longer = shorter;
+  shorter.pop_back();
+  longer.push_back(0);
+  expectMalformed(drawArrays(GL_TRIANGLES, 0, 6, 8, shorter), "are not all there");
+  expectMalformed(drawArrays(GL_TRIANGLES, 0, 6, 8, longer), "behind the data of a draw");
+  expectMalformed(drawArrays(GL_TRIANGLES, 0, 2147483647, 0xFFFF, floats(kCover)), "are not all there");
+  expectMalformed(drawArrays(GL_TRIANGLES, 0, 6, 0x20008, floats(kCover)), "flags");
+  for (const std::vector<uint8_t>& head :
+       {words({}), words({24, 1, 16}), words({24, 1, 16, 0}), words({23, 1, 16, 0, 0, 0, 0, 0}),
+        words({24, 2, 16, 0, 0, 0, 0, 0}), words({24, 1, 16, 1, 0, 0, 0, 0}), words({8, 1, 0, 0})}) {
+    std::vector<uint8_t> block = floats(kCover);
+    block += head;
+    expectMalformed(drawArrays(GL_TRIANGLES, 0, 6, 0x10008, block), "instance data");
+  }
+  const std::vector<uint8_t> three = {0, 1, 2};
+  expectMalformed(drawElements(kDrawElements, {GL_TRIANGLES, 3, GL_UNSIGNED_BYTE, 1, 0, 0, 4, 0, 2}, three),
+                  "bytes of indices instead of");
+  expectMalformed(drawElements(kDrawElements, {GL_TRIANGLES, 4, GL_UNSIGNED_BYTE, 1, 0, 0, 4, 0, 2}, three), "are not all there");
+  expectMalformed(drawElements(kDrawElements, {GL_TRIANGLES, 3, GL_UNSIGNED_BYTE, 1, 5, 0, 3, 0, 2}, three),
+                  "bytes of indices instead of 0");
+  expectMalformed(drawElements(kDrawElementsBaseVertex, {GL_TRIANGLES, 3, GL_UNSIGNED_BYTE, 1, 0, 0, 3, 0, 2}, three),
+                  "words behind its indices");
+  // Swapped, the least and the greatest index count two elements.
+  expectMalformed(drawElements(kDrawElements, {GL_TRIANGLES, 3, GL_UNSIGNED_BYTE, 1, 0, 8, 3, 2, 0}, three), "are not all there");
+  expectMalformed(Stream().add(kBufferData, GL_ARRAY_BUFFER, 8, 1, GL_STATIC_DRAW, 4, 0), "4 bytes for a buffer of 8");
+  expectMalformed(Stream().add(kBufferSubData, GL_ARRAY_BUFFER, 0, 8, 1, 4, 0), "4 bytes for a range of 8");
+  expectMalformed(Stream().add(kClearBufferSubData, GL_ARRAY_BUFFER, GL_R8, 0, 8, GL_RED, GL_FLOAT, 0),
+                  "4 bytes for a range of 8");
+  expectMalformed(Stream().add(kGetBufferParameteriv, GL_ARRAY_BUFFER, GL_BUFFER_SIZE, 17), "query for 17 values");
+  expectAlive();
+}
+
+// Data that are those of other arrays are passed over, with a line, and so are sizes that were cut to 16 bits.
+TEST_F(Arrays, DataOfOtherArraysArePassedOver) {
+  draw(cover());
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 0, 6, 12, std::vector<uint8_t>(72))), 0u);
+  expectPassedOver("not those of the arrays that are enabled");
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 0, 6, 0)), 0u);
+  guest.flush(Stream()
+                  .add(kVertexPointer, 16384, GL_FLOAT, 0, 0x1000, 0)
+                  .add(kColorPointer, 4, GL_FLOAT, 0, 0x1000, 0)
+                  .add(kEnableClientState, GL_COLOR_ARRAY));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 0, 3, 16, std::vector<uint8_t>(48))), 0u);
+  guest.flush(Stream().add(kDisableClientState, GL_COLOR_ARRAY));
+  expectAlive();
+}
+
+// A pointer with arguments that GL refuses raises its error at the call; the draw leaves the array out and still finds its data.
+TEST_F(Arrays, RefusedFormatsAreLeftOut) {
+  Stream stream = Stream().add(kColorPointer, 2, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_COLOR_ARRAY);
+  stream.add(kVertexPointer, 2, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_VERTEX_ARRAY).add(kColor3f, 0.0f, 1.0f, 0.0f);
+  ASSERT_EQ(guest.flush(stream), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  std::vector<uint8_t> block = floats(kCover);
+  block += std::vector<uint8_t>(48, 0);
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 0, 6, 16, block)), kGreen);
+  EXPECT_EQ(guest.glError(), 0u);
+  guest.flush(Stream().add(kDisableClientState, GL_COLOR_ARRAY));
+  for (const uint32_t stride : {0xFFFFFFFFu, 0x80000000u}) {
+    guest.flush(Stream().add(kVertexPointer, 2, GL_FLOAT, stride, 0x1000, 0));
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+    EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 0, 6, 8, floats(kCover))), 0u);
+  }
+  expectAlive();
+}
+
+// Arrays in buffers: contents, changes, and what they read beyond the end, which is nothing.
+TEST_F(Arrays, BuffersAreDrawnFrom) {
+  EXPECT_EQ(draw(bufferedCover() + drawArrays(GL_TRIANGLES, 0, 6, 0)), kWhite);
+  for (const int32_t first : {6, 100000, 2147483647}) draw(drawArrays(GL_TRIANGLES, first, 6, 0));
+  for (const uint32_t offset : {4u, 47u, 48u, 0x7FFFFFFFu, 0xFFFFFFF0u}) {
+    draw(Stream().add(kVertexPointer, 2, GL_FLOAT, 0, offset, 5) + drawArrays(GL_TRIANGLES, 0, 6, 0));
+    draw(Stream().add(kVertexPointer, 4, GL_DOUBLE, 0x7FFFFFFF, offset, 5) + drawArrays(GL_TRIANGLES, 0, 60000, 0));
+  }
+  draw(bufferedCover() + Stream().add(kBufferData, GL_ARRAY_BUFFER, 4, 0, GL_STATIC_DRAW, 0) + drawArrays(GL_TRIANGLES, 0, 6, 0));
+  EXPECT_EQ(draw(buffer(GL_ARRAY_BUFFER, 5, floats(kCover)) + drawArrays(GL_TRIANGLES, 0, 6, 0)), kWhite);
+  expectAlive();
+}
+
+// A deleted buffer is none of the arrays of the bound object, whose other arrays are drawn; nor may its name be drawn from.
+TEST_F(Arrays, DeletedBuffersAreNotDrawnFrom) {
+  draw(bufferedCover() + drawArrays(GL_TRIANGLES, 0, 6, 0));
+  EXPECT_EQ(draw(Stream().add(kDeleteBuffers, 1, 5) + drawArrays(GL_TRIANGLES, 0, 6, 0)), 0u);
+  draw(Stream().add(kVertexPointer, 2, GL_FLOAT, 0, 0, 5) + drawArrays(GL_TRIANGLES, 0, 6, 0));
+  draw(Stream().add(kVertexPointer, 2, GL_FLOAT, 0, 0x12345678, 99) + drawArrays(GL_TRIANGLES, 0, 6, 0));
+  // In an object that is not bound it lives on.
+  EXPECT_EQ(draw(Stream().add(kBindVertexArray, 3) + bufferedCover() + drawArrays(GL_TRIANGLES, 0, 6, 0)), kWhite);
+  EXPECT_EQ(draw(Stream().add(kBindVertexArray, 4).add(kDeleteBuffers, 1, 5).add(kBindVertexArray, 3) +
+                 drawArrays(GL_TRIANGLES, 0, 6, 0)),
+            kWhite);
+  EXPECT_EQ(draw(Stream().add(kVertexPointer, 2, GL_FLOAT, 0, 0, 5) + drawArrays(GL_TRIANGLES, 0, 6, 0)), 0u);
+  // An object whose arrays GL has, while the guest has bound another one, loses nothing unseen either.
+  draw(Stream().add(kBindVertexArray, 6) + bufferedCover() + drawArrays(GL_TRIANGLES, 0, 6, 0) +
+       Stream().add(kBindVertexArray, 7).add(kDeleteBuffers, 1, 5));
+  draw(Stream().add(kBindVertexArray, 6) + drawArrays(GL_TRIANGLES, 0, 6, 0));
+  draw(Stream().add(kDeleteVertexArrays, 2, 3, 6) + drawArrays(GL_TRIANGLES, 0, 6, 0));
+  expectAlive();
+}
+
+// Vertex buffers without a buffer, with odd strides and formats of all kinds are harmless.
+TEST_F(Arrays, OddBindingsAreHarmless) {
+  draw(Stream().add(kBindVertexArray, 9) + bufferedCover());
+  for (const uint32_t bound : {0u, 5u, 77u}) {
+    for (const uint32_t stride : {0u, 1u, 8u, 0x7FFFFFFFu, 0xFFFFFFF0u}) {
+      for (const uint32_t offset : {0u, 0xFFFFFFFFu}) {
+        Stream stream = Stream().add(kEnableVertexAttribArray, 0).add(kVertexAttribBinding, 0, 3);
+        stream.add(kVertexAttribFormat, 0, 4, GL_FLOAT, 0, 0).add(kBindVertexBuffer, 3, bound, offset, stride);
+        draw(stream + drawArrays(GL_TRIANGLES, 0, 6, 0));
+        draw(stream.add(kVertexAttribFormat, 0, 99, 0x1234, 0, 0xFFFFFFFF) + drawArrays(GL_TRIANGLES, 0, 6, 0));
+        draw(stream.add(kVertexAttribIFormat, 0, 3, GL_INT, 0).add(kVertexBindingDivisor, 3, 0xFFFFFFFF) +
+             drawArrays(GL_TRIANGLES, 0, 6, 0));
+        draw(Stream().add(kVertexBindingDivisor, 3, 0));
+      }
+    }
+  }
+  for (const uint32_t index : {16u, 0xFFFFFFFFu}) {
+    guest.glError();
+    ASSERT_EQ(guest.flush(Stream().add(kEnableVertexAttribArray, index)), 0);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+    ASSERT_EQ(guest.flush(Stream()
+                              .add(kVertexAttribPointer, index, 4, GL_FLOAT, 0, 0, 0, 5)
+                              .add(kVertexAttribBinding, index, 0)
+                              .add(kVertexAttribBinding, 0, index)
+                              .add(kBindVertexBuffer, index, 5, 0, 0)
+                              .add(kVertexBindingDivisor, index, 1)
+                              .add(kVertexAttribDivisor, index, 1)
+                              .add(kVertexAttribFormat, index, 4, GL_FLOAT, 0, 0)),
+              0);
+  }
+  expectAlive();
+}
+
+// A stride of 0 that glBindVertexBuffer gives makes all vertices the same; the one of a pointer call means elements without gaps.
+TEST_F(Arrays, BoundStrideOfZeroIsTakenAsItIs) {
+  Stream stream = Stream().add(kBindVertexArray, 2) + bufferedCover();
+  stream.add(kEnableClientState, GL_COLOR_ARRAY)
+      .add(kColorPointer, 4, GL_UNSIGNED_BYTE, 0, 0x1000, 0)
+      .add(kDisableClientState, GL_VERTEX_ARRAY);
+  stream.add(kEnableVertexAttribArray, 0).add(kVertexAttribFormat, 0, 2, GL_FLOAT, 0, 0).add(kBindVertexBuffer, 0, 5, 0, 8);
+  std::vector<uint8_t> colors;
+  for (int i = 0; i < 6; ++i) colors.insert(colors.end(), {255, 0, 0, 255});
+  EXPECT_EQ(draw(stream + drawArrays(GL_TRIANGLES, 0, 6, 4, colors)), kRed);
+  EXPECT_EQ(draw(Stream().add(kBindVertexBuffer, 0, 5, 0, 0) + drawArrays(GL_TRIANGLES, 0, 6, 4, colors)), 0u);
+  EXPECT_EQ(draw(Stream().add(kVertexAttribPointer, 0, 2, GL_FLOAT, 0, 0, 0, 5) + drawArrays(GL_TRIANGLES, 0, 6, 4, colors)),
+            kRed);
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// Indices in a buffer that is not there or too short draw nothing that is not there.
+TEST_F(Arrays, IndicesMustBeThere) {
+  const auto elements = [](uint32_t name, uint32_t offset, uint32_t count) {
+    return drawElements(kDrawElements, {GL_TRIANGLES, count, GL_UNSIGNED_INT, offset, name, 0, 0, 0xFFFFFFFF, 0}, {});
+  };
+  const Stream indices = buffer(GL_ELEMENT_ARRAY_BUFFER, 6, words({0, 1, 2, 3, 4, 5}));
+  EXPECT_EQ(draw(bufferedCover() + indices + elements(6, 0, 6)), kWhite);
+  EXPECT_EQ(draw(elements(99, 0, 6)), 0u);
+  expectPassedOver("no buffer of its indices");
+  for (const uint32_t offset : {4u, 3u, 24u, 0xFFFFFFFCu}) draw(elements(6, offset, 6));
+  draw(elements(6, 0, 1000000));
+  EXPECT_EQ(draw(Stream().add(kDeleteBuffers, 1, 6) + elements(6, 0, 6)), 0u);
+  // Indices of the stream and of buffers take turns.
+  std::vector<uint8_t> tail = words({0, 1, 2, 3, 4, 5});
+  const Stream inlined = drawElements(kDrawElements, {GL_TRIANGLES, 6, GL_UNSIGNED_INT, 1, 0, 0, 24, 0, 5}, tail);
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(draw(inlined), kWhite);
+    EXPECT_EQ(draw(indices + elements(6, 0, 6)), kWhite);
+  }
+  // What is bound to the target is not disturbed by the draws.
+  EXPECT_EQ(draw(inlined + Stream().add(kBufferSubData, GL_ELEMENT_ARRAY_BUFFER, 0, 4, 1, 4, 3) + elements(6, 0, 6)), kWhite);
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_ELEMENT_ARRAY_BUFFER, 0, 8), 8), words({3, 1}));
+  expectAlive();
+}
+
+// Indirect draws need a buffer, and a stride of whole words.
+TEST_F(Arrays, IndirectDrawsNeedABuffer) {
+  draw(bufferedCover());
+  const Stream draws[] = {Stream().add(kDrawArraysIndirect, GL_TRIANGLES, 0x1000),
+                          Stream().add(kDrawElementsIndirect, GL_TRIANGLES, GL_UNSIGNED_INT, 0x1000),
+                          Stream().add(kMultiDrawArraysIndirect, GL_TRIANGLES, 0x1000, 2, 0),
+                          Stream().add(kMultiDrawElementsIndirect, GL_TRIANGLES, GL_UNSIGNED_INT, 0x1000, 2, 0)};
+  for (const Stream& one : draws) {
+    EXPECT_EQ(draw(one), 0u);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  }
+  draw(buffer(GL_DRAW_INDIRECT_BUFFER, 8, words({6, 1, 0, 0, 0, 6, 1, 0, 0, 0})));
+  EXPECT_EQ(draw(Stream().add(kDrawArraysIndirect, GL_TRIANGLES, 0)), kWhite);
+  EXPECT_EQ(draw(Stream().add(kMultiDrawArraysIndirect, GL_TRIANGLES, 0, 2, 20)), kWhite);
+  for (const uint32_t stride : {0xFFFFFFF0u, 2u, 0x80000000u}) {
+    EXPECT_EQ(draw(Stream().add(kMultiDrawArraysIndirect, GL_TRIANGLES, 0, 2, stride)), 0u);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  }
+  // Without an element buffer.
+  EXPECT_EQ(draw(Stream().add(kDrawElementsIndirect, GL_TRIANGLES, GL_UNSIGNED_INT, 0)), 0u);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(draw(buffer(GL_ELEMENT_ARRAY_BUFFER, 9, words({0, 1, 2, 3, 4, 5}))
+                     .add(kDrawElementsIndirect, GL_TRIANGLES, GL_UNSIGNED_INT, 0)),
+            kWhite);
+  draw(Stream().add(kDrawArraysIndirect, GL_TRIANGLES, 0xFFFFFFF0));
+  guest.glError();
+  draw(Stream().add(kNewList, 1, GL_COMPILE));
+  log.take();
+  draw(Stream().add(kDrawArraysIndirect, GL_TRIANGLES, 0));
+  expectPassedOver("in a list");
+  expectAlive();
+}
+
+// While a list is compiled an OpenGL reads the arrays itself: what its buffers do not have is passed over, what they have is
+// drawn.
+TEST_F(Arrays, ListsReadOnlyWhatIsThere) {
+  draw(bufferedCover());
+  const auto compiled = [&](const Stream& content) {
+    EXPECT_EQ(guest.flush(Stream().add(kNewList, 1, GL_COMPILE) + content + Stream().add(kEndList)), 0);
+    return draw(Stream().add(kCallList, 1));
+  };
+  const auto elements = [](uint32_t last) {
+    return drawElements(kDrawElements, {GL_TRIANGLES, 6, GL_UNSIGNED_INT, 1, 0, 0, 24, 0xFFFFFFFF, 0},
+                        words({0, 1, 2, 3, 4, last}));
+  };
+  EXPECT_EQ(compiled(drawArrays(GL_TRIANGLES, 0, 6, 0)), kWhite);
+  EXPECT_EQ(compiled(elements(5)), kWhite);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+  for (const auto& [first, count] :
+       {std::pair<int32_t, int32_t>{1, 6}, {0, 7}, {1000000000, 1}, {2147483647, 2147483647}, {-1, 3}}) {
+    EXPECT_EQ(compiled(drawArrays(GL_TRIANGLES, first, count, 0)), 0u) << first;
+  }
+  expectPassedOver("that its buffers do not have");
+  for (const uint32_t last : {6u, 1000000000u, 0xFFFFFFFFu}) EXPECT_EQ(compiled(elements(last)), 0u) << last;
+  std::vector<uint8_t> tail = words({0, 1, 2, 3, 4, 5, static_cast<uint32_t>(-1)});
+  EXPECT_EQ(compiled(drawElements(kDrawElementsBaseVertex, {GL_TRIANGLES, 6, GL_UNSIGNED_INT, 1, 0, 0, 24, 0xFFFFFFFF, 0}, tail)),
+            0u);
+  // A restart index is none of the elements.
+  guest.flush(Stream().add(kEnable, GL_PRIMITIVE_RESTART).add(2119u, 0xFFFFFFFF));
+  compiled(elements(0xFFFFFFFF));
+  guest.flush(Stream().add(kDisable, GL_PRIMITIVE_RESTART));
+  // Indices in a buffer.
+  guest.flush(buffer(GL_ELEMENT_ARRAY_BUFFER, 6, words({0, 1, 2, 3, 4, 5, 600})));
+  const auto stored = [](uint32_t offset, uint32_t count) {
+    return drawElements(kDrawElements, {GL_TRIANGLES, count, GL_UNSIGNED_INT, offset, 6, 0, 0, 0xFFFFFFFF, 0}, {});
+  };
+  EXPECT_EQ(compiled(stored(0, 6)), kWhite);
+  EXPECT_EQ(compiled(stored(4, 6)), 0u);
+  EXPECT_EQ(compiled(stored(8, 6)), 0u);
+  EXPECT_EQ(compiled(stored(0xFFFFFFFC, 6)), 0u);
+  EXPECT_EQ(compiled(stored(0, 1000000000)), 0u);
+  // Arrays of the program's memory come along, and stay as they were.
+  EXPECT_EQ(compiled(cover()), kWhite);
+  // Inside a primitive of a list no draw is taken.
+  compiled(Stream().add(kBegin, GL_TRIANGLES) + drawArrays(GL_TRIANGLES, 0, 6, 8, floats(kCover)) + Stream().add(kEnd));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  // Instanced draws are none for lists.
+  compiled(Stream().add(kDrawArraysInstanced, GL_TRIANGLES, 0, 0, 8, 2));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  expectAlive();
+}
+
+// glArrayElement takes its elements from the command and from buffers, and nothing from beyond them.
+TEST_F(Arrays, ArrayElementsAreThere) {
+  const auto element = [](uint32_t index, const std::vector<uint8_t>& data) {
+    std::vector<uint8_t> payload = words({index, static_cast<uint32_t>(data.size())});
+    payload += data;
+    return Stream().bytes(kArrayElement, payload);
+  };
+  Stream primitive =
+      Stream().add(kVertexPointer, 2, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_VERTEX_ARRAY).add(kBegin, GL_TRIANGLES);
+  for (uint32_t i = 0; i < 6; ++i) primitive = primitive + element(i, floats({kCover[2 * i], kCover[2 * i + 1]}));
+  EXPECT_EQ(draw(primitive.add(kEnd)), kWhite);
+  // Positions of a buffer, colours of the command.
+  Stream mixed = bufferedCover()
+                     .add(kColorPointer, 3, GL_UNSIGNED_BYTE, 0, 0x1000, 0)
+                     .add(kEnableClientState, GL_COLOR_ARRAY)
+                     .add(kBegin, GL_TRIANGLES);
+  for (uint32_t i = 0; i < 6; ++i) mixed = mixed + element(i, {0, 0, 255});
+  EXPECT_EQ(draw(mixed.add(kEnd)), kBlue);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+  for (const uint32_t index : {6u, 1000000000u, 0xFFFFFFFFu}) {
+    draw(Stream().add(kBegin, GL_TRIANGLES) + element(index, {0, 0, 255}) + Stream().add(kEnd));
+    draw(element(index, {0, 0, 255}));
+    draw(Stream().add(kNewList, 1, GL_COMPILE).add(kBegin, GL_TRIANGLES) + element(index, {0, 0, 255}) +
+         Stream().add(kEnd).add(kEndList).add(kCallList, 1));
+  }
+  expectPassedOver("do not have the element");
+  // Arrays that change inside a primitive count from the next one on.
+  draw(Stream().add(kDisableClientState, GL_VERTEX_ARRAY).add(kBegin, GL_TRIANGLES).add(kEnableVertexAttribArray, 0) +
+       element(1, {0, 0, 255}) + Stream().add(kVertexAttribIPointer, 0, 4, GL_INT, 0, 0, 5) + element(1, {0, 0, 255}) +
+       Stream().add(kEnd));
+  draw(Stream().add(kDisableVertexAttribArray, 0).add(kDisableClientState, GL_COLOR_ARRAY));
+  expectAlive();
+}
+
+// Inside a primitive GL takes none of these commands, and neither does the host.
+TEST_F(Arrays, PrimitivesAreLeftAlone) {
+  draw(bufferedCover() + buffer(GL_ELEMENT_ARRAY_BUFFER, 6, words({0, 1, 2})));
+  draw(Stream().add(kPushClientAttrib, 3));
+  Stream inside = Stream().add(kBegin, GL_TRIANGLES);
+  inside.add(kBindBuffer, GL_ARRAY_BUFFER, 9)
+      .add(kBindBuffer, GL_ELEMENT_ARRAY_BUFFER, 9)
+      .add(kDeleteBuffers, 1, 5)
+      .add(kBindVertexArray, 3);
+  inside.add(kBufferData, GL_ARRAY_BUFFER, 4, 0, GL_STATIC_DRAW, 0).add(kBufferSubData, GL_ARRAY_BUFFER, 0, 4, 1, 4, 7);
+  inside.add(kBindBufferBase, GL_UNIFORM_BUFFER, 0, 5)
+      .add(kPopClientAttrib)
+      .add(kDeleteVertexArrays, 1, 3)
+      .add(kMapBuffer, GL_ARRAY_BUFFER, GL_READ_ONLY, 4);
+  inside.add(kUnmapBuffer, GL_ARRAY_BUFFER, 4, 7)
+      .add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 4)
+      .add(kDrawArraysIndirect, GL_POINTS, 0);
+  inside = inside + drawArrays(GL_TRIANGLES, 0, 6, 0);
+  EXPECT_EQ(draw(inside.add(kEnd)), 0u);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(draw(Stream().add(kBindVertexArray, 0) + drawArrays(GL_TRIANGLES, 0, 6, 0)), kWhite);
+  expectAlive();
+}
+
+// The part of a buffer that is bound to an index never exceeds it, before and after its size changes.
+TEST_F(Arrays, BoundRangesStayInTheirBuffers) {
+  guest.context = guest.createContext({GL_DOUBLEBUFFER, GL_VERSION, 430, GL_CONTEXT_PROFILE_MASK, 2, 0}).contextId;
+  const auto size = [&] {
+    const std::vector<uint8_t> reply = guest.ask(Stream().add(kGetInteger64i_v, GL_UNIFORM_BUFFER_SIZE, 0, 1), 8);
+    uint64_t value = 77;
+    if (reply.size() == 8) std::memcpy(&value, reply.data(), 8);
+    return value;
+  };
+  const auto bound = [&] { return guest.askFor<int32_t>(Stream().add(kGetIntegeri_v, GL_UNIFORM_BUFFER_BINDING, 0, 1)); };
+  draw(buffer(GL_UNIFORM_BUFFER, 5, std::vector<uint8_t>(1000)));
+  draw(Stream().add(kBindBufferRange, GL_UNIFORM_BUFFER, 0, 5, 256, 512));
+  EXPECT_EQ(size(), 512u);
+  draw(Stream().add(kBindBufferRange, GL_UNIFORM_BUFFER, 0, 5, 256, 0x7FFFFFFF));
+  EXPECT_EQ(size(), 744u);
+  draw(Stream().add(kBindBufferRange, GL_UNIFORM_BUFFER, 0, 5, 0x7FFFFF00, 16));
+  EXPECT_EQ(bound(), 0);
+  EXPECT_EQ(guest.glError(), 0u);
+  draw(Stream().add(kBindBufferRange, GL_UNIFORM_BUFFER, 0, 5, 0xFFFFFF00, 16));
+  EXPECT_EQ(bound(), 0);
+  draw(Stream().add(kBindBufferRange, GL_UNIFORM_BUFFER, 0, 5, 256, 0xFFFFFFFF));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  // A shorter store, then a longer one.
+  draw(Stream().add(kBindBufferRange, GL_UNIFORM_BUFFER, 0, 5, 256, 512));
+  draw(Stream().add(kBufferData, GL_UNIFORM_BUFFER, 300, 0, GL_STATIC_DRAW, 0));
+  EXPECT_EQ(size(), 44u);
+  EXPECT_NE(bound(), 0);
+  draw(Stream().add(kBufferData, GL_UNIFORM_BUFFER, 100, 0, GL_STATIC_DRAW, 0));
+  EXPECT_EQ(bound(), 0);
+  draw(Stream().add(kBufferData, GL_UNIFORM_BUFFER, 2000, 0, GL_STATIC_DRAW, 0));
+  EXPECT_EQ(size(), 512u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_UNIFORM_BUFFER, 1996, 4), 4), words({0}));
+  // The whole buffer, and none.
+  draw(Stream().add(kBindBufferBase, GL_UNIFORM_BUFFER, 0, 5));
+  EXPECT_NE(bound(), 0);
+  draw(Stream().add(kDeleteBuffers, 1, 5));
+  EXPECT_EQ(bound(), 0);
+  draw(Stream().add(kBindBufferBase, GL_UNIFORM_BUFFER, 100000, 5));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  draw(Stream().add(kBindBufferOffsetEXT, GL_UNIFORM_BUFFER, 0, 5, 4));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_ENUM));
+  expectAlive();
+}
+
+// Reads of a buffer reply what it has: a map its bytes from the start, a read its range or nothing.
+TEST_F(Arrays, ReadsReplyWhatIsThere) {
+  draw(buffer(GL_ARRAY_BUFFER, 5, words({1, 2, 3})));
+  EXPECT_EQ(guest.ask(Stream().add(kMapBuffer, GL_ARRAY_BUFFER, GL_READ_ONLY, 12), 12), words({1, 2, 3}));
+  EXPECT_EQ(guest.ask(Stream().add(kMapBuffer, GL_ARRAY_BUFFER, GL_READ_ONLY, 0xFFFFFFFF), 64), words({1, 2, 3}));
+  EXPECT_EQ(guest.ask(Stream().add(kMapBuffer, GL_ARRAY_BUFFER, GL_READ_ONLY, 8), 64), words({1, 2}));
+  EXPECT_TRUE(guest.ask(Stream().add(kMapBuffer, GL_ARRAY_BUFFER, GL_READ_ONLY, 0), 64).empty());
+  EXPECT_TRUE(guest.ask(Stream().add(kMapBuffer, GL_COPY_READ_BUFFER, GL_READ_ONLY, 12), 64).empty());
+  EXPECT_TRUE(guest.ask(Stream().add(kMapBuffer, 0x1234, GL_READ_ONLY, 12), 64).empty());
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, 4, 8), 64), words({2, 3}));
+  EXPECT_EQ(guest.glError(), 0u);
+  for (const auto& [offset, bytes] : {std::pair<uint32_t, uint32_t>{4, 12}, {0xFFFFFFFC, 8}, {13, 0}, {0, 0xFFFFFFFF}}) {
+    EXPECT_TRUE(guest.ask(Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, offset, bytes), 64).empty());
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  }
+  EXPECT_TRUE(guest.ask(Stream().add(kGetBufferSubData, GL_COPY_READ_BUFFER, 0, 4), 64).empty());
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  // What comes back from a map takes the buffer's beginning.
+  draw(Stream().add(kUnmapBuffer, GL_ARRAY_BUFFER, 8, 7, 8));
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 12), 12), words({7, 8, 3}));
+  draw(Stream().add(kBufferSubData, GL_ARRAY_BUFFER, 8, 8, 1, 8, 9, 9));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  draw(Stream().add(kBufferSubData, GL_ARRAY_BUFFER, 4, 8, 0, 0));
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 12), 12), words({7, 8, 3}));
+}
+
+// Copies and clears do what GL does; a clear value is never looked for behind the command.
+TEST_F(Arrays, CopiesAndClears) {
+  guest.context = guest.createContext({GL_DOUBLEBUFFER, GL_VERSION, 430, GL_CONTEXT_PROFILE_MASK, 2, 0}).contextId;
+  draw(buffer(GL_ARRAY_BUFFER, 5, words({1, 2, 3, 4})) + buffer(GL_COPY_WRITE_BUFFER, 6, words({0, 0, 0, 0})));
+  draw(Stream().add(kCopyBufferSubData, GL_ARRAY_BUFFER, GL_COPY_WRITE_BUFFER, 4, 8, 8));
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_COPY_WRITE_BUFFER, 0, 16), 16), words({0, 0, 2, 3}));
+  draw(Stream().add(kClearBufferSubData, GL_COPY_WRITE_BUFFER, GL_R32UI, 0, 4, GL_RED_INTEGER, GL_UNSIGNED_INT, 9));
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_COPY_WRITE_BUFFER, 0, 16), 16), words({9, 0, 2, 3}));
+  draw(Stream().add(kClearBufferData, GL_COPY_WRITE_BUFFER, GL_R32UI, GL_RED_INTEGER, GL_UNSIGNED_INT, 4, 7));
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_COPY_WRITE_BUFFER, 0, 16), 16), words({7, 7, 7, 7}));
+  draw(Stream().add(kClearBufferData, GL_COPY_WRITE_BUFFER, GL_RGBA32UI, GL_RGBA_INTEGER, GL_UNSIGNED_INT, 1, uint8_t{5}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_COPY_WRITE_BUFFER, 0, 16), 16), words({5, 0, 0, 0}));
+  draw(Stream().add(kClearBufferData, GL_COPY_WRITE_BUFFER, GL_R32UI, GL_RED_INTEGER, GL_UNSIGNED_INT, 0));
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_COPY_WRITE_BUFFER, 0, 4), 4), words({0}));
+  EXPECT_EQ(guest.glError(), 0u);
+  draw(Stream().add(kCopyBufferSubData, GL_ARRAY_BUFFER, GL_COPY_WRITE_BUFFER, 0xFFFFFFFC, 8, 8));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  // Invalidation only checks.
+  draw(Stream().add(2369u, 5).add(2368u, 5, 4, 12));
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 16), 16), words({1, 2, 3, 4}));
+  draw(Stream().add(2369u, 99));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  draw(Stream().add(2368u, 5, 4, 13));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  expectAlive();
+}
+
+// The guest's names are its own: the host's buffers cannot be named, whatever numbers GL gives them.
+TEST_F(Arrays, HostBuffersHaveNoNames) {
+  draw(cover());
+  for (uint32_t name = 1; name < 20; ++name) {
+    ASSERT_EQ(guest.flush(Stream().add(kDeleteBuffers, 1, name).add(kBindBuffer, GL_ARRAY_BUFFER, name)), 0);
+    ASSERT_EQ(guest.flush(Stream().add(kBufferData, GL_ARRAY_BUFFER, 0, 0, GL_STATIC_DRAW, 0)), 0);
+  }
+  EXPECT_EQ(draw(cover()), kWhite);
+  expectAlive();
+}
+
+// The contents of buffers count against a quota: one line, GL_OUT_OF_MEMORY, and the old contents stay; what is freed can be had
+// again.
+TEST(ArraysQuota, BufferMemoryIsBounded) {
+  LogCapture log;
+  Quotas quotas;
+  quotas.bufferBytes = 1000;
+  InProcessGpu gpu(quotas);
+  TestGuest guest(gpu);
+  ASSERT_TRUE(guest.start(8, 8));
+  const auto resize = [&](uint32_t name, uint32_t bytes) {
+    EXPECT_EQ(
+        guest.flush(
+            Stream().add(kBindBuffer, GL_ARRAY_BUFFER, name).add(kBufferData, GL_ARRAY_BUFFER, bytes, 0, GL_STATIC_DRAW, 0)),
+        0);
+    return guest.glError();
+  };
+  EXPECT_EQ(resize(1, 600), 0u);
+  EXPECT_EQ(resize(2, 400), 0u);
+  EXPECT_EQ(resize(3, 1), static_cast<uint32_t>(GL_OUT_OF_MEMORY));
+  EXPECT_EQ(resize(2, 401), static_cast<uint32_t>(GL_OUT_OF_MEMORY));
+  EXPECT_EQ(resize(1, 0xFFFFFFFF), static_cast<uint32_t>(GL_OUT_OF_MEMORY));
+  const std::vector<std::string> lines = log.take();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_NE(lines[0].find("over the guest's quota of buffer memory"), std::string::npos) << lines[0];
+  EXPECT_EQ(guest.ask(Stream().add(kBindBuffer, GL_ARRAY_BUFFER, 2).add(kGetBufferSubData, GL_ARRAY_BUFFER, 396, 4), 4),
+            words({0}));
+  EXPECT_EQ(resize(1, 100), 0u);
+  EXPECT_EQ(resize(3, 500), 0u);
+  EXPECT_EQ(guest.flush(Stream().add(kDeleteBuffers, 1, 3)), 0);
+  EXPECT_EQ(resize(4, 500), 0u);
+  // A vertex array object that holds on to a deleted buffer holds its memory too.
+  EXPECT_EQ(guest.flush(Stream()
+                            .add(kBindVertexArray, 1)
+                            .add(kVertexPointer, 2, GL_FLOAT, 0, 0, 4)
+                            .add(kBindVertexArray, 2)
+                            .add(kDeleteBuffers, 1, 4)),
+            0);
+  EXPECT_EQ(resize(5, 500), static_cast<uint32_t>(GL_OUT_OF_MEMORY));
+  EXPECT_EQ(guest.flush(Stream().add(kDeleteVertexArrays, 1, 1)), 0);
+  EXPECT_EQ(resize(5, 500), 0u);
+}
+
+// Runs of vertices and arrays take turns without disturbing each other, inside one vertex array object and another.
+TEST_F(Arrays, RunsAndArraysTakeTurns) {
+  std::vector<float> run;
+  for (int i = 0; i < 20; ++i) run.insert(run.end(), {0.0f, 0.0f, 1.0f, kCover[2 * (i % 6)], kCover[2 * (i % 6) + 1], 0.0f});
+  run.resize(6 * 18);
+  const Stream runs = Stream().large(kRunEnded, runPayload(GL_TRIANGLES, {0x3103, 0x3100}, 24, floats(run)));
+  for (int round = 0; round < 3; ++round) {
+    EXPECT_EQ(draw(Stream().add(kColor3f, 1.0f, 1.0f, 1.0f) + cover()), kWhite);
+    EXPECT_EQ(draw(runs), kBlue);
+    EXPECT_EQ(draw(Stream().add(kColor3f, 0.0f, 1.0f, 0.0f).add(kBindVertexArray, 8) + bufferedCover() +
+                   drawArrays(GL_TRIANGLES, 0, 6, 0)),
+              kGreen);
+    EXPECT_EQ(draw(runs), kBlue);
+    EXPECT_EQ(draw(Stream().add(kColor3f, 0.0f, 1.0f, 0.0f) + drawArrays(GL_TRIANGLES, 0, 6, 0)), kGreen);
+    draw(Stream().add(kBindVertexArray, 0));
+  }
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// The host's client attribute stack is in step with the guest's: arrays and image layout come back.
+TEST_F(Arrays, ClientStackIsInStep) {
+  draw(cover() + Stream().add(kPushClientAttrib, GL_CLIENT_ALL_ATTRIB_BITS));
+  draw(Stream().add(kBindVertexArray, 3).add(kEnableClientState, GL_COLOR_ARRAY).add(kClientActiveTexture, GL_TEXTURE3));
+  draw(Stream().add(kPopClientAttrib));
+  EXPECT_EQ(draw(Stream().add(kColor3f, 0.0f, 1.0f, 0.0f) + drawArrays(GL_TRIANGLES, 0, 6, 8, floats(kCover))), kGreen);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+  EXPECT_EQ(guest.glError(), 0u);
+  ASSERT_EQ(guest.flush(Stream().add(kPopClientAttrib)), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_STACK_UNDERFLOW));
+  Stream pushes;
+  for (int i = 0; i < 17; ++i) pushes.add(kPushClientAttrib, 3);
+  ASSERT_EQ(guest.flush(pushes), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_STACK_OVERFLOW));
+  expectAlive();
+}
+
+// Values of attributes: the current one from GL, those of the array as the guest has set them; nothing for an attribute there is
+// not.
+TEST_F(Arrays, AttributesAnswer) {
+  ASSERT_EQ(guest.flush(Stream().add(kVertexAttribIPointer, 3, 2, GL_SHORT, 20, 0x1000, 0).add(568u, 2, 0.5f, 0.25f, 1.0f, 2.0f)),
+            0);
+  EXPECT_EQ(guest.ask(Stream().add(kGetVertexAttribfv, 2, GL_CURRENT_VERTEX_ATTRIB), 16), floats({0.5f, 0.25f, 1.0f, 2.0f}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetVertexAttribIiv, 3, GL_VERTEX_ATTRIB_ARRAY_SIZE), 16), words({2}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetVertexAttribIiv, 3, GL_VERTEX_ATTRIB_ARRAY_TYPE), 16), words({GL_SHORT}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetVertexAttribIiv, 3, GL_VERTEX_ATTRIB_ARRAY_INTEGER), 16), words({1}));
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_TRUE(guest.ask(Stream().add(kGetVertexAttribfv, 16, GL_CURRENT_VERTEX_ATTRIB), 16).empty());
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_TRUE(guest.ask(Stream().add(kGetVertexAttribIiv, 16, GL_VERTEX_ATTRIB_ARRAY_SIZE), 16).empty());
+  EXPECT_TRUE(guest.ask(Stream().add(kGetVertexAttribIiv, 3, 0x1234), 16).empty());
+}
+
+// An array whose pointer call GL lacks is kept in step all the same.
+TEST_F(Arrays, ArraysWithoutAFunctionAreKeptInStep) {
+  Stream stream = Stream().add(kWeightPointerARB, 1, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_WEIGHT_ARRAY_ARB);
+  stream.add(kVertexPointer, 2, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_VERTEX_ARRAY);
+  std::vector<uint8_t> block = floats(kCover);
+  block += std::vector<uint8_t>(24, 0);
+  EXPECT_EQ(draw(stream + drawArrays(GL_TRIANGLES, 0, 6, 12, block)), kWhite);
+  EXPECT_EQ(guest.glError(), 0u);
+  draw(Stream().add(kDisableClientState, GL_WEIGHT_ARRAY_ARB));
+  expectAlive();
+}
+
+// Without a vertex array object a core context draws nothing and says so, and with one it does.
+TEST_F(Arrays, CoreContextsNeedAnObject) {
+  guest.context = guest.createContext({GL_DOUBLEBUFFER, GL_VERSION, 330, GL_CONTEXT_PROFILE_MASK, 1, 0}).contextId;
+  const Stream arrays = buffer(GL_ARRAY_BUFFER, 5, floats(kCover))
+                            .add(kVertexAttribPointer, 0, 2, GL_FLOAT, 0, 0, 0, 5)
+                            .add(kEnableVertexAttribArray, 0);
+  draw(arrays + drawArrays(GL_TRIANGLES, 0, 6, 0));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  ASSERT_EQ(guest.flush(Stream().add(kBindVertexArray, 78).add(kBindBuffer, GL_ELEMENT_ARRAY_BUFFER, 5)), 0);
+  EXPECT_EQ(guest.glError(), 0u);
+  draw(Stream().add(kBindVertexArray, 77) + arrays + drawArrays(GL_TRIANGLES, 0, 6, 0));
+  draw(Stream().add(kDeleteVertexArrays, 1, 77) + drawArrays(GL_TRIANGLES, 0, 6, 0));
+  draw(cover());
+}
+
+}  // namespace
+}  // namespace qv::peer::test
