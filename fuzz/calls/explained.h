@@ -8,8 +8,8 @@ namespace qv::fuzz {
 
 // Whether programs call the routine.
 bool isCompared(const RowFacts& row);
-// Whether they call it while a list is being compiled. The driver does not follow yet what a called list does to the state that it
-// keeps.
+// Whether they call it while a list is being compiled. The driver does not follow yet what a called list does to the state that
+// it keeps.
 bool isComparedInList(const RowFacts& row);
 // Whether they call it with these arguments.
 bool isCompared(const Call& call);

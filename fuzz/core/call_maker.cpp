@@ -70,6 +70,22 @@ uint64_t elementsBehind(const RowFacts& row, const uint64_t* values) {
   }
 }
 
+// Whether elementsBehind() tells of the routine's pointers. Who adds the calls of a form adds its rule there.
+bool isMemoryKnown(const RowFacts& row) {
+  switch (row.form) {
+    case FormKind::Fixed:
+    case FormKind::Vec:
+    case FormKind::Sized:
+    case FormKind::Counted:
+    case FormKind::Array:
+    case FormKind::Query:
+    case FormKind::Local:
+      return true;
+    default:
+      return row.opcode == op::glCallLists::kOpcode;
+  }
+}
+
 void addMemory(Call& call, size_t argument, size_t bytes) {
   CallMemory memory{argument, bytes, std::make_unique<uint8_t[]>(bytes)};
   call.values[argument] = reinterpret_cast<uintptr_t>(memory.data.get());
@@ -100,7 +116,8 @@ void makeLocal(Call& call, Random& random) {
   static constexpr ArgumentFacts kWord = {.width = 4};
   const std::string_view name = call.row->name;
   call.values.assign(2, 0);
-  for (size_t i = 0; call.line != nullptr && i < call.line->kinds.size(); ++i) call.values[i] = drawBits(kWord, kindOf(call.line, i), random);
+  for (size_t i = 0; call.line != nullptr && i < call.line->kinds.size(); ++i)
+    call.values[i] = drawBits(kWord, kindOf(call.line, i), random);
   if (name.starts_with("glGen") && name != "glGenLists") {
     addMemory(call, 1, 4 * static_cast<size_t>(std::max(0, static_cast<int32_t>(call.values[0]))));
   }
@@ -113,10 +130,10 @@ struct Routines {
 
   Routines() {
     for (const RowFacts& row : allRows()) {
-      if (row.isPrivate) continue;
+      if (row.isPrivate || !isMemoryKnown(row)) continue;
       Random none(0);
       const bool hasLine = drawLine(row, none) != nullptr;
-      const bool simple = row.form != FormKind::Family && row.form != FormKind::Local;
+      const bool simple = row.form != FormKind::Local;
       const Entry entry{hashOf(row.name), &row};
       if (row.attribute) attributes.push_back(&row);
       if (hasLine || row.attribute) told.push_back(entry);
@@ -138,7 +155,8 @@ const Routines& routines() {
 
 const RowFacts& routineOf(uint16_t which, bool any) {
   const std::vector<Routines::Entry>& list = any ? routines().any : routines().told;
-  const auto at = std::lower_bound(list.begin(), list.end(), which, [](const Routines::Entry& entry, uint16_t word) { return entry.first < word; });
+  const auto at = std::lower_bound(list.begin(), list.end(), which,
+                                   [](const Routines::Entry& entry, uint16_t word) { return entry.first < word; });
   return *(at == list.end() ? list.front() : *at).second;
 }
 
@@ -208,7 +226,8 @@ std::vector<const RowFacts*> routinesOf(const Step& step, Random& random, bool a
   std::vector<const RowFacts*> out = {&first};
   const auto opcode = static_cast<uint32_t>(first.opcode);
   const auto attributes = [&](uint32_t most) {
-    for (uint32_t n = random.below(most); n > 0; --n) out.push_back(random.of(std::span<const RowFacts* const>(routines().attributes)));
+    for (uint32_t n = random.below(most); n > 0; --n)
+      out.push_back(random.of(std::span<const RowFacts* const>(routines().attributes)));
   };
   if (opcode == opcodeOf<op::glBegin>) {
     attributes(12);

@@ -11,8 +11,8 @@ namespace qv::fuzz {
 
 struct CallLine {
   const RowFacts* row = nullptr;
-  bool anywhere = false;            // between glBegin and glEnd, too
-  std::span<const Kind> kinds;      // one for each argument, or for each word of a private command
+  bool anywhere = false;        // between glBegin and glEnd, too
+  std::span<const Kind> kinds;  // one for each argument, or for each word of a private command
 };
 
 // All lines of fuzz/core/calls.def.

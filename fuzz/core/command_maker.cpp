@@ -14,7 +14,8 @@ namespace {
 constexpr uint64_t kLongestTail = 16 * 1024;  // more teaches nothing and takes time
 
 bool hasExtraWord(const RowFacts& row) {
-  return row.form == FormKind::Counted || row.reply == ReplyKind::Counted || row.form == FormKind::Text || row.form == FormKind::TextQuery;
+  return row.form == FormKind::Counted || row.reply == ReplyKind::Counted || row.form == FormKind::Text ||
+         row.form == FormKind::TextQuery;
 }
 
 // The rows by what they are for a maker.
@@ -81,7 +82,8 @@ void CommandMaker::recordWords(const RowFacts& row, const CallLine* line, Bytes&
     put(payload.data() + 4 * i, static_cast<uint32_t>(bits(kWord, kind)));
   }
   // The number of its names' bytes.
-  if (row.opcode == static_cast<int>(opcodeOf<op::glCallLists>) && !wild()) put(payload.data() + 8, static_cast<uint32_t>(row.tailBytes(payload.data())));
+  if (row.opcode == static_cast<int>(opcodeOf<op::glCallLists>) && !wild())
+    put(payload.data() + 8, static_cast<uint32_t>(row.tailBytes(payload.data())));
 }
 
 void CommandMaker::text(uint64_t bytes, Bytes& payload) {
@@ -137,7 +139,8 @@ void CommandMaker::commandOf(const RowFacts& row, Bytes& out) {
 void CommandMaker::remakeArgument(const RowFacts& row, uint8_t* payload) {
   if (row.form == FormKind::Record) {
     if (row.words.empty()) return;
-    return put(payload + size_t{4} * random_.below(row.words.size()), static_cast<uint32_t>(random_.oneIn(2) ? random_.below(9) : random_.next()));
+    return put(payload + size_t{4} * random_.below(row.words.size()),
+               static_cast<uint32_t>(random_.oneIn(2) ? random_.below(9) : random_.next()));
   }
   if (row.arguments.empty()) return;
   const size_t i = random_.below(row.arguments.size());

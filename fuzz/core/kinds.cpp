@@ -37,7 +37,8 @@ constexpr KindFacts kKinds[] = {
 double drawReal(double low, double high, Random& random) {
   constexpr double kSteps = 64;
   const double first = std::ceil(low), last = std::floor(high);
-  if (first <= last && random.oneIn(4)) return static_cast<double>(random.between(static_cast<int64_t>(first), static_cast<int64_t>(last)));
+  if (first <= last && random.oneIn(4))
+    return static_cast<double>(random.between(static_cast<int64_t>(first), static_cast<int64_t>(last)));
   return static_cast<double>(random.between(static_cast<int64_t>(low * kSteps), static_cast<int64_t>(high * kSteps))) / kSteps;
 }
 
@@ -65,7 +66,11 @@ constexpr std::string_view kTexts[] = {
     "!!ARBvp1.0\nMOV result.position, vertex.position;\nMOV result.color, vertex.color;\nEND\n",
     "!!ARBfp1.0\nMUL result.color, fragment.color, program.env[0];\nEND\n",
     "!!ARBfp1.0\nTEMP t;\nTEX t, fragment.texcoord[0], texture[0], 2D;\nADD result.color, t, program.local[1];\nEND\n",
-    "gl_FragColor", "a", "", "block.member[3]", "!!ARBvp1.0\nADDRESS a;\nARL a.x, vertex.attrib[1].x;\nMOV result.position, program.env[a.x+7];\nEND\n"};
+    "gl_FragColor",
+    "a",
+    "",
+    "block.member[3]",
+    "!!ARBvp1.0\nADDRESS a;\nARL a.x, vertex.attrib[1].x;\nMOV result.position, program.env[a.x+7];\nEND\n"};
 
 }  // namespace
 

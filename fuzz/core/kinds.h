@@ -22,8 +22,8 @@ enum class Kind : uint8_t {
 
 // A value of the kind, as a number.
 double drawValue(Kind kind, Random& random);
-// A value of no kind for an argument of this type: limits of the type, numbers that a sum or a product of which wraps, enums of any
-// kind, reals that are no numbers.
+// A value of no kind for an argument of this type: limits of the type, numbers that a sum or a product of which wraps, enums of
+// any kind, reals that are no numbers.
 uint64_t drawAnything(const ArgumentFacts& argument, Random& random);
 
 // The bits of a value of the kind; of Kind::Anything such as a careless program gives.

@@ -63,9 +63,10 @@ uint32_t vertexCount(Random& random) {
 
 void addVertices(Random& random, const Layout& layout, uint32_t count, Bytes& payload) {
   static constexpr ArgumentFacts kTypes[kRunTypes] = {
-      {.kind = ValueKind::Real, .width = 8},     {.kind = ValueKind::Real, .width = 4},     {.kind = ValueKind::Signed, .width = 4},
-      {.kind = ValueKind::Unsigned, .width = 4}, {.kind = ValueKind::Signed, .width = 2},   {.kind = ValueKind::Unsigned, .width = 2},
-      {.kind = ValueKind::Signed, .width = 1},   {.kind = ValueKind::Unsigned, .width = 1}};
+      {.kind = ValueKind::Real, .width = 8},   {.kind = ValueKind::Real, .width = 4},
+      {.kind = ValueKind::Signed, .width = 4}, {.kind = ValueKind::Unsigned, .width = 4},
+      {.kind = ValueKind::Signed, .width = 2}, {.kind = ValueKind::Unsigned, .width = 2},
+      {.kind = ValueKind::Signed, .width = 1}, {.kind = ValueKind::Unsigned, .width = 1}};
   for (uint32_t v = 0; v < count; ++v) {
     for (const RunTag tag : layout.tags) {
       if (!tag.valid()) continue;

@@ -14,11 +14,11 @@ struct FlushInput {
   std::span<const uint8_t> stream;
 
   // What the options ask for.
-  uint32_t cutSeed() const { return options & 0xFFFF; }     // where stretches end; 0: nowhere before the stream does
+  uint32_t cutSeed() const { return options & 0xFFFF; }       // where stretches end; 0: nowhere before the stream does
   uint32_t presentMode() const { return options >> 16 & 3; }  // 0 none, 1 GL_FRONT, 2 GL_BACK, 3 one that there is not
   uint32_t replies() const { return options >> 18 & 3; }      // reply buffers of the flush
   uint32_t window() const { return options >> 20 & 3; }
-  uint32_t size() const { return options >> 22 & 7; }         // which size the window has
+  uint32_t size() const { return options >> 22 & 7; }  // which size the window has
   uint32_t context() const { return options >> 25 & 1; }
   bool mayBeMalformed() const { return (options >> 26 & 7) == 0; }
   uint32_t contextKind() const { return options >> 29; }  // of the first flush counts

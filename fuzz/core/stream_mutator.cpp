@@ -144,7 +144,8 @@ void StreamMutator::dropPieces() {
 void StreamMutator::copyPieces() {
   const Flush& from = anyFlush();
   if (from.pieces.empty()) return;
-  const size_t begin = random_.below(from.pieces.size()), count = 1 + random_.below(std::min<size_t>(from.pieces.size() - begin, 16));
+  const size_t begin = random_.below(from.pieces.size()),
+               count = 1 + random_.below(std::min<size_t>(from.pieces.size() - begin, 16));
   const auto first = from.pieces.begin() + static_cast<std::ptrdiff_t>(begin);
   const std::vector<Piece> copy(first, first + static_cast<std::ptrdiff_t>(count));
   std::vector<Piece>& to = anyFlush().pieces;
@@ -205,14 +206,16 @@ void StreamMutator::changePiece() {
     case 6: {  // any bytes
       const size_t size = bytes.size(), room = size + 16;
       bytes.resize(room);
-      bytes.resize(mutateBytes_(bytes.data() + (random_.oneIn(8) ? 0 : kSmallHeaderBytes), size - kSmallHeaderBytes, room - kSmallHeaderBytes) +
+      bytes.resize(mutateBytes_(bytes.data() + (random_.oneIn(8) ? 0 : kSmallHeaderBytes), size - kSmallHeaderBytes,
+                                room - kSmallHeaderBytes) +
                    kSmallHeaderBytes);
       bytes.resize(random_.oneIn(4) ? bytes.size() : size);
       break;
     }
     default:
       if (row == nullptr || bytes.size() < head + row->fixedBytes || row->form == FormKind::Family) {
-        put(bytes.data() + 4 * random_.below(bytes.size() / 4), random_.oneIn(2) ? random_.below(16) : static_cast<uint32_t>(random_.next()));
+        put(bytes.data() + 4 * random_.below(bytes.size() / 4),
+            random_.oneIn(2) ? random_.below(16) : static_cast<uint32_t>(random_.next()));
       } else {
         maker_.remakeArgument(*row, bytes.data() + head);
       }

@@ -24,13 +24,18 @@ constexpr uint32_t kProcess = 7;
 constexpr auto kSoon = std::chrono::seconds(10);  // of an honest answer, on a machine with much else to do
 
 // Small quotas, so that they are reached.
-constexpr peer::Quotas kQuotas = {.contexts = 6, .windows = 6, .allocations = 6, .allocationBytes = 1 << 20, .drawableBytes = 4 << 20,
+constexpr peer::Quotas kQuotas = {.contexts = 6,
+                                  .windows = 6,
+                                  .allocations = 6,
+                                  .allocationBytes = 1 << 20,
+                                  .drawableBytes = 4 << 20,
                                   .channelBytes = 4 * peer::kChannelBytes};
 
 // Puts the packet into a message, broken now and then.
 template <typename Packet>
 void pack(Random& random, peer::HostRequest& request, Packet packet) {
-  if constexpr (requires { packet.processId; }) packet.processId = random.oneIn(32) ? static_cast<uint32_t>(random.next()) : kProcess;
+  if constexpr (requires { packet.processId; })
+    packet.processId = random.oneIn(32) ? static_cast<uint32_t>(random.next()) : kProcess;
   static_assert(sizeof packet <= peer::kPacketRoom);
   std::memcpy(request.packet, &packet, sizeof packet);
   request.packetBytes = sizeof packet;
@@ -49,8 +54,23 @@ void pack(Random& random, peer::HostRequest& request, Packet packet) {
 }
 
 void drawAttributes(Random& random, std::span<uint16_t> words) {
-  static constexpr uint16_t kWords[] = {GL_DOUBLEBUFFER, GL_VERSION, 210, 320, 430, 460, GL_CONTEXT_PROFILE_MASK, 1, 2, GL_SAMPLES, 4,
-                                        GL_RGBA,         GL_RGB,     GL_TEXTURE_2D, GL_TEXTURE_CUBE_MAP, GL_GENERATE_MIPMAP, GL_FRAMEBUFFER_SRGB};
+  static constexpr uint16_t kWords[] = {GL_DOUBLEBUFFER,
+                                        GL_VERSION,
+                                        210,
+                                        320,
+                                        430,
+                                        460,
+                                        GL_CONTEXT_PROFILE_MASK,
+                                        1,
+                                        2,
+                                        GL_SAMPLES,
+                                        4,
+                                        GL_RGBA,
+                                        GL_RGB,
+                                        GL_TEXTURE_2D,
+                                        GL_TEXTURE_CUBE_MAP,
+                                        GL_GENERATE_MIPMAP,
+                                        GL_FRAMEBUFFER_SRGB};
   if (random.oneIn(2)) {
     words[0] = GL_DOUBLEBUFFER;
     return;
@@ -84,8 +104,8 @@ HostileGuest::~HostileGuest() {
   guest_.reset();
   require(steady_clock::now() - from < kSoon, "the host is held up at the end of a guest");
   const peer::PeerCounters left = counters_.read();
-  require(left.guests == 0 && left.contexts == 0 && left.glContexts == 0 && left.windows == 0 && left.surfaces == 0 && left.channels == 0 &&
-              left.allocations == 0 && left.mappedBytes == 0,
+  require(left.guests == 0 && left.contexts == 0 && left.glContexts == 0 && left.windows == 0 && left.surfaces == 0 &&
+              left.channels == 0 && left.allocations == 0 && left.mappedBytes == 0,
           "the host keeps what a guest has left");
 }
 
@@ -112,7 +132,8 @@ void HostileGuest::act(Random& random) {
 }
 
 // Sends the record and what comes behind it, cut to `cut` bytes, and takes the reply.
-void HostileGuest::say(Random& random, peer::HostRequest& request, const std::vector<uint8_t>& behind, std::optional<uint32_t> cut, int file) {
+void HostileGuest::say(Random& random, peer::HostRequest& request, const std::vector<uint8_t>& behind,
+                       std::optional<uint32_t> cut, int file) {
   std::vector<uint8_t> message(sizeof request + behind.size());
   std::memcpy(message.data(), &request, sizeof request);
   std::copy(behind.begin(), behind.end(), message.begin() + sizeof request);
@@ -158,7 +179,8 @@ void HostileGuest::sayPacket(Random& random) {
       drawAttributes(random, packet.attributes);
       if (random.oneIn(4)) {
         path.resize(random.below(random.oneIn(16) ? 70000 : 64), 'a');
-        packet.imagePath = {path.empty() ? 0u : 1u, static_cast<uint32_t>(random.oneIn(8) ? random.next() : path.size()), random.oneIn(16)};
+        packet.imagePath = {path.empty() ? 0u : 1u, static_cast<uint32_t>(random.oneIn(8) ? random.next() : path.size()),
+                            random.oneIn(16)};
       }
       pack(random, request, packet);
       break;
@@ -216,7 +238,8 @@ void HostileGuest::sayAnything(Random& random) {
   request.pathBytes = random.oneIn(2) ? random.below(300) : static_cast<uint32_t>(random.next());
   request.contextId = anyId(random);
   const std::vector<uint8_t> behind(random.oneIn(2) ? request.pathBytes % 70000 : random.below(300), 0x5A);
-  say(random, request, behind, random.oneIn(4) ? std::optional(random.below(sizeof request + 64)) : std::nullopt, anyDescriptor(random, 4096));
+  say(random, request, behind, random.oneIn(4) ? std::optional(random.below(sizeof request + 64)) : std::nullopt,
+      anyDescriptor(random, 4096));
 }
 
 void HostileGuest::openAllocation(Random& random) {
@@ -250,10 +273,10 @@ void HostileGuest::writeStream(Random& random, peer::ChannelMemory& memory, cons
 }
 
 void HostileGuest::falsify(Random& random, peer::ChannelMemory& memory) {
-  std::atomic<uint32_t>* const words[] = {&memory.requests,      &memory.streamWritten,    &memory.streamFault,   &memory.replyRead,
-                                          &memory.writable,      &memory.answers,          &memory.streamRead,    &memory.replyWritten,
-                                          &memory.closed,        &memory.peerBell.rings,   &memory.peerBell.sleeping, &memory.guestBell.rings,
-                                          &memory.guestBell.sleeping};
+  std::atomic<uint32_t>* const words[] = {
+      &memory.requests,          &memory.streamWritten,   &memory.streamFault,       &memory.replyRead, &memory.writable,
+      &memory.answers,           &memory.streamRead,      &memory.replyWritten,      &memory.closed,    &memory.peerBell.rings,
+      &memory.peerBell.sleeping, &memory.guestBell.rings, &memory.guestBell.sleeping};
   std::atomic<uint32_t>& word = *random.of(words);
   const uint32_t before = word.load();
   word.store(random.oneIn(2) ? before + random.below(9) - 4 : static_cast<uint32_t>(random.next() >> random.below(32)));
@@ -270,7 +293,8 @@ void HostileGuest::flush(Random& random, Channel& channel) {
   request.processId = random.oneIn(32) ? 8 : kProcess;
   request.windowId = anyId(random);
   request.presentMode = random.oneIn(2) ? 0 : random.oneIn(16) ? 77 : random.oneIn(2) ? GL_FRONT : GL_BACK;
-  for (int32_t& side : request.clientRect) side = random.oneIn(32) ? static_cast<int32_t>(random.next()) : static_cast<int32_t>(random.below(80));
+  for (int32_t& side : request.clientRect)
+    side = random.oneIn(32) ? static_cast<int32_t>(random.next()) : static_cast<int32_t>(random.below(80));
   request.backBuffer = random.oneIn(2) ? 0 : anyId(random);
   request.streamBytes = static_cast<uint32_t>(stream.size());
   request.replyBytes = random.oneIn(4) ? random.below(600000) : random.below(16);
@@ -301,7 +325,8 @@ void HostileGuest::flush(Random& random, Channel& channel) {
     std::this_thread::yield();
   }
   const peer::FlushAnswer answer = memory.answer;
-  require(answer.replyBytes <= request.replyBytes && answer.reply2Bytes <= request.reply2Bytes, "a reply is longer than its buffer");
+  require(answer.replyBytes <= request.replyBytes && answer.reply2Bytes <= request.reply2Bytes,
+          "a reply is longer than its buffer");
 }
 
 }  // namespace qv::fuzz

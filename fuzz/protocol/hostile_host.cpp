@@ -48,7 +48,9 @@ class Host {
   void endFlush() { flushes_.fetch_add(1); }
 
  private:
-  uint32_t amount() { return random_.oneIn(2) ? random_.below(40) : static_cast<uint32_t>(random_.next() >> (32 + random_.below(32))); }
+  uint32_t amount() {
+    return random_.oneIn(2) ? random_.below(40) : static_cast<uint32_t>(random_.next() >> (32 + random_.below(32)));
+  }
 
   void answerMessages() {
     peer::HostRequest request;

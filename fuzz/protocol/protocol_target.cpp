@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   } else if (!steps.empty()) {
     runGuestOfHostileHost(steps[0].seed, std::min<uint32_t>(static_cast<uint32_t>(steps.size()), 200));
   }
-  if (const std::string left = openDescriptors(); left != descriptors) findFault(("descriptors before and after:\n" + descriptors + "\n" + left).c_str());
+  if (const std::string left = openDescriptors(); left != descriptors)
+    findFault(("descriptors before and after:\n" + descriptors + "\n" + left).c_str());
   counts().inputs.fetch_add(1, std::memory_order_relaxed);
   counts().units.fetch_add(steps.size(), std::memory_order_relaxed);
   return 0;

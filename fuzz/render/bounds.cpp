@@ -13,12 +13,12 @@
 namespace qv::fuzz {
 namespace {
 
-constexpr uint32_t kSide = 1024;     // of an image; 16384 x 16384 pixels of 16 bytes are 4 GiB
+constexpr uint32_t kSide = 1024;  // of an image; 16384 x 16384 pixels of 16 bytes are 4 GiB
 constexpr uint32_t kLayers = 64;
-constexpr uint32_t kSteps = 64;      // of an evaluator's grid
-constexpr uint32_t kGroups = 8;      // of a compute shader
-constexpr uint32_t kNames = 4096;    // display lists that are deleted one by one
-constexpr uint32_t kListCalls = 2;   // by one list: with eight lists that call each other, 256 at most
+constexpr uint32_t kSteps = 64;     // of an evaluator's grid
+constexpr uint32_t kGroups = 8;     // of a compute shader
+constexpr uint32_t kNames = 4096;   // display lists that are deleted one by one
+constexpr uint32_t kListCalls = 2;  // by one list: with eight lists that call each other, 256 at most
 
 // `argument` counts from 0 in the prototype.
 struct Bound {
@@ -136,7 +136,8 @@ std::vector<uint8_t> StreamBounds::bound(std::span<const uint8_t> stream, bool m
     out.insert(out.end(), stream.data() + begin, stream.data() + begin + there);
     if (row != nullptr && row->form != FormKind::Family && bytes >= row->fixedBytes) cutNumbers(*row, out.data() + at + head);
   }
-  if (walk.malformed() && mayBeMalformed) out.insert(out.end(), stream.begin() + static_cast<std::ptrdiff_t>(walk.offset()), stream.end());
+  if (walk.malformed() && mayBeMalformed)
+    out.insert(out.end(), stream.begin() + static_cast<std::ptrdiff_t>(walk.offset()), stream.end());
   return out;
 }
 

@@ -12,8 +12,8 @@ namespace qv::fuzz {
 // One object for each context, whose flushes it sees in their order.
 class StreamBounds {
  public:
-  // The stream with its numbers cut. Commands that would call lists without end, and those of known faults, are left out; malformed
-  // ones, too, unless they may stay.
+  // The stream with its numbers cut. Commands that would call lists without end, and those of known faults, are left out;
+  // malformed ones, too, unless they may stay.
   std::vector<uint8_t> bound(std::span<const uint8_t> stream, bool mayBeMalformed);
 
  private:

@@ -26,9 +26,9 @@ constexpr std::array<uint16_t, 6> kContextAttributes[] = {{GL_DOUBLEBUFFER, GL_V
                                                           {GL_VERSION, 330, GL_CONTEXT_PROFILE_MASK, 1, 0, 0},
                                                           {GL_VERSION, 430, GL_CONTEXT_PROFILE_MASK, 1, 0, 0}};
 constexpr std::array<uint16_t, 5> kWindowAttributes[kWindows] = {{GL_DOUBLEBUFFER, 0, 0, 0, 0},
-                                                                {GL_DOUBLEBUFFER, GL_SAMPLES, 4, 0, 0},
-                                                                {GL_RGBA, GL_TEXTURE_2D, GL_GENERATE_MIPMAP, 0, 0},
-                                                                {GL_RGBA, GL_TEXTURE_CUBE_MAP, GL_RGBA32F, 0, 0}};
+                                                                 {GL_DOUBLEBUFFER, GL_SAMPLES, 4, 0, 0},
+                                                                 {GL_RGBA, GL_TEXTURE_2D, GL_GENERATE_MIPMAP, 0, 0},
+                                                                 {GL_RGBA, GL_TEXTURE_CUBE_MAP, GL_RGBA32F, 0, 0}};
 constexpr std::array<int32_t, 2> kSizes[] = {{64, 64}, {64, 64}, {65, 63}, {1, 1}, {0, 0}, {128, 16}, {16, 96}, {-5, 3}};
 
 // The peer of the process, and a surface that frames go to.

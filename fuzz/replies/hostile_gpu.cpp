@@ -45,7 +45,10 @@ void HostileGpu::answer(EscapeBufferRow& row) {
     const uint32_t same = word();
     const uint32_t way = random_.below(4);
     for (uint32_t at = 0; at < length; ++at) {
-      memory[at] = static_cast<uint8_t>(way == 0 ? 0xFF : way == 1 ? random_.next() : way == 2 ? " GL_1.4"[at % 7] : same >> 8 * (at % 4));
+      memory[at] = static_cast<uint8_t>(way == 0   ? 0xFF
+                                        : way == 1 ? random_.next()
+                                        : way == 2 ? " GL_1.4"[at % 7]
+                                                   : same >> 8 * (at % 4));
     }
   }
   row.size = hostile() ? word() : length;

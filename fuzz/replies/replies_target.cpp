@@ -28,7 +28,8 @@ test::Routine routine(const RowFacts& row) {
   static const std::unordered_map<const RowFacts*, test::Routine> all = [] {
     std::unordered_map<const RowFacts*, test::Routine> out;
     for (const RowFacts& each : allRows()) {
-      if (!each.isPrivate) out[&each] = reinterpret_cast<test::Routine>(reinterpret_cast<void*>(loader::driverProcAddress(each.name)));
+      if (!each.isPrivate)
+        out[&each] = reinterpret_cast<test::Routine>(reinterpret_cast<void*>(loader::driverProcAddress(each.name)));
     }
     return out;
   }();
@@ -87,7 +88,8 @@ class Process {
       case 2:
         return makeCurrent(window, context);
       case 3:
-        if (windows_[window] != nullptr) sim::resizeWindow(windows_[window], static_cast<int>(random.below(200)), static_cast<int>(random.below(150)));
+        if (windows_[window] != nullptr)
+          sim::resizeWindow(windows_[window], static_cast<int>(random.below(200)), static_cast<int>(random.below(150)));
         return;
       case 4:
         if (contexts_[0] != nullptr && contexts_[context] != nullptr) loader::wglShareLists(contexts_[0], contexts_[context]);
@@ -102,7 +104,8 @@ class Process {
       case 7:
         return pbuffer(random);
       case 8:
-        if (contexts_[0] != nullptr && contexts_[1] != nullptr) loader::wglCopyContext(contexts_[0], contexts_[1], GL_ALL_ATTRIB_BITS);
+        if (contexts_[0] != nullptr && contexts_[1] != nullptr)
+          loader::wglCopyContext(contexts_[0], contexts_[1], GL_ALL_ATTRIB_BITS);
         return;
       case 9:
         destroyWindow(windows_[window]);

@@ -121,7 +121,8 @@ struct Touch<Query<LengthReply>> {
   static void memory(A... arguments) {
     const auto count = argument<Arguments<A...>::kLastScalar>(arguments...);
     if (count > 0) {
-      writeMemory(argument<sizeof...(A) - 1>(arguments...), static_cast<uint64_t>(count) * sizeof(typename Arguments<A...>::Element));
+      writeMemory(argument<sizeof...(A) - 1>(arguments...),
+                  static_cast<uint64_t>(count) * sizeof(typename Arguments<A...>::Element));
     }
   }
 };

@@ -5,9 +5,9 @@
 
 namespace qv::fuzz {
 
-// Each function reads what GL reads behind its pointers and writes what GL may write there, so that AddressSanitizer sees a pointer
-// that does not lead to as much. What it answers is drawn from the seed. It keeps as much state as its caller can rely on:
-// primitives, client arrays, pixel storage, bindings. A thread has a GL of its own, which starts anew with restartStubGl().
+// Each function reads what GL reads behind its pointers and writes what GL may write there, so that AddressSanitizer sees a
+// pointer that does not lead to as much. What it answers is drawn from the seed. It keeps as much state as its caller can rely
+// on: primitives, client arrays, pixel storage, bindings. A thread has a GL of its own, which starts anew with restartStubGl().
 
 // Fills qv::peer::gl, once, before the peer looks at it.
 void installStubGl();

@@ -79,7 +79,8 @@ void APIENTRY drawPixels(GLsizei width, GLsizei height, GLenum format, GLenum ty
 void APIENTRY texImage1D(GLenum, GLint, GLint, GLsizei width, GLint, GLenum format, GLenum type, const void* pixels) {
   readImage(format, type, width, 1, 1, pixels);
 }
-void APIENTRY texImage2D(GLenum, GLint, GLint, GLsizei width, GLsizei height, GLint, GLenum format, GLenum type, const void* pixels) {
+void APIENTRY texImage2D(GLenum, GLint, GLint, GLsizei width, GLsizei height, GLint, GLenum format, GLenum type,
+                         const void* pixels) {
   readImage(format, type, width, height, 1, pixels);
 }
 void APIENTRY texImage3D(GLenum, GLint, GLint, GLsizei width, GLsizei height, GLsizei depth, GLint, GLenum format, GLenum type,
@@ -89,11 +90,12 @@ void APIENTRY texImage3D(GLenum, GLint, GLint, GLsizei width, GLsizei height, GL
 void APIENTRY texSubImage1D(GLenum, GLint, GLint, GLsizei width, GLenum format, GLenum type, const void* pixels) {
   readImage(format, type, width, 1, 1, pixels);
 }
-void APIENTRY texSubImage2D(GLenum, GLint, GLint, GLint, GLsizei width, GLsizei height, GLenum format, GLenum type, const void* pixels) {
+void APIENTRY texSubImage2D(GLenum, GLint, GLint, GLint, GLsizei width, GLsizei height, GLenum format, GLenum type,
+                            const void* pixels) {
   readImage(format, type, width, height, 1, pixels);
 }
-void APIENTRY texSubImage3D(GLenum, GLint, GLint, GLint, GLint, GLsizei width, GLsizei height, GLsizei depth, GLenum format, GLenum type,
-                            const void* pixels) {
+void APIENTRY texSubImage3D(GLenum, GLint, GLint, GLint, GLint, GLsizei width, GLsizei height, GLsizei depth, GLenum format,
+                            GLenum type, const void* pixels) {
   readImage(format, type, width, height, depth, pixels);
 }
 

@@ -81,7 +81,9 @@ void setPointer(GLenum name, GLint components, GLenum type, GLsizei stride, cons
 void APIENTRY vertexPointer(GLint components, GLenum type, GLsizei stride, const void* pointer) {
   setPointer(GL_VERTEX_ARRAY, components, type, stride, pointer);
 }
-void APIENTRY normalPointer(GLenum type, GLsizei stride, const void* pointer) { setPointer(GL_NORMAL_ARRAY, 3, type, stride, pointer); }
+void APIENTRY normalPointer(GLenum type, GLsizei stride, const void* pointer) {
+  setPointer(GL_NORMAL_ARRAY, 3, type, stride, pointer);
+}
 void APIENTRY colorPointer(GLint components, GLenum type, GLsizei stride, const void* pointer) {
   setPointer(GL_COLOR_ARRAY, components, type, stride, pointer);
 }
@@ -111,7 +113,8 @@ void APIENTRY drawArrays(GLenum mode, GLint first, GLsizei count) {
     const uint64_t element = static_cast<uint64_t>(array.components) * typeBytes(array.type);
     const uint64_t stride = array.stride != 0 ? static_cast<uint64_t>(array.stride) : element;
     // All of a vertex array is read; padding between elements is not.
-    for (int64_t i = first; i < int64_t{first} + count; ++i) readMemory(array.pointer + static_cast<uint64_t>(i) * stride, element);
+    for (int64_t i = first; i < int64_t{first} + count; ++i)
+      readMemory(array.pointer + static_cast<uint64_t>(i) * stride, element);
   }
 }
 
@@ -211,10 +214,10 @@ int knownValues(GLenum name, int64_t& first) {
 
 // Names that have one value; a query by one of these is handed room for one.
 bool hasOneValue(GLenum name) {
-  return (name >= GL_PACK_SWAP_BYTES && name <= GL_PACK_ALIGNMENT) || (name >= GL_UNPACK_SWAP_BYTES && name <= GL_UNPACK_ALIGNMENT) ||
-         (name >= GL_MAP_COLOR && name <= GL_DEPTH_BIAS) || name == GL_DRAW_BUFFER || name == GL_READ_BUFFER ||
-         name == GL_CURRENT_PROGRAM || name == GL_NUM_EXTENSIONS || name == GL_TEXTURE_BINDING_2D || name == GL_TEXTURE_BINDING_CUBE_MAP ||
-         name == 0x8758 /* GL_PACK_INVERT_MESA */;
+  return (name >= GL_PACK_SWAP_BYTES && name <= GL_PACK_ALIGNMENT) ||
+         (name >= GL_UNPACK_SWAP_BYTES && name <= GL_UNPACK_ALIGNMENT) || (name >= GL_MAP_COLOR && name <= GL_DEPTH_BIAS) ||
+         name == GL_DRAW_BUFFER || name == GL_READ_BUFFER || name == GL_CURRENT_PROGRAM || name == GL_NUM_EXTENSIONS ||
+         name == GL_TEXTURE_BINDING_2D || name == GL_TEXTURE_BINDING_CUBE_MAP || name == 0x8758 /* GL_PACK_INVERT_MESA */;
 }
 
 template <typename T>
@@ -223,7 +226,9 @@ void APIENTRY get(GLenum name, T* out) {
   int64_t first = 0;
   int values = knownValues(name, first);
   if (values == kUnknown) {
-    values = hasOneValue(name) ? 1 : stub.random.oneIn(256) ? static_cast<int>(65536 / sizeof(T)) : 1 + static_cast<int>(stub.random.below(16));
+    values = hasOneValue(name)        ? 1
+             : stub.random.oneIn(256) ? static_cast<int>(65536 / sizeof(T))
+                                      : 1 + static_cast<int>(stub.random.below(16));
     if (!hasOneValue(name)) writeMemory(out, static_cast<uint64_t>(values) * sizeof(T));
     if (hasOneValue(name)) *out = static_cast<T>(first);
     return;
@@ -235,7 +240,8 @@ void APIENTRY get(GLenum name, T* out) {
 }
 
 const GLubyte* APIENTRY getString(GLenum) {
-  static constexpr const char* kTexts[] = {"4.5 (Compatibility Profile) Mesa 22", "4.5 (Core Profile) Mesa 22", "GL_ARB_a GL_EXT_b", ""};
+  static constexpr const char* kTexts[] = {"4.5 (Compatibility Profile) Mesa 22", "4.5 (Core Profile) Mesa 22",
+                                           "GL_ARB_a GL_EXT_b", ""};
   if (stub.tellsVersion) return reinterpret_cast<const GLubyte*>(kTexts[0]);
   if (stub.random.oneIn(8)) return nullptr;
   return reinterpret_cast<const GLubyte*>(stub.random.of(kTexts));

@@ -31,14 +31,16 @@ Bytes readFile(const char* path) {
   return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 void writeFile(const std::string& path, const Bytes& bytes) {
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
 int dump(const char* path) {
   const Bytes input = readFile(path);
   for (const FlushInput& flush : readFlushes(input)) {
-    std::printf("flush of %zu bytes: context %u, window %u, size %u, present %u, replies %u, cuts %u, options 0x%x\n", flush.stream.size(),
-                flush.context(), flush.window(), flush.size(), flush.presentMode(), flush.replies(), flush.cutSeed(), flush.options);
+    std::printf("flush of %zu bytes: context %u, window %u, size %u, present %u, replies %u, cuts %u, options 0x%x\n",
+                flush.stream.size(), flush.context(), flush.window(), flush.size(), flush.presentMode(), flush.replies(),
+                flush.cutSeed(), flush.options);
     CommandWalk walk(flush.stream.data(), flush.stream.size());
     uint32_t opcode = 0;
     Reader payload(nullptr, 0);

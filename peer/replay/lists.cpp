@@ -1,5 +1,5 @@
 // Replay of the display list commands that are more than a call.
-#include <map>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -52,19 +52,16 @@ bool mayCallAbsent(Replayer& replayer, uint32_t opcode, const char* name) {
 }  // namespace
 
 bool KnownLists::isWhole(uint32_t list, uint32_t open) const {
-  constexpr uint32_t kDeepest = 256;  // OpenGL itself goes down 64 lists at most
+  constexpr uint32_t kDeepest = 256;  // OpenGL itself goes down 64 lists at most, and a circle has no end
   const std::lock_guard lock(mutex_);
-  enum class Seen { OnTheWay = 1, Whole };
-  std::map<uint32_t, Seen> seen;
+  std::set<uint32_t> whole;
   const auto visit = [&](auto&& self, uint32_t name, uint32_t depth) -> bool {
-    Seen& state = seen[name];
-    if (state == Seen::Whole) return true;
+    if (whole.contains(name)) return true;
     const auto at = calls_.find(name);
-    if (state == Seen::OnTheWay || name == open || at == calls_.end() || at->second.others || depth == kDeepest) return false;
-    state = Seen::OnTheWay;
+    if (name == open || at == calls_.end() || at->second.others || depth == kDeepest) return false;
     for (const uint32_t next : at->second.names)
       if (!self(self, next, depth + 1)) return false;
-    state = Seen::Whole;
+    whole.insert(name);
     return true;
   };
   return visit(visit, list, 0);

@@ -11,8 +11,8 @@ class Replayer;
 // Whether the routine of this name sets an attribute of the vertices that follow, the position excepted.
 constexpr bool setsAttribute(std::string_view name) {
   for (const std::string_view begin :
-       {"glColor3", "glColor4", "glColorP", "glEdgeFlag", "glFogCoord", "glIndex", "glMaterial", "glMultiTexCoord", "glNormal3", "glNormalP",
-        "glSecondaryColor", "glTexCoord", "glVertexAttrib"}) {
+       {"glColor3", "glColor4", "glColorP", "glEdgeFlag", "glFogCoord", "glIndex", "glMaterial", "glMultiTexCoord", "glNormal3",
+        "glNormalP", "glSecondaryColor", "glTexCoord", "glVertexAttrib"}) {
     if (name.starts_with(begin)) return true;
   }
   return name.starts_with("glArrayElement");

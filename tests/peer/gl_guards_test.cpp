@@ -133,6 +133,26 @@ TEST_F(GlGuards, ListsWithAttributesBetweenVerticesCanBeEnded) {
   }
   list(5, {primitive, calls});
   list(5, {calls, primitive});
+  list(6, {calls});
+  list(7, {primitive, call(6)});
+  list(5, {Stream().add(kColor3f, 0.0f, 1.0f, 0.0f)});
+  list(5, {primitive, call(5)});
+  // One list does not count for the next.
+  const Stream green = Stream()
+                           .add(kBegin, GL_LINE_STRIP)
+                           .add(kVertex2f, 0.0f, 0.0f)
+                           .add(kVertex2f, 0.0f, 1.0f)
+                           .add(kColor3f, 0.0f, 1.0f, 0.0f)
+                           .add(kVertex2f, 1.0f, 0.0f)
+                           .add(kEnd);
+  list(5, {call(20)});
+  list(8, {green});
+  list(5, {call(21)});
+  list(21, {Stream().add(kColor3f, 1.0f, 1.0f, 0.0f)});
+  ASSERT_EQ(guest.flush(call(8)), 0);
+  EXPECT_EQ(guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16), floats({0, 1, 0, 1}));
+  ASSERT_EQ(guest.flush(call(5)), 0);
+  EXPECT_EQ(guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16), floats({1, 1, 0, 1}));
   list(6, {call(1)});
   list(7, {primitive, call(6), Stream().add(kDeleteLists, 1u, 6)});
   list(1, {Stream().add(kColor3f, 0.0f, 0.0f, 1.0f)});
