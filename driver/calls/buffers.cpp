@@ -57,7 +57,7 @@ DataLength::DataLength(int64_t bytes) : word(0), payload(0) {
 namespace {
 
 // Keeps an existing copy current: maps the buffer, lets `copy` fill the mapping and ends the map, be it this one or the program's
-// own of glMapBuffer: required oddity 94.
+// own of glMapBuffer: required oddity 104.
 template <typename Copy>
 void writeThrough(BufferObject& buffer, Copy&& copy) {
   if (buffer.store.data() == nullptr) return;
@@ -76,7 +76,7 @@ bool bindIndexed(GlContext* context, GLenum target, GLuint index, GLuint buffer)
   return error == GL_NO_ERROR;
 }
 
-// Resets what a deleted buffer is bound to: every indexed binding, and the first of the general ones: required oddity 97.
+// Resets what a deleted buffer is bound to: every indexed binding, and the first of the general ones: required oddity 107.
 void unbindDeleted(GlContext* context, uint32_t name) {
   for (const GLenum target : kIndexedTargets) {
     const IndexedBindings indexed = indexedBindings(context, target);
@@ -92,7 +92,7 @@ void unbindDeleted(GlContext* context, uint32_t name) {
 }
 
 // The bytes that a clear takes from the program: as many as the buffer or the range has, although GL looks at one value only:
-// required oddity 96. What lies behind that value is not the program's to give.
+// required oddity 106. What lies behind that value is not the program's to give.
 template <typename Row, typename Record>
 void sendClear(GlContext* context, Record record, uint64_t payload, GLenum format, GLenum type, const void* data) {
   uint8_t* const to = sendWithData<Row>(context, record, payload);
@@ -108,7 +108,7 @@ namespace gl {
 void APIENTRY glBindBuffer(GLenum target, GLuint buffer) {
   GlContext* const context = enter<op::glBindBuffer>();
   if (context == nullptr) return;
-  // Two errors are recorded, of which the program sees the second: required oddity 90.
+  // Two errors are recorded, of which the program sees the second: required oddity 100.
   if (!bindBufferTarget(context, target, buffer)) return recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
   send<op::glBindBuffer>(context, target, buffer);
 }
@@ -189,7 +189,7 @@ void APIENTRY glCopyBufferSubData(GLenum readTarget, GLenum writeTarget, GLintpt
   if (context == nullptr || needBuffer(context, readTarget) == nullptr) return;
   BufferObject* const written = needBuffer(context, writeTarget);
   if (written == nullptr) return;
-  // Neither buffer is asked whether it is mapped: required oddity 95.
+  // Neither buffer is asked whether it is mapped: required oddity 105.
   if (size > 0) written->hostContentsNewer = 1;
   send<Row>(context, readTarget, writeTarget, readOffset, writeOffset, size);
 }

@@ -14,7 +14,7 @@ struct ClientArrays {
 
   bool any() const { return vertexBytes != 0 || instanceBytes != 0; }
   // Bytes of a vertex in the block. The word that tells it has 16 bits: what exceeds them is cut off, here and there: required
-  // oddity 104.
+  // oddity 114.
   uint32_t blockVertexBytes() const { return static_cast<uint32_t>(vertexBytes) & 0xFFFF; }
   // Whether a section follows. Its length has 32 bits.
   uint32_t sectionData() const { return static_cast<uint32_t>(instanceBytes); }

@@ -18,7 +18,7 @@ void switchAttrib(GLuint index, bool on) {
   send<Row>(context, index);
 }
 
-// The command goes out whatever the index is: required oddity 100. An attribute with a divisor of its own falls back to its own
+// The command goes out whatever the index is: required oddity 110. An attribute with a divisor of its own falls back to its own
 // binding.
 template <typename Row>
 void setDivisor(GLuint index, GLuint divisor) {
@@ -87,7 +87,7 @@ bool mayBind(GlContext* context, GLuint bindingIndex) {
 
 namespace gl {
 
-// Any name will do: required oddity 99.
+// Any name will do: required oddity 109.
 void APIENTRY glBindVertexArray(GLuint array) {
   GlContext* const context = currentContext();
   if (context == nullptr) return;

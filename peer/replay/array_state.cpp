@@ -340,7 +340,7 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
   };
   uint32_t rows = bufferedRows();
   // Far from the beginning there would be too much room. Where only arrays of the block count, they may as well begin with it:
-  // required oddity 107.
+  // required oddity 117.
   auto skipped = static_cast<uint64_t>(std::max<int64_t>(range.first, 0));
   if (rows == 0 && skipped * block.vertexBytes > StreamBuffer::kUsual) {
     placed.shift = range.first;

@@ -1,5 +1,5 @@
 # The scenes, one source file each; included by whoever builds or runs them.
 set(QV_PICTURES clear_colours triangle run_breaks lit_list matrix_stacks rects_points_lines depth_blend_fog
-    short_primitives buffers client_arrays)
+    short_primitives buffers client_arrays images)
 # Those with a main function of their own.
 set(QV_PICTURES_ALONE drawables resize shared_threads)

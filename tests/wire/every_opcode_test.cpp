@@ -41,6 +41,7 @@ std::optional<uint64_t> goodLength(const RowFacts& row, Fill fill) {
   switch (row.form) {
     case FormKind::Counted:
     case FormKind::Array:
+    case FormKind::Image:
       return fixed;
     case FormKind::Sized:
       for (const ArgumentFacts& argument : row.arguments) {
@@ -54,8 +55,8 @@ std::optional<uint64_t> goodLength(const RowFacts& row, Fill fill) {
     case FormKind::Record: {
       const std::string_view name = row.name;
       // Data of that many bytes are too long for a command, and are left out. A run of 255 slots is none, names of that many bytes are
-      // not there, and draws have no such flags.
-      if (fill == Fill::Ones) return name.find("Buffer") != name.npos ? std::optional(fixed) : std::nullopt;
+      // not there, and draws have no such flags. A negative count has no names.
+      if (fill == Fill::Ones) return name.find("Buffer") != name.npos || name == "glAreTexturesResident" || name == "glSeparableFilter2D" ? std::optional(fixed) : std::nullopt;
       // Words behind no indices.
       if (!name.starts_with("glDrawElements") || name.ends_with("BaseInstance")) return fixed;
       return fixed + (name.find("Instanced") != name.npos ? 4 : 0) + (name.ends_with("BaseVertex") ? 4 : 0);
