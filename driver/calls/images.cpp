@@ -1,6 +1,7 @@
 // Images: uploads with their checks, and reads, which wait for the host's answer.
 #include "driver/calls/image_checks.h"
 #include "driver/queries/value_count.h"
+#include "driver/state/buffer_bindings.h"
 #include "driver/stream/entry_template.h"
 #include "driver/stream/gl_routines.h"
 
@@ -17,7 +18,9 @@ uint32_t packedBytes(const GlContext* context, GLenum target, GLenum format, GLe
 }
 
 // Reads into a buffer of the host's make its contents there newer than the guest's.
-void noteReadIntoBuffer(GlContext*) {}
+void noteReadIntoBuffer(GlContext* context) {
+  if (BufferObject* const buffer = findBuffer(context, context->buffers.pixelPack)) buffer->hostContentsNewer = 1;
+}
 
 template <typename Row, typename... A>
 void callUnlessRefused(GlContext* context, GLenum error, A... arguments) {
