@@ -364,7 +364,7 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
   if (total != 0) {
     bindStream();
     const uint64_t start = stream_.take(total, least);
-    if (start == kNoRoom) {
+    if (start == StreamBuffer::kNowhere) {
       replayer.passOver(opcode, name, "its data are too long, or too far from the beginning of their arrays");
       return false;
     }

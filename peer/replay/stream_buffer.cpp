@@ -22,7 +22,7 @@ void StreamBuffer::resize(uint64_t bytes) {
 uint64_t StreamBuffer::take(uint64_t bytes, uint64_t least) {
   constexpr uint64_t kAlignment = 64;
   const auto aligned = [](uint64_t at) { return (at + kAlignment - 1) & ~(kAlignment - 1); };
-  if (bytes > kMost || least > kMost) return kNoRoom;
+  if (bytes > kMost || least > kMost) return kNowhere;
   const uint64_t wanted = aligned(least) + bytes;
   usualDraws_ = wanted <= kUsual ? usualDraws_ + 1 : 0;
   if (wanted > bytes_) {

@@ -444,6 +444,19 @@ TEST_F(Buffers, CopiesMakeTheCopyStale) {
                    .add(kCopyBufferSubData, GL_COPY_READ_BUFFER, GL_COPY_WRITE_BUFFER, 0, 4, 8));
 }
 
+// Images that are read into a buffer make the guest's copy of it stale.
+TEST_F(Buffers, ReadImagesMakeTheCopyStale) {
+  const GLuint name = bound(GL_PIXEL_PACK_BUFFER);
+  QV_CALL(glReadPixels)(0, 0, 2, 2, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+  EXPECT_EQ(object(name).hostContentsNewer, 1);
+  object(name).hostContentsNewer = 0;
+  QV_CALL(glGetTexImage)(GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+  EXPECT_EQ(object(name).hostContentsNewer, 1);
+  object(name).hostContentsNewer = 0;
+  QV_CALL(glGetCompressedTexImage)(GL_TEXTURE_2D, 0, nullptr);
+  EXPECT_EQ(object(name).hostContentsNewer, 1);
+}
+
 // A clear carries as many bytes as the buffer or the range has, although the program gives one value only: it stands first.
 // Nothing behind the value is read.
 TEST_F(Buffers, ClearsAreAsLongAsTheirRange) {
