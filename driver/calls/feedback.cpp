@@ -22,7 +22,8 @@ void setVaryings(GLuint program, GLsizei count, const GLchar* const* varyings, G
                  FeedbackVaryingsRecord{program, count, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(varyings)),
                                         static_cast<uint32_t>(texts.bytes), mode, count},
                  texts);
-  if ((context->quirkFlags & kQuirkFlushShared) != 0 && context->nextSharer != context) flushStream(context, 0, nullptr, 0, nullptr, 0);
+  if ((context->quirkFlags & kQuirkFlushShared) != 0 && context->nextSharer != context)
+    flushStream(context, 0, nullptr, 0, nullptr, 0);
 }
 
 template <typename Row>

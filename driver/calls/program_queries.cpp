@@ -20,7 +20,8 @@ void askValues(const Record& record, T* values, uint32_t count) {
   flushStream(context, 0, values, count * static_cast<uint32_t>(sizeof(T)), nullptr, 0);
 }
 
-// Sends the record and waits for a length and a text. A length that the program does not ask for goes into a word of the driver's.
+// Sends the record and waits for a length and a text. A length that the program does not ask for goes into a word of the
+// driver's.
 template <typename Row, typename Record>
 void askText(const Record& record, GLsizei room, GLsizei* length, GLchar* text) {
   GlContext* const context = currentContext();
@@ -79,7 +80,8 @@ void APIENTRY glGetActiveSubroutineUniformiv(GLuint program, GLenum shaderType, 
     if (count < 0 || count > kMostValues) count = 0;
   }
   const uint32_t values = static_cast<uint32_t>(count);
-  askValues<op::glGetActiveSubroutineUniformiv>(SubroutineUniformRecord{program, shaderType, index, pname, values}, params, values);
+  askValues<op::glGetActiveSubroutineUniformiv>(SubroutineUniformRecord{program, shaderType, index, pname, values}, params,
+                                                values);
 }
 
 void APIENTRY glGetActiveSubroutineUniformName(GLuint program, GLenum shaderType, GLuint index, GLsizei bufSize, GLsizei* length,
@@ -107,7 +109,8 @@ void APIENTRY glGetProgramResourceiv(GLuint program, GLenum kind, GLuint index, 
   // In bounds: the payload was taken as room.
   if (payload != sizeof record) std::memcpy(at + sizeof record, props, static_cast<size_t>(payload) - sizeof record);
   GLsizei unasked = 0;
-  flushStream(context, 0, length == nullptr ? &unasked : length, sizeof *length, params, params == nullptr ? 0 : roomOf(bufSize) * 4);
+  flushStream(context, 0, length == nullptr ? &unasked : length, sizeof *length, params,
+              params == nullptr ? 0 : roomOf(bufSize) * 4);
 }
 
 void APIENTRY glGetFramebufferParameteriv(GLenum target, GLenum pname, GLint* params) {

@@ -74,7 +74,8 @@ bool answerFromRecord(GlContext* context, GLuint program, GLenum pname, GLint* p
 }  // namespace
 
 void flushForSharers(GlContext* context) {
-  if ((context->quirkFlags & kQuirkFlushShared) != 0 && context->nextSharer != context) flushStream(context, 0, nullptr, 0, nullptr, 0);
+  if ((context->quirkFlags & kQuirkFlushShared) != 0 && context->nextSharer != context)
+    flushStream(context, 0, nullptr, 0, nullptr, 0);
 }
 
 void reportCompile(GlContext* context, GLuint shader) {
@@ -200,11 +201,11 @@ void APIENTRY glShaderSource(GLuint shader, GLsizei count, const GLchar* const* 
   if (count > 0 && strings == nullptr) return refuse(context, opcodeOf<Row>, GL_INVALID_VALUE);
   const TextList texts(count, strings, lengths);
   if (texts.isTooLong()) return refuse(context, opcodeOf<Row>, GL_OUT_OF_MEMORY);
-  sendTexts<Row>(context,
-                 ShaderSourceRecord{shader, count, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(strings)),
-                                    static_cast<uint32_t>(reinterpret_cast<uintptr_t>(lengths)),
-                                    static_cast<uint32_t>(texts.bytes), count},
-                 texts);
+  sendTexts<Row>(
+      context,
+      ShaderSourceRecord{shader, count, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(strings)),
+                         static_cast<uint32_t>(reinterpret_cast<uintptr_t>(lengths)), static_cast<uint32_t>(texts.bytes), count},
+      texts);
 }
 
 void APIENTRY glBindAttribLocation(GLuint program, GLuint index, const GLchar* name) {

@@ -30,6 +30,8 @@ inline void shadow(op::glUseProgram, GlContext* c, GLuint program) { useProgramS
 void bindPipelineShadow(GlContext* context, GLuint pipeline);
 inline void shadow(op::glBindProgramPipeline, GlContext* c, GLuint pipeline) { bindPipelineShadow(c, pipeline); }
 void activeProgramShadow(GlContext* context, GLuint pipeline, GLuint program);
-inline void shadow(op::glActiveShaderProgram, GlContext* c, GLuint pipeline, GLuint program) { activeProgramShadow(c, pipeline, program); }
+inline void shadow(op::glActiveShaderProgram, GlContext* c, GLuint pipeline, GLuint program) {
+  activeProgramShadow(c, pipeline, program);
+}
 
 }  // namespace qv

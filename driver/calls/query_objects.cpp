@@ -115,8 +115,12 @@ void trackQuery(GlContext* context, GLenum target, GLuint index, GLuint id) {
 
 namespace gl {
 
-void APIENTRY glGetQueryObjectiv(GLuint id, GLenum pname, GLint* params) { getQueryObject<op::glGetQueryObjectiv>(id, pname, params); }
-void APIENTRY glGetQueryObjectuiv(GLuint id, GLenum pname, GLuint* params) { getQueryObject<op::glGetQueryObjectuiv>(id, pname, params); }
+void APIENTRY glGetQueryObjectiv(GLuint id, GLenum pname, GLint* params) {
+  getQueryObject<op::glGetQueryObjectiv>(id, pname, params);
+}
+void APIENTRY glGetQueryObjectuiv(GLuint id, GLenum pname, GLuint* params) {
+  getQueryObject<op::glGetQueryObjectuiv>(id, pname, params);
+}
 void APIENTRY glGetQueryObjecti64v(GLuint id, GLenum pname, GLint64* params) {
   getQueryObject<op::glGetQueryObjecti64v>(id, pname, params);
 }

@@ -11,7 +11,9 @@ void trackQuery(GlContext* context, GLenum target, GLuint index, GLuint id);
 
 inline void shadow(op::glBeginQuery, GlContext* c, GLenum target, GLuint id) { trackQuery(c, target, 0, id); }
 inline void shadow(op::glEndQuery, GlContext* c, GLenum target) { trackQuery(c, target, 0, 0); }
-inline void shadow(op::glBeginQueryIndexed, GlContext* c, GLenum target, GLuint index, GLuint id) { trackQuery(c, target, index, id); }
+inline void shadow(op::glBeginQueryIndexed, GlContext* c, GLenum target, GLuint index, GLuint id) {
+  trackQuery(c, target, index, id);
+}
 inline void shadow(op::glEndQueryIndexed, GlContext* c, GLenum target, GLuint index) { trackQuery(c, target, index, 0); }
 
 }  // namespace qv

@@ -12,7 +12,9 @@ namespace qv {
 template <uint32_t Per, typename... A>
 struct Writer<Matrices<Per>, A...> : DataWriter<Matrices<Per>, A...> {
   using L = Layout<Matrices<Per>, A...>;
-  static Plan make(GlContext*, A... args) { return {.payload = payloadOf(L::kPayload, bytesOf(argument<L::kCountArg>(args...), L::kEach))}; }
+  static Plan make(GlContext*, A... args) {
+    return {.payload = payloadOf(L::kPayload, bytesOf(argument<L::kCountArg>(args...), L::kEach))};
+  }
   template <typename Stream>
   static void write(Stream& stream, uint32_t opcode, const Plan& plan, A... args) {
     uint8_t* const at = beginCommand(stream, opcode, plan.payload);

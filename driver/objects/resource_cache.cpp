@@ -16,8 +16,8 @@ constexpr uint32_t kIndexZeroLength = 3;
 
 constexpr LocationCell cellAt(const ResourceRecord& record, int32_t left) {
   const GLenum type = isOpaqueType(record.type) ? GL_INT : record.type;
-  return {static_cast<uint64_t>(left) | static_cast<uint64_t>(record.elementSize & 0xFF) << 24 |
-          uint64_t{record.isArray} << 32 | uint64_t{type & 0xFFFF} << 40 | static_cast<uint64_t>(record.components & 0xFF) << 56};
+  return {static_cast<uint64_t>(left) | static_cast<uint64_t>(record.elementSize & 0xFF) << 24 | uint64_t{record.isArray} << 32 |
+          uint64_t{type & 0xFFFF} << 40 | static_cast<uint64_t>(record.components & 0xFF) << 56};
 }
 
 }  // namespace
@@ -162,7 +162,8 @@ int32_t ResourceCache::resolveLocation(const char* name) const {
   return location + static_cast<int32_t>(number) * record.locationStep;
 }
 
-bool ResourceCache::describeResource(GLuint index, GLsizei bufSize, GLsizei* length, GLint* size, GLenum* type, char* name) const {
+bool ResourceCache::describeResource(GLuint index, GLsizei bufSize, GLsizei* length, GLint* size, GLenum* type,
+                                     char* name) const {
   const ResourceRecord* const record = at(index);
   if (record == nullptr) return false;
   if (bufSize > 0 && name != nullptr) {

@@ -22,7 +22,8 @@ struct CachedString {
 // Sum of the characters, as signed numbers, each times its place and 119.
 constexpr uint32_t nameHash(const char* text, uint32_t length) {
   uint32_t hash = 0;
-  for (uint32_t i = 0; i < length; ++i) hash += (i + 119) * static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(text[i])));
+  for (uint32_t i = 0; i < length; ++i)
+    hash += (i + 119) * static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(text[i])));
   return hash;
 }
 
@@ -70,8 +71,8 @@ struct ResourceRecord {
   uint8_t nameNeedsIndex;  // the application sees "[0]" behind the name
 };
 
-// What a location holds: bits 0 to 23 bytes from here to the end of the resource; 24 to 31 the low bits of elementSize; 32 isArray;
-// 40 to 55 the type, GL_INT for samplers and images; 56 to 63 the components. 0: no uniform.
+// What a location holds: bits 0 to 23 bytes from here to the end of the resource; 24 to 31 the low bits of elementSize; 32
+// isArray; 40 to 55 the type, GL_INT for samplers and images; 56 to 63 the components. 0: no uniform.
 struct LocationCell {
   uint64_t bits = 0;
 
@@ -91,8 +92,8 @@ struct ResourceCache {
   ResourceCache& operator=(const ResourceCache&) = delete;
   ~ResourceCache() { clear(); }
 
-  // Adds what the host has told under `name`. A name that is there already adds nothing, and neither does a resource with a negative
-  // size or with more than kMostBytes.
+  // Adds what the host has told under `name`. A name that is there already adds nothing, and neither does a resource with a
+  // negative size or with more than kMostBytes.
   void addResource(const ActiveResource& entry, const char* name, uint32_t nameLength);
   void sortByLocation();
   void clear();

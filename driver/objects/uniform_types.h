@@ -17,8 +17,8 @@ constexpr bool isOpaqueType(GLenum type) {
          between(GL_SAMPLER_2D_MULTISAMPLE, GL_UNSIGNED_INT_SAMPLER_2D_MULTISAMPLE_ARRAY);
 }
 
-// Bytes of one element; `components` gets its number of values. An unknown type leaves `components` as it is and counts four bytes
-// for each. A bool takes four bytes if `boolIsWide`, else one.
+// Bytes of one element; `components` gets its number of values. An unknown type leaves `components` as it is and counts four
+// bytes for each. A bool takes four bytes if `boolIsWide`, else one.
 constexpr int32_t uniformElementSize(GLenum type, bool boolIsWide, int32_t* components) {
   int32_t bytes = 4;  // of one value
   switch (type) {

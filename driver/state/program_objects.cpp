@@ -6,8 +6,10 @@ namespace qv {
 ProgramRecord* searchProgram(GlContext* context, uint32_t program) {
   const ShareLock held(context->shareGroup);
   // A table holds the base of its objects.
-  auto* const record = static_cast<ProgramRecord*>(context->shareGroup->table(ShareSlot::kPrograms).findAs<TrackedObject>(program));
-  if (record != nullptr) context->knownProgram = {context->shareGroup->programsGeneration.load(std::memory_order_relaxed), program, record};
+  auto* const record =
+      static_cast<ProgramRecord*>(context->shareGroup->table(ShareSlot::kPrograms).findAs<TrackedObject>(program));
+  if (record != nullptr)
+    context->knownProgram = {context->shareGroup->programsGeneration.load(std::memory_order_relaxed), program, record};
   return record;
 }
 

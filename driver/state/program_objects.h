@@ -14,7 +14,8 @@ ProgramRecord* searchProgram(GlContext* context, uint32_t program);
 // The same without the lock when it is the one that was looked for last and no program has changed since.
 inline ProgramRecord* findProgram(GlContext* context, uint32_t program) {
   const KnownProgram& known = context->knownProgram;
-  if (known.name == program && known.generation == context->shareGroup->programsGeneration.load(std::memory_order_acquire)) [[likely]]
+  if (known.name == program && known.generation == context->shareGroup->programsGeneration.load(std::memory_order_acquire))
+      [[likely]]
     return known.record;
   return searchProgram(context, program);
 }

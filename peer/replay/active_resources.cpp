@@ -16,7 +16,7 @@ namespace qv::peer {
 namespace {
 
 constexpr uint64_t kLongestList = 16 << 20;
-constexpr uint32_t kMostIndices = 1 << 20;  // of one question
+constexpr uint32_t kMostValues = 1 << 20;  // of one property
 constexpr char kIndexZero[] = "[0]";
 
 struct Listed {
@@ -185,7 +185,7 @@ void glGetActiveUniformBlockiv(Replayer& replayer, GLuint program, GLuint block,
     gl.glGetActiveUniformBlockiv(program, block, GL_UNIFORM_BLOCK_ACTIVE_UNIFORMS, &count);
     if (glRefused(replayer)) return;
   }
-  std::vector<GLint> values(std::clamp<size_t>(static_cast<size_t>(std::max(count, 0)), 16, kMostIndices));
+  std::vector<GLint> values(static_cast<size_t>(std::max(count, 16)));
   gl.glGetActiveUniformBlockiv(program, block, pname, values.data());
   if (glRefused(replayer)) return;
   if (pname == GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES) {
@@ -231,7 +231,7 @@ void glGetProgramResourceiv(Replayer& replayer, const ProgramResourceRecord& rec
   if (!mayAsk(replayer)) return;
   std::vector<GLenum> properties(given.size() + 1);
   given.copyTo(properties.data());
-  const uint32_t room = std::min({static_cast<uint32_t>(record.room), replayer.reply2Room() / 4, kMostIndices});
+  const uint32_t room = std::min({static_cast<uint32_t>(record.room), replayer.reply2Room() / 4, kMostValues});
   std::vector<GLint> values(size_t{room} + 1);
   GLsizei length = 0;
   holdGlError(replayer);

@@ -39,7 +39,8 @@ void getVarying(Replayer& replayer, const FeedbackVaryingRecord& record, decltyp
   GLint most = 0;
   gl.glGetProgramiv(record.program, GL_TRANSFORM_FEEDBACK_VARYING_MAX_LENGTH, &most);
   if (glRefused(replayer)) return;
-  const uint32_t room = std::min({static_cast<uint32_t>(record.room), static_cast<uint32_t>(std::max(most, 1)), replayer.reply2Room()});
+  const uint32_t room =
+      std::min({static_cast<uint32_t>(record.room), static_cast<uint32_t>(std::max(most, 1)), replayer.reply2Room()});
   auto* const name = reinterpret_cast<GLchar*>(replayer.scratch(uint64_t{room} + 1));
   struct {
     GLsizei length = 0, size = 0;
@@ -135,17 +136,17 @@ void glGetProgramPipelineInfoLog(Replayer& replayer, GLuint pipeline, GLsizei ro
 void glGetActiveUniformBlockName(Replayer& replayer, GLuint program, GLuint block, GLsizei room) {
   GLint length = 0;
   replayText(
-      replayer, room,
-      [&] { return gl.glGetActiveUniformBlockiv(program, block, GL_UNIFORM_BLOCK_NAME_LENGTH, &length), length; },
+      replayer, room, [&] { return gl.glGetActiveUniformBlockiv(program, block, GL_UNIFORM_BLOCK_NAME_LENGTH, &length), length; },
       [&](GLsizei size, GLsizei* written, GLchar* text) { gl.glGetActiveUniformBlockName(program, block, size, written, text); });
 }
 void glGetProgramResourceName(Replayer& replayer, GLuint program, GLenum kind, GLuint index, GLsizei room) {
   GLint length = 0;
   const GLenum property = GL_NAME_LENGTH;
   replayText(
-      replayer, room,
-      [&] { return gl.glGetProgramResourceiv(program, kind, index, 1, &property, 1, nullptr, &length), length; },
-      [&](GLsizei size, GLsizei* written, GLchar* text) { gl.glGetProgramResourceName(program, kind, index, size, written, text); });
+      replayer, room, [&] { return gl.glGetProgramResourceiv(program, kind, index, 1, &property, 1, nullptr, &length), length; },
+      [&](GLsizei size, GLsizei* written, GLchar* text) {
+        gl.glGetProgramResourceName(program, kind, index, size, written, text);
+      });
 }
 void glGetActiveSubroutineUniformName(Replayer& replayer, const SubroutineNameRecord& record) {
   GLint length = 0;
@@ -174,13 +175,21 @@ void glGetActiveSubroutineName(Replayer& replayer, const SubroutineNameRecord& r
 
 // --- values ---
 
-void glGetUniformfv(Replayer& replayer, const UniformValueRecord& record) { replayGetUniform(replayer, record, gl.glGetUniformfv); }
-void glGetUniformiv(Replayer& replayer, const UniformValueRecord& record) { replayGetUniform(replayer, record, gl.glGetUniformiv); }
-void glGetUniformuiv(Replayer& replayer, const UniformValueRecord& record) { replayGetUniform(replayer, record, gl.glGetUniformuiv); }
+void glGetUniformfv(Replayer& replayer, const UniformValueRecord& record) {
+  replayGetUniform(replayer, record, gl.glGetUniformfv);
+}
+void glGetUniformiv(Replayer& replayer, const UniformValueRecord& record) {
+  replayGetUniform(replayer, record, gl.glGetUniformiv);
+}
+void glGetUniformuiv(Replayer& replayer, const UniformValueRecord& record) {
+  replayGetUniform(replayer, record, gl.glGetUniformuiv);
+}
 void glGetUniformuivEXT(Replayer& replayer, const UniformValueRecord& record) {
   replayGetUniform(replayer, record, gl.glGetUniformuivEXT);
 }
-void glGetUniformdv(Replayer& replayer, const UniformValueRecord& record) { replayGetUniform(replayer, record, gl.glGetUniformdv); }
+void glGetUniformdv(Replayer& replayer, const UniformValueRecord& record) {
+  replayGetUniform(replayer, record, gl.glGetUniformdv);
+}
 
 void glGetShaderPrecisionFormat(Replayer& replayer, const PrecisionFormatRecord& record) {
   if (!mayAsk(replayer)) return;

@@ -18,7 +18,8 @@ bool TextArguments::read(Replayer& replayer, Reader& rest, GLsizei count, GLsize
   uint64_t left = bytes;
   for (uint64_t i = 0; i < given.size(); ++i) {
     const GLint length = given[i];
-    if (length < 0 || static_cast<uint64_t>(length) >= left || at[length] != 0) return complain("text that does not fit its length");
+    if (length < 0 || static_cast<uint64_t>(length) >= left || at[length] != 0)
+      return complain("text that does not fit its length");
     texts.push_back(reinterpret_cast<const GLchar*>(at));
     lengths.push_back(length);
     at += length + 1;

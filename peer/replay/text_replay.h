@@ -21,12 +21,12 @@ struct TextArguments {
   bool read(Replayer& replayer, Reader& rest, GLsizei count, GLsizei countAgain, uint32_t bytes);
 };
 
-// Whether GL may be asked something of the host's own: not inside a primitive, where every question is an error. There the command is
-// refused.
+// Whether GL may be asked something of the host's own: not inside a primitive, where every question is an error. There the
+// command is refused.
 bool mayAsk(Replayer& replayer);
 
-// Answers with a text and its length. `lengthOf()` asks GL for the length of the text with its zero, and `textOf(room, &length, text)`
-// for the text. When GL refuses there is no reply.
+// Answers with a text and its length. `lengthOf()` asks GL for the length of the text with its zero, and `textOf(room, &length,
+// text)` for the text. When GL refuses there is no reply.
 template <typename LengthOf, typename TextOf>
 void replayText(Replayer& replayer, GLsizei room, LengthOf&& lengthOf, TextOf&& textOf) {
   if (room < 0) return refuse(replayer, GL_INVALID_VALUE);

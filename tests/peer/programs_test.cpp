@@ -89,7 +89,9 @@ TEST_F(Programs, SourcesComeBack) {
   const auto name = guest.askFor<uint32_t>(Stream().add(kCreateShader, GL_VERTEX_SHADER));
   ASSERT_NE(name, 0u);
   EXPECT_EQ(guest.flush(source(name, {"void ", "", "main(){}"})), 0);
-  const auto text = [&](int32_t room, uint32_t capacity) { return guest.askBoth(Stream().add(kGetShaderSource, name, room), 4, capacity); };
+  const auto text = [&](int32_t room, uint32_t capacity) {
+    return guest.askBoth(Stream().add(kGetShaderSource, name, room), 4, capacity);
+  };
   EXPECT_EQ(text(100, 100).first, words({13}));
   const Bytes whole = text(100, 100).second;
   EXPECT_EQ(std::string(whole.begin(), whole.end()), std::string("void main(){}") + '\0');
@@ -191,7 +193,12 @@ TEST_F(Programs, ProgramsDraw) {
     payload += floats({1, 0, 0, 1, 0, 1, 0.5f, 1});
     return payload;
   }());
-  stream.add(kBegin, GL_QUADS).add(kVertex2f, -1.0f, -1.0f).add(kVertex2f, 1.0f, -1.0f).add(kVertex2f, 1.0f, 1.0f).add(kVertex2f, -1.0f, 1.0f).add(kEnd);
+  stream.add(kBegin, GL_QUADS)
+      .add(kVertex2f, -1.0f, -1.0f)
+      .add(kVertex2f, 1.0f, -1.0f)
+      .add(kVertex2f, 1.0f, 1.0f)
+      .add(kVertex2f, -1.0f, 1.0f)
+      .add(kEnd);
   ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   EXPECT_EQ(guest.surface->pixel(8, 8) & 0xFFFFFF, 0x00FF80u);
   EXPECT_EQ(guest.glError(), 0u);
@@ -205,7 +212,8 @@ TEST_F(Programs, ProgramsDraw) {
 
 // Negative counts of uniforms are errors, and a count without its data is malformed.
 TEST_F(Programs, CountsOfUniformsAreChecked) {
-  const uint32_t name = program(kPlainVertex, "#version 120\nuniform vec4 c[2]; uniform mat4 m; void main() { gl_FragColor = m * c[1]; }");
+  const uint32_t name =
+      program(kPlainVertex, "#version 120\nuniform vec4 c[2]; uniform mat4 m; void main() { gl_FragColor = m * c[1]; }");
   EXPECT_EQ(guest.flush(Stream().add(kUseProgram, name).add(kUniform4fv, 0, -1)), 0);
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
   EXPECT_EQ(guest.flush(Stream().add(kUniformMatrix4fv, 2, -1, 0)), 0);
@@ -222,10 +230,11 @@ TEST_F(Programs, CountsOfUniformsAreChecked) {
 
 // Names without "[0]", arrays with a step, the longest name last: then the guest's longest name is GL's.
 TEST_F(Programs, UniformsAreListed) {
-  const uint32_t name = program("#version 430 compatibility\nlayout(location = 9) uniform vec4 a; layout(location = 3) uniform float b[3];\n"
-                                "layout(location = 1) uniform float longestOfAll; layout(location = 0) uniform float one[1];\n"
-                                "void main() { gl_Position = gl_Vertex * b[1] * b[2] + a * longestOfAll * one[0]; }",
-                                "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
+  const uint32_t name = program(
+      "#version 430 compatibility\nlayout(location = 9) uniform vec4 a; layout(location = 3) uniform float b[3];\n"
+      "layout(location = 1) uniform float longestOfAll; layout(location = 0) uniform float one[1];\n"
+      "void main() { gl_Position = gl_Vertex * b[1] * b[2] + a * longestOfAll * one[0]; }",
+      "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
   const TestGuest::Replies got = list(kActiveUniforms, name);
   int32_t totals[2];
   ASSERT_EQ(got.second.size(), 8u);
@@ -235,8 +244,9 @@ TEST_F(Programs, UniformsAreListed) {
   const std::string all(got.first.begin(), got.first.end());
   EXPECT_EQ(all.find("[0]"), std::string::npos);
   EXPECT_EQ(all.rfind("longestOfAll"), all.size() - 16 - 12 + 12);  // 12 characters and their zero fill 16 bytes
-  expectList(kActiveUniforms, name,
-             {{GL_FLOAT, 1, 0, 1, "one"}, {GL_FLOAT, 3, 3, 1, "b"}, {GL_FLOAT_VEC4, 1, 9, 0, "a"}, {GL_FLOAT, 1, 1, 0, "longestOfAll"}});
+  expectList(
+      kActiveUniforms, name,
+      {{GL_FLOAT, 1, 0, 1, "one"}, {GL_FLOAT, 3, 3, 1, "b"}, {GL_FLOAT_VEC4, 1, 9, 0, "a"}, {GL_FLOAT, 1, 1, 0, "longestOfAll"}});
   // The guest sorts by location: one, longestOfAll, b, a. Its indices are not GL's.
   EXPECT_EQ(indexOf(name, "one"), 0u);
   EXPECT_EQ(indexOf(name, "longestOfAll"), 1u);
@@ -253,9 +263,10 @@ TEST_F(Programs, UniformsAreListed) {
 
 // Members of blocks have no location: then the list is in GL's order, and so are the indices.
 TEST_F(Programs, BlockMembersKeepTheOrder) {
-  const uint32_t name = program("#version 430 compatibility\nlayout(location = 9) uniform vec4 z; layout(std140) uniform B { vec4 y[2]; float x; };\n"
-                                "layout(location = 1) uniform float w; void main() { gl_Position = gl_Vertex * x + y[1] * w + z; }",
-                                "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
+  const uint32_t name = program(
+      "#version 430 compatibility\nlayout(location = 9) uniform vec4 z; layout(std140) uniform B { vec4 y[2]; float x; };\n"
+      "layout(location = 1) uniform float w; void main() { gl_Position = gl_Vertex * x + y[1] * w + z; }",
+      "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
   const TestGuest::Replies got = list(kActiveUniforms, name);
   std::vector<uint32_t> locations;
   std::vector<std::string> names;
@@ -286,10 +297,13 @@ TEST_F(Programs, BlockMembersKeepTheOrder) {
 
 // Attributes that take several locations have that step.
 TEST_F(Programs, AttributesAreListed) {
-  const uint32_t name = program("#version 430 compatibility\nlayout(location = 2) in mat3 turn[2]; layout(location = 9) in vec4 p; layout(location = 10) in float f[2];\n"
-                                "void main() { gl_Position = p + vec4(turn[1][0] * turn[0][1], f[1] + f[0]); }",
-                                "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
-  expectList(kActiveAttributes, name, {{GL_FLOAT_VEC4, 1, 9, 0, "p"}, {GL_FLOAT, 2, 10, 1, "f"}, {GL_FLOAT_MAT3, 2, 2, 3, "turn"}});
+  const uint32_t name = program(
+      "#version 430 compatibility\nlayout(location = 2) in mat3 turn[2]; layout(location = 9) in vec4 p; layout(location = 10) "
+      "in float f[2];\n"
+      "void main() { gl_Position = p + vec4(turn[1][0] * turn[0][1], f[1] + f[0]); }",
+      "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
+  expectList(kActiveAttributes, name,
+             {{GL_FLOAT_VEC4, 1, 9, 0, "p"}, {GL_FLOAT, 2, 10, 1, "f"}, {GL_FLOAT_MAT3, 2, 2, 3, "turn"}});
 }
 
 // A list that does not fit tells its length alone, and comes when there is room for it.
@@ -399,8 +413,12 @@ TEST_F(Programs, AbsurdSizesAreBounded) {
     guest.ask(Stream().add(kGetActiveUniformsiv, name, bad, GL_UNIFORM_TYPE), 8);
     EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
   }
-  EXPECT_EQ(guest.ask(Stream().add(kGetInternalformati64v, GL_RENDERBUFFER, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, 0x7FFFFFFF, 0x7FFFFFFF), 64).size(), 64u);
-  EXPECT_EQ(guest.ask(Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, GL_ATOMIC_COUNTER_BUFFER_BINDING, 0xFFFFFFFF), 64), Bytes{});
+  EXPECT_EQ(
+      guest.ask(Stream().add(kGetInternalformati64v, GL_RENDERBUFFER, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, 0x7FFFFFFF, 0x7FFFFFFF), 64)
+          .size(),
+      64u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, GL_ATOMIC_COUNTER_BUFFER_BINDING, 0xFFFFFFFF), 64),
+            Bytes{});
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
   EXPECT_EQ(guest.ask(Stream().add(kGetFramebufferParameteriv, GL_FRAMEBUFFER, GL_DOUBLEBUFFER, 0xFFFFFFFF), 64).size(), 4u);
   EXPECT_EQ(guest.status, 0);

@@ -68,7 +68,8 @@ TEST_F(HostQueries, BatchesOfNothingAreEmpty) {
   EXPECT_EQ(batch(7).second, words({0}));
   EXPECT_EQ(batch(0).second, words({0}));
   ASSERT_EQ(guest.flush(Stream().add(kEndQuery, GL_SAMPLES_PASSED)), 0);
-  EXPECT_EQ(guest.askBoth(Stream().add(kBegin, GL_POINTS).add(kQueryResults, 1, GL_QUERY_RESULT, 8192), 8192, 4).second, words({0}));
+  EXPECT_EQ(guest.askBoth(Stream().add(kBegin, GL_POINTS).add(kQueryResults, 1, GL_QUERY_RESULT, 8192), 8192, 4).second,
+            words({0}));
   ASSERT_EQ(guest.flush(Stream().add(kEnd)), 0);
   EXPECT_EQ(guest.glError(), 0u);
   EXPECT_EQ(batch(1).first, words({1, GL_QUERY_RESULT, 0, 0}));
@@ -120,7 +121,9 @@ TEST_F(HostQueries, SyncsHaveNumbers) {
   packet.firstId = guest.context;
   packet.secondId = other.context;
   ASSERT_EQ(guest.send(packet), 0);
-  const auto fence = [](TestGuest& from) { return from.askFor<uint32_t>(Stream().add(kFenceSync, GL_SYNC_GPU_COMMANDS_COMPLETE, 0)); };
+  const auto fence = [](TestGuest& from) {
+    return from.askFor<uint32_t>(Stream().add(kFenceSync, GL_SYNC_GPU_COMMANDS_COMPLETE, 0));
+  };
   EXPECT_EQ(fence(guest), 1u);
   EXPECT_EQ(fence(other), 2u);
   EXPECT_EQ(guest.askFor<uint8_t>(Stream().add(kIsSync, 2)), 1);
@@ -226,12 +229,16 @@ TEST_F(HostQueries, WaitsEndWithTheirContext) {
 // Names that GL has not generated are made for the guest, and told by the guest's own.
 TEST_F(HostQueries, FeedbackObjectsHaveTheGuestsNames) {
   const Stream binding = Stream().add(kGetIntegerv, GL_TRANSFORM_FEEDBACK_BINDING, 1u);
-  ASSERT_EQ(guest.flush(Stream().add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 40).add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 7)), 0);
+  ASSERT_EQ(
+      guest.flush(
+          Stream().add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 40).add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 7)),
+      0);
   EXPECT_EQ(guest.glError(), 0u);
   EXPECT_EQ(guest.askFor<uint32_t>(binding), 7u);
   EXPECT_EQ(guest.askFor<float>(Stream().add(kGetFloatv, GL_TRANSFORM_FEEDBACK_BINDING, 1u)), 7.0f);
   EXPECT_EQ(guest.askFor<uint8_t>(Stream().add(kGetBooleanv, GL_TRANSFORM_FEEDBACK_BINDING, 1u)), 1);
-  ASSERT_EQ(guest.flush(Stream().add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 40).add(kDeleteTransformFeedbacks, 2, 7, 999)), 0);
+  ASSERT_EQ(
+      guest.flush(Stream().add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 40).add(kDeleteTransformFeedbacks, 2, 7, 999)), 0);
   EXPECT_EQ(guest.askFor<uint32_t>(binding), 40u);
   ASSERT_EQ(guest.flush(Stream().add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 0)), 0);
   EXPECT_EQ(guest.askFor<uint32_t>(binding), 0u);

@@ -1,5 +1,5 @@
 // Vertex and fragment programs in assembly, with parameters of the environment and of the program.
-#include "shaders.h"
+#include "gl_shaders.h"
 
 #include <cstring>
 
@@ -23,7 +23,8 @@ static void init() {
   glGenProgramsARB(2, names);
   load(GL_VERTEX_PROGRAM_ARB, names[0],
        "!!ARBvp1.0\nPARAM m[4] = { state.matrix.mvp };\nPARAM off = program.env[3];\nTEMP p;\nADD p, vertex.position, off;\n"
-       "DP4 result.position.x, m[0], p;\nDP4 result.position.y, m[1], p;\nDP4 result.position.z, m[2], p;\nDP4 result.position.w, m[3], p;\n"
+       "DP4 result.position.x, m[0], p;\nDP4 result.position.y, m[1], p;\nDP4 result.position.z, m[2], p;\nDP4 "
+       "result.position.w, m[3], p;\n"
        "MOV result.color, vertex.color;\nMOV result.texcoord[0], vertex.texcoord[0];\nEND\n");
   load(GL_FRAGMENT_PROGRAM_ARB, names[1],
        "!!ARBfp1.0\nPARAM tint = program.local[2];\nPARAM more = program.env[1];\nTEMP c;\nMUL c, fragment.color, tint;\n"
@@ -48,7 +49,8 @@ static void draw(int) {
   glDisable(GL_FRAGMENT_PROGRAM_ARB);
   GLfloat back[4] = {};
   glGetProgramLocalParameterfvARB(GL_FRAGMENT_PROGRAM_ARB, 2, back);
-  std::printf("tint %g %g %g %g, program %d %d\n", back[0], back[1], back[2], back[3], glIsProgramARB(names[0]), glIsProgramARB(99));
+  std::printf("tint %g %g %g %g, program %d %d\n", back[0], back[1], back[2], back[3], glIsProgramARB(names[0]),
+              glIsProgramARB(99));
 }
 
 extern const Picture kPicture{.init = init, .draw = draw};

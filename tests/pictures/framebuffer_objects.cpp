@@ -1,6 +1,5 @@
 // Drawing into framebuffer objects with renderbuffers, multisampled ones too, and their way into the window.
-#include "shaders.h"
-
+#include "gl_shaders.h"
 #include "picture.h"
 
 static GLuint framebuffers[2], renderbuffers[4];

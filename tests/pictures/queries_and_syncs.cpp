@@ -1,6 +1,5 @@
 // Occlusion queries one by one and in bursts, conditional rendering, counters of primitives, and fences; results are printed.
-#include "shaders.h"
-
+#include "gl_shaders.h"
 #include "picture.h"
 
 static GLuint queries[12];
@@ -19,7 +18,8 @@ static void draw(int frame) {
   for (int i = 0; i < 8; ++i) {
     glBeginQuery(GL_SAMPLES_PASSED, queries[i]);
     glColor3f(static_cast<float>(i) / 8, 1, 0.3f);
-    quad(-1.0f + 0.25f * static_cast<float>(i), -0.9f, -0.8f + 0.25f * static_cast<float>(i), -0.9f + 0.1f * static_cast<float>(i));
+    quad(-1.0f + 0.25f * static_cast<float>(i), -0.9f, -0.8f + 0.25f * static_cast<float>(i),
+         -0.9f + 0.1f * static_cast<float>(i));
     GLint current = -1;
     glGetQueryiv(GL_SAMPLES_PASSED, GL_CURRENT_QUERY, &current);
     if (static_cast<GLuint>(current) != queries[i]) std::printf("another query runs\n");

@@ -1,6 +1,5 @@
 // Programs of one stage in a pipeline, uniforms of a named program, doubles, and samplers.
-#include "shaders.h"
-
+#include "gl_shaders.h"
 #include "picture.h"
 
 static GLuint vertex, fragments[2], pipeline, sampler;

@@ -1,5 +1,5 @@
 // What programs expose: active uniforms and attributes of many shapes, blocks, indices, subroutines, resources, printed.
-#include "shaders.h"
+#include "gl_shaders.h"
 
 #include <cstdarg>
 #include <cstring>
@@ -40,7 +40,7 @@ static void printActive(GLuint program) {
     GLsizei cut = 0;
     glGetActiveUniformName(program, index, sizeof again, &cut, again);
     line("uniform %s: length %d size %d type %x location %d, %d %d %d %d, begins %s", name, length, size, type,
-                glGetUniformLocation(program, name), values[0], values[1], values[2], values[3], std::string(again, 3).c_str());
+         glGetUniformLocation(program, name), values[0], values[1], values[2], values[3], std::string(again, 3).c_str());
     const char* wanted = name;
     GLuint found = 77;
     glGetUniformIndices(program, 1, &wanted, &found);
@@ -89,7 +89,8 @@ static void init() {
       "struct S { vec3 v; float w[2]; }; uniform S s[2]; uniform sampler2D image; uniform mat2 last; out vec4 colour;\n"
       "void main() { colour = texture(image, s[1].v.xy * last) + vec4(s[0].w[1]) + vec4(s[0].v, s[1].w[0]); }");
   printActive(program);
-  for (const char* const name : {"s[1].w[1]", "s[1].w[2]", "s[1].w", "s[0].v", "s[2].v", "b", "b[2]", "b[3]", "turn", "turn[1]", "one"}) {
+  for (const char* const name :
+       {"s[1].w[1]", "s[1].w[2]", "s[1].w", "s[0].v", "s[2].v", "b", "b[2]", "b[3]", "turn", "turn[1]", "one"}) {
     std::printf("%s: %d %d\n", name, glGetUniformLocation(program, name), glGetAttribLocation(program, name));
   }
   std::printf("--- blocks\n");
@@ -132,8 +133,8 @@ static void init() {
   GLsizei length = 0;
   glGetActiveSubroutineName(program, GL_FRAGMENT_SHADER, 1, sizeof name, &length, name);
   glGetActiveSubroutineUniformName(program, GL_FRAGMENT_SHADER, 0, sizeof uniform, nullptr, uniform);
-  std::printf("%d subroutines, %d compatible: %d %d %d, the second is %s (%d), the uniform %s, location %d, index %u\n", stage, kinds,
-              compatible[0], compatible[1], compatible[2], name, length, uniform,
+  std::printf("%d subroutines, %d compatible: %d %d %d, the second is %s (%d), the uniform %s, location %d, index %u\n", stage,
+              kinds, compatible[0], compatible[1], compatible[2], name, length, uniform,
               glGetSubroutineUniformLocation(program, GL_FRAGMENT_SHADER, "shade"),
               glGetSubroutineIndex(program, GL_FRAGMENT_SHADER, "green"));
   std::printf("--- limits and errors\n");

@@ -1,6 +1,6 @@
-// Stripes whose colours are uniforms, set in every way: arrays with too many values, single elements, matrices, integers, booleans.
-#include "shaders.h"
-
+// Stripes whose colours are uniforms, set in every way: arrays with too many values, single elements, matrices, integers,
+// booleans.
+#include "gl_shaders.h"
 #include "picture.h"
 
 static GLuint program;
@@ -9,10 +9,12 @@ static void init() {
   program = linkProgram(
       "#version 120\n"
       "uniform mat4 place; uniform mat3x2 move; attribute float lift; varying vec2 at;\n"
-      "void main() { at = gl_MultiTexCoord0.xy; gl_Position = place * gl_Vertex + vec4(move * vec3(1.0), 0.0, 0.0) + vec4(0, lift, 0, 0); }",
+      "void main() { at = gl_MultiTexCoord0.xy; gl_Position = place * gl_Vertex + vec4(move * vec3(1.0), 0.0, 0.0) + vec4(0, "
+      "lift, 0, 0); }",
       "#version 120\n"
       "uniform vec4 c[4]; uniform int which; uniform bool dark; uniform vec2 scale; varying vec2 at;\n"
-      "void main() { vec4 v = c[which + int(at.x * 3.99)]; gl_FragColor = vec4(v.rgb * (dark ? 0.5 : 1.0) * mix(1.0, scale.y, at.y), 1.0); }");
+      "void main() { vec4 v = c[which + int(at.x * 3.99)]; gl_FragColor = vec4(v.rgb * (dark ? 0.5 : 1.0) * mix(1.0, scale.y, "
+      "at.y), 1.0); }");
 }
 
 static void draw(int) {

@@ -106,18 +106,44 @@ TEST(UniformTypes, HaveTheirSizes) {
   const struct {
     GLenum type;
     int components, bytes;
-  } known[] = {{GL_INT, 1, 4},           {GL_UNSIGNED_INT, 1, 4},   {GL_FLOAT, 1, 4},         {GL_DOUBLE, 1, 8},
-               {GL_FLOAT_VEC2, 2, 8},    {GL_INT_VEC2, 2, 8},       {GL_UNSIGNED_INT_VEC2, 2, 8},
-               {GL_FLOAT_VEC3, 3, 12},   {GL_INT_VEC3, 3, 12},      {GL_UNSIGNED_INT_VEC3, 3, 12},
-               {GL_FLOAT_VEC4, 4, 16},   {GL_INT_VEC4, 4, 16},      {GL_UNSIGNED_INT_VEC4, 4, 16},
-               {GL_DOUBLE_VEC2, 2, 16},  {GL_DOUBLE_VEC3, 3, 24},   {GL_DOUBLE_VEC4, 4, 32},
-               {GL_BOOL, 1, 4},          {GL_BOOL_VEC2, 2, 8},      {GL_BOOL_VEC3, 3, 12},    {GL_BOOL_VEC4, 4, 16},
-               {GL_FLOAT_MAT2, 4, 16},   {GL_FLOAT_MAT3, 9, 36},    {GL_FLOAT_MAT4, 16, 64},
-               {GL_FLOAT_MAT2x3, 6, 24}, {GL_FLOAT_MAT3x2, 6, 24},  {GL_FLOAT_MAT2x4, 8, 32}, {GL_FLOAT_MAT4x2, 8, 32},
-               {GL_FLOAT_MAT3x4, 12, 48}, {GL_FLOAT_MAT4x3, 12, 48},
-               {GL_DOUBLE_MAT2, 4, 32},  {GL_DOUBLE_MAT3, 9, 72},   {GL_DOUBLE_MAT4, 16, 128},
-               {GL_DOUBLE_MAT2x3, 6, 48}, {GL_DOUBLE_MAT3x2, 6, 48}, {GL_DOUBLE_MAT2x4, 8, 64}, {GL_DOUBLE_MAT4x2, 8, 64},
-               {GL_DOUBLE_MAT3x4, 12, 96}, {GL_DOUBLE_MAT4x3, 12, 96}};
+  } known[] = {{GL_INT, 1, 4},
+               {GL_UNSIGNED_INT, 1, 4},
+               {GL_FLOAT, 1, 4},
+               {GL_DOUBLE, 1, 8},
+               {GL_FLOAT_VEC2, 2, 8},
+               {GL_INT_VEC2, 2, 8},
+               {GL_UNSIGNED_INT_VEC2, 2, 8},
+               {GL_FLOAT_VEC3, 3, 12},
+               {GL_INT_VEC3, 3, 12},
+               {GL_UNSIGNED_INT_VEC3, 3, 12},
+               {GL_FLOAT_VEC4, 4, 16},
+               {GL_INT_VEC4, 4, 16},
+               {GL_UNSIGNED_INT_VEC4, 4, 16},
+               {GL_DOUBLE_VEC2, 2, 16},
+               {GL_DOUBLE_VEC3, 3, 24},
+               {GL_DOUBLE_VEC4, 4, 32},
+               {GL_BOOL, 1, 4},
+               {GL_BOOL_VEC2, 2, 8},
+               {GL_BOOL_VEC3, 3, 12},
+               {GL_BOOL_VEC4, 4, 16},
+               {GL_FLOAT_MAT2, 4, 16},
+               {GL_FLOAT_MAT3, 9, 36},
+               {GL_FLOAT_MAT4, 16, 64},
+               {GL_FLOAT_MAT2x3, 6, 24},
+               {GL_FLOAT_MAT3x2, 6, 24},
+               {GL_FLOAT_MAT2x4, 8, 32},
+               {GL_FLOAT_MAT4x2, 8, 32},
+               {GL_FLOAT_MAT3x4, 12, 48},
+               {GL_FLOAT_MAT4x3, 12, 48},
+               {GL_DOUBLE_MAT2, 4, 32},
+               {GL_DOUBLE_MAT3, 9, 72},
+               {GL_DOUBLE_MAT4, 16, 128},
+               {GL_DOUBLE_MAT2x3, 6, 48},
+               {GL_DOUBLE_MAT3x2, 6, 48},
+               {GL_DOUBLE_MAT2x4, 8, 64},
+               {GL_DOUBLE_MAT4x2, 8, 64},
+               {GL_DOUBLE_MAT3x4, 12, 96},
+               {GL_DOUBLE_MAT4x3, 12, 96}};
   for (const auto& each : known) {
     int32_t components = 0;
     EXPECT_EQ(uniformElementSize(each.type, true, &components), each.bytes) << each.type;
@@ -134,16 +160,17 @@ TEST(UniformTypes, HaveTheirSizes) {
 
 // Samplers and images are units; the types between their ranges are not.
 TEST(UniformTypes, SamplersAndImagesAreUnits) {
-  for (const GLenum type : {GL_SAMPLER_1D, GL_SAMPLER_2D, GL_SAMPLER_2D_RECT_SHADOW, GL_SAMPLER_1D_ARRAY, GL_SAMPLER_CUBE_SHADOW,
-                            GL_INT_SAMPLER_1D, GL_UNSIGNED_INT_SAMPLER_BUFFER, GL_SAMPLER_CUBE_MAP_ARRAY,
-                            GL_UNSIGNED_INT_SAMPLER_CUBE_MAP_ARRAY, GL_IMAGE_1D, GL_UNSIGNED_INT_IMAGE_2D_MULTISAMPLE_ARRAY,
-                            GL_SAMPLER_2D_MULTISAMPLE, GL_UNSIGNED_INT_SAMPLER_2D_MULTISAMPLE_ARRAY}) {
+  for (const GLenum type :
+       {GL_SAMPLER_1D, GL_SAMPLER_2D, GL_SAMPLER_2D_RECT_SHADOW, GL_SAMPLER_1D_ARRAY, GL_SAMPLER_CUBE_SHADOW, GL_INT_SAMPLER_1D,
+        GL_UNSIGNED_INT_SAMPLER_BUFFER, GL_SAMPLER_CUBE_MAP_ARRAY, GL_UNSIGNED_INT_SAMPLER_CUBE_MAP_ARRAY, GL_IMAGE_1D,
+        GL_UNSIGNED_INT_IMAGE_2D_MULTISAMPLE_ARRAY, GL_SAMPLER_2D_MULTISAMPLE, GL_UNSIGNED_INT_SAMPLER_2D_MULTISAMPLE_ARRAY}) {
     int32_t components = 0;
     EXPECT_EQ(uniformElementSize(type, true, &components), 4) << type;
     EXPECT_EQ(components, 1) << type;
     EXPECT_TRUE(isOpaqueType(type)) << type;
   }
-  for (const GLenum type : {GL_SAMPLER_1D - 1, GL_SAMPLER_2D_RECT_SHADOW + 1, GL_UNSIGNED_INT_VEC2, GL_IMAGE_1D - 1, 0x906D, 0x9107, 0x910E}) {
+  for (const GLenum type :
+       {GL_SAMPLER_1D - 1, GL_SAMPLER_2D_RECT_SHADOW + 1, GL_UNSIGNED_INT_VEC2, GL_IMAGE_1D - 1, 0x906D, 0x9107, 0x910E}) {
     EXPECT_FALSE(isOpaqueType(type)) << type;
   }
 }

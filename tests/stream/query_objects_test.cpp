@@ -130,7 +130,7 @@ TEST_F(QueryObjects, ResultsAreFetchedOnce) {
 // A burst of queries costs one round trip.
 TEST_F(QueryObjects, BurstsComeInOneReply) {
   for (GLuint id = 1; id <= 10; ++id) run(id);
-  answerRows({3, 0x8866, 30, 0, 1, 0x8866, 10, 0, 2, 0x8866, 20, 0, 4, 0x8866, 40, 0, 5, 0x8866, 50, 0,
+  answerRows({3, 0x8866, 30, 0, 1, 0x8866, 10, 0, 2, 0x8866, 20, 0, 4, 0x8866, 40, 0, 5,  0x8866, 50,  0,
               6, 0x8866, 60, 0, 7, 0x8866, 70, 0, 8, 0x8866, 80, 0, 9, 0x8866, 90, 0, 10, 0x8866, 100, 0});
   EXPECT_EQ(ask(3), 30);
   for (GLuint id = 1; id <= 10; ++id) EXPECT_EQ(ask(id), static_cast<GLint>(10 * id));
@@ -331,7 +331,8 @@ TEST_F(Feedback, VaryingsAreTexts) {
   QV_CALL(glCreateProgram)();
   blank();
   QV_CALL(glTransformFeedbackVaryings)(2, 2, names, GL_SEPARATE_ATTRIBS);
-  Bytes expected = words({41u << 12 | 2058, 2, 2, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(names)), 5, GL_SEPARATE_ATTRIBS, 2});
+  Bytes expected =
+      words({41u << 12 | 2058, 2, 2, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(names)), 5, GL_SEPARATE_ATTRIBS, 2});
   expected += {'a', 0, 'b', 'c', 0};
   expected += words({1, 2});
   expected.resize(44);
@@ -459,8 +460,7 @@ TEST_F(ProgramQuestions, ListsAreAskedByNumber) {
   host.answerCommand(kGetActiveAtomicCounterBufferiv, words({3, 4, 5}));
   QV_CALL(glGetActiveAtomicCounterBufferiv)(2, 1, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, values);
   ASSERT_EQ(host.submissions.size(), 2u);
-  EXPECT_EQ(host.submissions[0].stream,
-            words({20u << 12 | 2338, 2, 1, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTERS, 1}));
+  EXPECT_EQ(host.submissions[0].stream, words({20u << 12 | 2338, 2, 1, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTERS, 1}));
   EXPECT_EQ(host.submissions[1].commands()[0].words[3], 3u);
   EXPECT_EQ(host.submissions[1].replySize, 12u);
   host.submissions.clear();

@@ -136,7 +136,10 @@ TEST_F(Uniforms, ElementsOfArraysAreSet) {
 
 // Matrices fit their own type alone; the transpose flag goes as a word.
 TEST_F(Uniforms, MatricesHaveTheirWords) {
-  use({{GL_FLOAT_MAT4, 1, 0, 0, "m"}, {GL_FLOAT_MAT3, 1, 1, 0, "n"}, {GL_FLOAT_MAT2x3, 2, 2, 1, "r"}, {GL_DOUBLE_MAT4, 1, 8, 0, "d"}});
+  use({{GL_FLOAT_MAT4, 1, 0, 0, "m"},
+       {GL_FLOAT_MAT3, 1, 1, 0, "n"},
+       {GL_FLOAT_MAT2x3, 2, 2, 1, "r"},
+       {GL_DOUBLE_MAT4, 1, 8, 0, "d"}});
   QV_CALL(glUniformMatrix4fv)(0, 1, GL_TRUE, ones);
   std::vector<uint8_t> expected = words({0x5021A, 0, 1, 1});
   expected += floats({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1});
@@ -231,18 +234,28 @@ TEST_F(Uniforms, LongArraysTakeTheLargeForm) {
 
 // Each setter writes its own number, location and values: the whole family, a row each.
 TEST_F(Uniforms, EverySetterIsSent) {
-  use({{GL_FLOAT, 1, 1, 0, "f1"},        {GL_FLOAT_VEC2, 1, 2, 0, "f2"},  {GL_FLOAT_VEC3, 1, 3, 0, "f3"},
-       {GL_FLOAT_VEC4, 1, 4, 0, "f4"},   {GL_INT, 1, 11, 0, "i1"},        {GL_INT_VEC2, 1, 12, 0, "i2"},
-       {GL_INT_VEC3, 1, 13, 0, "i3"},    {GL_INT_VEC4, 1, 14, 0, "i4"},   {GL_UNSIGNED_INT, 1, 21, 0, "u1"},
-       {GL_UNSIGNED_INT_VEC2, 1, 22, 0, "u2"}, {GL_UNSIGNED_INT_VEC3, 1, 23, 0, "u3"}, {GL_UNSIGNED_INT_VEC4, 1, 24, 0, "u4"},
-       {GL_DOUBLE, 1, 31, 0, "d1"},      {GL_DOUBLE_VEC2, 1, 32, 0, "d2"}, {GL_DOUBLE_VEC3, 1, 33, 0, "d3"},
+  use({{GL_FLOAT, 1, 1, 0, "f1"},
+       {GL_FLOAT_VEC2, 1, 2, 0, "f2"},
+       {GL_FLOAT_VEC3, 1, 3, 0, "f3"},
+       {GL_FLOAT_VEC4, 1, 4, 0, "f4"},
+       {GL_INT, 1, 11, 0, "i1"},
+       {GL_INT_VEC2, 1, 12, 0, "i2"},
+       {GL_INT_VEC3, 1, 13, 0, "i3"},
+       {GL_INT_VEC4, 1, 14, 0, "i4"},
+       {GL_UNSIGNED_INT, 1, 21, 0, "u1"},
+       {GL_UNSIGNED_INT_VEC2, 1, 22, 0, "u2"},
+       {GL_UNSIGNED_INT_VEC3, 1, 23, 0, "u3"},
+       {GL_UNSIGNED_INT_VEC4, 1, 24, 0, "u4"},
+       {GL_DOUBLE, 1, 31, 0, "d1"},
+       {GL_DOUBLE_VEC2, 1, 32, 0, "d2"},
+       {GL_DOUBLE_VEC3, 1, 33, 0, "d3"},
        {GL_DOUBLE_VEC4, 1, 34, 0, "d4"}});
-#define SET(number, name, bytes, ...)                                     \
-  QV_CALL(name)(__VA_ARGS__);                                             \
-  EXPECT_EQ(takeError(), 0u) << #name;                                    \
-  ASSERT_EQ(parse(pending()).size(), 1u) << #name;                        \
-  EXPECT_EQ(parse(pending())[0].opcode, number##u) << #name;              \
-  EXPECT_EQ(pending().size(), bytes##u) << #name;                         \
+#define SET(number, name, bytes, ...)                        \
+  QV_CALL(name)(__VA_ARGS__);                                \
+  EXPECT_EQ(takeError(), 0u) << #name;                       \
+  ASSERT_EQ(parse(pending()).size(), 1u) << #name;           \
+  EXPECT_EQ(parse(pending())[0].opcode, number##u) << #name; \
+  EXPECT_EQ(pending().size(), bytes##u) << #name;            \
   drop();
   SET(520, glUniform1f, 12, 1, 0)
   SET(521, glUniform2f, 16, 2, 0, 0)
