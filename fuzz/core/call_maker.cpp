@@ -78,9 +78,10 @@ bool isMemoryKnown(const RowFacts& row) {
     case FormKind::Sized:
     case FormKind::Counted:
     case FormKind::Array:
-    case FormKind::Query:
     case FormKind::Local:
       return true;
+    case FormKind::Query:
+      return row.reply != ReplyKind::List;
     default:
       return row.opcode == op::glCallLists::kOpcode;
   }

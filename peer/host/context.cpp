@@ -296,8 +296,10 @@ bool Context::complainOfCommand(uint32_t offset) {
   const uint32_t opcode = replayer_->failedOpcode();
   const char* const name = opcodeName(opcode);
   const std::string before = replayer_->lastCommands();
+  const char* const told = before.empty() ? "nothing" : before.c_str();
+  if (opcode >= kOpcodes) return complain("stream at offset %u: %s; before it: %s", offset, replayer_->complaint(), told);
   return complain("opcode %u (%s) at offset %u: %s; before it: %s", opcode, name == nullptr ? "unknown" : name, offset,
-                  replayer_->complaint(), before.empty() ? "nothing" : before.c_str());
+                  replayer_->complaint(), told);
 }
 
 // Takes what there is of the stream, `most` bytes at most, waiting for the first. 0 when there will be no more.

@@ -68,15 +68,14 @@ Replayer::Result Replayer::replay(const uint8_t* data, uint32_t bytes, uint32_t 
       // The primitive is open and has no vertex yet.
       if (opcode == opcodeOf<op::qvRunBroken> && head == kLargeHeaderBytes && left - at == kRunWithoutVerticesBytes) {
         if (bytes - at < kRunWithoutVerticesBytes) return {Outcome::NeedMore, at, kRunWithoutVerticesBytes};
-        ++commands_;
+        remember(opcode);
         openRunWithoutVertices(*this, get<VertexRunRecord>(data + at + head));
         return {Outcome::Done, at + kRunWithoutVerticesBytes, 0};
       }
       fail("total of %u bytes, %u are left in the stream", total, left - at);
       return failed(opcode);
     }
-    ++commands_;
-    remembered_[commands_ % kRemembered] = static_cast<uint16_t>(opcode);
+    remember(opcode);
     // The pad bytes of the last command may be missing.
     next_ = data + std::min<uint64_t>(at + padded(total), bytes);
     const Handler handler = table[opcode];
@@ -89,7 +88,7 @@ Replayer::Result Replayer::replay(const uint8_t* data, uint32_t bytes, uint32_t 
   }
   if (left != at) {
     fail("%u stray bytes at the end", left - at);
-    return failed(0);
+    return failed(kOpcodes);  // bytes of no command
   }
   return {Outcome::Done, at, 0};
 }

@@ -90,6 +90,10 @@ class Replayer {
   ReplayState& state() { return *state_; }
 
  private:
+  void remember(uint32_t opcode) {
+    ++commands_;
+    remembered_[commands_ % kRemembered] = static_cast<uint16_t>(opcode);
+  }
   static const std::vector<uint8_t> kNoReply;
   static constexpr uint32_t kRemembered = 64;
 

@@ -64,7 +64,8 @@ class Followers {
     }
     count = (total - head) / layout_.stride;
     const uint32_t own = ownVertices(record_.mode());
-    if (own != 0 && count % own != 0) return false;
+    // A run that is large enough for a draw of its own is not worth copying.
+    if (own == 0 ? count >= kLeastForArrays : count % own != 0) return false;
     vertices = next_ + head;
     next_ += total;
     return true;
@@ -81,9 +82,10 @@ class Followers {
 // Whether separate primitives look as they do in a strip, fan or loop, and no program of the guest can count them.
 bool looksTheSame(uint32_t mode) {
   // A shader of the guest may read the number of a primitive, which counts from its glBegin on.
-  GLint program = 0;
+  GLint program = 0, pipeline = 0;
   gl.glGetIntegerv(GL_CURRENT_PROGRAM, &program);
-  if (program != 0) return false;
+  if (gl.glBindProgramPipeline != nullptr) gl.glGetIntegerv(GL_PROGRAM_PIPELINE_BINDING, &pipeline);
+  if (program != 0 || pipeline != 0) return false;
   const uint32_t separate = separateMode(mode);
   if (separate == mode) return true;
   if (separate == GL_LINES) {
@@ -154,7 +156,6 @@ bool joinRuns(Replayer& replayer, VertexRunRecord record, RunDraw& draw) {
   const uint32_t mode = record.mode(), stride = state.runLayout.stride, own = ownVertices(mode);
   // Runs that were counted before and were too few are not counted again.
   if (!canBeJoined(mode) || draw.end <= state.joinSeen || draw.count == 0 || (own != 0 && draw.count % own != 0)) return false;
-  // A run that is large enough for a draw of its own is not worth copying.
   if (own == 0 && draw.count >= kLeastForArrays) return false;
   Followers counting(replayer, record, draw);
   const uint8_t* vertices = nullptr;

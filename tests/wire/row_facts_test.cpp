@@ -179,7 +179,7 @@ TEST(DescribeCommand, ScalarsStandInOrder) {
   EXPECT_EQ(describedWith(kEnd), "glEnd()");
 }
 
-// Numbers of 32 bits from -4096 to -1 are negative; from 1024 on numbers are hexadecimal.
+// Numbers of 32 bits below zero are negative; from 1024 on numbers are hexadecimal.
 TEST(DescribeCommand, NumbersHaveTheirNotation) {
   EXPECT_EQ(describedWith(kViewport, -1, -4096, -4097, 1023), "glViewport(-1, -4096, -4097, 1023)");
   EXPECT_EQ(describedWith(kViewport, 1024, 0, 0, 0), "glViewport(0x400, 0, 0, 0)");
