@@ -236,7 +236,7 @@ class Comparison {
       const double one = numberAt(ours, at, facts), other = numberAt(theirs, at, facts);
       const double near = facts.kind == ValueKind::Real ? 1e-4 * std::max(1.0, std::fabs(one)) : 256;  // of 2^31
       if (std::fabs(one - other) <= near) continue;
-      char text[64];
+      char text[96];
       std::snprintf(text, sizeof text, ": value %zu %g, through the driver %g", at / facts.width, one, other);
       return found(describe(call) + text);
     }
