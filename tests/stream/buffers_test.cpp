@@ -168,6 +168,7 @@ TEST_F(Buffers, SecondMapReadsNothing) {
   auto* mapping = static_cast<uint8_t*>(QV_CALL(glMapBuffer)(GL_ARRAY_BUFFER, GL_READ_WRITE));
   ASSERT_EQ(host.submissions.size(), 1u);
   EXPECT_EQ(host.submissions[0].replySize, 16u);
+  EXPECT_EQ(host.submissions[0].presentMode, 0u);
   EXPECT_EQ(host.submissions[0].stream, Stream().add(kMapBuffer, GL_ARRAY_BUFFER, GL_READ_WRITE, 16).data);
   ASSERT_NE(mapping, nullptr);
   EXPECT_EQ(reinterpret_cast<uintptr_t>(mapping) % 64, 0u);
@@ -313,6 +314,7 @@ TEST_F(Buffers, RangeMapSendsItsRange) {
     EXPECT_EQ(parameter(GL_SHADER_STORAGE_BUFFER, GL_BUFFER_MAP_OFFSET), 16);
     EXPECT_EQ(parameter(GL_SHADER_STORAGE_BUFFER, GL_BUFFER_MAP_LENGTH), 32);
     EXPECT_EQ(parameter(GL_SHADER_STORAGE_BUFFER, GL_BUFFER_ACCESS_FLAGS), static_cast<GLint>(access));
+    EXPECT_EQ(parameter(GL_SHADER_STORAGE_BUFFER, GL_BUFFER_ACCESS), access == GL_MAP_READ_BIT ? GL_READ_ONLY : GL_WRITE_ONLY);
     void* pointer = nullptr;
     QV_CALL(glGetBufferPointerv)(GL_SHADER_STORAGE_BUFFER, GL_BUFFER_MAP_POINTER, &pointer);
     EXPECT_EQ(pointer, mapping);

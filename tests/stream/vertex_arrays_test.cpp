@@ -313,6 +313,10 @@ TEST_F(VertexArrays, AnyNameMakesAnObject) {
   QV_CALL(glBindVertexArray)(77);
   expectStream(Stream().add(kBindVertexArray, 77));
   EXPECT_NE(&arrays(), &context().defaultVertexArray);
+  QV_CALL(glBindVertexArray)(1);
+  EXPECT_NE(&arrays(), &context().defaultVertexArray);
+  QV_CALL(glBindVertexArray)(77);
+  drop();
   EXPECT_EQ(arrays().conventional[kArrayVertex].pointer, 0u);
   EXPECT_EQ(QV_CALL(glIsVertexArray)(77), GL_TRUE);
   const GLuint names[] = {5, 77};
