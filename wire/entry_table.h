@@ -8,6 +8,7 @@
 #include "wire/records/arrays.h"
 #include "wire/records/buffers.h"
 #include "wire/records/draws.h"
+#include "wire/records/images.h"
 #include "wire/records/lists.h"
 #include "wire/records/pbuffers.h"
 #include "wire/records/programs.h"

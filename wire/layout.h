@@ -119,6 +119,11 @@ template <CountRule Rule>
 struct FormTraits<Counted<Rule>> : OneExtraWord {};
 template <CountRule Rule>
 struct FormTraits<Query<CountedReply<Rule>>> : OneExtraWord {};
+template <typename Data>
+struct FormTraits<Image<Data>> {
+  static constexpr uint32_t kVector = 0;
+  static constexpr uint32_t kExtraWords = 2;
+};
 template <>
 struct FormTraits<Text> : OneExtraWord {};
 template <>
@@ -243,6 +248,16 @@ struct Layout<Matrices<Per>, A...> : LayoutBase<Matrices<Per>, A...> {
   static_assert(std::is_same_v<typename Args::template Type<kFlagArg>, GLboolean>);
   static constexpr uint64_t kEach = Per * sizeof(typename Args::Element);
   static uint64_t tailBytes(const uint8_t* fixed) { return bytesOf(Layout::template scalar<kCountArg>(fixed), kEach); }
+};
+
+template <typename Data, typename... A>
+struct Layout<Image<Data>, A...> : LayoutBase<Image<Data>, A...> {
+  static_assert(Arguments<A...>::kPointerCount == 1 && Arguments<A...>::kFirstPointer + 1 == sizeof...(A));
+  static constexpr bool kHasTail = true;
+  using Element = typename Arguments<A...>::Element;
+  static constexpr uint32_t kPointerAt = Layout::kExtraAt, kCountAt = Layout::kExtraAt + 4;
+  static uint32_t pointer(const uint8_t* fixed) { return get<uint32_t>(fixed + kPointerAt); }
+  static uint64_t tailBytes(const uint8_t* fixed) { return bytesOf(get<uint32_t>(fixed + kCountAt), sizeof(Element)); }
 };
 
 // The text's last byte is its terminating zero.

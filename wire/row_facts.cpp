@@ -94,6 +94,10 @@ constexpr void fillForm(RowFacts& row, Matrices<Per>) {
   row.form = FormKind::Matrices;
   row.n = Per;
 }
+template <typename Data>
+constexpr void fillForm(RowFacts& row, Image<Data>) {
+  row.form = FormKind::Image;
+}
 constexpr void fillForm(RowFacts& row, Text) { row.form = FormKind::Text; }
 constexpr void fillForm(RowFacts& row, TextQuery) {
   row.form = FormKind::TextQuery;
@@ -318,6 +322,10 @@ std::string describeCommand(uint32_t opcode, Reader payload) {
         appendValue(out, fixed + argument.offset, argument.wireWidth, argument.kind);
       }
     }
+  }
+  if (row->form == FormKind::Image) {
+    comma();
+    append(out, "pointer 0x%x", get<uint32_t>(fixed + row->fixedBytes - 8));
   }
   if (!row->openTail && payload.left() != 0) {
     comma();

@@ -22,7 +22,7 @@ struct ArgumentFacts {
   uint16_t components = 0;     // in the fixed part; 0 for a pointer whose data stand elsewhere
 };
 
-enum class FormKind : uint8_t { Fixed, Vec, Sized, Counted, Array, Matrices, Text, Record, Local, Family, Query, TextQuery };
+enum class FormKind : uint8_t { Fixed, Vec, Sized, Counted, Array, Matrices, Text, Image, Record, Local, Family, Query, TextQuery };
 enum class ReplyKind : uint8_t { None, Answer, Bytes, Components, Sized, Counted, Names, Length, List };
 
 struct RowFacts {

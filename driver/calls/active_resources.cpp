@@ -69,7 +69,7 @@ void APIENTRY glGetActiveUniform(GLuint program, GLuint index, GLsizei bufSize, 
   }
 }
 
-// Its errors are its own: required oddity 91.
+// Its errors are its own: required oddity 117.
 void APIENTRY glGetActiveAttrib(GLuint program, GLuint index, GLsizei bufSize, GLsizei* length, GLint* size, GLenum* type,
                                 GLchar* name) {
   using Row = op::glGetActiveAttrib;
@@ -92,7 +92,7 @@ void APIENTRY glGetActiveUniformName(GLuint program, GLuint index, GLsizei bufSi
   }
 }
 
-// An index out of range is answered and raises no error: required oddity 86.
+// An index out of range is answered and raises no error: required oddity 112.
 void APIENTRY glGetActiveUniformsiv(GLuint program, GLsizei count, const GLuint* indices, GLenum pname, GLint* params) {
   using Row = op::glGetActiveUniformsiv;
   GlContext* const context = enter<Row>();

@@ -16,7 +16,7 @@ bool lookUp(GlContext* context, GLenum target, BufferObject*& buffer) {
   return error == GL_NO_ERROR;
 }
 
-// Pulls the host's contents into the copy.
+// Pulls the host's contents into the copy: required oddity 94.
 void refreshShadow(GLenum target) {
   gl::glMapBuffer(target, GL_READ_ONLY);
   gl::glUnmapBuffer(target);
@@ -72,6 +72,7 @@ void* APIENTRY glMapBuffer(GLenum target, GLenum access) {
     refuse(context, opcodeOf<Row>, GL_INVALID_OPERATION);
     return nullptr;
   }
+  // A map for writing alone reads back too: required oddity 93.
   const uint32_t bytes = buffer->shadowIsStale() && mapping != nullptr ? static_cast<uint32_t>(buffer->size) : 0;
   sendWords<Row>(context, MapBufferRecord{target, access, bytes});
   if (bytes != 0) flushStream(context, 0, mapping, bytes, nullptr, 0);
@@ -153,7 +154,7 @@ void APIENTRY glGetBufferSubData(GLenum target, GLintptr offset, GLsizeiptr size
   const BufferObject* const buffer = needBuffer(context, target);
   if (buffer == nullptr) return;
   if (buffer->mapped) return refuse(context, opcodeOf<Row>, GL_INVALID_OPERATION);
-  // A size of 0 stands for the whole buffer, wherever the offset is.
+  // A size of 0 stands for the whole buffer, wherever the offset is: required oddity 99.
   const auto bytes = size == 0 ? static_cast<uint32_t>(buffer->size) : static_cast<uint32_t>(size);
   sendWords<Row>(context, GetBufferSubDataRecord{target, static_cast<uint32_t>(offset), bytes});
   const bool readable = size >= 0 && size <= 0xFFFFFFFF && bytes != 0;

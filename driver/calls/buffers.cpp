@@ -57,7 +57,7 @@ DataLength::DataLength(int64_t bytes) : word(0), payload(0) {
 namespace {
 
 // Keeps an existing copy current: maps the buffer, lets `copy` fill the mapping and ends the map, be it this one or the program's
-// own of glMapBuffer.
+// own of glMapBuffer: required oddity 95.
 template <typename Copy>
 void writeThrough(BufferObject& buffer, Copy&& copy) {
   if (buffer.store.data() == nullptr) return;
@@ -76,7 +76,7 @@ bool bindIndexed(GlContext* context, GLenum target, GLuint index, GLuint buffer)
   return error == GL_NO_ERROR;
 }
 
-// Resets what a deleted buffer is bound to: every indexed binding, and the first of the general ones.
+// Resets what a deleted buffer is bound to: every indexed binding, and the first of the general ones: required oddity 98.
 void unbindDeleted(GlContext* context, uint32_t name) {
   for (const GLenum target : kIndexedTargets) {
     const IndexedBindings indexed = indexedBindings(context, target);
@@ -91,8 +91,8 @@ void unbindDeleted(GlContext* context, uint32_t name) {
   }
 }
 
-// The bytes that a clear takes from the program: as many as the buffer or the range has, although GL looks at one value only.
-// What lies behind that value is not the program's to give.
+// The bytes that a clear takes from the program: as many as the buffer or the range has, although GL looks at one value only:
+// required oddity 97. What lies behind that value is not the program's to give.
 template <typename Row, typename Record>
 void sendClear(GlContext* context, Record record, uint64_t payload, GLenum format, GLenum type, const void* data) {
   uint8_t* const to = sendWithData<Row>(context, record, payload);
@@ -108,7 +108,7 @@ namespace gl {
 void APIENTRY glBindBuffer(GLenum target, GLuint buffer) {
   GlContext* const context = enter<op::glBindBuffer>();
   if (context == nullptr) return;
-  // Two errors are recorded, of which the program sees the second.
+  // Two errors are recorded, of which the program sees the second: required oddity 91.
   if (!bindBufferTarget(context, target, buffer)) return recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
   send<op::glBindBuffer>(context, target, buffer);
 }
@@ -189,6 +189,7 @@ void APIENTRY glCopyBufferSubData(GLenum readTarget, GLenum writeTarget, GLintpt
   if (context == nullptr || needBuffer(context, readTarget) == nullptr) return;
   BufferObject* const written = needBuffer(context, writeTarget);
   if (written == nullptr) return;
+  // Neither buffer is asked whether it is mapped: required oddity 96.
   if (size > 0) written->hostContentsNewer = 1;
   send<Row>(context, readTarget, writeTarget, readOffset, writeOffset, size);
 }

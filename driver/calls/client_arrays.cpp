@@ -105,7 +105,8 @@ void copyClientArrays(GlContext* context, const ClientArrays& arrays, const Vert
   if (!arrays.any()) return;
   forEachClientArray(currentVertexArray(context), [&](const VertexAttribRecord& row, const VertexBindingRecord& binding) {
     if (!perInstance(row, binding)) return copyElements(row, range, block);
-    // Data of instances are taken from the array's beginning and without gaps, whatever its stride and the base instance are.
+    // Data of instances are taken from the array's beginning and without gaps, whatever its stride and the base instance are:
+    // required oddity 106.
     uint64_t room = 0;
     uint8_t* const at = section.take(instanceElements(std::max(instances, 1u), binding.divisor) * row.elementSize, room);
     if (room != 0) std::memcpy(at, memoryOf(row), static_cast<size_t>(room));

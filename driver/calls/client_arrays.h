@@ -13,7 +13,8 @@ struct ClientArrays {
   uint64_t instanceBytes = 0;  // of all arrays with one, for all instances
 
   bool any() const { return vertexBytes != 0 || instanceBytes != 0; }
-  // Bytes of a vertex in the block. The word that tells it has 16 bits: what exceeds them is cut off, here and there.
+  // Bytes of a vertex in the block. The word that tells it has 16 bits: what exceeds them is cut off, here and there: required
+  // oddity 105.
   uint32_t blockVertexBytes() const { return static_cast<uint32_t>(vertexBytes) & 0xFFFF; }
   // Whether a section follows. Its length has 32 bits.
   uint32_t sectionData() const { return static_cast<uint32_t>(instanceBytes); }

@@ -61,7 +61,7 @@ IndexRange scanIndices(const GlContext* context, const IndexSource& source) {
 }
 
 // Finds the indices of a draw. False when there is nothing to draw, which is no error: an element buffer without a record or too
-// short for the draw, no indices at all, a count of 0. `needed`: the guest reads the indices in any case.
+// short for the draw, no indices at all, a count of 0: required oddity 104. `needed`: the guest reads the indices in any case.
 bool findIndices(GlContext* context, GLenum type, GLsizei count, const void* indices, bool needed, IndexSource& source) {
   source.count = count;
   source.indexBytes = indexBytesOf(type);
@@ -93,7 +93,7 @@ bool findIndices(GlContext* context, GLenum type, GLsizei count, const void* ind
 }
 
 // Draws what lies between the indices that equal the one of GL_PRIMITIVE_RESTART_NV, one draw for each run. With an element
-// buffer the runs count from the start of `indices`, the draw's own offset being lost, which is required.
+// buffer the runs count from the start of `indices`, the draw's own offset being lost: required oddity 103.
 void drawRestartRuns(GlContext* context, GLenum mode, GLenum type, const IndexSource& source, GLsizei instances) {
   if (!context->nvRestartEnabled) return;
   context->nvRestartEnabled = 0;
@@ -258,7 +258,7 @@ void APIENTRY glDrawElementsInstancedBaseInstance(GLenum mode, GLsizei count, GL
   glDrawElementsInstancedBaseVertexBaseInstance(mode, count, type, indices, instancecount, 0, baseinstance);
 }
 
-// The range that the program tells is not used: it need not be true.
+// The range that the program tells is not used: it need not be true: required oddity 107.
 void APIENTRY glDrawRangeElements(GLenum mode, GLuint, GLuint, GLsizei count, GLenum type, const void* indices) {
   glDrawElements(mode, count, type, indices);
 }

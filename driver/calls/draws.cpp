@@ -7,7 +7,7 @@ namespace qv {
 namespace {
 
 // GL_PRIMITIVE_RESTART_NV, of which the host knows nothing: a draw whose elements contain the restart index becomes two. The
-// second one is too short by `first`, which is required. `draw(first, count)` makes a draw with the restart switched off.
+// second one is too short by `first`: required oddity 103. `draw(first, count)` makes a draw with the restart switched off.
 template <typename Draw>
 void splitAtRestart(GlContext* context, GLint first, GLsizei count, Draw&& draw) {
   context->nvRestartEnabled = 0;

@@ -15,7 +15,7 @@ inline void shadow(op::glBindTransformFeedback, GlContext* c, GLenum, GLuint id)
 
 // The host has written the buffers: what the guest holds of their contents is old.
 void noteFeedbackWritten(GlContext* context);
-// The command has gone to the host although a list may only be compiled: required oddity 96.
+// The command has gone to the host although a list may only be compiled: required oddity 122.
 inline void shadow(op::glEndTransformFeedback, GlContext* c) { noteFeedbackWritten(c); }
 inline void shadow(op::glEndTransformFeedbackEXT, GlContext* c) { noteFeedbackWritten(c); }
 

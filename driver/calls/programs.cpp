@@ -35,7 +35,7 @@ void registerProgram(GlContext* context, GLuint program) {
   if (program != 0 && recordIn(programsOf(context), program) == nullptr) setRecord(context, program, nullptr);
 }
 
-// Whether the delete is to be sent. It waits while a context has the program current: required oddity 83.
+// Whether the delete is to be sent. It waits while a context has the program current: required oddity 109.
 bool releaseProgram(GlContext* context, GLuint program) {
   const ShareLock held(context->shareGroup);
   if (ProgramRecord* const record = recordIn(programsOf(context), program); record != nullptr) {
@@ -111,7 +111,7 @@ void linkProgramShadow(GlContext* context, GLuint program) {
   if (record == nullptr) {
     record = new ProgramRecord;
     setRecord(context, program, record);
-    // glUseProgram ran before there was a record. Other contexts are not looked at: required oddity 95.
+    // glUseProgram ran before there was a record. Other contexts are not looked at: required oddity 121.
     if (program == context->currentProgram) ++record->useCount;
   }
   record->uniforms.clear();
@@ -121,7 +121,7 @@ void linkProgramShadow(GlContext* context, GLuint program) {
     record->attributes.clear();
     return;
   }
-  // Required oddity 88.
+  // Required oddity 114.
   if (record->uniforms.locationlessCount == 0) record->uniforms.sortByLocation();
   if (record->attributes.locationlessCount == 0) record->attributes.sortByLocation();
 }
@@ -138,7 +138,7 @@ void useProgramShadow(GlContext* context, GLuint program) {
       released = before;
     }
     if (ProgramRecord* const record = recordIn(programs, program); record != nullptr) ++record->useCount;
-    context->currentProgram = program;  // also when the host refuses it: required oddity 89
+    context->currentProgram = program;  // also when the host refuses it: required oddity 115
   }
   if (released != 0) gl::glDeleteProgram(released);
 }

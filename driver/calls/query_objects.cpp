@@ -61,7 +61,7 @@ bool answerQueryObject(GlContext* context, GLuint id, GLenum pname, T* params) {
     *params = 0;
     return true;
   }
-  // Below OpenGL 3.0 every answer is 4: required oddity 87.
+  // Below OpenGL 3.0 every answer is 4: required oddity 113.
   if ((context->quirkFlags & kQuirkQueryTable) == 0) {
     *params = 4;
     return true;
@@ -69,7 +69,7 @@ bool answerQueryObject(GlContext* context, GLuint id, GLenum pname, T* params) {
   const QueryRecord* const record = context->queryTable.findAs<QueryRecord>(id);
   if (record == nullptr) return false;
   if (record->result == QueryRecord::kRunning) {
-    *params = 0;  // required oddity 93
+    *params = 0;  // required oddity 119
     recordError(context, GL_INVALID_OPERATION, 0, kErrorText);
     return true;
   }

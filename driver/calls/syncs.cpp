@@ -26,7 +26,7 @@ void APIENTRY glGetSynciv(GLsync sync, GLenum pname, GLsizei bufSize, GLsizei* l
   if (pname != GL_OBJECT_TYPE && pname != GL_SYNC_CONDITION && pname != GL_SYNC_STATUS && pname != GL_SYNC_FLAGS) {
     return refuse(context, opcodeOf<Row>, GL_INVALID_ENUM);
   }
-  if (bufSize <= 0) return;  // required oddity 94
+  if (bufSize <= 0) return;  // required oddity 120
   GLsizei written = 0;
   sendRecord<Row>(context, SyncValueRecord{syncName(sync), pname, 1});
   flushStream(context, 0, &written, sizeof written, values, sizeof *values);

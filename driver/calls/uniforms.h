@@ -74,7 +74,7 @@ struct UniformEntry<Row, Type, void(APIENTRY*)(A...)> {
     }
     GLuint program = 0;
     if constexpr (kNamesProgram) program = argument<0>(args...);
-    if (program == 0) program = usesCurrentProgram(context);  // the command still says 0: required oddity 90
+    if (program == 0) program = usesCurrentProgram(context);  // the command still says 0: required oddity 116
     const ProgramRecord* const record = findProgram(context, program);
     if (record == nullptr) return refuse(context, opcodeOf<Row>, GL_INVALID_OPERATION);
     const LocationCell cell = record->uniforms.cellOf(argument<kLocation>(args...));

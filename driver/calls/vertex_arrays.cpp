@@ -18,7 +18,8 @@ void switchAttrib(GLuint index, bool on) {
   send<Row>(context, index);
 }
 
-// The command goes out whatever the index is. An attribute with a divisor of its own falls back to its own binding.
+// The command goes out whatever the index is: required oddity 101. An attribute with a divisor of its own falls back to its own
+// binding.
 template <typename Row>
 void setDivisor(GLuint index, GLuint divisor) {
   GlContext* const context = currentContext();
@@ -86,6 +87,7 @@ bool mayBind(GlContext* context, GLuint bindingIndex) {
 
 namespace gl {
 
+// Any name will do: required oddity 100.
 void APIENTRY glBindVertexArray(GLuint array) {
   GlContext* const context = currentContext();
   if (context == nullptr) return;

@@ -33,7 +33,7 @@ struct BufferObject final : TrackedObject {
   ~BufferObject() override;
 
   // Whether the host may write the buffer behind the guest's back. Decided by the first target alone, whatever the buffer is
-  // bound to later.
+  // bound to later: required oddity 92.
   bool hostWritten() const {
     return target == GL_SHADER_STORAGE_BUFFER || target == GL_ATOMIC_COUNTER_BUFFER || target == GL_TRANSFORM_FEEDBACK_BUFFER ||
            target == GL_TEXTURE_BUFFER;

@@ -177,7 +177,7 @@ bool ResourceCache::describeResource(GLuint index, GLsizei bufSize, GLsizei* len
       const uint32_t more = std::min(kIndexZeroLength, room - kept);
       std::memcpy(name + kept, kIndexZero, more);
       end += more;
-      told += kIndexZeroLength;  // also when it was cut: required oddity 92
+      told += kIndexZeroLength;  // also when it was cut: required oddity 118
     }
     name[end] = 0;
     if (length != nullptr) *length = static_cast<GLsizei>(told);

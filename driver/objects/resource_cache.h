@@ -111,7 +111,7 @@ struct ResourceCache {
   int32_t locationlessCount = 0;
   int32_t count = 0;
   int32_t capacity = 0;
-  // Length of the longest name, so it would seem: in truth that of the name added last (required oddity 85).
+  // Length of the longest name, so it would seem: in truth that of the name added last (required oddity 111).
   int32_t maxNameLength = 0;
   ResourceRecord** resources = nullptr;  // in the order of arrival, until sorted
   BucketTable<CachedString, int32_t> byName;

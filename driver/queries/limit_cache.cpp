@@ -18,35 +18,70 @@ enum class Clamp : uint8_t {
   kSigned,    // a negative reply counts as 0
 };
 
+// How the driver fetches a limit at each make-current, if it is not known.
+enum class Warmed : uint8_t {
+  kNo,
+  kAsked,  // by a question whose answer the cache stores
+  // The same for a limit that bounds an array of the context: straight into its field and clamped here as well, so that a reply
+  // which did not pass through the cache cannot leave more than the array holds.
+  kStraight,
+};
+
 struct LimitRow {
   GLenum pname;
   int32_t LimitCache::*field;
-  int32_t unset;  // value of a limit that is not known; where it is -1, isUnset mostly takes -2 as well
-  Clamp clamp;
-  int32_t highest;      // for a limit of bindings or units, the length of the context's array: required oddity 37
-  uint16_t minVersion;  // below it nothing is stored or answered
+  int32_t unset;  // marker of a limit that is not known
+  Clamp clamp = Clamp::kNone;
+  int32_t highest = 0;      // for a limit of bindings or units, the length of the context's array: required oddity 37
+  uint16_t minVersion = 0;  // below it nothing is stored or answered
+  Warmed warmed = Warmed::kNo;
+  // Below its version the field is answered all the same, whatever it holds (required oddity 40), and a reply re-clamps it. Such a
+  // limit has one marker, and is never answered below 0.
+  bool answeredBelow = false;
+  GLenum standIn = 0;  // from 3.0 on this limit is answered instead: required oddity 39
 };
+constexpr uint16_t kStandInFrom = 300;
+constexpr int32_t kSecondMarker = -2;  // of a limit whose marker is -1 and that is not answered below its version
 
+// The limits that are fetched stand in the order of their questions.
 constexpr LimitRow kLimits[] = {
-    {GL_MAX_LIGHTS, &LimitCache::maxLights, 0, Clamp::kNone, 0, 0},
-    {GL_MAX_ATTRIB_STACK_DEPTH, &LimitCache::maxAttribStackDepth, 0, Clamp::kNone, 0, 0},
-    {GL_MAX_MODELVIEW_STACK_DEPTH, &LimitCache::maxModelviewStackDepth, 0, Clamp::kNone, 0, 0},
-    {GL_MAX_PROJECTION_STACK_DEPTH, &LimitCache::maxProjectionStackDepth, 0, Clamp::kNone, 0, 0},
-    {GL_MAX_TEXTURE_STACK_DEPTH, &LimitCache::maxTextureStackDepth, 0, Clamp::kNone, 0, 0},
-    {GL_MAX_COLOR_MATRIX_STACK_DEPTH, &LimitCache::maxColorMatrixStackDepth, 0, Clamp::kNone, 0, 0},
-    {GL_MAX_VIEWPORTS, &LimitCache::maxViewports, 0, Clamp::kNone, 0, 0},
-    {GL_MAX_COLOR_ATTACHMENTS, &LimitCache::maxColorAttachments, 0, Clamp::kNone, 0, 0},
-    {GL_MAX_TEXTURE_COORDS, &LimitCache::maxTextureCoords, 0, Clamp::kUnsigned, kTextureUnits, 0},
-    {GL_MAX_TEXTURE_IMAGE_UNITS, &LimitCache::maxTextureImageUnits, 0, Clamp::kUnsigned, kTextureUnits, 0},
-    {GL_MAX_TEXTURE_UNITS, &LimitCache::maxTextureUnits, 0, Clamp::kUnsigned, kTextureUnits, 0},
-    {GL_NUM_SHADER_BINARY_FORMATS, &LimitCache::numShaderBinaryFormats, -1, Clamp::kNone, 0, 300},
+    {GL_MAX_LIGHTS, &LimitCache::maxLights, 0},
+    {GL_MAX_ATTRIB_STACK_DEPTH, &LimitCache::maxAttribStackDepth, 0},
+    {GL_MAX_MODELVIEW_STACK_DEPTH, &LimitCache::maxModelviewStackDepth, 0},
+    {GL_MAX_PROJECTION_STACK_DEPTH, &LimitCache::maxProjectionStackDepth, 0},
+    {GL_MAX_TEXTURE_STACK_DEPTH, &LimitCache::maxTextureStackDepth, 0},
+    {GL_MAX_COLOR_MATRIX_STACK_DEPTH, &LimitCache::maxColorMatrixStackDepth, 0},
+    {GL_MAX_VIEWPORTS, &LimitCache::maxViewports, 0},
+    {GL_MAX_COLOR_ATTACHMENTS, &LimitCache::maxColorAttachments, 0},
+    {.pname = GL_MAX_TEXTURE_UNITS,
+     .field = &LimitCache::maxTextureUnits,
+     .unset = 0,
+     .clamp = Clamp::kUnsigned,
+     .highest = kTextureUnits,
+     .warmed = Warmed::kAsked,
+     .standIn = GL_MAX_TEXTURE_IMAGE_UNITS},
+    {GL_MAX_TEXTURE_IMAGE_UNITS, &LimitCache::maxTextureImageUnits, 0, Clamp::kUnsigned, kTextureUnits, 0, Warmed::kAsked},
+    {GL_MAX_TEXTURE_COORDS, &LimitCache::maxTextureCoords, 0, Clamp::kUnsigned, kTextureUnits, 0, Warmed::kAsked},
+    {.pname = GL_NUM_SHADER_BINARY_FORMATS,
+     .field = &LimitCache::numShaderBinaryFormats,
+     .unset = -1,
+     .minVersion = 300,
+     .warmed = Warmed::kAsked,
+     .answeredBelow = true},
     {GL_MAX_TRANSFORM_FEEDBACK_SEPARATE_ATTRIBS, &LimitCache::maxTransformFeedbackSeparateAttribs, -1, Clamp::kSigned,
-     BufferBindings::kTransformFeedback, 0},
-    {GL_MAX_UNIFORM_BUFFER_BINDINGS, &LimitCache::maxUniformBufferBindings, -1, Clamp::kSigned, BufferBindings::kUniform, 300},
+     BufferBindings::kTransformFeedback, 0, Warmed::kStraight},
+    {.pname = GL_MAX_UNIFORM_BUFFER_BINDINGS,
+     .field = &LimitCache::maxUniformBufferBindings,
+     .unset = -1,
+     .clamp = Clamp::kSigned,
+     .highest = BufferBindings::kUniform,
+     .minVersion = 300,
+     .warmed = Warmed::kStraight,
+     .answeredBelow = true},
     {GL_MAX_ATOMIC_COUNTER_BUFFER_BINDINGS, &LimitCache::maxAtomicCounterBufferBindings, -1, Clamp::kSigned,
-     BufferBindings::kAtomicCounter, 420},
+     BufferBindings::kAtomicCounter, 420, Warmed::kStraight},
     {GL_MAX_SHADER_STORAGE_BUFFER_BINDINGS, &LimitCache::maxShaderStorageBufferBindings, -1, Clamp::kSigned,
-     BufferBindings::kShaderStorage, 430},
+     BufferBindings::kShaderStorage, 430, Warmed::kStraight},
     {GL_MAX_VERTEX_ATTRIB_BINDINGS, &LimitCache::maxVertexAttribBindings, -1, Clamp::kNone, 0, 430},
     {GL_MAX_VERTEX_ATTRIB_RELATIVE_OFFSET, &LimitCache::maxVertexAttribRelativeOffset, -1, Clamp::kNone, 0, 430},
 };
@@ -70,11 +105,8 @@ int32_t clamped(const LimitRow& row, int32_t value) {
   return value;
 }
 
-// Two limits are unset at -1 alone: any other value below 1 of the binary formats came from the host and reads as 0.
 bool isUnset(const LimitRow& row, int32_t value) {
-  if (value == row.unset) return true;
-  const bool oneMarker = row.pname == GL_NUM_SHADER_BINARY_FORMATS || row.pname == GL_MAX_UNIFORM_BUFFER_BINDINGS;
-  return row.unset == -1 && value == -2 && !oneMarker;
+  return value == row.unset || (row.unset == -1 && !row.answeredBelow && value == kSecondMarker);
 }
 
 bool store(GlContext* context, GLenum pname, int32_t value) {
@@ -83,29 +115,29 @@ bool store(GlContext* context, GLenum pname, int32_t value) {
   int32_t& field = context->limits.*(row->field);
   if (context->contextVersion >= row->minVersion) {
     field = clamped(*row, value);
-  } else if (pname == GL_MAX_UNIFORM_BUFFER_BINDINGS) {
+  } else if (row->answeredBelow) {
     field = clamped(*row, field);
   }
   return true;
 }
 
-// Asks for a limit whose field is still unset; glGetIntegerv stores the reply through cacheLimit.
-void warm(GlContext* context, GLenum pname, uint16_t minVersion) {
-  if (context->contextVersion < minVersion) return;
-  const LimitRow& row = *limitRow(pname);
-  if (context->limits.*(row.field) != row.unset) return;
+// Asks for a limit; the reply passes through the cache.
+void ask(GLenum pname) {
   GLint scratch = 0;
   gl::glGetIntegerv(pname, &scratch);
 }
 
-// The same for a limit that bounds an array of the context. It is fetched straight into its field and clamped here as well,
-// so that a reply which did not pass through the cache cannot leave more than the array holds.
-void warmBound(GlContext* context, GLenum pname) {
-  const LimitRow& row = *limitRow(pname);
+void warm(GlContext* context, const LimitRow& row) {
   int32_t& field = context->limits.*(row.field);
-  if (field != row.unset || context->contextVersion < row.minVersion) return;
-  gl::glGetIntegerv(pname, &field);
-  field = clamped(row, field);
+  if (field != row.unset) return;
+  if (context->contextVersion < row.minVersion) {
+    if (row.answeredBelow) field = clamped(row, field);
+  } else if (row.warmed == Warmed::kAsked) {
+    ask(row.pname);
+  } else {
+    gl::glGetIntegerv(row.pname, &field);
+    field = clamped(row, field);
+  }
 }
 
 }  // namespace
@@ -128,24 +160,14 @@ bool cacheLimit(GlContext* context, GLenum pname, const GLint64* values) {
 bool cachedLimit(GlContext* context, GLenum pname, int32_t& value) {
   const LimitRow* row = limitRow(pname);
   if (row == nullptr) return false;
-  const uint16_t version = context->contextVersion;
-  if (pname == GL_MAX_TEXTURE_UNITS && version >= 300) {
-    // The limit of image units stands for that of fixed-function units: required oddity 39.
-    row = limitRow(GL_MAX_TEXTURE_IMAGE_UNITS);
-    if (context->limits.maxTextureImageUnits == 0) {
-      GLint scratch = 0;
-      gl::glGetIntegerv(GL_MAX_TEXTURE_IMAGE_UNITS, &scratch);
-    }
+  if (row->standIn != 0 && context->contextVersion >= kStandInFrom) {
+    row = limitRow(row->standIn);
+    if (isUnset(*row, context->limits.*(row->field))) ask(row->pname);
   }
   const int32_t field = context->limits.*(row->field);
-  if (pname == GL_NUM_SHADER_BINARY_FORMATS || pname == GL_MAX_UNIFORM_BUFFER_BINDINGS) {
-    // Below their version these two are answered whatever the field holds: required oddity 40.
-    if (version >= row->minVersion && isUnset(*row, field)) return false;
-    value = pname == GL_NUM_SHADER_BINARY_FORMATS ? std::max(field, 0) : clamped(*row, field);
-    return true;
-  }
-  if (version < row->minVersion || isUnset(*row, field)) return false;
-  value = field;
+  const bool hasVersion = context->contextVersion >= row->minVersion;
+  if (hasVersion ? isUnset(*row, field) : !row->answeredBelow) return false;
+  value = row->answeredBelow ? std::max(clamped(*row, field), 0) : field;
   return true;
 }
 
@@ -160,15 +182,9 @@ int32_t queryStackLimit(GLenum pname) {
 }
 
 void warmLimits(GlContext* context) {
-  warm(context, GL_MAX_TEXTURE_UNITS, 0);
-  warm(context, GL_MAX_TEXTURE_IMAGE_UNITS, 0);
-  warm(context, GL_MAX_TEXTURE_COORDS, 0);
-  warm(context, GL_NUM_SHADER_BINARY_FORMATS, 300);
-  warmBound(context, GL_MAX_TRANSFORM_FEEDBACK_SEPARATE_ATTRIBS);
-  warmBound(context, GL_MAX_UNIFORM_BUFFER_BINDINGS);
-  if (context->limits.maxUniformBufferBindings == -1) context->limits.maxUniformBufferBindings = 0;
-  warmBound(context, GL_MAX_ATOMIC_COUNTER_BUFFER_BINDINGS);
-  warmBound(context, GL_MAX_SHADER_STORAGE_BUFFER_BINDINGS);
+  for (const LimitRow& row : kLimits) {
+    if (row.warmed != Warmed::kNo) warm(context, row);
+  }
 }
 
 }  // namespace qv

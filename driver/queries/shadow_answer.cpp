@@ -58,6 +58,7 @@ ShadowAnswer binding(const uint32_t (&names)[N], GLuint index) {
   return name(index < N ? names[index] : 0);
 }
 
+// The row is that of a conventional array: required oddity 102.
 ShadowAnswer readVertexBinding(GlContext* context, GLenum pname, GLuint index) {
   if (index >= VertexArrayObject::kRows) return badIndex(context);
   const VertexBindingRecord& record = currentVertexArray(context)->bindings[index];
@@ -77,19 +78,6 @@ ShadowAnswer readIndexed(GlContext* context, GLenum pname, GLuint index) {
   const uint16_t version = context->contextVersion;
   const BufferBindings& buffers = context->buffers;
   switch (pname) {
-    case GL_TEXTURE_BINDING_1D:
-    case GL_TEXTURE_BINDING_2D:
-    case GL_TEXTURE_BINDING_3D:
-    case GL_TEXTURE_BINDING_CUBE_MAP:
-    case GL_TEXTURE_BINDING_RECTANGLE: {
-      if (index >= kTextureUnits) return {};
-      const GLenum target = pname == GL_TEXTURE_BINDING_1D         ? GL_TEXTURE_1D
-                            : pname == GL_TEXTURE_BINDING_2D       ? GL_TEXTURE_2D
-                            : pname == GL_TEXTURE_BINDING_3D       ? GL_TEXTURE_3D
-                            : pname == GL_TEXTURE_BINDING_CUBE_MAP ? GL_TEXTURE_CUBE_MAP
-                                                                   : GL_TEXTURE_RECTANGLE;
-      return name(context->texture.current().units[index].binding(static_cast<uint32_t>(textureTargetByte(target))));
-    }
     case GL_UNIFORM_BUFFER_BINDING:
       return binding(buffers.indexedUniform, index);
     case GL_SHADER_STORAGE_BUFFER_BINDING:
@@ -110,8 +98,11 @@ ShadowAnswer readIndexed(GlContext* context, GLenum pname, GLuint index) {
       return version < 430 ? ShadowAnswer{} : one(65535);
     case GL_MAX_COMPUTE_WORK_GROUP_SIZE:
       return version < 430 ? ShadowAnswer{} : one(1024);
-    default:
-      return {};
+    default: {
+      const int32_t target = textureBindingByte(pname);
+      if (target < 0 || index >= kTextureUnits) return {};
+      return name(context->texture.current().units[index].binding(static_cast<uint32_t>(target)));
+    }
   }
 }
 

@@ -159,9 +159,9 @@ Answer arrayBuffer(GlContext* context, GLenum) {
   return integer(attrib.owner->bindingOf(attrib).buffer);
 }
 
-template <uint32_t Target>
-Answer boundTexture(GlContext* context, GLenum) {
-  return integer(context->texture.current().units[context->activeTextureUnit].binding(Target));
+Answer boundTexture(GlContext* context, GLenum pname) {
+  TextureUnitRecord& unit = context->texture.current().units[context->activeTextureUnit];
+  return integer(unit.binding(static_cast<uint32_t>(textureBindingByte(pname))));
 }
 
 // With a framebuffer object bound the pixel format of the window says nothing about what is drawn to.
@@ -325,6 +325,7 @@ constexpr ShadowRow kUnsortedRows[] = {
     {GL_COLOR_MATRIX_STACK_DEPTH, 0, depthOf<&GlContext::color>},
     {GL_TEXTURE_STACK_DEPTH, 0,
      [](GlContext* c, GLenum) { return integer(c->textureMatrices[c->activeTextureUnit]->top + 1); }},
+    // Required oddity 88.
     {GL_ATTRIB_STACK_DEPTH, 0, depthOf<&GlContext::attribMasks>},
     {GL_CLIENT_ATTRIB_STACK_DEPTH, 0, field<&GlContext::clientAttribDepth>},
 
@@ -353,11 +354,11 @@ constexpr ShadowRow kUnsortedRows[] = {
     {GL_ARRAY_ELEMENT_LOCK_COUNT_EXT, 0, field<&GlContext::lockedCount>},
     {GL_ACTIVE_TEXTURE, 0, [](GlContext* c, GLenum) { return integer(c->activeTextureUnit + GL_TEXTURE0); }},
     {GL_CLIENT_ACTIVE_TEXTURE, 0, [](GlContext* c, GLenum) { return integer(c->clientActiveUnit + GL_TEXTURE0); }},
-    {GL_TEXTURE_BINDING_1D, 0, boundTexture<0>},
-    {GL_TEXTURE_BINDING_2D, 0, boundTexture<1>},
-    {GL_TEXTURE_BINDING_3D, 0, boundTexture<2>},
-    {GL_TEXTURE_BINDING_CUBE_MAP, 0, boundTexture<3>},
-    {GL_TEXTURE_BINDING_RECTANGLE, 0, boundTexture<4>},
+    {GL_TEXTURE_BINDING_1D, 0, boundTexture},
+    {GL_TEXTURE_BINDING_2D, 0, boundTexture},
+    {GL_TEXTURE_BINDING_3D, 0, boundTexture},
+    {GL_TEXTURE_BINDING_CUBE_MAP, 0, boundTexture},
+    {GL_TEXTURE_BINDING_RECTANGLE, 0, boundTexture},
     {GL_PRIMITIVE_RESTART_INDEX, 0, field<&GlContext::restartIndex>},
     {GL_PRIMITIVE_RESTART_INDEX_NV, 0, field<&GlContext::nvRestartIndex>},
     {GL_VERTEX_ARRAY_BINDING, 0, field<&GlContext::boundVertexArray>},

@@ -58,17 +58,41 @@ struct PolygonState {
 
 // The names bound to a unit's tracked targets, and which of them are enabled.
 struct TextureUnitRecord {
-  static constexpr uint32_t kTargets = 5;  // in the order of the fields below, everywhere
+  static constexpr uint32_t kTargets = 5;
   uint8_t enabled[kTargets] = {};
   uint32_t binding1D = 0, binding2D = 0, binding3D = 0, bindingCubeMap = 0, bindingRectangle = 0;
 
-  uint32_t& binding(uint32_t target) {
-    constexpr uint32_t TextureUnitRecord::*kBindings[kTargets] = {
-        &TextureUnitRecord::binding1D, &TextureUnitRecord::binding2D, &TextureUnitRecord::binding3D,
-        &TextureUnitRecord::bindingCubeMap, &TextureUnitRecord::bindingRectangle};
-    return this->*kBindings[target];
-  }
+  inline uint32_t& binding(uint32_t target);
 };
+
+// The targets that a unit's record tracks, in the order of its enable bytes.
+struct TextureTarget {
+  GLenum target, bindingName;
+  uint32_t TextureUnitRecord::*binding;
+};
+inline constexpr TextureTarget kTextureTargets[TextureUnitRecord::kTargets] = {
+    {GL_TEXTURE_1D, GL_TEXTURE_BINDING_1D, &TextureUnitRecord::binding1D},
+    {GL_TEXTURE_2D, GL_TEXTURE_BINDING_2D, &TextureUnitRecord::binding2D},
+    {GL_TEXTURE_3D, GL_TEXTURE_BINDING_3D, &TextureUnitRecord::binding3D},
+    {GL_TEXTURE_CUBE_MAP, GL_TEXTURE_BINDING_CUBE_MAP, &TextureUnitRecord::bindingCubeMap},
+    {GL_TEXTURE_RECTANGLE, GL_TEXTURE_BINDING_RECTANGLE, &TextureUnitRecord::bindingRectangle},
+};
+
+inline uint32_t& TextureUnitRecord::binding(uint32_t target) { return this->*kTextureTargets[target].binding; }
+
+// The place of a target, or of the name of its binding, in the table above; -1 for another enum.
+constexpr int32_t textureTargetByte(GLenum target) {
+  for (uint32_t i = 0; i < TextureUnitRecord::kTargets; ++i) {
+    if (kTextureTargets[i].target == target) return static_cast<int32_t>(i);
+  }
+  return -1;
+}
+constexpr int32_t textureBindingByte(GLenum pname) {
+  for (uint32_t i = 0; i < TextureUnitRecord::kTargets; ++i) {
+    if (kTextureTargets[i].bindingName == pname) return static_cast<int32_t>(i);
+  }
+  return -1;
+}
 
 struct TextureState {
   TextureUnitRecord units[kTextureUnits] = {};

@@ -15,24 +15,6 @@ struct CapabilityHome {
   int32_t flag = kNoFlag;    // index in EnableState::flags
 };
 
-// The byte of a texture target in a unit's record, -1 for another capability.
-constexpr int32_t textureTargetByte(GLenum target) {
-  switch (target) {
-    case GL_TEXTURE_1D:
-      return 0;
-    case GL_TEXTURE_2D:
-      return 1;
-    case GL_TEXTURE_3D:
-      return 2;
-    case GL_TEXTURE_CUBE_MAP:
-      return 3;
-    case GL_TEXTURE_RECTANGLE:
-      return 4;
-    default:
-      return -1;
-  }
-}
-
 inline CapabilityHome unitCapabilityHome(GlContext* context, GLenum capability, uint32_t unit) {
   const int32_t byte = textureTargetByte(capability);
   if (byte < 0 || unit >= kTextureUnits) return {};
@@ -86,12 +68,6 @@ inline CapabilityHome unitCapabilityHome(GlContext* context, GLenum capability, 
       return {&context->polygon.current().offsetPoint, 22};
     case GL_MULTISAMPLE:
       return {&context->multisample.current().enabled, 23};
-    case GL_TEXTURE_1D:
-    case GL_TEXTURE_2D:
-    case GL_TEXTURE_3D:
-    case GL_TEXTURE_CUBE_MAP:
-    case GL_TEXTURE_RECTANGLE:
-      return unitCapabilityHome(context, capability, context->activeTextureUnit);
     case GL_VERTEX_PROGRAM_ARB:
       return {&context->vertexProgramEnabled, CapabilityHome::kNoFlag};
     case GL_FRAGMENT_PROGRAM_ARB:
@@ -99,7 +75,7 @@ inline CapabilityHome unitCapabilityHome(GlContext* context, GLenum capability, 
     case GL_PRIMITIVE_RESTART:
       return {&context->restartEnabled, CapabilityHome::kNoFlag};
     default:
-      return {};
+      return unitCapabilityHome(context, capability, context->activeTextureUnit);
   }
 }
 

@@ -9,7 +9,7 @@
 
 namespace qv {
 
-// The record of a program, null before its first link (required oddity 84). It is used after the lock is released.
+// The record of a program, null before its first link (required oddity 110). It is used after the lock is released.
 ProgramRecord* searchProgram(GlContext* context, uint32_t program);
 // The same without the lock when it is the one that was looked for last and no program has changed since.
 inline ProgramRecord* findProgram(GlContext* context, uint32_t program) {

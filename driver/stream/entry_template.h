@@ -122,6 +122,49 @@ struct Writer<Array<Per>, A...> {
   }
 };
 
+// The arguments of a call by index, for wire/image_size.h.
+template <typename... A>
+struct CallArguments {
+  std::tuple<A...> values;
+  template <size_t I>
+  constexpr auto at() const {
+    return std::get<I>(values);
+  }
+};
+
+template <typename Data, typename... A>
+struct Writer<Image<Data>, A...> {
+  using L = Layout<Image<Data>, A...>;
+  using Args = Arguments<A...>;
+  using Element = typename Args::Element;
+  // No data without a pointer, and none when a buffer is bound: the pointer is then an offset into that.
+  static Plan make(GlContext* context, A... args) {
+    // The pattern of polygons is sized by the state and the buffer of packing: required oddity 85.
+    constexpr bool kPacks = std::is_same_v<Data, Stipple>;
+    const uint32_t buffer = kPacks ? context->buffers.pixelPack : context->buffers.pixelUnpack;
+    uint32_t count = 0;
+    if (buffer == 0 && argument<Args::kFirstPointer>(args...) != nullptr) {
+      count = dataCount<Data>(kPacks ? context->pixelStore.pack : context->pixelStore.unpack, CallArguments<A...>{{args...}});
+    }
+    const uint64_t bytes = bytesOf(count, sizeof(Element));
+    const uint64_t payload = payloadOf(L::kPayload, bytes);
+    // What is too long for a command travels without its data, and OpenGL is told that there is none.
+    return {.payload = payload, .count = payload == L::kPayload ? 0 : count};
+  }
+  template <typename Stream>
+  static void write(Stream& stream, uint32_t opcode, const Plan& plan, A... args) {
+    constexpr bool kRecorded = std::is_same_v<Stream, DisplayListStream>;
+    const uint64_t payload = kRecorded ? L::kPayload : plan.payload;
+    uint8_t* const at = beginCommand(stream, opcode, payload);
+    L::store(at, args...);
+    const auto* const data = argument<Args::kFirstPointer>(args...);
+    put(at + L::kPointerAt, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(data)));
+    put(at + L::kCountAt, plan.count);
+    // In bounds: the payload was taken as room.
+    if (payload != L::kPayload) std::memcpy(at + L::kPayload, data, static_cast<size_t>(payload) - L::kPayload);
+  }
+};
+
 template <typename Record, typename... A>
 struct Writer<As<Record>, A...> {
   using Args = Arguments<A...>;

@@ -2,6 +2,7 @@
 #include "fuzz/core/call_maker.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -75,6 +76,24 @@ void addMemory(Call& call, size_t argument, size_t bytes) {
   call.memory.push_back(std::move(memory));
 }
 
+// The memory of all pointers, filled where the routine reads it.
+void addElements(Call& call, Random& random) {
+  const RowFacts& row = *call.row;
+  uint64_t elements = elementsBehind(row, call.values.data());
+  if (elements > kMostElements && row.reply != ReplyKind::Counted) elements = 0;
+  for (size_t i = 0; i < row.arguments.size(); ++i) {
+    const ArgumentFacts& argument = row.arguments[i];
+    if (!argument.pointer) continue;
+    addMemory(call, i, elements * argument.width);
+    if (row.form == FormKind::Query) continue;
+    uint8_t* const data = call.memory.back().data.get();
+    for (uint64_t k = 0; k < elements; ++k) {
+      const uint64_t bits = drawBits(argument, kindOf(call.line, i), random);
+      std::memcpy(data + k * argument.width, &bits, argument.width);
+    }
+  }
+}
+
 // The routines without a command, whose arguments the rows do not tell: glIs...(name), glGenLists(count), glGen...(count, names),
 // glGetStringi(name, index).
 void makeLocal(Call& call, Random& random) {
@@ -140,26 +159,30 @@ Call makeCall(const RowFacts& row, Random& random, uint32_t oneInWild) {
     const bool wild = oneInWild != 0 && random.oneIn(oneInWild);
     call.values[i] = wild ? drawAnything(argument, random) : drawBits(argument, kindOf(call.line, i), random);
   }
-  uint64_t elements = elementsBehind(row, call.values.data());
-  if (elements > kMostElements && row.reply != ReplyKind::Counted) {
+  if (elementsBehind(row, call.values.data()) > kMostElements && row.reply != ReplyKind::Counted) {
     for (size_t i = 0; i < row.arguments.size(); ++i) {
       if (row.arguments[i].kind == ValueKind::Signed && !row.arguments[i].pointer) call.values[i] = random.below(8);
     }
-    elements = elementsBehind(row, call.values.data());
-    if (elements > kMostElements) elements = 0;
   }
-  for (size_t i = 0; i < row.arguments.size(); ++i) {
-    const ArgumentFacts& argument = row.arguments[i];
-    if (!argument.pointer) continue;
-    addMemory(call, i, elements * argument.width);
-    if (row.form == FormKind::Query) continue;
-    uint8_t* const data = call.memory.back().data.get();
-    for (uint64_t k = 0; k < elements; ++k) {
-      const uint64_t bits = drawBits(argument, kindOf(call.line, i), random);
-      std::memcpy(data + k * argument.width, &bits, argument.width);
-    }
-  }
+  addElements(call, random);
   return call;
+}
+
+Call callWith(const CallLine& line, std::vector<uint64_t> values, Random& random) {
+  Call call{line.row, &line, std::move(values), {}};
+  addElements(call, random);
+  return call;
+}
+
+std::string describe(const Call& call) {
+  std::string out = call.row->name;
+  char text[32];
+  for (size_t i = 0; i < call.values.size(); ++i) {
+    const bool pointer = i < call.row->arguments.size() && call.row->arguments[i].pointer;
+    std::snprintf(text, sizeof text, call.values[i] < 256 ? "%llu" : "0x%llx", static_cast<unsigned long long>(call.values[i]));
+    out += (i == 0 ? "(" : ", ") + std::string(pointer ? "pointer" : text);
+  }
+  return out + (call.values.empty() ? "()" : ")");
 }
 
 Call copyOf(const Call& call) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "fuzz/core/call_table.h"
@@ -27,6 +28,10 @@ struct Call {
 
 // A call of the row. Every `oneInWild`-th argument is any number; 0 for none.
 Call makeCall(const RowFacts& row, Random& random, uint32_t oneInWild);
+// A call of the line with these scalars; the places of pointers are skipped.
+Call callWith(const CallLine& line, std::vector<uint64_t> values, Random& random);
+// "glName(1, 0x1405, ...)", pointers as such.
+std::string describe(const Call& call);
 // The same call once more, with memory of its own.
 Call copyOf(const Call& call);
 

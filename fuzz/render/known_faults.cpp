@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "peer/replay/vertex_attributes.h"
 #include "wire/entry_table.h"
 
 namespace qv::fuzz {
@@ -10,28 +11,18 @@ namespace {
 
 bool isPosition(std::string_view name) { return name.starts_with("glVertex") && !name.starts_with("glVertexAttrib"); }
 
-// Whether the command sets a vertex attribute other than the position.
-bool setsAttribute(const RowFacts& row) {
-  const std::string_view name = row.name;
-  if (row.attribute) return !isPosition(name);
-  for (const std::string_view begin : {"glVertexAttrib", "glSecondaryColor", "glFogCoord", "glTexCoordP", "glMultiTexCoordP", "glNormalP",
-                                       "glColorP", "glEdgeFlag", "glIndex", "glMaterial", "glEvalCoord", "glEvalPoint"}) {
-    if (name.starts_with(begin)) return true;
-  }
-  return false;
-}
-
 }  // namespace
 
 bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
-  const bool oneVertex = listOpen_ && primitiveOpen_ && vertices_ == 1;
-  switch (static_cast<uint32_t>(row.opcode)) {
+  const auto opcode = static_cast<uint32_t>(row.opcode);
+  const bool cut = listOpen_ && primitiveOpen_ && vertices_ > 0;
+  switch (opcode) {
     case opcodeOf<op::glNewList>:
       if (!listOpen_) primitiveOpen_ = false;
       listOpen_ = true;
       return true;
     case opcodeOf<op::glEndList>:
-      if (oneVertex) return false;
+      if (cut) return false;
       listOpen_ = false;
       return true;
     case opcodeOf<op::glBegin>:
@@ -41,6 +32,7 @@ bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
     case opcodeOf<op::qvRunBroken>:
       primitiveOpen_ = true;
       vertices_ = 1;  // or any number
+      position_ = 0;
       return true;
     case opcodeOf<op::glEnd>:
     case opcodeOf<op::qvRunEnded>:
@@ -49,8 +41,14 @@ bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
     default:
       break;
   }
-  if (isPosition(row.name)) ++vertices_;
-  return !(oneVertex && setsAttribute(row));
+  const bool position = isPosition(row.name);
+  const bool change = peer::setsAttribute(row.name) || (position && vertices_ > 0 && opcode != position_);
+  if (cut && change) return false;
+  if (position) {
+    ++vertices_;
+    position_ = opcode;
+  }
+  return true;
 }
 
 }  // namespace qv::fuzz

@@ -14,9 +14,10 @@ class KnownFaults {
   bool allows(const RowFacts& row, const uint8_t* fixed, uint64_t bytes);
 
  private:
-  // Fault 1: a list that is compiled, its primitive and the vertices there.
+  // Fault 1: a list that is compiled, its primitive, and the vertices there.
   bool listOpen_ = false, primitiveOpen_ = false;
   uint64_t vertices_ = 0;
+  uint32_t position_ = 0;  // the command of the last vertex
 };
 
 }  // namespace qv::fuzz

@@ -149,6 +149,19 @@ int knownValues(GLenum name, int64_t& first) {
     case GL_PIXEL_UNPACK_BUFFER_BINDING:
       first = stub.unpackBuffer;
       return 1;
+    case GL_ELEMENT_ARRAY_BUFFER_BINDING:
+    case GL_TRANSFORM_FEEDBACK_BUFFER_BINDING:
+    case GL_UNIFORM_BUFFER_BINDING:
+    case GL_TEXTURE_BUFFER:
+    case GL_COPY_READ_BUFFER:
+    case GL_COPY_WRITE_BUFFER:
+    case GL_DRAW_INDIRECT_BUFFER_BINDING:
+    case GL_ATOMIC_COUNTER_BUFFER_BINDING:
+    case GL_SHADER_STORAGE_BUFFER_BINDING:
+    case GL_DISPATCH_INDIRECT_BUFFER_BINDING:
+    case GL_QUERY_BUFFER_BINDING:
+    case GL_PRIMITIVE_RESTART_INDEX:
+      return 1;
     case GL_READ_FRAMEBUFFER_BINDING:
       first = stub.readFramebuffer;
       return 1;
@@ -223,6 +236,7 @@ void APIENTRY get(GLenum name, T* out) {
 
 const GLubyte* APIENTRY getString(GLenum) {
   static constexpr const char* kTexts[] = {"4.5 (Compatibility Profile) Mesa 22", "4.5 (Core Profile) Mesa 22", "GL_ARB_a GL_EXT_b", ""};
+  if (stub.tellsVersion) return reinterpret_cast<const GLubyte*>(kTexts[0]);
   if (stub.random.oneIn(8)) return nullptr;
   return reinterpret_cast<const GLubyte*>(stub.random.of(kTexts));
 }

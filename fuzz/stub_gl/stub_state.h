@@ -21,6 +21,7 @@ struct StubArray {
 
 struct StubState {
   Random random{0};
+  bool tellsVersion = false;  // GL_VERSION is always answered
   bool insideBegin = false;
   bool listOpen = false, listExecutes = false;
   int listPrimitives = 0;

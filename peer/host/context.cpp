@@ -159,6 +159,7 @@ FlushAnswer Context::serve(const FlushRequest& request) {
   if (!replayed) return answer;
   answer.replyBytes = std::min<uint32_t>(static_cast<uint32_t>(replayer_->reply().size()), request.replyBytes);
   answer.reply2Bytes = std::min<uint32_t>(static_cast<uint32_t>(replayer_->reply2().size()), request.reply2Bytes);
+  answer.rows = replayer_->replyRows();
   answer.status = finishFlush(request);
   return answer;
 }

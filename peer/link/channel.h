@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "peer/link/reply_rows.h"
+
 namespace qv::peer {
 
 // Streams and replies of any length pass through rings, in pieces when they are longer. Memory of a ring that is never written is
@@ -32,6 +34,7 @@ struct FlushAnswer {
   int32_t status = 0;
   uint32_t replyBytes = 0, reply2Bytes = 0;  // lengths of the replies, which follow each other in the reply ring
   uint32_t commands = 0;                     // replayed for this flush
+  ReplyRows rows = {};                       // where the first reply belongs
 };
 
 // Nothing of the writer's memory goes along in gaps.

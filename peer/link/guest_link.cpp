@@ -67,7 +67,7 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   if (memory_ == nullptr) {
     if (!transport_.alive()) return false;
     logLine("context %u: no channel", packet.contextId);
-    answer = {kStatusUnavailable};
+    answer = {.status = kStatusUnavailable};
     return true;
   }
   ChannelMemory& channel = *memory_;
@@ -101,9 +101,14 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
     const bool second = at >= answer.replyBytes;
     const uint64_t inPart = second ? at - answer.replyBytes : at;
     const uint64_t partLength = second ? answer.reply2Bytes : answer.replyBytes;
-    const auto piece = static_cast<uint32_t>(std::min<uint64_t>({bytes, partLength - inPart, kReplyRing - inRing}));
-    const bool done =
-        guest_.write((second ? packet.reply2.address : packet.reply.address) + inPart, channel.replyRing + inRing, piece);
+    auto piece = static_cast<uint32_t>(std::min<uint64_t>({bytes, partLength - inPart, kReplyRing - inRing}));
+    uint64_t offset = inPart;
+    if (!second && answer.rows.isImage()) {
+      const ReplyRows::Place place = answer.rows.placeOf(static_cast<uint32_t>(inPart));
+      offset = place.offset;
+      piece = std::min(piece, place.bytes);
+    }
+    const bool done = guest_.write((second ? packet.reply2.address : packet.reply.address) + offset, channel.replyRing + inRing, piece);
     return std::pair(done, piece);
   };
   SpinBudget& spin = packet.presentMode != 0 ? frameSpin_ : replySpin_;
@@ -120,7 +125,8 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
     // It stands before the first byte of a reply arrives.
     if (!known) answer = channel.answer;
     const uint64_t total = uint64_t{answer.replyBytes} + answer.reply2Bytes;
-    if (answer.replyBytes > request.replyBytes || answer.reply2Bytes > request.reply2Bytes || (!last && written > total)) {
+    if (!answer.rows.fits(answer.replyBytes, request.replyBytes) || answer.reply2Bytes > request.reply2Bytes ||
+        (!last && written > total)) {
       logLine("context %u: replies of %u and %u bytes, %u and %u asked for", packet.contextId, answer.replyBytes, answer.reply2Bytes,
               request.replyBytes, request.reply2Bytes);
       return false;

@@ -17,7 +17,7 @@ enum class HostMessage : uint32_t {
   OpenChannel = 5,      // of a context, by contextId, before its first flush; the file of the channel comes with the reply
 };
 
-inline constexpr uint32_t kHostProtocol = 2;  // raised when any record here or in channel.h changes
+inline constexpr uint32_t kHostProtocol = 3;  // raised when any record here or in channel.h changes
 inline constexpr uint32_t kPacketRoom = 256;
 
 // What the kernel driver tells of an allocation.

@@ -145,7 +145,6 @@ bool isDrawableFormat(uint32_t row, uint32_t size, GLenum type, uint32_t stride,
 }
 
 void pointRow(uint32_t number, const ArrayRow& row, const ArrayPlace& place) {
-  gl.glBindBuffer(GL_ARRAY_BUFFER, place.buffer);
   callPointer(number, row.size, row.type, row.normalized, row.integer, row.wide, place.stride, asPointer(place.offset));
   // To a pointer call a stride of 0 means elements without gaps.
   if (place.stride == 0 && number >= kArrayKinds)

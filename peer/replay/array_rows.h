@@ -61,7 +61,7 @@ struct ArrayPlace {
 uint32_t realElementSize(const ArrayRow& row);
 // Whether GL takes such a format for the row. `stride` is the one of a pointer call.
 bool isDrawableFormat(uint32_t row, uint32_t size, GLenum type, uint32_t stride, bool normalized, bool integer, bool wide);
-// Gives GL a row with its place; GL_ARRAY_BUFFER is the place's buffer afterwards.
+// Gives GL a row with its place. The place's buffer is bound to GL_ARRAY_BUFFER.
 void pointRow(uint32_t number, const ArrayRow& row, const ArrayPlace& place);
 // Calls GL's pointer function with arguments that it refuses, for the error.
 void refusePointer(uint32_t number, uint32_t size, GLenum type, bool normalized, bool integer, bool wide, uint32_t stride);

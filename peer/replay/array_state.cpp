@@ -84,6 +84,8 @@ void ArrayState::setPointer(Replayer& replayer, uint32_t number, const Pointer& 
   current_->applied &= ~bit(number);
   if (replayer.state().insideBegin) return refuse(replayer, GL_INVALID_OPERATION);
   if (row.drawable || number == kArrayWeight || !bindReal(replayer)) return;
+  bindStream();
+  current_->realBuffers[number] = &stream_;
   refusePointer(number, pointer.size, pointer.type, pointer.normalized, pointer.integer, pointer.wide, pointer.stride);
 }
 
@@ -155,6 +157,7 @@ void ArrayState::pop(Replayer& replayer) {
 // GL takes a deleted buffer out of its bound vertex array object and out of no other.
 void ArrayState::deleted(Replayer& replayer, const HostBuffer& buffer) {
   if (arrayBuffer_.get() == &buffer) arrayBuffer_ = nullptr;
+  if (boundArray_.get() == &buffer) bindArray(nullptr);
   if (!bindReal(replayer)) return;
   if (current_->elements.get() == &buffer) current_->elements = nullptr;
   if (current_->realElements == &buffer) current_->realElements = nullptr;
@@ -165,7 +168,6 @@ void ArrayState::deleted(Replayer& replayer, const HostBuffer& buffer) {
   for (ArrayBinding& binding : current_->bindings) {
     if (binding.buffer.get() == &buffer) binding.buffer = nullptr;
   }
-  restoreArrayBuffer();
 }
 
 void ArrayState::renewed(const HostBuffer& buffer) {
@@ -181,24 +183,34 @@ void ArrayState::renewed(const HostBuffer& buffer) {
 
 // --- draws ---
 
+bool ArrayState::isCoreDefault(Replayer& replayer) const { return currentName_ == 0 && replayer.state().core; }
+
+bool ArrayState::mayGoOn(Replayer& replayer) const {
+  if (isCoreDefault(replayer)) return true;
+  refuse(replayer, GL_OUT_OF_MEMORY);
+  return false;
+}
+
 bool ArrayState::bindReal(Replayer& replayer) {
-  const bool hasObject = currentName_ != 0 || !replayer.state().core;
+  const bool hasObject = !isCoreDefault(replayer);
   const bool fresh = hasObject && current_->real == 0;
-  if (fresh) gl.glGenVertexArrays(1, &current_->real);
+  // Without a buffer to turn its arrays to no object is safe.
+  if (fresh && stream_.name() != 0) gl.glGenVertexArrays(1, &current_->real);
   if (boundReal_ != current_->real) {
     gl.glBindVertexArray(current_->real);
     boundReal_ = current_->real;
   }
-  if (fresh) {
-    for (uint32_t row = 0; row < kArrayRows; ++row) park(row);
-    restoreArrayBuffer();
+  if (fresh && current_->real != 0) {
+    // A core context has generic attributes alone.
+    for (uint32_t row = replayer.state().core ? kArrayKinds : 0; row < kArrayRows; ++row) park(row);
   }
-  return hasObject;
+  return current_->real != 0;
 }
 
 void ArrayState::park(uint32_t number) {
   static const ArrayObject kDefaults;
   current_->realBuffers[number] = &stream_;
+  bindStream();
   pointRow(number, kDefaults.rows[number], {stream_.name(), 0, kDefaults.rows[number].elementSize});
 }
 
@@ -216,7 +228,21 @@ void ArrayState::bindElements(Replayer& replayer) {
   current_->realElements = current_->elements.get();
 }
 
-void ArrayState::restoreArrayBuffer() { gl.glBindBuffer(GL_ARRAY_BUFFER, realName(arrayBuffer_)); }
+void ArrayState::bindArray(const std::shared_ptr<HostBuffer>& buffer) {
+  if (!boundStream_ && boundArray_ == buffer) return;
+  gl.glBindBuffer(GL_ARRAY_BUFFER, realName(buffer));
+  boundArray_ = buffer;
+  boundStream_ = false;
+}
+
+void ArrayState::bindStream() {
+  if (boundStream_) return;
+  gl.glBindBuffer(GL_ARRAY_BUFFER, stream_.name());
+  boundArray_ = nullptr;
+  boundStream_ = true;
+}
+
+void ArrayState::restoreArrayBuffer() { bindArray(arrayBuffer_); }
 
 void ArrayState::setRealDivisor(uint32_t row, uint32_t divisor) {
   if (row < kArrayKinds) return;
@@ -229,6 +255,7 @@ void ArrayState::setRealDivisor(uint32_t row, uint32_t divisor) {
 void ArrayState::applyBuffered(uint32_t number) {
   const ArrayRow& row = current_->rows[number];
   const ArrayBinding& binding = current_->bindingOf(number);
+  bindArray(binding.buffer);
   pointRow(number, row, {realName(binding.buffer), uint64_t{binding.offset} + row.relativeOffset, binding.stride});
   setRealDivisor(number, binding.divisor);
   current_->applied |= bit(number);
@@ -251,13 +278,12 @@ uint32_t ArrayState::bufferedRows() const {
   return rows;
 }
 
-void ArrayState::useBuffers(Replayer& replayer) {
-  if (!bindReal(replayer)) return;
+bool ArrayState::useBuffers(Replayer& replayer) {
+  if (!bindReal(replayer)) return mayGoOn(replayer);
   const uint32_t rows = bufferedRows();
-  const uint32_t fresh = rows & ~current_->applied;
-  forEachRow(fresh, [&](uint32_t row) { applyBuffered(row); });
-  if (fresh != 0) restoreArrayBuffer();
+  forEachRow(rows & ~current_->applied, [&](uint32_t row) { applyBuffered(row); });
   enableRows(rows);
+  return true;
 }
 
 ArrayState::ClientRows ArrayState::clientRows(uint32_t instances, bool nullsToo) const {
@@ -293,7 +319,7 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
     replayer.passOver(opcode, name, "its data are not those of the arrays that are enabled");
     return false;
   }
-  if (!bindReal(replayer)) return true;  // GL refuses the draw
+  if (!bindReal(replayer)) return mayGoOn(replayer);
 
   // Each array begins at a multiple of 16 in the buffer, and GL counts from the array's element 0, which the data may lack: it
   // lies as many elements in front of them, so that there must be room there.
@@ -313,7 +339,8 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
     total += (elements * size + 15) & ~uint64_t{15};
   };
   uint32_t rows = bufferedRows();
-  // Far from the beginning there would be too much room. Where only arrays of the block count, they may as well begin with it.
+  // Far from the beginning there would be too much room. Where only arrays of the block count, they may as well begin with it:
+  // required oddity 108.
   auto skipped = static_cast<uint64_t>(std::max<int64_t>(range.first, 0));
   if (rows == 0 && skipped * block.vertexBytes > StreamBuffer::kUsual) {
     placed.shift = range.first;
@@ -333,12 +360,11 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
   const uint64_t indexAt = total;
   total += indices.size();
 
-  const uint32_t fresh = rows & ~current_->applied;
-  forEachRow(fresh, [&](uint32_t row) { applyBuffered(row); });
+  forEachRow(rows & ~current_->applied, [&](uint32_t row) { applyBuffered(row); });
   if (total != 0) {
-    const uint64_t start = stream_.take(GL_ARRAY_BUFFER, total, least);
+    bindStream();
+    const uint64_t start = stream_.take(total, least);
     if (start == kNoRoom) {
-      restoreArrayBuffer();
       replayer.passOver(opcode, name, "its data are too long, or too far from the beginning of their arrays");
       return false;
     }
@@ -369,7 +395,6 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
       current_->realElements = &stream_;
     }
   }
-  if (total != 0 || fresh != 0) restoreArrayBuffer();
   enableRows(rows);
   return true;
 }
@@ -400,10 +425,10 @@ bool ArrayState::holds(int64_t least, int64_t most) {
 // --- glArrayElement ---
 
 void ArrayState::beforePrimitive(Replayer& replayer) {
-  if (bufferedRows() == 0) return;
+  if (bufferedRows() == 0 || isCoreDefault(replayer)) return;
   current_->applied = 0;
   uint32_t rows = bufferedRows();
-  useBuffers(replayer);
+  if (!useBuffers(replayer)) return;
   if ((current_->enabledRows & kGenericZero) != 0) rows &= ~kVertexRow;  // attribute 0 is the position
   if (boundReal_ == current_->real) enableRows(rows);
 }

@@ -73,10 +73,13 @@ class ArrayState {
   // --- draws ---
   // Makes GL's vertex array object the guest's, with the element array binding as the guest has it.
   void bindElements(Replayer& replayer);
+  // Gives GL_ARRAY_BUFFER back to the guest. Draws leave it as they need it.
+  void restoreArrayBuffer();
   // The one that belongs to runs.
   void bindNone();
   // Enables in GL the rows that have buffers, and these alone. For draws without data of their own.
-  void useBuffers(Replayer& replayer);
+  // False, with an error raised, when GL has no object for them.
+  bool useBuffers(Replayer& replayer);
   // Enables them, and the rows whose data are in the block, which is uploaded; `indices`, if there are any, too: `indexOffset` is
   // where they lie in the stream buffer, which is then GL's element buffer. False, with a line in the log, when the block does
   // not fit the rows or cannot be placed.
@@ -112,7 +115,11 @@ class ArrayState {
   void park(uint32_t row);
   // Whether GL has an object for the guest's arrays. It has none for the object 0 of a core context.
   bool bindReal(Replayer& replayer);
-  void restoreArrayBuffer();
+  bool isCoreDefault(Replayer& replayer) const;
+  // Without an object: whether GL itself refuses the draw. Raises an error where it would not.
+  bool mayGoOn(Replayer& replayer) const;
+  void bindArray(const std::shared_ptr<HostBuffer>& buffer);
+  void bindStream();
   void applyBuffered(uint32_t row);
   void enableRows(uint32_t rows);
   void setRealDivisor(uint32_t row, uint32_t divisor);
@@ -134,6 +141,9 @@ class ArrayState {
   GLuint boundReal_ = 0;  // GL's bound vertex array object
   uint32_t clientUnit_ = 0;
   std::shared_ptr<HostBuffer> arrayBuffer_;  // bound to GL_ARRAY_BUFFER by the guest
+  // Bound there in GL. Not only its name: another context may have deleted it, and GL have given the name again.
+  std::shared_ptr<HostBuffer> boundArray_;
+  bool boundStream_ = false;  // it is the stream buffer
   std::vector<Snapshot> saved_;
   StreamBuffer stream_;
 };

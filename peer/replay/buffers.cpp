@@ -56,7 +56,7 @@ constexpr TargetBinding kTargets[] = {
     {GL_QUERY_BUFFER, GL_QUERY_BUFFER_BINDING},
 };
 
-// Every command with a target begins with this: the element array binding is the one thing that draws bend (ArrayState). False,
+// Every command with a target begins with this: the two bindings of arrays are what draws bend (ArrayState). False,
 // with the error raised, inside a primitive.
 bool reach(Replayer& replayer, GLenum target) {
   if (replayer.state().insideBegin) {
@@ -64,6 +64,7 @@ bool reach(Replayer& replayer, GLenum target) {
     return false;
   }
   if (target == GL_ELEMENT_ARRAY_BUFFER) replayer.state().arrays.bindElements(replayer);
+  if (target == GL_ARRAY_BUFFER) replayer.state().arrays.restoreArrayBuffer();
   return true;
 }
 

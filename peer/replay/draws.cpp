@@ -272,7 +272,7 @@ void drawIndirect(Replayer& replayer, uint32_t opcode, const char* name, bool el
   gl.glGetIntegerv(GL_DRAW_INDIRECT_BUFFER_BINDING, &buffer);
   if (buffer == 0) return refuse(replayer, GL_INVALID_OPERATION);
   if (!goodStride) return refuse(replayer, GL_INVALID_VALUE);
-  state.arrays.useBuffers(replayer);
+  if (!state.arrays.useBuffers(replayer)) return;
   if (elements) {
     state.arrays.bindElements(replayer);
     if (!state.arrays.hasElements()) return refuse(replayer, GL_INVALID_OPERATION);

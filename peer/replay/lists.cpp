@@ -1,11 +1,14 @@
 // Replay of the display list commands that are more than a call.
+#include <map>
 #include <utility>
+#include <vector>
 
 #include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
 #include "peer/replay/replay_functions.h"
 #include "peer/replay/replay_state.h"
 #include "peer/replay/replayer.h"
+#include "peer/replay/vertex_attributes.h"
 
 namespace qv::peer {
 namespace {
@@ -25,9 +28,9 @@ void callLists(Replayer& replayer, Call&& call) {
 }
 
 // At the end of some lists an OpenGL visits the lists that the list calls, and those that they call: it crashes over one that is not
-// there, and never comes back from a circle. So it does with lists that call others inside a primitive, and that leave a primitive
-// open. Inside a primitive of a list only lists may be called that are there and call no others. Returns whether the call of any
-// list but such may be recorded.
+// there, and never comes back from a circle. So it does with lists that call others inside a primitive, that leave a primitive
+// open, and that set a vertex attribute between the vertices of one. Inside a primitive of a list only lists may be called that are
+// there and call no others. Returns whether the call of any list but such may be recorded.
 bool mayCallAny(Replayer& replayer, uint32_t opcode, const char* name) {
   ReplayState& state = replayer.state();
   if (!state.listOpen || !state.listInsideBegin) return true;
@@ -35,7 +38,46 @@ bool mayCallAny(Replayer& replayer, uint32_t opcode, const char* name) {
   return false;
 }
 
+// The same for a list that sets attributes inside a primitive: a list that it calls must be there as a whole.
+bool mayCallAbsent(Replayer& replayer, uint32_t opcode, const char* name) {
+  ReplayState& state = replayer.state();
+  if (!state.listOpen) return true;
+  if (state.listDefinesInside) {
+    replayer.passOver(opcode, name, "of a list that is not there as a whole, behind vertex attributes inside a primitive of a list");
+    return false;
+  }
+  return state.listCallsAbsent = true;
+}
+
 }  // namespace
+
+bool KnownLists::isWhole(uint32_t list, uint32_t open) const {
+  constexpr uint32_t kDeepest = 256;  // OpenGL itself goes down 64 lists at most
+  const std::lock_guard lock(mutex_);
+  enum class Seen { OnTheWay = 1, Whole };
+  std::map<uint32_t, Seen> seen;
+  const auto visit = [&](auto&& self, uint32_t name, uint32_t depth) -> bool {
+    Seen& state = seen[name];
+    if (state == Seen::Whole) return true;
+    const auto at = calls_.find(name);
+    if (state == Seen::OnTheWay || name == open || at == calls_.end() || at->second.others || depth == kDeepest) return false;
+    state = Seen::OnTheWay;
+    for (const uint32_t next : at->second.names)
+      if (!self(self, next, depth + 1)) return false;
+    state = Seen::Whole;
+    return true;
+  };
+  return visit(visit, list, 0);
+}
+
+bool mayDefineInList(Replayer& replayer, uint32_t opcode, const char* name) {
+  ReplayState& state = replayer.state();
+  if (state.listCallsAbsent) {
+    replayer.passOver(opcode, name, "inside a primitive of a list that calls lists which are not there as a whole");
+    return false;
+  }
+  return state.listDefinesInside = true;
+}
 
 namespace replay {
 
@@ -49,29 +91,30 @@ void glNewList(Replayer& replayer, GLuint list, GLenum mode) {
   state.listPrimitives = 0;
   state.listUnbalanced = false;
   state.listInsideBegin = false;
-  state.listCallsLists = false;
-  state.listCallsInside = false;
+  state.listCalls = {};
+  state.listCallsAbsent = false;
+  state.listDefinesInside = false;
 }
 
 void glEndList(Replayer& replayer) {
   ReplayState& state = replayer.state();
   // See mayCallAny(): there the primitive ends with the list.
-  if (state.listOpen && state.listCallsLists && state.listInsideBegin) {
+  if (state.listOpen && state.listCalls.any() && state.listInsideBegin) {
     replayer.passOver(opcodeOf<op::glBegin>, "glBegin", "a list that calls lists leaves its primitive open: it ends with the list");
     glEnd(replayer);
   }
   gl.glEndList();
   if (!state.listOpen) return;
   if (state.listUnbalanced || state.listPrimitives != 0) state.shared->noteUnbalancedList();
-  state.shared->lists.compiled(state.listName, state.listCallsLists);
+  state.shared->lists.compiled(state.listName, std::exchange(state.listCalls, {}));
   state.listOpen = false;
   for (const auto& [first, count] : std::exchange(state.deletedLists, {})) glDeleteLists(replayer, first, count);
 }
 
 void glDeleteLists(Replayer& replayer, GLuint first, GLsizei count) {
   ReplayState& state = replayer.state();
-  // A list that is called inside a primitive of the open one must stay until that ends.
-  if (state.listOpen && state.listCallsInside && !state.insideBegin && count > 0) {
+  // A list that the open one calls must stay until that ends.
+  if (state.listOpen && state.listCalls.any() && !state.insideBegin && count > 0) {
     state.deletedLists.emplace_back(first, count);
     return;
   }
@@ -84,8 +127,9 @@ void glCallList(Replayer& replayer, GLuint list) {
   const bool leaf = list != state.listName && state.shared->lists.isLeaf(list);
   if (!leaf && !mayCallAny(replayer, opcodeOf<op::glCallList>, "glCallList")) return;
   if (state.listOpen) {
-    state.listCallsLists = true;
-    state.listCallsInside = state.listCallsInside || state.listInsideBegin;
+    if (!leaf && !state.shared->lists.isWhole(list, state.listName) && !mayCallAbsent(replayer, opcodeOf<op::glCallList>, "glCallList")) return;
+    std::vector<uint32_t>& names = state.listCalls.names;
+    if (names.empty() || names.back() != list) names.push_back(list);
   }
   callLists(replayer, [&] { gl.glCallList(list); });
 }
@@ -96,7 +140,8 @@ void glCallLists(Replayer& replayer, const CallListsRecord& record, Reader& name
   }
   const uint8_t* const data = names.rest().data();
   if (!mayCallAny(replayer, opcodeOf<op::glCallLists>, "glCallLists")) return;
-  if (replayer.state().listOpen) replayer.state().listCallsLists = true;
+  if (!mayCallAbsent(replayer, opcodeOf<op::glCallLists>, "glCallLists")) return;
+  if (replayer.state().listOpen) replayer.state().listCalls.others = true;
   callLists(replayer, [&] { gl.glCallLists(record.count, record.type, data); });
 }
 

@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "peer/replay/image_replay.h"
 #include "peer/replay/row_replay.h"
 #include "peer/replay/withheld.h"
 

@@ -12,6 +12,7 @@
 #include "peer/replay/run_arrays.h"
 #include "peer/replay/run_layout.h"
 #include "peer/replay/shared_objects.h"
+#include "peer/replay/unpacking.h"
 #include "wire/pixel_store.h"
 
 namespace qv::peer {
@@ -38,8 +39,9 @@ struct ReplayState {
   bool listUnbalanced = false;  // the open list closes a primitive that it has not opened, or calls lists that may
   GLuint listName = 0;           // of the open list
   bool listInsideBegin = false;  // a primitive is open in the open list
-  bool listCallsLists = false;   // the open list calls others
-  bool listCallsInside = false;  // the open list calls one inside a primitive
+  ListCalls listCalls;           // of the open list
+  bool listCallsAbsent = false;  // the open list calls one that is not there as a whole
+  bool listDefinesInside = false;  // the open list sets a vertex attribute inside a primitive
   std::vector<std::pair<GLuint, GLsizei>> deletedLists;  // to be deleted when the open list ends: first name, count
 
   // Note a glBegin and a glEnd: recorded into the open list, carried out, or both.
@@ -60,8 +62,11 @@ struct ReplayState {
   bool errorProvoked = false;  // a query of the host inside an open primitive has set GL's flag
 
   // --- pixels ---
-  // How the guest's images lie. GL keeps its defaults: the host itself finds an image's rows.
+  // How the guest's images lie.
   PixelStoreState pixelStore;
+  // What GL itself has at the moment.
+  Unpacking unpacking;
+  Packing packing;
 
   // --- buffers and arrays ---
   BufferState buffers;

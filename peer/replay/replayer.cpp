@@ -147,7 +147,13 @@ void Replayer::answer(const void* data, uint32_t bytes, const void* second, uint
   const auto* const secondFrom = static_cast<const uint8_t*>(second);
   reply_.assign(from, from + bytes);
   reply2_.assign(secondFrom, secondFrom + secondBytes);
+  replyRows_ = {};
   replyAt_ = commands_;
+}
+
+void Replayer::answerRows(const void* data, uint32_t bytes, const ReplyRows& rows) {
+  answer(data, bytes);
+  replyRows_ = rows;
 }
 
 void Replayer::took(const uint8_t* next, uint64_t commands) {

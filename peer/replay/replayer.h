@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "peer/link/reply_rows.h"
+
 namespace qv::peer {
 
 class WindowCommands;
@@ -49,6 +51,8 @@ class Replayer {
   // The replies of the flush's last command; empty when that command has none.
   const std::vector<uint8_t>& reply() const { return replyAt_ == commands_ ? reply_ : kNoReply; }
   const std::vector<uint8_t>& reply2() const { return replyAt_ == commands_ ? reply2_ : kNoReply; }
+  // Where the first reply belongs.
+  ReplyRows replyRows() const { return replyAt_ == commands_ ? replyRows_ : ReplyRows{}; }
   uint32_t failedOpcode() const { return opcode_; }
   const char* complaint() const { return complaint_.c_str(); }
   // The commands before the one that failed, oldest first, at most kRemembered of them: "glBegin, glVertex3f x12, glEnd".
@@ -72,6 +76,8 @@ class Replayer {
   // The command's reply, and its second one. What exceeds the room is cut by the caller of the replayer.
   void answer(const void* data, uint32_t bytes) { answer(data, bytes, nullptr, 0); }
   void answer(const void* data, uint32_t bytes, const void* second, uint32_t secondBytes);
+  // A reply that is an image; `rows` fits the bytes.
+  void answerRows(const void* data, uint32_t bytes, const ReplyRows& rows);
   uint32_t replyRoom() const { return replyRoom_; }
   uint32_t reply2Room() const { return reply2Room_; }
   // Whether nothing of the stream follows the command being replayed.
@@ -94,6 +100,7 @@ class Replayer {
   uint16_t remembered_[kRemembered] = {};  // opcode of command number n, from 1 on, at n mod kRemembered
   uint64_t replyAt_ = ~uint64_t{0};        // value of commands_ when the reply was made
   std::vector<uint8_t> reply_, reply2_;
+  ReplyRows replyRows_;
   uint32_t replyRoom_ = ~0u, reply2Room_ = ~0u;
   bool failed_ = false;
   uint32_t opcode_ = 0;        // of the malformed command

@@ -12,6 +12,7 @@
 #include "peer/replay/replay_functions.h"
 #include "peer/replay/replay_state.h"
 #include "peer/replay/replayer.h"
+#include "peer/replay/vertex_attributes.h"
 #include "wire/reader.h"
 
 namespace qv::peer {
@@ -312,6 +313,10 @@ bool replayCommand(Replayer& replayer, Reader payload) {
       replayer.passOver(opcodeOf<Row>, Row::kName, "its tail is too long for a command");
       return true;
     }
+  }
+  if constexpr (setsAttribute(Row::kName)) {
+    if (replayer.state().listInsideBegin && !mayDefineInList(replayer, opcodeOf<Row>, Row::kName)) [[unlikely]]
+      return true;
   }
   Replay(replayer, fixed, payload);
   if constexpr (L::kHasTail) {

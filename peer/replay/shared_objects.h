@@ -7,6 +7,8 @@
 #include <memory>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "peer/replay/host_buffer.h"
 #include "peer/replay/name_map.h"
@@ -15,30 +17,39 @@
 
 namespace qv::peer {
 
+// The lists that a list calls, as far as its commands name them.
+struct ListCalls {
+  std::vector<uint32_t> names;
+  bool others = false;  // lists that only the call itself tells
+  bool any() const { return others || !names.empty(); }
+};
+
 // The display lists that there are, as far as they have been compiled by the contexts that know this object.
 class KnownLists {
  public:
-  // Notes that a list has been compiled, and whether it calls others.
-  void compiled(uint32_t list, bool callsOthers) {
+  // Notes that a list has been compiled, and which others it calls.
+  void compiled(uint32_t list, ListCalls calls) {
     const std::lock_guard lock(mutex_);
-    callsOthers_[list] = callsOthers;
+    calls_[list] = std::move(calls);
   }
   void deleted(uint32_t first, uint32_t count) {
     const std::lock_guard lock(mutex_);
     const uint64_t end = uint64_t{first} + count;
-    callsOthers_.erase(callsOthers_.lower_bound(first),
-                       end > UINT32_MAX ? callsOthers_.end() : callsOthers_.lower_bound(static_cast<uint32_t>(end)));
+    calls_.erase(calls_.lower_bound(first), end > UINT32_MAX ? calls_.end() : calls_.lower_bound(static_cast<uint32_t>(end)));
   }
   // Whether the list is known to be there and to call no other.
   bool isLeaf(uint32_t list) const {
     const std::lock_guard lock(mutex_);
-    const auto at = callsOthers_.find(list);
-    return at != callsOthers_.end() && !at->second;
+    const auto at = calls_.find(list);
+    return at != calls_.end() && !at->second.any();
   }
+  // Whether the list and all that it calls, and they in turn, are known to be there, without a circle, and `open`, which is being
+  // compiled, is none of them.
+  bool isWhole(uint32_t list, uint32_t open) const;
 
  private:
   mutable std::mutex mutex_;
-  std::map<uint32_t, bool> callsOthers_;
+  std::map<uint32_t, ListCalls> calls_;
 };
 
 // Every context of the share set has a thread of its own.

@@ -12,16 +12,16 @@ class StreamBuffer {
  public:
   static constexpr uint64_t kUsual = uint64_t{1} << 20, kMost = uint64_t{256} << 20;
 
-  // Room for `bytes` at a multiple of 64, at `least` or behind it: its offset. The buffer is bound to `target` afterwards, as GL
-  // object `name()`. ~0 when there is no such room.
-  uint64_t take(GLenum target, uint64_t bytes, uint64_t least);
   // GL's name. The object is made here if there is none.
   GLuint name();
+  // Room for `bytes` at a multiple of 64, at `least` or behind it: its offset. The buffer must be bound to GL_ARRAY_BUFFER.
+  // kNoRoom when there is no such room.
+  uint64_t take(uint64_t bytes, uint64_t least);
 
  private:
   static constexpr uint32_t kPatience = 256;  // usual draws before a large buffer is given up
 
-  void resize(GLenum target, uint64_t bytes);
+  void resize(uint64_t bytes);
 
   GLuint name_ = 0;
   uint64_t bytes_ = 0;

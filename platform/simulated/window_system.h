@@ -73,7 +73,8 @@ struct WindowSystem {
   HandleTable<Hook, 3> hooks;
   std::unordered_map<DWORD, std::vector<uint32_t>> hooksOfThread;  // newest first
   std::vector<WindowClass> classes;
-  ATOM nextAtom = 0xC001;
+  static constexpr ATOM kFirstAtom = 0xC001;
+  ATOM nextAtom = kFirstAtom;
   HWND foreground = nullptr;
   std::unordered_map<DWORD, std::deque<Message>> queues;
   std::deque<Message> orphans;  // left behind by threads that have ended

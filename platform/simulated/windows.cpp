@@ -206,6 +206,7 @@ void resetWindowSystem() {
   }
   w.hooksOfThread.clear();
   w.classes.clear();
+  w.nextAtom = WindowSystem::kFirstAtom;
   w.queues.clear();
   w.orphans.clear();
   w.foreground = nullptr;

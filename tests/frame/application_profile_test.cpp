@@ -157,6 +157,55 @@ TEST_F(ProfileTest, BothSeparatorsEndAComponent) {
   EXPECT_EQ(runProduct(u"something", 17).version, 320);
 }
 
+// The rows are tried in their order, and the name stage before the product stage: the first that matches decides.
+TEST_F(ProfileTest, FirstRowDecides) {
+  EXPECT_EQ(runFor(u"C:\\stonequay\\x.exe").version, 330);
+  EXPECT_EQ(runFor(u"C:\\stonequay\\fernwalk.exe").version, 300);
+  EXPECT_EQ(runFor(u"C:\\stonequay\\harbourlight.exe").version, 320);
+  EXPECT_EQ(runFor(u"C:\\stonequay\\mosaicbench.exe").version, 320);
+  EXPECT_FALSE(wholeWglText());
+  EXPECT_EQ(runFor(u"C:\\stonequay\\paperlantern.exe").version, 320);
+  EXPECT_TRUE(wholeWglText());
+  setProduct(u"Thistledown Maps", 17);
+  EXPECT_EQ(runFor(u"C:\\a\\fernwalk.exe").version, 300);
+  EXPECT_EQ(runFor(u"C:\\a\\b\\c.exe").version, 330);
+  EXPECT_EQ(runFor(u"C:\\Lumen Draft\\b\\c.exe").version, 320);
+}
+
+// Of a wide character all 16 bits are compared.
+TEST_F(ProfileTest, WideCharactersAreComparedWhole) {
+  EXPECT_EQ(runFor(u"C:\\a\\f\u0165rnwalk.exe"), kNone);  // the low byte is an e
+  EXPECT_EQ(runFor(u"C:\\a\\F\u0145RNWALK.EXE"), kNone);  // the low byte is an E
+  EXPECT_EQ(runFor(u"C:\\a\\\u0120fernwalk.exe"), kNone);  // the low byte is a space
+  EXPECT_EQ(runFor(u"C:\\a\u015Cfernwalk.exe"), kNone);     // the low byte is a separator
+}
+
+// A path of 259 characters is whole. One of 260 or more is cut, and nothing is compared with what is left of it.
+TEST_F(ProfileTest, CutPathIsNotCompared) {
+  const auto pathOf = [](size_t length, std::u16string_view name) {
+    return u"C:\\" + std::u16string(length - 4 - name.size(), u'x') + u"\\" + std::u16string(name);
+  };
+  const std::u16string whole = pathOf(259, u"stonequay");
+  ASSERT_EQ(whole.size(), 259u);
+  EXPECT_EQ(runFor(whole).version, 330);
+  EXPECT_EQ(runFor(whole + u"s"), kNone);
+  EXPECT_EQ(runFor(whole + u"side.exe"), kNone);
+  setProduct(u"other");
+  sim::setImagePath(pathOf(259, u"snowfinch.exe"));
+  EXPECT_EQ(quirks(), 5u);
+  sim::setImagePath(pathOf(259, u"snowfinch.exe") + u"c");
+  EXPECT_EQ(quirks(), 4u);
+}
+
+// A version resource that has a size and cannot be read gives no quirk, not even one that needs the file name alone.
+TEST_F(ProfileTest, UnreadableResourceGivesNoQuirk) {
+  sim::setImagePath(u"C:\\pebblechase.exe");
+  setProduct(u"Ironbark Simulator");
+  sim::failCall("GetFileVersionInfoW", 1, 1);
+  EXPECT_EQ(quirks(), 4u);
+  EXPECT_EQ(quirks(), 7u);
+}
+
 // A path that fills the buffer has no name stage, but a product stage.
 TEST_F(ProfileTest, TruncatedPathHasNoNameStage) {
   const std::u16string longPath = u"C:\\" + std::u16string(248, u'x') + u"\\fernwalk";  // 260 characters

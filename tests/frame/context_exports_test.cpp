@@ -43,6 +43,24 @@ TEST_F(ContextExportsTest, UpperHalfOfAHandleIsIgnored) {
   EXPECT_EQ(contextOf(handle), nullptr);
 }
 
+// They count so in every export that takes a handle.
+TEST_F(ContextExportsTest, EveryExportIgnoresTheUpperHalf) {
+  const HWND window = makeWindow();
+  const HDC hdc = dc(window);
+  const DHGLRC upper = DHGLRC{7} << 32;
+  const DHGLRC a = makeContext(window), b = makeContext(window);
+  EXPECT_NE(DrvSetContext(hdc, a | upper, nullptr), nullptr);
+  EXPECT_EQ(currentContext(), contextOf(a));
+  EXPECT_EQ(DrvCopyContext(a | upper, b | upper, 1), 1);
+  EXPECT_EQ(DrvShareLists(a | upper, b | upper), 1);
+  EXPECT_EQ(contextOf(a)->nextSharer, contextOf(b));
+  EXPECT_EQ(DrvReleaseContext(a | upper), 1);
+  EXPECT_EQ(currentContext(), nullptr);
+  SetLastError(0);
+  EXPECT_EQ(DrvReleaseContext(upper), 0);
+  EXPECT_EQ(GetLastError(), 6u);
+}
+
 // A delete of a handle that names nothing is error 6.
 TEST_F(ContextExportsTest, DeleteOfNothingIsAnInvalidHandle) {
   const DHGLRC handle = makeContext(makeWindow());

@@ -1,7 +1,10 @@
 // Windows that own their display: the owner check with each of its stops, flips, and the ways to lose a display.
+#include <algorithm>
+
 #include "driver/base/current_context.h"
 #include "driver/host/flush_packet.h"
 #include "driver/host/owned_display.h"
+#include "driver/host/present.h"
 #include "driver/host/window_tracking.h"
 #include "tests/frame/frame_test.h"
 
@@ -208,6 +211,80 @@ TEST_F(OwnedDisplayTest, FailedFlipIsRetried) {
   EXPECT_EQ(sim::callCount("D3DKMTPresent"), 4u);  // the flip that failed, and the blit of the composition road
   EXPECT_EQ(tracked().flip.resource, 0u);
   EXPECT_EQ(compositionCalls, 1u);
+}
+
+// The result of the second flip does not count: the frame is over as long as there is a flip surface.
+TEST_F(OwnedDisplayTest, SecondFlipThatFailsEndsTheFrame) {
+  fullScreen();
+  flush();
+  sim::revokeSource(0);  // the first flip fails
+  sim::failCall("D3DKMTPresent", 2, kFailed);
+  flush(1029);
+  EXPECT_EQ(sim::callCount("D3DKMTPresent"), 2u);
+  EXPECT_NE(tracked().flip.resource, 0u);
+  EXPECT_EQ(compositionCalls, 0u);
+  EXPECT_EQ(sim::presentCount(), 0u);
+}
+
+// A flip trades all three of a surface's fields, and one that fails trades none.
+TEST_F(OwnedDisplayTest, FlipTradesWholeSurfaces) {
+  leave();
+  detach();
+  sim::setResidency(true);
+  ASSERT_EQ(attach(), 1);
+  fullScreen();
+  flush();
+  const Surface back = tracked().backBuffer, flip = tracked().flip;
+  ASSERT_NE(back.fence, flip.fence);
+  sim::failCall("D3DKMTPresent", 1, kFailed);
+  EXPECT_EQ(PresentWindow(&tracked(), currentContext()), kFailed);
+  EXPECT_EQ(tracked().backBuffer.resource, back.resource);
+  EXPECT_EQ(PresentWindow(&tracked(), currentContext()), 0);
+  EXPECT_EQ(tracked().backBuffer.resource, flip.resource);
+  EXPECT_EQ(tracked().backBuffer.allocation, flip.allocation);
+  EXPECT_EQ(tracked().backBuffer.fence, flip.fence);
+  EXPECT_EQ(tracked().flip.resource, back.resource);
+  EXPECT_EQ(tracked().flip.allocation, back.allocation);
+  EXPECT_EQ(tracked().flip.fence, back.fence);
+}
+
+// With residency a surface is evicted wherever it is given up in a window's life: the back buffer of another size, the flip surface
+// of a display given up, the flip surface whose mode is refused, the redirection surface that has been replaced.
+TEST_F(OwnedDisplayTest, SurfacesAreEvictedBeforeTheyGo) {
+  leave();
+  detach();
+  sim::setResidency(true);
+  ASSERT_EQ(attach(), 1);
+  const Calls evicted = {"D3DKMTEvict", "D3DKMTDestroyAllocation"};
+  const auto evictions = [&] {
+    const Calls calls = tracedCalls();
+    size_t found = 0;
+    for (auto at = calls.begin(); (at = std::search(at, calls.end(), evicted.begin(), evicted.end())) != calls.end(); ++at) ++found;
+    EXPECT_EQ(static_cast<size_t>(std::count(calls.begin(), calls.end(), "D3DKMTDestroyAllocation")), found);
+    sim::clearTrace();
+    return found;
+  };
+  fullScreen();
+  startTrace();
+  sim::failCall("D3DKMTSetDisplayMode", 1, kFailed);
+  flush();
+  EXPECT_EQ(evictions(), 1u);
+  tracked().recheckNeeded = 1;
+  flush();
+  EXPECT_EQ(evictions(), 0u);
+  ASSERT_NE(tracked().flip.resource, 0u);
+  sim::placeWindow(window, {10, 10, 1930, 1090});  // the same size
+  flush();
+  EXPECT_EQ(evictions(), 1u);
+  sim::resizeWindow(window, 80, 80);
+  flush();
+  EXPECT_EQ(evictions(), 1u);
+  sim::setComposition(true);
+  flush(1029);
+  EXPECT_EQ(evictions(), 0u);
+  sim::replaceRedirectionSurface(window);
+  flush(1029);
+  EXPECT_EQ(evictions(), 1u);
 }
 
 // The frame falls to the composition road when the display has been taken away meanwhile.

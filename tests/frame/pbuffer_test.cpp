@@ -132,6 +132,23 @@ TEST_F(PbufferTest, OnlyKnownFormatsMakeAPbuffer) {
   pbuffers.push_back(reinterpret_cast<HPBUFFERARB>(WindowRecordList->window));
 }
 
+// The format is looked at before the list: a bad one is error 2000 whatever the list says.
+TEST_F(PbufferTest, FormatIsCheckedBeforeTheList) {
+  EXPECT_EQ(create(0, 8, 8, {0x7777, 1}), nullptr);
+  EXPECT_EQ(GetLastError(), 2000u);
+  EXPECT_EQ(create(4, 8, 8, {0x7777, 1}), nullptr);
+  EXPECT_EQ(GetLastError(), 13u);
+}
+
+// The end of a window is the procedure's own too: it goes no further than the hook.
+TEST_F(PbufferTest, DestroyIsAnsweredByTheProcedure) {
+  const HPBUFFERARB pbuffer = create(4, 8, 8);
+  const uint64_t before = sim::callCount("DefWindowProcW");
+  sim::sendMessage(windowOf(pbuffer), WM_DESTROY, 0, 0);
+  EXPECT_EQ(sim::callCount("DefWindowProcW"), before);
+  EXPECT_EQ(record(windowOf(pbuffer)), nullptr);
+}
+
 struct ListCase {
   int format;
   std::vector<int> attributes;

@@ -1,4 +1,6 @@
 // The fourteen pixel formats and the functions that read them.
+#include <set>
+
 #include "driver/base/pixel_formats.h"
 #include "driver/base/process_state.h"
 
@@ -202,6 +204,31 @@ TEST_F(PixelFormatsTest, ChooseFindsByAttributes) {
   // An attribute that is not known has the value 0 everywhere.
   EXPECT_EQ(choose({0x7777, 0}).size(), 14u);
   EXPECT_EQ(choose({0x7777, 1}).size(), 0u);
+}
+
+// Six attributes are exact, and all others are at least the request, for each value around that of each format.
+TEST_F(PixelFormatsTest, ChooseComparesExactlyOrAtLeast) {
+  const std::set<int> exact = {0x2003, 0x2010, 0x2011, 0x2013, 0x202D, 0x2070, 0x2071};
+  const int all[] = {0x2001, 0x2003, 0x2007, 0x200C, 0x200D, 0x200E, 0x2010, 0x2011, 0x2013, 0x2014, 0x2015, 0x2016, 0x2017,
+                     0x2018, 0x2019, 0x201A, 0x201B, 0x201C, 0x201D, 0x201E, 0x201F, 0x2020, 0x2021, 0x2022, 0x2023, 0x2024,
+                     0x202D, 0x2070, 0x2071, 0x202E, 0x202F, 0x2030, 0x2041, 0x2042, 0x20A9};
+  for (const int attribute : all) {
+    int values[15];
+    for (int format = 1; format <= 14; ++format) {
+      ASSERT_EQ(gl::wglGetPixelFormatAttribivARB(hdc, format, 0, 1, &attribute, &values[format]), 1);
+    }
+    for (int of = 1; of <= 14; ++of) {
+      for (const int request : {values[of] - 1, values[of], values[of] + 1}) {
+        std::vector<int> expected;
+        for (int format = 1; format <= 14; ++format) {
+          const bool fits = exact.contains(attribute) ? values[format] == request : values[format] >= request;
+          if (fits) expected.push_back(format);
+        }
+        EXPECT_EQ(choose({attribute, request}), expected) << attribute << " " << request;
+        EXPECT_EQ(choose({}, {static_cast<float>(attribute), static_cast<float>(request)}), expected) << attribute << " " << request;
+      }
+    }
+  }
 }
 
 // Attributes given as floats are truncated, and only a key of zero ends their list.

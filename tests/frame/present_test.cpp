@@ -128,6 +128,23 @@ TEST_F(PresentTest, CopyWaitsForTheLaterFence) {
   sim::setPagingHeld(false);
 }
 
+// It does so when the later one is the back buffer's.
+TEST_F(PresentTest, CopyWaitsForALaterBackBuffer) {
+  leave();
+  detach();
+  sim::setResidency(true);
+  sim::setComposition(true);
+  ASSERT_EQ(attach(), 1);
+  start();
+  present();
+  sim::setPagingHeld(true);
+  tracked().backBuffer.fence = tracked().composition.fence + 5;
+  present();
+  EXPECT_EQ(Host.lastWaitedFence, tracked().backBuffer.fence);
+  sim::completePaging();
+  sim::setPagingHeld(false);
+}
+
 // A new share handle closes the old surface and opens the new one; the same one is left alone.
 TEST_F(PresentTest, NewShareHandleReplacesTheSurface) {
   sim::setComposition(true);

@@ -59,6 +59,56 @@ TEST_F(SwapTest, FrontDrawingEndsWithTheFrame) {
   EXPECT_EQ(currentContext()->frontDirty, 1);
 }
 
+// Only a frame end that writes its mark looks at the draw buffer.
+TEST_F(SwapTest, FrontDirtyFollowsTheMark) {
+  const DHGLRC handle = makeCurrent(makeWindow());
+  for (const int32_t last : {216, 217}) {
+    for (const uint8_t dirty : {uint8_t{0}, uint8_t{1}}) {
+      currentContext()->frontDirty = dirty;
+      currentContext()->drawBufferMode = dirty != 0 ? GL_BACK : GL_FRONT;
+      currentContext()->lastOpcode = last;
+      EXPECT_EQ(DrvSwapBuffers(nullptr), 1);
+      EXPECT_EQ(currentContext()->frontDirty, dirty);
+      EXPECT_EQ(currentContext()->lastOpcode, last);
+    }
+  }
+  contextOf(handle)->lastOpcode = 217;
+  contextOf(handle)->frontDirty = 1;
+  EXPECT_EQ(DrvReleaseContext(handle), 1);
+  EXPECT_EQ(contextOf(handle)->frontDirty, 1);
+}
+
+// glFlush and glFinish look at the draw buffer when they write their mark, and leave all as it is when they do not.
+TEST_F(SwapTest, FlushLooksAtTheDrawBufferWithItsMark) {
+  makeCurrent(makeWindow());
+  currentContext()->drawBufferMode = GL_FRONT;
+  currentContext()->frontDirty = 0;
+  gl::glFlush();
+  EXPECT_EQ(currentContext()->frontDirty, 1);
+  currentContext()->drawBufferMode = GL_BACK;
+  gl::glFlush();
+  EXPECT_EQ(currentContext()->frontDirty, 1);
+  EXPECT_TRUE(flushes().empty());
+  gl::glFinish();
+  EXPECT_EQ(currentContext()->frontDirty, 0);
+  ASSERT_EQ(flushes().size(), 1u);  // the frame had been drawn to the front
+  EXPECT_EQ(flushes()[0].word(36), 1028u);
+  currentContext()->drawBufferMode = GL_FRONT;
+  gl::glFinish();
+  EXPECT_EQ(currentContext()->frontDirty, 0);
+}
+
+// New contexts go to the front of the list: of two on one window, neither of them current here, the newer one's frame ends.
+TEST_F(SwapTest, NewerContextOfAWindowIsFoundFirst) {
+  const HWND window = makeWindow();
+  makeCurrent(window);
+  const DHGLRC newer = makeCurrent(window);
+  makeCurrent(makeWindow());
+  EXPECT_EQ(DrvSwapBuffers(dc(window)), 1);
+  ASSERT_EQ(flushes().size(), 1u);
+  EXPECT_EQ(flushes()[0].word(28), contextOf(newer)->hostContextId);
+}
+
 // The window decides whose frame ends: the current context if it is bound there, else the first of the list that is.
 TEST_F(SwapTest, WindowDecidesWhoseFrameEnds) {
   const HWND first = makeWindow(), second = makeWindow(), third = makeWindow();

@@ -6,6 +6,9 @@
 
 #include "driver/base/current_context.h"
 #include "driver/icd/attach.h"
+#include "driver/objects/share_group.h"
+#include "driver/stream/flush.h"
+#include "driver/stream/gl_routines.h"
 #include "tests/frame/frame_test.h"
 
 namespace qv::test {
@@ -153,6 +156,85 @@ TEST_F(ThreadsTest, WindowDrawnByAnotherThreadMayGo) {
     EXPECT_EQ(WindowRecordList, nullptr);
     EXPECT_EQ(sim::liveCounts().resources, 0u);
   }
+}
+
+// Threads whose contexts share one group make, bind, ask for and delete textures and make buffers at once: no name is given out
+// twice while it is in use.
+TEST_F(ThreadsTest, NamesOfAGroupServeAllThreadsAtOnce) {
+  constexpr int kSharers = 4, kRounds = 150, kNames = 5;
+  const HWND window = makeWindow();
+  const HDC hdc = dc(window);
+  std::vector<DHGLRC> handles;
+  for (int i = 0; i < kSharers; ++i) {
+    handles.push_back(makeContext(window));
+    if (i > 0) {
+      EXPECT_EQ(DrvShareLists(handles[0], handles.back()), 1);
+    }
+  }
+  std::atomic<int> inUse[1024]{};
+  std::atomic<uint32_t> buffers{0};
+  std::vector<std::thread> threads;
+  for (const DHGLRC handle : handles) {
+    threads.emplace_back([&, handle] {
+      EXPECT_NE(DrvSetContext(hdc, handle, nullptr), nullptr);
+      const auto bind = reinterpret_cast<void (*)(GLenum, GLuint)>(reinterpret_cast<void*>(DrvGetProcAddress("glBindTexture")));
+      const auto remove =
+          reinterpret_cast<void (*)(GLsizei, const GLuint*)>(reinterpret_cast<void*>(DrvGetProcAddress("glDeleteTextures")));
+      for (int round = 0; round < kRounds; ++round) {
+        GLuint names[kNames] = {}, buffer = 0;
+        gl::glGenTextures(kNames, names);
+        for (const GLuint name : names) {
+          ASSERT_LT(name, 1024u);
+          EXPECT_EQ(inUse[name].fetch_add(1), 0) << name;
+          EXPECT_EQ(gl::glIsTexture(name), GL_FALSE);
+        }
+        bind(GL_TEXTURE_2D, names[round % kNames]);
+        EXPECT_EQ(gl::glIsTexture(names[round % kNames]), GL_TRUE);
+        gl::glGenBuffers(1, &buffer);
+        EXPECT_EQ(gl::glIsBuffer(buffer), GL_TRUE);
+        buffers += buffer != 0 ? 1 : 0;
+        for (const GLuint name : names) inUse[name].fetch_sub(1);
+        remove(kNames, names);
+        writeSomething();
+        flushStream(currentContext(), 0, nullptr, 0, nullptr, 0);
+      }
+      EXPECT_EQ(DrvReleaseContext(handle), 1);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(buffers, static_cast<uint32_t>(kSharers * kRounds));
+  const ShareGroup& group = *contextOf(handles[0])->shareGroup;
+  EXPECT_EQ(group.tables[static_cast<size_t>(ShareSlot::kTextures)]->count, 0);
+  EXPECT_EQ(group.tables[static_cast<size_t>(ShareSlot::kBuffers)]->count, kSharers * kRounds);
+}
+
+// Two threads draw to one window with a context each: each flush names the window and its one back buffer.
+TEST_F(ThreadsTest, ThreadsShareAWindow) {
+  const HWND window = makeWindow(4, {0, 0, 64, 48});
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 2; ++i) {
+    const DHGLRC handle = makeContext(window);
+    const HDC hdc = dc(window);
+    if (i == 0) {
+      // One thread alone makes the surfaces: a record has no guard of its own.
+      EXPECT_NE(DrvSetContext(hdc, handle, nullptr), nullptr);
+      drawFrame();
+      EXPECT_EQ(DrvReleaseContext(handle), 1);
+    }
+    threads.emplace_back([&, handle, hdc] {
+      EXPECT_NE(DrvSetContext(hdc, handle, nullptr), nullptr);
+      for (int frame = 0; frame < 200; ++frame) drawFrame();
+      EXPECT_EQ(DrvReleaseContext(handle), 1);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  const std::vector<SentPacket> flushes = gpu.packets(EscapeCode::Flush);
+  EXPECT_GE(flushes.size(), 400u);
+  for (const SentPacket& flush : flushes) {
+    EXPECT_EQ(flush.word(32), record(window)->hostWindowId);
+    EXPECT_EQ(flush.word(56), record(window)->backBuffer.allocation);
+  }
+  EXPECT_EQ(sim::liveCounts().resources, 1u);
 }
 
 // Contexts are created, looked up and deleted by all threads at once.

@@ -149,6 +149,62 @@ TEST_F(WindowRecordTest, ResizeMakesANewBackBuffer) {
   EXPECT_EQ(gpu.last(EscapeCode::Flush).word(56), record(window)->backBuffer.allocation);
 }
 
+// A change of a single edge is seen by the measurement alone, without a message.
+TEST_F(WindowRecordTest, SilentMoveOfEachEdgeIsSeen) {
+  const HWND window = makeWindow(4, {100, 50, 164, 98});
+  makeCurrent(window);
+  flush();
+  for (const RECT& rect : {RECT{101, 50, 164, 98}, RECT{101, 51, 164, 98}, RECT{101, 51, 165, 98}, RECT{101, 51, 165, 99}}) {
+    sim::placeWindow(window, rect);
+    record(window)->recheckNeeded = 0;
+    const uint64_t checks = sim::callCount("GetForegroundWindow");
+    flush();
+    EXPECT_EQ(sim::callCount("GetForegroundWindow"), checks + 1);
+    EXPECT_EQ(flushedRect(), (std::vector<int32_t>{rect.left, rect.top, rect.right, rect.bottom}));
+    EXPECT_EQ(record(window)->recheckNeeded, 0u);
+  }
+}
+
+// A new width alone makes a new back buffer, and so does a new height alone.
+TEST_F(WindowRecordTest, EachExtentMakesANewBackBuffer) {
+  const HWND window = makeWindow(4, {100, 50, 164, 98});
+  makeCurrent(window);
+  flush();
+  for (const auto& [width, height] : {std::pair<int, int>{65, 48}, {65, 49}, {64, 49}, {64, 48}}) {
+    const uint32_t before = record(window)->backBuffer.allocation;
+    sim::resizeWindow(window, width, height);
+    flush();
+    EXPECT_NE(record(window)->backBuffer.allocation, before);
+    sim::GpuAllocation surface;
+    ASSERT_TRUE(sim::findSurface(record(window)->backBuffer.allocation, &surface));
+    EXPECT_EQ(surface.width, static_cast<uint32_t>(width));
+    EXPECT_EQ(surface.height, static_cast<uint32_t>(height));
+  }
+}
+
+// A window of no width, or of no height, has no back buffer.
+TEST_F(WindowRecordTest, EmptyWindowHasNoBackBuffer) {
+  const HWND window = makeWindow(4, {100, 50, 164, 98});
+  makeCurrent(window);
+  for (const auto& [width, height] : {std::pair<int, int>{0, 48}, {64, 0}, {1, 1}}) {
+    sim::resizeWindow(window, width, height);
+    flush();
+    EXPECT_EQ(record(window)->backBuffer.resource != 0, width != 0 && height != 0) << width << " " << height;
+  }
+}
+
+// All sixty words of an attribute list travel, and not one more.
+TEST_F(WindowRecordTest, AttributeListOfSixtyWordsTravelsWhole) {
+  uint16_t attributes[62];
+  for (uint16_t i = 0; i < 61; ++i) attributes[i] = static_cast<uint16_t>(1000 + i);
+  attributes[61] = 0;
+  const HWND window = makeWindow();
+  FindOrCreateWindowRecord(window, attributes);
+  const SentPacket packet = gpu.last(EscapeCode::CreateWindow);
+  for (size_t i = 0; i < 60; ++i) EXPECT_EQ(packet.half(32 + 2 * i), 1000 + i);
+  EXPECT_EQ(packet.bytes.size(), 152u);
+}
+
 // A minimised window loses its back buffer and is flushed without one; restored it has a new one.
 TEST_F(WindowRecordTest, MinimisedWindowHasNoBackBuffer) {
   const HWND window = makeWindow();
@@ -269,6 +325,26 @@ TEST_F(WindowRecordTest, WindowWithoutARecordGoesUnseen) {
   makeCurrent(window);
   sim::destroyWindow(stranger);
   EXPECT_EQ(gpu.count(EscapeCode::DestroyWindow), 0u);
+}
+
+// A window that goes while a flush that presents it is under way is shown by no road, and is torn down when the flush is done.
+TEST_F(WindowRecordTest, WindowThatGoesDuringItsPresentIsTornDownOnce) {
+  for (const bool composed : {false, true}) {
+    sim::setComposition(composed);
+    const HWND window = makeWindow();
+    makeCurrent(window);
+    SubmitFlush(currentContext(), 1029, nullptr, 0, nullptr, 0, nullptr, 0);
+    gpu.clear();
+    gpu.onFlush = [&](FlushPacket&) {
+      sim::destroyWindow(window);
+      EXPECT_EQ(gpu.count(EscapeCode::DestroyWindow), 0u);
+    };
+    SubmitFlush(currentContext(), 1029, nullptr, 0, nullptr, 0, nullptr, 0);
+    gpu.onFlush = nullptr;
+    EXPECT_EQ(gpu.count(EscapeCode::DestroyWindow), 1u);
+    EXPECT_EQ(sim::liveCounts().resources, 0u);
+    EXPECT_EQ(record(window), nullptr);
+  }
 }
 
 // A window that goes while its flush is under way is torn down when the flush is done, once.

@@ -683,6 +683,8 @@ TEST_F(Arrays, CoreContextsNeedAnObject) {
                             .add(kEnableVertexAttribArray, 0);
   draw(arrays + drawArrays(GL_TRIANGLES, 0, 6, 0));
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  ASSERT_EQ(guest.flush(Stream().add(kBindVertexArray, 78).add(kBindBuffer, GL_ELEMENT_ARRAY_BUFFER, 5)), 0);
+  EXPECT_EQ(guest.glError(), 0u);
   draw(Stream().add(kBindVertexArray, 77) + arrays + drawArrays(GL_TRIANGLES, 0, 6, 0));
   draw(Stream().add(kDeleteVertexArrays, 1, 77) + drawArrays(GL_TRIANGLES, 0, 6, 0));
   draw(cover());

@@ -110,6 +110,40 @@ TEST_F(GlGuards, ListsThatCallListsCanBeEnded) {
   log.take();
 }
 
+// A list that sets vertex attributes between the vertices of a primitive can be ended, whatever lists it calls: such that are not there,
+// itself, such that call those, such that are deleted meanwhile. Lists that are there as a whole are called.
+TEST_F(GlGuards, ListsWithAttributesBetweenVerticesCanBeEnded) {
+  const Stream primitive =
+      Stream().add(kBegin, GL_TRIANGLES).add(kVertex2f, 0.0f, 0.0f).add(kVertex2f, 1.0f, 0.0f).add(kTexCoord2f, 1.0f, 2.0f).add(kEnd);
+  const auto list = [&](uint32_t name, const std::vector<Stream>& parts) {
+    Stream stream = Stream().add(kNewList, name, uint32_t{GL_COMPILE});
+    for (const Stream& part : parts) stream.data += part.data;
+    ASSERT_EQ(guest.flush(stream.add(kEndList)), 0);
+  };
+  const auto call = [](uint32_t name) { return Stream().add(kCallList, name); };
+  const Stream calls = Stream().add(kCallLists, 1, GL_UNSIGNED_INT, 4u, 20u);
+  list(1, {Stream().add(kColor3f, 0.0f, 1.0f, 0.0f)});
+  list(2, {call(20)});
+  list(3, {call(4)});
+  list(4, {call(3)});
+  for (const uint32_t absent : {20u, 2u, 3u, 5u}) {
+    list(5, {primitive, call(absent)});
+    list(5, {call(absent), primitive});
+    list(5, {call(1), primitive, call(1)});
+  }
+  list(5, {primitive, calls});
+  list(5, {calls, primitive});
+  list(6, {call(1)});
+  list(7, {primitive, call(6), Stream().add(kDeleteLists, 1u, 6)});
+  list(1, {Stream().add(kColor3f, 0.0f, 0.0f, 1.0f)});
+  list(6, {call(1)});
+  list(7, {primitive, call(6)});
+  ASSERT_EQ(guest.flush(Stream().add(kColor3f, 1.0f, 0.0f, 0.0f).add(kCallList, 7u)), 0);
+  EXPECT_EQ(guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16), floats({0, 0, 1, 1}));
+  EXPECT_EQ(guest.glError(), uint32_t{GL_NO_ERROR});
+  log.take();
+}
+
 // A drawable starts black, whatever stood in its memory before.
 TEST_F(GlGuards, FreshDrawablesAreCleared) {
   for (int round = 0; round < 10; ++round) {

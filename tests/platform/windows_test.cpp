@@ -42,6 +42,16 @@ TEST_F(WindowsTest, ClassesHaveAtomsAndAreUnique) {
   EXPECT_EQ(sim::liveCounts().classes, 0u);
 }
 
+// A machine that has been reset has all its atoms again.
+TEST_F(WindowsTest, AtomsComeBackWithAReset) {
+  WNDCLASSW description{};
+  description.lpfnWndProc = DefWindowProcW;
+  description.lpszClassName = u"Panel";
+  const ATOM first = RegisterClassW(&description);
+  sim::reset();
+  EXPECT_EQ(RegisterClassW(&description), first);
+}
+
 // A window with 20 extra bytes holds five 32-bit values there, and an index outside is refused.
 TEST_F(WindowsTest, ExtraBytesHoldFiveValues) {
   WNDCLASSW description{};

@@ -206,6 +206,25 @@ TEST_F(NameTableTest, RunsAndSinglesLeaveTheSameTable) {
   }
 }
 
+NameTable* watchedTable = nullptr;
+std::vector<int32_t> countsSeen;
+
+// A run given in order leaves the count in one step, before its objects go; the same names backwards leave it one by one.
+TEST(NameTableRemoval, RunLeavesInOneStep) {
+  const uint32_t up[] = {7, 8, 9}, down[] = {9, 8, 7};
+  for (const uint32_t* const names : {up, down}) {
+    NameTable table([](void* object) {
+      countsSeen.push_back(watchedTable->count);
+      delete static_cast<int*>(object);
+    });
+    watchedTable = &table;
+    countsSeen.clear();
+    for (uint32_t key = 5; key <= 11; ++key) table.set(key, new int(0));
+    table.removeNames(3, names);
+    EXPECT_EQ(countsSeen, names == up ? (std::vector<int32_t>{4, 4, 4}) : (std::vector<int32_t>{6, 5, 4}));
+  }
+}
+
 // Names that are absent, zero or repeated are passed over.
 TEST_F(NameTableTest, RemovalIgnoresUnknownNames) {
   setNull({1, 2, 3});

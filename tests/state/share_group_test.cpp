@@ -1,11 +1,11 @@
 // Share groups, the names given out by the guest, and deferred deletes.
 #include "driver/objects/share_group.h"
-#include "driver/state/shared_objects.h"
 
 #include <atomic>
 #include <thread>
 
 #include "driver/objects/tracked_object.h"
+#include "driver/state/shared_objects.h"
 #include "harness.h"
 
 namespace qv::test {
@@ -66,6 +66,39 @@ TEST_F(ShareGroupTest, LockIsRecursiveAndExclusive) {
   }
   other.join();
   EXPECT_TRUE(entered);
+}
+
+std::vector<uint32_t> teardown;
+template <uint32_t Slot>
+void noteTeardown(void* object) {
+  EXPECT_EQ(object, &teardown);
+  teardown.push_back(Slot);
+}
+
+// The end of a group clears its tables in the order of their slots, each in its own way.
+TEST_F(ShareGroupTest, TablesGoInTheOrderOfTheirSlots) {
+  teardown.clear();
+  auto* const group = new ShareGroup;
+  constexpr NameTable::Destroy kNotes[] = {noteTeardown<0>, noteTeardown<1>, noteTeardown<2>, noteTeardown<3>,
+                                           noteTeardown<4>, noteTeardown<5>, noteTeardown<6>, noteTeardown<7>,
+                                           noteTeardown<8>, noteTeardown<9>, noteTeardown<10>};
+  for (uint32_t slot = 0; slot < kShareSlots; ++slot) {
+    group->tables[slot]->set(1, &teardown);
+    group->tables[slot]->destroy = kNotes[slot];
+  }
+  releaseShareGroup(group);
+  EXPECT_EQ(teardown, (std::vector<uint32_t>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
+}
+
+// A context that is alone in its group keeps it when it is to join itself.
+TEST_F(ShareGroupTest, JoiningItselfChangesNothing) {
+  destroyedObjects = 0;
+  ShareGroup* const group = c->shareGroup;
+  group->table(ShareSlot::kBuffers).set(1, static_cast<TrackedObject*>(new Watched));
+  joinGroup(c.get(), c.get());
+  EXPECT_EQ(destroyedObjects, 0);
+  EXPECT_EQ(c->shareGroup, group);
+  EXPECT_EQ(group->refCount, 0);
 }
 
 // Joining moves a context to the source's group; its own group dies if it was alone in it.
@@ -218,6 +251,39 @@ TEST_F(ShareGroupTest, DeletedTextureLivesUntilTheFlush) {
   EXPECT_EQ(c->deferredDeletes.count, 0u);
   EXPECT_EQ(gl::glIsTexture(texture), GL_FALSE);
   EXPECT_EQ(textures().count, 0);
+}
+
+// The names go when the host has the stream, and not before.
+TEST_F(ShareGroupTest, NamesAreReleasedAfterTheSubmit) {
+  GLuint texture = 0;
+  gl::glGenTextures(1, &texture);
+  bindFirst(texture);
+  call<op::glDeleteTextures>(GLsizei{1}, static_cast<const GLuint*>(&texture));
+  size_t seen = 0;
+  host.onSubmit = [&](const Submission&) {
+    ++seen;
+    EXPECT_TRUE(textures().contains(texture));
+    EXPECT_EQ(c->deferredDeletes.count, 1u);
+  };
+  flushStream(c.get(), 0, nullptr, 0, nullptr, 0);
+  host.onSubmit = nullptr;
+  EXPECT_EQ(seen, 1u);
+  EXPECT_FALSE(textures().contains(texture));
+}
+
+// A bind between the delete and the flush does not save the texture; the binding keeps the name.
+TEST_F(ShareGroupTest, BindDoesNotSaveADeletedTexture) {
+  GLuint texture = 0;
+  gl::glGenTextures(1, &texture);
+  call<op::glBindTexture>(GLenum{GL_TEXTURE_2D}, texture);
+  call<op::glDeleteTextures>(GLsizei{1}, static_cast<const GLuint*>(&texture));
+  call<op::glBindTexture>(GLenum{GL_TEXTURE_3D}, texture);
+  EXPECT_EQ(gl::glIsTexture(texture), GL_TRUE);
+  flushStream(c.get(), 0, nullptr, 0, nullptr, 0);
+  EXPECT_EQ(gl::glIsTexture(texture), GL_FALSE);
+  GLint bound = 0;
+  gl::glGetIntegerv(GL_TEXTURE_BINDING_3D, &bound);
+  EXPECT_EQ(static_cast<GLuint>(bound), texture);
 }
 
 // A name that was never bound is free again at once.

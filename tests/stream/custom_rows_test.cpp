@@ -23,6 +23,7 @@ constexpr uint64_t kOne = std::bit_cast<uint32_t>(1.0f);
 struct CustomCall {
   const char* routine;
   std::vector<uint64_t> arguments;  // that the guest has nothing against
+  size_t commands = 1;              // its own, behind those of its questions
 };
 
 // Not glBegin, glEnd and glPrimitiveRestartNV, whose begin check is a rule of their own.
@@ -49,6 +50,58 @@ const std::vector<CustomCall> kCustomCalls = {
     {"glIsTransformFeedback", {1}}, {"glPrimitiveRestartIndexNV", {1}},
     {"glCheckFramebufferStatus", {GL_FRAMEBUFFER}}, {"glCheckFramebufferStatusEXT", {GL_FRAMEBUFFER}},
     {"glTextureView", {2, GL_TEXTURE_2D, 1, GL_RGBA8, 0, 1, 0, 1}},
+    {"glTexImage1D", {GL_TEXTURE_1D, 0, GL_RGBA, 2, 0, GL_RGBA, GL_UNSIGNED_BYTE, 0}},
+    {"glTexImage2D", {GL_TEXTURE_2D, 0, GL_RGBA, 2, 2, 0, GL_RGBA, GL_UNSIGNED_BYTE, 0}},
+    {"glTexImage3D", {GL_TEXTURE_3D, 0, GL_RGBA, 2, 2, 2, 0, GL_RGBA, GL_UNSIGNED_BYTE, 0}},
+    {"glTexSubImage1D", {GL_TEXTURE_1D, 0, 0, 2, GL_RGBA, GL_UNSIGNED_BYTE, 0}},
+    {"glTexSubImage2D", {GL_TEXTURE_2D, 0, 0, 0, 2, 2, GL_RGBA, GL_UNSIGNED_BYTE, 0}},
+    {"glTexSubImage3D", {GL_TEXTURE_3D, 0, 0, 0, 0, 2, 2, 2, GL_RGBA, GL_UNSIGNED_BYTE, 0}},
+    {"glCompressedTexImage1D", {GL_TEXTURE_1D, 0, GL_RGBA, 2, 0, 8, 0}}, {"glCompressedTexImage2D", {GL_TEXTURE_2D, 0, GL_RGBA, 2, 2, 0, 8, 0}},
+    {"glCompressedTexImage3D", {GL_TEXTURE_3D, 0, GL_RGBA, 2, 2, 2, 0, 8, 0}},
+    {"glDrawPixels", {2, 2, GL_RGBA, GL_UNSIGNED_BYTE, 0}}, {"glCopyTexImage2D", {GL_TEXTURE_2D, 0, GL_RGBA, 0, 0, 2, 2, 0}},
+    {"glSeparableFilter2D", {GL_SEPARABLE_2D, GL_RGBA, 2, 2, GL_RGBA, GL_UNSIGNED_BYTE, 0, 0}},
+    {"glReadPixels", {0, 0, 0, 2, GL_RGBA, GL_UNSIGNED_BYTE, P}}, {"glGetTexImage", {GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, P}, 3},
+    {"glGetCompressedTexImage", {GL_TEXTURE_2D, 0, 0}}, {"glGetPolygonStipple", {P}},
+    {"glGetPixelMapfv", {GL_PIXEL_MAP_I_TO_I, P}, 2}, {"glGetPixelMapuiv", {GL_PIXEL_MAP_I_TO_I, P}, 2},
+    {"glGetPixelMapusv", {GL_PIXEL_MAP_I_TO_I, P}, 2}, {"glGetColorTable", {GL_COLOR_TABLE, GL_RGBA, GL_UNSIGNED_BYTE, P}, 2},
+    {"glGetColorTableParameterfv", {GL_COLOR_TABLE, GL_COLOR_TABLE_WIDTH, P}}, {"glGetColorTableParameteriv", {GL_COLOR_TABLE, GL_COLOR_TABLE_WIDTH, P}},
+    {"glGetConvolutionFilter", {GL_CONVOLUTION_1D, GL_RGBA, GL_UNSIGNED_BYTE, P}, 2},
+    {"glGetSeparableFilter", {GL_SEPARABLE_2D, GL_RGBA, GL_UNSIGNED_BYTE, P, P, P}, 3},
+    {"glGetHistogram", {GL_HISTOGRAM, 0, GL_RGBA, GL_UNSIGNED_BYTE, P}, 2}, {"glGetMinmax", {GL_MINMAX, 0, GL_RGBA, GL_UNSIGNED_BYTE, P}},
+    {"glAreTexturesResident", {2, P, P}},
+    {"glVertexPointer", {3, GL_FLOAT, 0, P}}, {"glWeightPointerARB", {3, GL_FLOAT, 0, P}}, {"glColorPointer", {3, GL_FLOAT, 0, P}},
+    {"glSecondaryColorPointer", {3, GL_FLOAT, 0, P}}, {"glTexCoordPointer", {3, GL_FLOAT, 0, P}}, {"glNormalPointer", {GL_FLOAT, 0, P}},
+    {"glFogCoordPointer", {GL_FLOAT, 0, P}}, {"glIndexPointer", {GL_FLOAT, 0, P}}, {"glEdgeFlagPointer", {0, P}},
+    {"glVertexAttribPointer", {1, 3, GL_FLOAT, 0, 0, P}}, {"glVertexAttribIPointer", {1, 3, GL_INT, 0, P}},
+    {"glVertexAttribIPointerEXT", {1, 3, GL_INT, 0, P}}, {"glVertexAttribLPointer", {1, 3, GL_DOUBLE, 0, P}},
+    {"glVertexAttribDivisor", {1, 1}}, {"glVertexAttribDivisorARB", {1, 1}}, {"glEnableVertexAttribArray", {1}},
+    {"glDisableVertexAttribArray", {1}}, {"glVertexAttribBinding", {1, 1}}, {"glBindVertexBuffer", {1, 1, 0, 0}},
+    {"glVertexBindingDivisor", {1, 1}}, {"glBindVertexArray", {1}}, {"glDeleteVertexArrays", {1, P}},
+    {"glGetVertexAttribdv", {1, GL_CURRENT_VERTEX_ATTRIB, P}}, {"glGetVertexAttribfv", {1, GL_CURRENT_VERTEX_ATTRIB, P}},
+    {"glGetVertexAttribiv", {1, GL_CURRENT_VERTEX_ATTRIB, P}}, {"glGetVertexAttribIiv", {1, GL_CURRENT_VERTEX_ATTRIB, P}},
+    {"glGetVertexAttribIivEXT", {1, GL_CURRENT_VERTEX_ATTRIB, P}}, {"glGetVertexAttribIuiv", {1, GL_CURRENT_VERTEX_ATTRIB, P}},
+    {"glGetVertexAttribIuivEXT", {1, GL_CURRENT_VERTEX_ATTRIB, P}}, {"glGetVertexAttribLdv", {1, GL_CURRENT_VERTEX_ATTRIB, P}},
+    {"glGetVertexAttribPointerv", {1, GL_VERTEX_ATTRIB_ARRAY_POINTER, P}}, {"glGetPointerv", {GL_VERTEX_ARRAY_POINTER, P}},
+    {"glPushClientAttrib", {0}}, {"glPopClientAttrib", {}},
+    {"glBindBuffer", {GL_ARRAY_BUFFER, 1}}, {"glBindBufferBase", {GL_UNIFORM_BUFFER, 0, 1}}, {"glBindBufferBaseEXT", {GL_UNIFORM_BUFFER, 0, 1}},
+    {"glBindBufferRange", {GL_UNIFORM_BUFFER, 0, 1, 0, 4}}, {"glBindBufferRangeEXT", {GL_UNIFORM_BUFFER, 0, 1, 0, 4}},
+    {"glBindBufferOffsetEXT", {GL_UNIFORM_BUFFER, 0, 1, 0}}, {"glDeleteBuffers", {1, P}},
+    {"glBufferData", {GL_ARRAY_BUFFER, 4, P, GL_STATIC_DRAW}}, {"glBufferSubData", {GL_ARRAY_BUFFER, 0, 4, P}},
+    {"glGetBufferSubData", {GL_ARRAY_BUFFER, 0, 4, P}}, {"glGetBufferParameteriv", {GL_ARRAY_BUFFER, GL_MAX_TEXTURE_SIZE, P}},
+    {"glGetBufferParameteri64v", {GL_ARRAY_BUFFER, GL_MAX_TEXTURE_SIZE, P}}, {"glGetBufferPointerv", {GL_ARRAY_BUFFER, GL_BUFFER_MAP_POINTER, P}},
+    {"glFlushMappedBufferRange", {GL_ARRAY_BUFFER, 0, 4}}, {"glCopyBufferSubData", {GL_ARRAY_BUFFER, GL_ARRAY_BUFFER, 0, 0, 4}},
+    {"glClearBufferData", {GL_ARRAY_BUFFER, GL_R8, GL_RED, GL_UNSIGNED_BYTE, P}},
+    {"glClearBufferSubData", {GL_ARRAY_BUFFER, GL_R8, 0, 4, GL_RED, GL_UNSIGNED_BYTE, P}},
+    {"glTexBuffer", {GL_TEXTURE_BUFFER, GL_R8, 1}}, {"glTexBufferRange", {GL_TEXTURE_BUFFER, GL_R8, 1, 0, 4}},
+    {"glArrayElement", {1}}, {"glDrawArrays", {GL_POINTS, 0, 1}}, {"glDrawArraysInstancedBaseInstance", {GL_POINTS, 0, 1, 1, 0}},
+    {"glDrawElementsBaseVertex", {GL_POINTS, 1, GL_UNSIGNED_BYTE, P, 3}},
+    {"glDrawElementsInstancedBaseVertex", {GL_POINTS, 1, GL_UNSIGNED_BYTE, P, 1, 3}},
+    {"glDrawElementsInstancedBaseVertexBaseInstance", {GL_POINTS, 1, GL_UNSIGNED_BYTE, P, 1, 3, 1}},
+    {"glDrawElementsInstancedBaseInstance", {GL_POINTS, 1, GL_UNSIGNED_BYTE, P, 1, 1}},
+    {"glDrawRangeElements", {GL_POINTS, 0, 1, 1, GL_UNSIGNED_BYTE, P}},
+    {"glDrawRangeElementsBaseVertex", {GL_POINTS, 0, 1, 1, GL_UNSIGNED_BYTE, P, 3}},
+    {"glDrawArraysIndirect", {GL_POINTS, 4}}, {"glDrawElementsIndirect", {GL_POINTS, GL_UNSIGNED_BYTE, 4}},
+    {"glMultiDrawArraysIndirect", {GL_POINTS, 4, 1, 0}}, {"glMultiDrawElementsIndirect", {GL_POINTS, GL_UNSIGNED_BYTE, 4, 1, 0}},
     {"glBindAttribLocation", {2, 1, P}}, {"glCreateProgram", {}}, {"glCreateShader", {GL_VERTEX_SHADER}},
     {"glCreateShaderProgramv", {GL_VERTEX_SHADER, 0, P}}, {"glDeleteObjectARB", {99}}, {"glDeleteProgram", {99}},
     {"glDeleteProgramPipelines", {2, P}}, {"glFenceSync", {GL_SYNC_GPU_COMMANDS_COMPLETE, 0}},
@@ -73,6 +126,14 @@ const std::vector<CustomCall> kCustomCalls = {
     {"glProgramBinary", {2, 1, P, 4}}, {"glShaderSource", {5, 0, P, P}},
     {"glTransformFeedbackVaryings", {2, 0, P, GL_INTERLEAVED_ATTRIBS}},
     {"glTransformFeedbackVaryingsEXT", {2, 0, P, GL_INTERLEAVED_ATTRIBS}},
+};
+// Routines with other rules: they ask the host first, make several commands, are refused in lists, or record less than they send.
+// buffers_test, vertex_arrays_test and draws_test have their rules.
+const std::set<std::string> kOwnRules = {
+    "glMapBuffer", "glMapBufferRange", "glUnmapBuffer", "glInterleavedArrays", "glVertexAttribFormat", "glVertexAttribIFormat",
+    "glVertexAttribLFormat", "glDrawArraysInstanced", "glDrawArraysInstancedARB", "glDrawArraysInstancedEXT", "glDrawElements",
+    "glDrawElementsInstanced", "glDrawElementsInstancedARB", "glDrawElementsInstancedEXT", "glMultiDrawArrays", "glMultiDrawElements",
+    "glMultiDrawElementsBaseVertex",
 };
 // clang-format on
 
@@ -103,6 +164,10 @@ class RuleRows : public ContextTest {
     callRoutine(row, reinterpret_cast<Routine>(findProc(row.name)), values.data());
   }
   void forget() {
+    context().insideBegin = 0;
+    context().limits.maxUniformBufferBindings = 4;
+    QV_CALL(glBindVertexArray)(1);
+    for (const GLenum target : {GL_ARRAY_BUFFER, GL_DRAW_INDIRECT_BUFFER}) QV_CALL(glBindBuffer)(target, 1);
     drop();
     std::memset(context().base, 0, 4096);  // pad bytes have no defined value
     host.submissions.clear();
@@ -177,8 +242,9 @@ TEST_F(RuleRows, CustomRowsLeaveTheirOpcode) {
     if (row.opcode == kNoOpcode) continue;  // glGetStringi goes through glGetString
     EXPECT_EQ(context().lastOpcode, row.opcode);
     const std::vector<Command> commands = parse(written());
-    ASSERT_EQ(commands.size(), row.form == FormKind::Local ? 0u : 1u);
-    for (const Command& command : commands) EXPECT_EQ(command.opcode, static_cast<uint32_t>(row.opcode));
+    ASSERT_EQ(commands.size(), row.form == FormKind::Local ? 0u : each.commands);
+    if (commands.empty()) continue;
+    EXPECT_EQ(commands.back().opcode, static_cast<uint32_t>(row.opcode));
   }
 }
 
@@ -201,9 +267,9 @@ TEST_F(RuleRows, CustomRowsKeepTheBeginCheck) {
       EXPECT_EQ(context().runOpen, 1);
     } else {
       const std::vector<Command> commands = parse(written());
-      ASSERT_EQ(commands.size(), 2u);
+      ASSERT_EQ(commands.size(), 1 + each.commands);
       EXPECT_EQ(commands[0].opcode, uint32_t{kRunBroken});
-      EXPECT_EQ(commands[1].opcode, static_cast<uint32_t>(row.opcode));
+      EXPECT_EQ(commands.back().opcode, static_cast<uint32_t>(row.opcode));
       EXPECT_EQ(context().runOpen, 0);
     }
     endPrimitive();
@@ -282,6 +348,7 @@ TEST_F(RuleRows, EveryCustomRowIsThere) {
   // glGetProgramStringARB asks twice.
   std::set<std::string> listed = {"glBegin", "glEnd", "glPrimitiveRestartNV", "glGetProgramStringARB"};
   for (const CustomCall& each : kCustomCalls) listed.insert(each.routine);
+  listed.insert(kOwnRules.begin(), kOwnRules.end());
   std::set<std::string> custom;
   for (const RowFacts& row : allRows()) {
     if (!row.stamped && !row.attribute && !row.uniform && !row.absent && !row.isPrivate) custom.insert(row.name);

@@ -227,6 +227,46 @@ TEST_F(Lists, CallsAreRecorded) {
   QV_CALL(glEndList)();
 }
 
+// A command beyond the small form goes in large form, to the host and into a recording alike.
+TEST_F(Lists, LargeFormIsRecorded) {
+  const std::vector<uint8_t> names(0x100000, 3);
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  drop();
+  QV_CALL(glCallLists)(0x100000, GL_UNSIGNED_BYTE, names.data());
+  std::vector<uint8_t> expected = words({kCallLists, 8 + 12 + 0x100000, 0x100000, GL_UNSIGNED_BYTE, 0x100000});
+  expected += names;
+  EXPECT_EQ(pending(), expected);
+  EXPECT_EQ(recording(5), expected);
+  QV_CALL(glEndList)();
+  EXPECT_EQ(recording(5), expected);
+}
+
+// glNewList and glEndList inside glBegin are refused: no recording begins, and one that is under way goes on.
+TEST_F(Lists, PrimitivesRefuseNewListAndEndList) {
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(context().recordingList, nullptr);
+  EXPECT_EQ(context().listMode, 0u);
+  EXPECT_EQ(QV_CALL(glIsList)(5), GL_FALSE);
+  takeError();
+  QV_CALL(glEnd)();
+  QV_CALL(glNewList)(6, GL_COMPILE_AND_EXECUTE);
+  QV_CALL(glBegin)(GL_POINTS);
+  const DisplayListStream* const list = context().recordingList;
+  drop();
+  QV_CALL(glNewList)(7, GL_COMPILE);
+  EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  QV_CALL(glEndList)();
+  EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(context().recordingList, list);
+  EXPECT_EQ(context().listMode, static_cast<uint32_t>(GL_COMPILE_AND_EXECUTE));
+  EXPECT_TRUE(pending().empty());
+  QV_CALL(glEnd)();
+  QV_CALL(glEndList)();
+  EXPECT_EQ(context().recordingList, nullptr);
+}
+
 // The size of a list name by type: 2, 3 and 4 bytes where the type says so, else 1.
 TEST_F(Lists, CallListsSizesItsNamesByType) {
   const uint8_t names[16] = {};

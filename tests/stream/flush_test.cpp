@@ -116,6 +116,46 @@ TEST_F(Flush, ResultIsTheLengthOfTheLastBuffer) {
   EXPECT_EQ(flushStream(&context(), 0, a, 8, b, 4), 4u);
 }
 
+// A submission that fails empties the stream like any other: its bytes are gone, deferred deletes are released, and its replies
+// read as zeros.
+TEST_F(Flush, FailedSubmissionEmptiesTheStream) {
+  GLuint texture = 0;
+  QV_CALL(glGenTextures)(1, &texture);
+  QV_CALL(glBindTexture)(GL_TEXTURE_2D, texture);
+  QV_CALL(glDeleteTextures)(1, &texture);
+  host.failing = true;
+  uint32_t reply[2] = {7, 7}, reply2[1] = {7};
+  EXPECT_EQ(flushStream(&context(), GL_BACK, reply, 8, reply2, 4), 0u);
+  EXPECT_EQ(reply[0] | reply[1] | reply2[0], 0u);
+  EXPECT_EQ(context().cursor, context().base);
+  EXPECT_EQ(context().remaining, context().capacity);
+  EXPECT_EQ(context().deferredDeletes.count, 0u);
+  EXPECT_EQ(QV_CALL(glIsTexture)(texture), GL_FALSE);
+  EXPECT_EQ(context().flushCount, 1u);
+  EXPECT_EQ(context().flushesDone, 1u);
+  EXPECT_EQ(QV_CALL(glGetError)(), 0u);
+}
+
+// A command that does not fit even into the emptied stream grows it: 96 MiB is where a flush comes first and no bound.
+TEST_F(Flush, CommandBeyondTheLimitGrowsTheEmptiedStream) {
+  context().reserve(0x6000000);
+  const uint64_t capacity = context().capacity;
+  ASSERT_GE(capacity, 0x6000000u);
+  QV_CALL(glLoadIdentity)();
+  context().reserve(capacity + 1);
+  ASSERT_EQ(host.submissions.size(), 1u);
+  EXPECT_EQ(host.submissions[0].stream, Stream().add(kLoadIdentity).data);
+  EXPECT_EQ(context().cursor, context().base);
+  EXPECT_EQ(context().capacity, capacity + (capacity >> 1));
+  EXPECT_EQ(context().remaining, context().capacity);
+  // What fits into the emptied stream does not grow it.
+  QV_CALL(glLoadIdentity)();
+  const uint64_t grown = context().capacity;
+  context().reserve(grown);
+  EXPECT_EQ(host.submissions.size(), 2u);
+  EXPECT_EQ(context().capacity, grown);
+}
+
 // A run that is streaming is closed whole by a flush.
 TEST_F(Flush, StreamingRunIsClosed) {
   QV_CALL(glBegin)(GL_POINTS);

@@ -23,6 +23,7 @@ struct Literal {
 
 // clang-format off
 const std::vector<Literal> kLiterals = {
+    {"glDeleteBuffers", {2, P}, 16}, {"glDeleteVertexArrays", {2, P}, 16},
     {"glFogfv", {GL_FOG_COLOR, P}, 24}, {"glFogfv", {GL_FOG_DENSITY, P}, 12},
     {"glFogiv", {GL_FOG_COLOR, P}, 24}, {"glFogiv", {GL_FOG_MODE, P}, 12},
     {"glLightModelfv", {GL_LIGHT_MODEL_AMBIENT, P}, 24}, {"glLightModelfv", {GL_LIGHT_MODEL_TWO_SIDE, P}, 12},

@@ -49,6 +49,41 @@ TEST_F(SpecialCalls, CountOfNoBinaryFormatsSendsNothing) {
   expectStream(Stream().add(kLightfv, GL_LIGHT0, GL_SHADER_BINARY_FORMATS, 2, 0.0f, 0.0f));
 }
 
+// The attribute stack of a fresh context has the depth 1 (required oddity 88).
+TEST_F(SpecialCalls, AttributeStackDepthBeginsWithOne) {
+  int32_t depth = -1;
+  QV_CALL(glGetIntegerv)(GL_ATTRIB_STACK_DEPTH, &depth);
+  EXPECT_EQ(depth, 1);
+}
+
+// Calls with an index leave the shadow alone, though index 0 is what the calls without one set (required oddity 89).
+TEST_F(SpecialCalls, IndexedCallsLeaveTheShadowAlone) {
+  const auto integer = [](GLenum name, size_t value) {
+    int32_t values[4] = {};
+    QV_CALL(glGetIntegerv)(name, values);
+    return values[value];
+  };
+  QV_CALL(glViewport)(1, 2, 3, 4);
+  QV_CALL(glDepthRange)(0, 1);
+  QV_CALL(glBlendFunc)(GL_ONE, GL_DST_COLOR);
+  QV_CALL(glViewportIndexedf)(0, 5.0f, 6.0f, 7.0f, 8.0f);
+  QV_CALL(glDepthRangeIndexed)(0, 1, 1);
+  QV_CALL(glBlendFunci)(0, GL_SRC_ALPHA, GL_ZERO);
+  EXPECT_EQ(integer(GL_VIEWPORT, 0), 1);
+  EXPECT_EQ(integer(GL_DEPTH_RANGE, 0), 0);
+  EXPECT_EQ(integer(GL_BLEND_SRC, 0), GL_ONE);
+}
+
+// A deleted framebuffer stays bound in the shadow (required oddity 90).
+TEST_F(SpecialCalls, DeletedFramebuffersStayBound) {
+  const GLuint name = 5;
+  QV_CALL(glBindFramebuffer)(GL_FRAMEBUFFER, name);
+  QV_CALL(glDeleteFramebuffers)(1, &name);
+  int32_t bound = 0;
+  QV_CALL(glGetIntegerv)(GL_DRAW_FRAMEBUFFER_BINDING, &bound);
+  EXPECT_EQ(bound, 5);
+}
+
 // The restart index of the NV calls is the guest's own: no command, whatever the mode.
 TEST_F(SpecialCalls, NvRestartIndexStaysInTheGuest) {
   QV_CALL(glPrimitiveRestartIndexNV)(0xFFFF);

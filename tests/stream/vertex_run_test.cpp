@@ -146,6 +146,43 @@ TEST_F(VertexRuns, LayoutHoldsSixteenSlots) {
   EXPECT_EQ(bytes[12 + 31], 0x22);
 }
 
+// Sixteen slots of four doubles fill the 512 bytes of a vertex, and each keeps its own values.
+TEST_F(VertexRuns, WidestVertexHas512Bytes) {
+  QV_CALL(glBegin)(GL_POINTS);
+  for (int vertex = 0; vertex < 2; ++vertex) {
+    for (int i = 0; i < 15; ++i) {
+      const double value = 100 * vertex + i;
+      QV_CALL(glTexCoord4d)(value, value + 0.25, value + 0.5, value + 0.75);
+    }
+    QV_CALL(glVertex4d)(-1 - vertex, -2, -3, -4);
+  }
+  QV_CALL(glEnd)();
+  const std::vector<uint8_t> bytes = pending();
+  ASSERT_EQ(bytes.size(), 12u + 32 + 2 * 512);
+  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 12), words({kRunEnded, 12 + 32 + 1024, 16u << 16 | 512}));
+  double values[128];
+  std::memcpy(values, bytes.data() + 44, sizeof values);
+  for (int vertex = 0; vertex < 2; ++vertex) {
+    for (int i = 0; i < 60; ++i) EXPECT_EQ(values[64 * vertex + i], 100 * vertex + i / 4 + 0.25 * (i % 4)) << i;
+    EXPECT_EQ(values[64 * vertex + 60], -1 - vertex);
+    EXPECT_EQ(values[64 * vertex + 63], -4);
+  }
+}
+
+// An attribute that goes into a run leaves lastOpcode as it was, whether it defines a slot, freezes the layout or repeats it.
+TEST_F(VertexRuns, PackedAttributeLeavesLastOpcode) {
+  QV_CALL(glBegin)(GL_POINTS);
+  for (int vertex = 0; vertex < 3; ++vertex) {
+    QV_CALL(glColor3f)(1, 2, 3);
+    EXPECT_EQ(context().lastOpcode, kBegin);
+    QV_CALL(glMultiTexCoord2f)(GL_TEXTURE1, 1, 2);
+    EXPECT_EQ(context().lastOpcode, kBegin);
+    QV_CALL(glVertex2f)(1, 2);
+    EXPECT_EQ(context().lastOpcode, kBegin);
+  }
+  QV_CALL(glEnd)();
+}
+
 // A sixteenth attribute before the first vertex closes the run with fifteen slots and its partial vertex.
 TEST_F(VertexRuns, SixteenthAttributeBreaksTheRun) {
   QV_CALL(glBegin)(GL_POINTS);

@@ -71,7 +71,7 @@ RowCase plainCase(const RowFacts& row, uint32_t elements) {
       const double real = static_cast<double>(i) + 0.25;
       value = argument.width == 4 ? std::bit_cast<uint32_t>(static_cast<float>(real)) : std::bit_cast<uint64_t>(real);
     } else {
-      for (uint32_t k = 0; k < wireWidth(row, argument); ++k) value |= uint64_t{(0x11 + 13 * i + k) & 0x7F} << 8 * k;
+      for (uint32_t k = 0; k < wireWidth(row, argument); ++k) value |= uint64_t{(0x11 + 13 * i + k) & (k == 3 ? 0x1F : 0x7F)} << 8 * k;  // near enough for the host
     }
     out.values.push_back(value);
   }
@@ -200,6 +200,7 @@ std::vector<RowCase> casesOf(const RowFacts& row) {
     case FormKind::Matrices:
     case FormKind::Text:
     case FormKind::TextQuery:
+    case FormKind::Image:
     case FormKind::Record:
     case FormKind::Local:
     case FormKind::Family:

@@ -275,7 +275,7 @@ TEST(DescribeCommand, UnknownCommandsAreToldByNumberAndLength) {
   EXPECT_EQ(described(kNobodysOpcode, {1, 2, 3, 4, 5}), "opcode 1900, 5 bytes");
   EXPECT_EQ(described(kGenLists, {}), "opcode 5, 0 bytes");
   EXPECT_EQ(described(70000, {}), "opcode 70000, 0 bytes");
-  EXPECT_EQ(described(kBitmap, Bytes(10)), "glBitmap: 10 bytes");
+  EXPECT_EQ(described(194, Bytes(10)), "glFeedbackBuffer: 10 bytes");
 }
 
 }  // namespace

@@ -1,0 +1,332 @@
+// Target "calls": programs of valid calls, on OpenGL itself and through driver and peer in one process: the same errors, the same
+// answers, the same state, the same picture.
+//
+// An input is steps. With QV_FUZZ_TRACE=1 each call is printed and a difference does not end the program.
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "fuzz/calls/explained.h"
+#include "fuzz/core/call_maker.h"
+#include "fuzz/core/counts.h"
+#include "fuzz/core/require.h"
+#include "fuzz/core/target.h"
+#include "fuzz/render/known_faults.h"
+#include "loader/opengl32/opengl32.h"
+#include "peer/host/egl_display.h"
+#include "peer/host/frame.h"
+#include "peer/host/in_process_gpu.h"
+#include "peer/link/log.h"
+#include "peer/replay/gl_functions.h"
+#include "platform/simulated/control.h"
+#include "tests/support/row_calls.h"
+#include "wire/columns.h"
+
+namespace qv::fuzz {
+namespace {
+
+constexpr int32_t kSide = 64;
+constexpr uint32_t kMostSteps = 1000;
+
+using Picture = std::vector<uint32_t>;
+
+// --- OpenGL itself ---
+
+class Reference {
+ public:
+  Reference() : display_(*peer::EglDisplay::get()) {
+    peer::DrawableAttributes asked;
+    asked.doubleBuffered = true;
+    const peer::DrawableAttributes granted = peer::grantedContext(asked, display_.compatibilityVersion());
+    surface_ = display_.createSurface(granted, kSide, kSide);
+    context_ = display_.createContext(granted, EGL_NO_CONTEXT);
+    require(surface_ != EGL_NO_SURFACE && context_ != EGL_NO_CONTEXT && display_.makeCurrent(surface_, context_), "OpenGL gives no context");
+    // The drawable has one colour buffer, and its memory shows what stood there.
+    peer::gl.glDrawBuffer(GL_BACK);
+    peer::gl.glReadBuffer(GL_BACK);
+    peer::gl.glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
+  }
+  ~Reference() {
+    display_.release();
+    display_.destroyContext(context_);
+    display_.destroySurface(surface_);
+  }
+
+  static test::Routine routine(const RowFacts& row) {
+    static const std::unordered_map<std::string_view, test::Routine> all = {
+#define QV_ROW(name, ...) {#name, reinterpret_cast<test::Routine>(peer::gl.name)},
+#include "wire/entry_points.def"
+    };
+    return all.at(row.name);
+  }
+
+  static Picture picture() {
+    static peer::Allocation* const target = [] {
+      auto* const made = new peer::Allocation;  // of the whole process
+      made->description = {1, kSide * kSide * 4, kSide, kSide, kSide * 4};
+      made->memory = static_cast<uint8_t*>(
+          mmap(nullptr, made->description.size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+      return made;
+    }();
+    peer::copyFrame(kSide, kSide, *target, false);
+    Picture out(kSide * kSide);
+    std::memcpy(out.data(), target->memory, out.size() * 4);
+    return out;
+  }
+
+ private:
+  const peer::EglDisplay& display_;
+  EGLSurface surface_ = EGL_NO_SURFACE;
+  EGLContext context_ = EGL_NO_CONTEXT;
+};
+
+// --- OpenGL through the driver ---
+
+class Screen final : public sim::PresentSink {
+ public:
+  void present(HWND, const sim::GpuAllocation& source, const RECT&) override {
+    picture.clear();
+    for (uint32_t y = 0; y < source.height; ++y) {
+      const size_t begin = picture.size();
+      picture.resize(begin + source.width);
+      std::memcpy(picture.data() + begin, source.memory + size_t{y} * source.pitch, size_t{source.width} * 4);
+    }
+  }
+  void finishReads(uint32_t) override {}
+  void forget(uint32_t) override {}
+  Picture picture;
+};
+
+struct Machine {
+  peer::InProcessGpu gpu;
+  Screen screen;
+  HWND window = nullptr;
+
+  Machine() {
+    sim::reset();
+    sim::setMonitors({{.rect = {0, 0, 160, 120}}});
+    sim::setVBlankClock(sim::VBlankClock::StepOnWait);
+    sim::setGpuLink(&gpu);
+    sim::setPresentSink(&screen);
+    require(loader::loadDriver(), "the driver is not loaded");
+  }
+};
+Machine& machine() {
+  static Machine* const instance = new Machine;  // alive until the process ends
+  return *instance;
+}
+
+class Driven {
+ public:
+  Driven() : window_(sim::createWindow({.client = {10, 10, 10 + kSide, 10 + kSide}, .pixelFormat = 4})), dc_(GetDC(window_)) {
+    context_ = loader::wglCreateContext(dc_);
+    require(context_ != nullptr && loader::wglMakeCurrent(dc_, context_) != 0, "the driver gives no context");
+  }
+  ~Driven() {
+    loader::wglMakeCurrent(nullptr, nullptr);
+    loader::wglDeleteContext(context_);
+    ReleaseDC(window_, dc_);
+    sim::destroyWindow(window_);
+    sim::pumpMessages();
+  }
+
+  static test::Routine routine(const RowFacts& row) {
+    static std::unordered_map<const RowFacts*, test::Routine> known;
+    const auto [at, fresh] = known.try_emplace(&row);
+    if (fresh) at->second = reinterpret_cast<test::Routine>(reinterpret_cast<void*>(loader::driverProcAddress(row.name)));
+    return at->second;
+  }
+
+  Picture picture() {
+    machine().screen.picture.clear();
+    loader::wglSwapBuffers(dc_);
+    return machine().screen.picture;
+  }
+
+ private:
+  HWND window_;
+  HDC dc_;
+  HGLRC context_ = nullptr;
+};
+
+// --- both ---
+
+const bool kTraces = std::getenv("QV_FUZZ_TRACE") != nullptr;
+
+class Comparison {
+ public:
+  void run(const std::vector<Step>& steps) {
+    for (size_t i = 0; i < steps.size() && i < kMostSteps; ++i) {
+      Random random(steps[i].seed);
+      for (const RowFacts* row : routinesOf(steps[i], random, false)) {
+        const auto opcode = static_cast<uint32_t>(row->opcode);
+        if (!isCompared(*row) || !faults_.allows(*row, nullptr, 0)) continue;
+        if (listOpen_ && !isComparedInList(*row)) continue;
+        if (opcode == opcodeOf<op::glEnd> && !insideBegin_) continue;
+        const Call made = makeCall(*row, random, 0);
+        if (insideBegin_ && opcode != opcodeOf<op::glEnd> && !row->attribute && (made.line == nullptr || !made.line->anywhere)) continue;
+        // Inside a primitive nothing can be asked. That of a list may be carried out, too.
+        if (opcode == opcodeOf<op::glBegin>) insideBegin_ = true;
+        if (opcode == opcodeOf<op::glEnd>) insideBegin_ = false;
+        if (opcode == opcodeOf<op::glNewList>) listOpen_ = true;
+        if (opcode == opcodeOf<op::glEndList>) listOpen_ = false;
+        call(made);
+      }
+    }
+    compareState();
+    comparePictures();
+  }
+
+ private:
+  static GLenum driverError() {
+    static const auto routine = Driven::routine(*findRow(opcodeOf<op::glGetError>));
+    return reinterpret_cast<GLenum(APIENTRY*)()>(routine)();
+  }
+
+  // What acts although it raises an error: primitives and lists are opened and closed, lists are carried out.
+  static bool actsInSpiteOfErrors(const RowFacts& row) {
+    for (const int opcode : {op::glBegin::kOpcode, op::glEnd::kOpcode, op::glNewList::kOpcode, op::glEndList::kOpcode,
+                             op::glCallList::kOpcode, op::glCallLists::kOpcode}) {
+      if (row.opcode == opcode) return true;
+    }
+    return false;
+  }
+
+  void call(const Call& made) {
+    const RowFacts& row = *made.row;
+    if (!isCompared(made) || Reference::routine(row) == nullptr) return;
+    if (kTraces) std::fprintf(stderr, "%s\n", describe(made).c_str());
+    const Call copy = copyOf(made);
+    const uint64_t expected = test::callRoutine(row, Reference::routine(row), made.values.data());
+    const GLenum error = insideBegin_ ? GL_NO_ERROR : peer::gl.glGetError();
+    // The driver may keep values that OpenGL refuses: required oddities 17 and 22, and not only there.
+    if (error != GL_NO_ERROR && !actsInSpiteOfErrors(row) && (!row.stamped || (row.properties & (kShadow | kListTest)) != 0)) return;
+    const uint64_t given = test::callRoutine(row, Driven::routine(row), copy.values.data());
+    if (insideBegin_) return;
+    const GLenum driven = driverError();
+    if (driven != error) differ(made, "error", error, driven);
+    if (error != GL_NO_ERROR || !isAnswerCompared(made)) return;
+    const uint64_t mask = row.returnBytes == 0 ? 0 : row.returnBytes >= 8 ? ~uint64_t{0} : (uint64_t{1} << 8 * row.returnBytes) - 1;
+    if ((expected & mask) != (given & mask)) differ(made, "result", expected & mask, given & mask);
+    if (row.form != FormKind::Query || made.memory.empty()) return;
+    const CallMemory &ours = made.memory.back(), &theirs = copy.memory.back();
+    if (isRounded(made)) return compareRounded(made, ours, theirs);
+    for (size_t at = 0; at < ours.bytes; ++at) {
+      if (ours.data[at] == theirs.data[at]) continue;
+      const size_t width = row.arguments.back().width, first = at / width * width;
+      uint64_t one = 0, other = 0;
+      std::memcpy(&one, ours.data.get() + first, width);
+      std::memcpy(&other, theirs.data.get() + first, width);
+      char what[32];
+      std::snprintf(what, sizeof what, "value %zu", at / width);
+      return differ(made, what, one, other);
+    }
+  }
+
+  static void compareRounded(const Call& call, const CallMemory& ours, const CallMemory& theirs) {
+    const ArgumentFacts& facts = call.row->arguments.back();
+    for (size_t at = 0; at < ours.bytes; at += facts.width) {
+      const double one = numberAt(ours, at, facts), other = numberAt(theirs, at, facts);
+      const double near = facts.kind == ValueKind::Real ? 1e-4 * std::max(1.0, std::fabs(one)) : 256;  // of 2^31
+      if (std::fabs(one - other) <= near) continue;
+      char text[128];
+      std::snprintf(text, sizeof text, ": value %zu %g, through the driver %g", at / facts.width, one, other);
+      return found(describe(call) + text);
+    }
+  }
+  static double numberAt(const CallMemory& memory, size_t at, const ArgumentFacts& facts) {
+    const auto as = [&]<typename T>(T value) {
+      std::memcpy(&value, memory.data.get() + at, sizeof value);
+      return static_cast<double>(value);
+    };
+    if (facts.kind == ValueKind::Real) return facts.width == 8 ? as(0.0) : as(0.0f);
+    return as(int32_t{0});
+  }
+
+  static void differ(const Call& call, const char* what, uint64_t expected, uint64_t given) {
+    char text[96];
+    std::snprintf(text, sizeof text, ": %s 0x%llx, through the driver 0x%llx", what, static_cast<unsigned long long>(expected),
+                  static_cast<unsigned long long>(given));
+    found(describe(call) + text);
+  }
+
+  static void found(const std::string& difference) {
+    if (!kTraces) findFault(difference.c_str());
+    std::fprintf(stderr, "  difference: %s\n", difference.c_str());
+  }
+
+  // Every query of the table with every name that its kinds have.
+  void compareState() {
+    Random random(1);
+    for (const CallLine& line : callLines()) {
+      const std::string_view name = line.row->name;
+      const bool asks = line.row->form == FormKind::Query && (name.starts_with("glGet") || name.starts_with("glIsEnabled"));
+      if (asks && isCompared(*line.row)) {
+        std::vector<uint64_t> values(line.row->arguments.size());
+        askAll(line, values, 0, random);
+      }
+    }
+  }
+  void askAll(const CallLine& line, std::vector<uint64_t>& values, size_t argument, Random& random) {
+    if (argument == values.size()) return call(callWith(line, values, random));
+    const ArgumentFacts& facts = line.row->arguments[argument];
+    const std::span<const uint32_t> choices = facts.pointer ? std::span<const uint32_t>() : choicesOf(line.kinds[argument]);
+    if (choices.empty()) {
+      if (!facts.pointer) values[argument] = drawBits(facts, line.kinds[argument], random);
+      return askAll(line, values, argument + 1, random);
+    }
+    for (const uint32_t choice : choices) {
+      values[argument] = choice;
+      askAll(line, values, argument + 1, random);
+    }
+  }
+
+  void comparePictures() {
+    const Picture expected = Reference::picture(), given = driven_.picture();
+    require(given.size() == expected.size(), "the driver presents a picture of another size");
+    for (size_t i = 0; i < expected.size(); ++i) {
+      if ((expected[i] ^ given[i]) << 8 == 0) continue;
+      char text[96];
+      std::snprintf(text, sizeof text, "pixel %zu, %zu: 0x%06x, through the driver 0x%06x", i % kSide, i / kSide, expected[i] & 0xFFFFFF,
+                    given[i] & 0xFFFFFF);
+      return found(text);
+    }
+  }
+
+  Reference reference_;
+  Driven driven_;
+  KnownFaults faults_;
+  bool insideBegin_ = false, listOpen_ = false;
+};
+
+}  // namespace
+}  // namespace qv::fuzz
+
+// OpenGL keeps memory until the process ends.
+extern "C" const char* __asan_default_options() { return "detect_leaks=0:allocator_may_return_null=1:malloc_context_size=4:quarantine_size_mb=16"; }
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  setenv("LP_NUM_THREADS", "0", 0);
+  setenv("GALLIVM_PERF", "nopt", 0);
+  setenv("LP_NATIVE_VECTOR_WIDTH", "128", 0);
+  qv::peer::setLogSink([](std::string_view line) {
+    if (qv::fuzz::kTraces) std::fprintf(stderr, "  log: %.*s\n", static_cast<int>(line.size()), line.data());
+  });
+  qv::fuzz::machine();
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace qv::fuzz;
+  Comparison().run(readSteps({data, size}));
+  counts().inputs.fetch_add(1, std::memory_order_relaxed);
+  counts().units.fetch_add(1, std::memory_order_relaxed);
+  return 0;
+}

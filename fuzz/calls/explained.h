@@ -1,0 +1,21 @@
+// The differences that have a reason: fuzz/calls/explained.def and what the peer withholds.
+#pragma once
+
+#include "fuzz/core/call_maker.h"
+#include "wire/row_facts.h"
+
+namespace qv::fuzz {
+
+// Whether programs call the routine.
+bool isCompared(const RowFacts& row);
+// Whether they call it while a list is being compiled. The driver does not follow yet what a called list does to the state that it
+// keeps.
+bool isComparedInList(const RowFacts& row);
+// Whether they call it with these arguments.
+bool isCompared(const Call& call);
+// Whether the answer of this query is compared.
+bool isAnswerCompared(const Call& call);
+// Whether it is a query of reals that may be rounded otherwise.
+bool isRounded(const Call& call);
+
+}  // namespace qv::fuzz

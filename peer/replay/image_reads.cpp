@@ -1,0 +1,338 @@
+// Images read back: OpenGL writes them tightly into memory of the host, and the reply says where their rows belong.
+#include <algorithm>
+#include <vector>
+
+#include "peer/replay/errors.h"
+#include "peer/replay/gl_functions.h"
+#include "peer/replay/images.h"
+#include "peer/replay/replay_functions.h"
+#include "peer/replay/replay_state.h"
+#include "peer/replay/replayer.h"
+#include "peer/replay/unpacking.h"
+
+namespace qv::peer {
+namespace {
+
+constexpr uint64_t kLargestRead = uint64_t{1} << 30;
+
+constexpr const char* kReadTooLarge = "the guest's buffer is too small for its image";
+constexpr const char* kBitsIntoBuffer = "bits are not read into a pack buffer";
+
+// One bit per byte becomes the bits of a row. Bits beside them in the first and the last byte are zero.
+void packBits(const uint8_t* values, uint64_t width, uint32_t skippedBits, bool lsbFirst, uint8_t* row) {
+  for (uint64_t i = 0; i < width; ++i) {
+    const uint64_t bit = skippedBits + i;
+    const uint32_t inByte = static_cast<uint32_t>(bit % 8);
+    if ((values[i] & 1) != 0) row[bit / 8] |= static_cast<uint8_t>(1u << (lsbFirst ? inByte : 7 - inByte));
+  }
+}
+
+// Answers the rows at `tight`, which lie behind each other, for the places of `shape`.
+void answerRows(Replayer& replayer, const ImageShape& shape, const uint8_t* tight) {
+  const uint64_t image = (shape.rows - 1) * shape.stride + shape.run;
+  // Places that overlap, of a row length below the width, hold what is written last.
+  const bool overlap = (shape.rows > 1 && shape.stride < shape.run) || (shape.images > 1 && shape.imageStride < image);
+  if (!overlap) {
+    const auto word = [](uint64_t value) { return static_cast<uint32_t>(value); };
+    ReplyRows rows{word(shape.first), word(shape.run),         word(shape.stride),
+                   word(shape.rows),  word(shape.imageStride), word(shape.images)};
+    // Rows without gaps are one.
+    if (rows.stride == rows.run)
+      rows = {rows.first, rows.run * rows.rows, rows.run * rows.rows, 1, rows.imageStride, rows.images};
+    return replayer.answerRows(tight, word(shape.tightBytes()), rows);
+  }
+  std::vector<uint8_t> whole(shape.end() - shape.first);
+  for (uint64_t k = 0; k < shape.images; ++k) {
+    for (uint64_t j = 0; j < shape.rows; ++j, tight += shape.run)
+      std::memcpy(whole.data() + k * shape.imageStride + j * shape.stride, tight, shape.run);
+  }
+  const auto bytes = static_cast<uint32_t>(whole.size());
+  replayer.answerRows(whole.data(), bytes, {static_cast<uint32_t>(shape.first), bytes, bytes, 1, bytes, 1});
+}
+
+struct Read {
+  uint32_t opcode;
+  const char* name;
+  CallImage image;
+  uint32_t bytes;    // of the guest's memory
+  uint32_t pointer;  // or offset into the pack buffer
+};
+
+// Reads an image by `call(pointer, type)`, into the pack buffer or for the reply.
+template <typename Call>
+void readImage(Replayer& replayer, const Read& read, Call&& call) {
+  ReplayState& state = replayer.state();
+  GLint buffer = -1;
+  gl.glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &buffer);
+  if (buffer == -1) {  // a primitive is open: OpenGL refuses the call
+    state.errorProvoked = true;
+    return replayer.answer(nullptr, 0);
+  }
+  const CallImage& image = read.image;
+  const PixelStoreHalf& store = state.pixelStore.pack;
+  const ImageShape shape = image.shape(store);
+  if (buffer != 0) {
+    if (image.type == GL_BITMAP && !shape.empty()) return replayer.passOver(read.opcode, read.name, kBitsIntoBuffer);
+    setPacking(state, {.alignment = store.alignment,
+                       .rowLength = store.rowLength,
+                       .imageHeight = image.dimensions == 3 ? store.imageHeight : 0,
+                       .swapBytes = store.swapBytes});
+    call(reinterpret_cast<void*>(static_cast<uintptr_t>(read.pointer + shape.first)), image.type);
+    return replayer.answer(nullptr, 0);
+  }
+  if (shape.empty()) {
+    call(nullptr, image.type);
+    return replayer.answer(nullptr, 0);
+  }
+  if (shape.end() > read.bytes || shape.end() > replayer.replyRoom() || shape.tightBytes() > kLargestRead ||
+      image.extent.width > kFarthest) {
+    // A guest may ask with no room at all and wants to know of errors alone; OpenGL would write.
+    replayer.passOver(read.opcode, read.name, kReadTooLarge);
+    return replayer.answer(nullptr, 0);
+  }
+  const bool bits = image.type == GL_BITMAP;
+  const uint64_t pixels = static_cast<uint64_t>(image.extent.width) * shape.rows * shape.images;
+  if (pixels > kLargestRead) return replayer.answer(nullptr, 0);
+  uint8_t* const tight = replayer.scratch(bits ? pixels : shape.tightBytes());
+  setPacking(state, {.alignment = 1, .swapBytes = store.swapBytes});
+  holdGlError(replayer);
+  call(tight, bits ? GL_UNSIGNED_BYTE : image.type);
+  if (glRefused(replayer)) return replayer.answer(nullptr, 0);
+  if (!bits) return answerRows(replayer, shape, tight);
+  std::vector<uint8_t> packed(shape.tightBytes());
+  for (uint64_t j = 0; j < shape.rows * shape.images; ++j) {
+    packBits(tight + j * static_cast<uint64_t>(image.extent.width), static_cast<uint64_t>(image.extent.width), shape.skippedBits,
+             store.lsbFirst != 0, packed.data() + j * shape.run);
+  }
+  answerRows(replayer, shape, packed.data());
+}
+
+GLint levelParameter(GLenum target, GLint level, GLenum pname) {
+  GLint value = 0;
+  gl.glGetTexLevelParameteriv(target, level, pname, &value);
+  return value;
+}
+
+// The size of an object of the imaging subset, as OpenGL says.
+template <typename Get>
+GLint imagingSize(Get get, GLenum target, GLenum pname) {
+  GLint size = 0;
+  get(target, pname, &size);
+  return std::clamp(size, 0, kFarthest);
+}
+
+CallImage line(GLint width, GLenum format, GLenum type) {
+  return {.dimensions = 1, .extent = {width, 1, 1}, .format = format, .type = type};
+}
+
+// glGetPixelMap: `get` is the function, `T` its element.
+template <typename T, typename Get>
+void getPixelMap(Replayer& replayer, uint32_t opcode, const char* name, const GetPixelMapRecord& command, Get get) {
+  GLint buffer = -1, entries = 0;
+  gl.glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &buffer);
+  if (buffer > 0) {
+    get(command.map, reinterpret_cast<T*>(static_cast<uintptr_t>(command.pointer)));
+    return replayer.answer(nullptr, 0);
+  }
+  constexpr GLenum kMaps = GL_PIXEL_MAP_A_TO_A - GL_PIXEL_MAP_I_TO_I;
+  if (buffer < 0) replayer.state().errorProvoked = true;
+  if (buffer < 0 || command.map - GL_PIXEL_MAP_I_TO_I > kMaps) {
+    if (buffer == 0) refuse(replayer, GL_INVALID_ENUM);
+    return replayer.answer(nullptr, 0);
+  }
+  gl.glGetIntegerv(GL_PIXEL_MAP_I_TO_I_SIZE + (command.map - GL_PIXEL_MAP_I_TO_I), &entries);
+  const auto bytes = static_cast<uint64_t>(std::clamp(entries, 0, 1 << 16)) * sizeof(T);
+  if (bytes > command.bytes || bytes > replayer.replyRoom()) {
+    replayer.passOver(opcode, name, kReadTooLarge);
+    return replayer.answer(nullptr, 0);
+  }
+  uint8_t* const values = replayer.scratch(bytes);
+  holdGlError(replayer);
+  get(command.map, reinterpret_cast<T*>(values));
+  replayer.answer(values, glRefused(replayer) ? 0 : static_cast<uint32_t>(bytes));
+}
+
+}  // namespace
+
+namespace replay {
+
+void glReadPixels(Replayer& replayer, const ReadPixelsRecord& c) {
+  const CallImage image{.extent = {c.width, c.height, 1}, .format = c.format, .type = c.type};
+  readImage(replayer, {opcodeOf<op::glReadPixels>, "glReadPixels", image, c.bytes, c.pointer}, [&](void* to, GLenum type) {
+    gl.glReadPixels(near(c.x), near(c.y), near(c.width), near(c.height), c.format, type, to);
+  });
+}
+
+void glGetTexImage(Replayer& replayer, const GetTexImageRecord& c) {
+  const bool deep = c.target == GL_TEXTURE_3D || c.target == GL_TEXTURE_2D_ARRAY || c.target == GL_TEXTURE_CUBE_MAP_ARRAY;
+  CallImage image{.dimensions = deep ? 3u : 2u, .format = c.format, .type = c.type};
+  const GLint level = near(c.level);
+  // Some OpenGLs write nonsense for indices, and bytes whatever the type for stencil; neither is an image of OpenGL 4.3.
+  if (c.format == GL_COLOR_INDEX || c.format == GL_STENCIL_INDEX) {
+    refuse(replayer, GL_INVALID_ENUM);
+    return replayer.answer(nullptr, 0);
+  }
+  if (!replayer.state().insideBegin) {
+    // A sharing context may have defined the image anew: what it is now counts.
+    holdGlError(replayer);
+    image.extent = {levelParameter(c.target, level, GL_TEXTURE_WIDTH), levelParameter(c.target, level, GL_TEXTURE_HEIGHT),
+                    levelParameter(c.target, level, GL_TEXTURE_DEPTH)};
+    if (!deep) image.extent.depth = std::min(image.extent.depth, 1);
+    if (glRefused(replayer)) return replayer.answer(nullptr, 0);
+  }
+  readImage(replayer, {opcodeOf<op::glGetTexImage>, "glGetTexImage", image, c.bytes, c.pointer},
+            [&](void* to, GLenum type) { gl.glGetTexImage(c.target, level, c.format, type, to); });
+}
+
+void glGetCompressedTexImage(Replayer& replayer, const GetCompressedTexImageRecord& c) {
+  GLint buffer = -1;
+  gl.glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &buffer);
+  if (buffer == -1) {
+    replayer.state().errorProvoked = true;
+    return replayer.answer(nullptr, 0);
+  }
+  const GLint level = near(c.level);
+  setPacking(replayer.state(), {});
+  if (buffer != 0) {
+    gl.glGetCompressedTexImage(c.target, level, reinterpret_cast<void*>(static_cast<uintptr_t>(c.pointer)));
+    return replayer.answer(nullptr, 0);
+  }
+  holdGlError(replayer);
+  const bool compressed = levelParameter(c.target, level, GL_TEXTURE_COMPRESSED) != 0;
+  const GLint size = compressed ? levelParameter(c.target, level, GL_TEXTURE_COMPRESSED_IMAGE_SIZE) : 0;
+  if (glRefused(replayer)) return replayer.answer(nullptr, 0);
+  if (!compressed) {
+    refuse(replayer, GL_INVALID_OPERATION);
+    return replayer.answer(nullptr, 0);
+  }
+  const auto bytes = static_cast<uint32_t>(std::max(size, 0));
+  if (bytes > c.bytes || bytes > replayer.replyRoom() || bytes > kLargestRead) {
+    replayer.passOver(opcodeOf<op::glGetCompressedTexImage>, "glGetCompressedTexImage", kReadTooLarge);
+    return replayer.answer(nullptr, 0);
+  }
+  uint8_t* const data = replayer.scratch(bytes);
+  gl.glGetCompressedTexImage(c.target, level, data);
+  replayer.answer(data, glRefused(replayer) ? 0 : bytes);
+}
+
+void glGetPolygonStipple(Replayer& replayer, const GetPolygonStippleRecord& c) {
+  const CallImage image{.extent = {32, 32, 1}, .format = GL_COLOR_INDEX, .type = GL_BITMAP};
+  readImage(replayer, {opcodeOf<op::glGetPolygonStipple>, "glGetPolygonStipple", image, c.bytes, c.pointer},
+            [&](void* to, GLenum) {
+              if (to == nullptr) return gl.glGetPolygonStipple(nullptr);
+              // OpenGL gives rows of four bytes, the first pixel in the highest bit.
+              uint8_t pattern[128] = {};
+              gl.glGetPolygonStipple(pattern);
+              auto* const values = static_cast<uint8_t*>(to);
+              for (uint32_t i = 0; i < 1024; ++i) values[i] = pattern[i / 8] >> (7 - i % 8) & 1;
+            });
+}
+
+void glGetPixelMapfv(Replayer& replayer, const GetPixelMapRecord& c) {
+  getPixelMap<GLfloat>(replayer, opcodeOf<op::glGetPixelMapfv>, "glGetPixelMapfv", c, gl.glGetPixelMapfv);
+}
+void glGetPixelMapuiv(Replayer& replayer, const GetPixelMapRecord& c) {
+  getPixelMap<GLuint>(replayer, opcodeOf<op::glGetPixelMapuiv>, "glGetPixelMapuiv", c, gl.glGetPixelMapuiv);
+}
+void glGetPixelMapusv(Replayer& replayer, const GetPixelMapRecord& c) {
+  getPixelMap<GLushort>(replayer, opcodeOf<op::glGetPixelMapusv>, "glGetPixelMapusv", c, gl.glGetPixelMapusv);
+}
+
+void glGetColorTable(Replayer& replayer, const GetColorTableRecord& c) {
+  const GLint width = imagingSize(gl.glGetColorTableParameteriv, c.target, GL_COLOR_TABLE_WIDTH);
+  readImage(replayer, {opcodeOf<op::glGetColorTable>, "glGetColorTable", line(width, c.format, c.type), c.bytes, 0},
+            [&](void* to, GLenum type) { gl.glGetColorTable(c.target, c.format, type, to); });
+}
+
+void glGetColorTableParameterfv(Replayer& replayer, const GetColorTableParameterRecord& c) {
+  GLfloat values[4] = {};
+  gl.glGetColorTableParameterfv(c.target, c.pname, values);
+  replayer.answer(values, sizeof values);
+}
+void glGetColorTableParameteriv(Replayer& replayer, const GetColorTableParameterRecord& c) {
+  GLint values[4] = {};
+  gl.glGetColorTableParameteriv(c.target, c.pname, values);
+  replayer.answer(values, sizeof values);
+}
+
+void glGetConvolutionFilter(Replayer& replayer, const GetConvolutionFilterRecord& c) {
+  const GLint width = imagingSize(gl.glGetConvolutionParameteriv, c.target, GL_CONVOLUTION_WIDTH);
+  const GLint height =
+      c.target == GL_CONVOLUTION_2D ? imagingSize(gl.glGetConvolutionParameteriv, c.target, GL_CONVOLUTION_HEIGHT) : 1;
+  CallImage image = line(width, c.format, c.type);
+  image.extent.height = height;
+  readImage(replayer, {opcodeOf<op::glGetConvolutionFilter>, "glGetConvolutionFilter", image, c.bytes, c.pointer},
+            [&](void* to, GLenum type) { gl.glGetConvolutionFilter(c.target, c.format, type, to); });
+}
+
+void glGetHistogram(Replayer& replayer, const GetHistogramRecord& c) {
+  const GLint width = imagingSize(gl.glGetHistogramParameteriv, c.target, GL_HISTOGRAM_WIDTH);
+  readImage(replayer, {opcodeOf<op::glGetHistogram>, "glGetHistogram", line(width, c.format, c.type), c.bytes, c.pointer},
+            [&](void* to, GLenum type) { gl.glGetHistogram(c.target, static_cast<GLboolean>(c.reset), c.format, type, to); });
+}
+
+void glGetMinmax(Replayer& replayer, const GetHistogramRecord& c) {
+  readImage(replayer, {opcodeOf<op::glGetMinmax>, "glGetMinmax", line(2, c.format, c.type), c.bytes, c.pointer},
+            [&](void* to, GLenum type) { gl.glGetMinmax(c.target, static_cast<GLboolean>(c.reset), c.format, type, to); });
+}
+
+// Both filters of a separable one come tightly; an OpenGL with the imaging subset has them, most have not.
+void glGetSeparableFilter(Replayer& replayer, const GetSeparableFilterRecord& c) {
+  const GLint width = imagingSize(gl.glGetConvolutionParameteriv, c.target, GL_CONVOLUTION_WIDTH);
+  const GLint height = imagingSize(gl.glGetConvolutionParameteriv, c.target, GL_CONVOLUTION_HEIGHT);
+  const uint64_t row = line(width, c.format, c.type).shape({}).end(), column = line(height, c.format, c.type).shape({}).end();
+  GLint buffer = -1;
+  gl.glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &buffer);
+  const bool fits =
+      row <= c.rowBytes && column <= c.columnBytes && row <= replayer.replyRoom() && column <= replayer.reply2Room();
+  if (buffer != 0 || !fits) {
+    if (buffer == -1) replayer.state().errorProvoked = true;
+    replayer.passOver(opcodeOf<op::glGetSeparableFilter>, "glGetSeparableFilter", kReadTooLarge);
+    return replayer.answer(nullptr, 0);
+  }
+  uint8_t* const values = replayer.scratch(row + column + 16);
+  setPacking(replayer.state(), {});
+  holdGlError(replayer);
+  gl.glGetSeparableFilter(c.target, c.format, c.type, values, values + row, values + row + column);
+  if (glRefused(replayer)) return replayer.answer(nullptr, 0);
+  replayer.answer(values, static_cast<uint32_t>(row), values + row, static_cast<uint32_t>(column));
+}
+
+void glSeparableFilter2D(Replayer& replayer, const SeparableFilterRecord& c, Reader& rest) {
+  const auto data = rest.rest();
+  UploadSource row, column;
+  const Elements<uint8_t> rowData(data.data(), c.rowBytes), columnData(data.data() + c.rowBytes, c.columnBytes);
+  // Both are given as they are, and so only where no repacking is needed for either.
+  const CallImage rowImage = line(c.width, c.format, c.type), columnImage = line(c.height, c.format, c.type);
+  constexpr uint32_t kOpcode = opcodeOf<op::glSeparableFilter2D>;
+  const PixelStoreHalf& store = replayer.state().pixelStore.unpack;
+  if (store.swapBytes != 0 || c.format == GL_COLOR_INDEX || c.type == GL_BITMAP) return refuse(replayer, GL_INVALID_OPERATION);
+  if (!findUpload(replayer, kOpcode, "glSeparableFilter2D", rowImage, false, c.row, rowData, row) ||
+      !findUpload(replayer, kOpcode, "glSeparableFilter2D", columnImage, false, c.column, columnData, column)) {
+    return;
+  }
+  gl.glSeparableFilter2D(c.target, c.internalFormat, near(c.width), near(c.height), c.format, c.type, row.pointer,
+                         column.pointer);
+}
+
+void glAreTexturesResident(Replayer& replayer, const AreTexturesResidentRecord& c, Reader& rest) {
+  const auto names = rest.elements<GLuint>(rest.left() / sizeof(GLuint));
+  if (c.count < 0) {
+    refuse(replayer, GL_INVALID_VALUE);
+    return replayer.answer(nullptr, 0);
+  }
+  const auto count = static_cast<uint32_t>(c.count);
+  if (names.size() != count) return replayer.answer(nullptr, 0);
+  std::vector<GLuint> textures(count);
+  names.copyTo(textures.data());
+  std::vector<GLboolean> residences(count);
+  holdGlError(replayer);
+  // Where all are resident OpenGL says so and leaves the array alone.
+  if (gl.glAreTexturesResident(c.count, textures.data(), residences.data()))
+    std::fill(residences.begin(), residences.end(), GL_TRUE);
+  replayer.answer(residences.data(), glRefused(replayer) ? 0 : count);
+}
+
+}  // namespace replay
+
+}  // namespace qv::peer
