@@ -157,7 +157,7 @@ void APIENTRY glGetBufferSubData(GLenum target, GLintptr offset, GLsizeiptr size
   // A size of 0 stands for the whole buffer, wherever the offset is: required oddity 99.
   const auto bytes = size == 0 ? static_cast<uint32_t>(buffer->size) : static_cast<uint32_t>(size);
   sendWords<Row>(context, GetBufferSubDataRecord{target, static_cast<uint32_t>(offset), bytes});
-  const bool readable = size >= 0 && size <= 0xFFFFFFFF && bytes != 0;
+  const bool readable = size >= 0 && static_cast<uint64_t>(size) <= 0xFFFFFFFF && bytes != 0;
   flushStream(context, 0, readable ? data : nullptr, readable ? bytes : 0, nullptr, 0);
 }
 

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "driver/objects/display_list_stream.h"
+#include "driver/state/buffer_bindings.h"
 #include "tests/stream/program_fixture.h"
 
 namespace qv::test {
@@ -321,6 +322,39 @@ TEST_F(Feedback, EndsAreRecordedAndSent) {
   }
 }
 
+// The end makes the guest's copies of the captured buffers old: those of the places below the limit, and not while a list is only
+// compiled.
+TEST_F(Feedback, EndsMakeCopiesOld) {
+  context().limits.maxTransformFeedbackSeparateAttribs = 2;
+  for (GLuint name = 1; name <= 4; ++name) makeBuffer(&context(), GL_ARRAY_BUFFER, name);
+  uint32_t* const places = context().buffers.indexedTransformFeedback;
+  places[0] = 1;
+  places[1] = 3;
+  places[2] = 4;
+  context().buffers.transformFeedback = 2;
+  const auto old = [&] {
+    std::string out;
+    for (GLuint name = 1; name <= 4; ++name) {
+      BufferObject& buffer = *findBuffer(&context(), name);
+      out += buffer.hostContentsNewer != 0 ? '1' : '0';
+      buffer.hostContentsNewer = 0;
+    }
+    return out;
+  };
+  QV_CALL(glNewList)(1, GL_COMPILE);
+  QV_CALL(glEndTransformFeedback)();
+  EXPECT_EQ(old(), "0000");
+  QV_CALL(glEndList)();
+  QV_CALL(glEndTransformFeedback)();
+  EXPECT_EQ(old(), "1010");
+  QV_CALL(glEndTransformFeedbackEXT)();
+  EXPECT_EQ(old(), "1010");
+  places[0] = 99;  // a name without a buffer
+  context().limits.maxTransformFeedbackSeparateAttribs = -1;
+  QV_CALL(glEndTransformFeedback)();
+  EXPECT_EQ(old(), "0000");
+}
+
 // Varyings need a program with a name; they go as texts with the mode behind their bytes.
 TEST_F(Feedback, VaryingsAreTexts) {
   const char* names[] = {"a", "bc"};
@@ -450,6 +484,8 @@ TEST_F(ProgramQuestions, PrecisionsHaveTwoReplies) {
   host.answerCommand(kGetShaderPrecisionFormat, words({127, 126}), words({23}));
   QV_CALL(glGetShaderPrecisionFormat)(GL_VERTEX_SHADER, GL_HIGH_FLOAT, range, &precision);
   EXPECT_EQ(host.submissions.back().stream, words({12u << 12 | 2221, GL_VERTEX_SHADER, GL_HIGH_FLOAT}));
+  EXPECT_EQ(host.submissions.back().replySize, 8u);
+  EXPECT_EQ(host.submissions.back().reply2Size, 4u);
   EXPECT_EQ(range[1], 126);
   EXPECT_EQ(precision, 23);
 }
