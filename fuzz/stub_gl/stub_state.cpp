@@ -239,6 +239,18 @@ void APIENTRY get(GLenum name, T* out) {
   }
 }
 
+// Every parameter of a level has one value.
+template <typename T>
+void APIENTRY getLevelParameter(GLenum, GLint, GLenum, T* out) {
+  if (!stub.insideBegin) writeMemory(out, sizeof *out);
+}
+
+// The parameters of tables and filters that the peer asks for have one value.
+template <typename T>
+void APIENTRY getParameter(GLenum, GLenum, T* out) {
+  if (!stub.insideBegin) writeMemory(out, sizeof *out);
+}
+
 const GLubyte* APIENTRY getString(GLenum) {
   static constexpr const char* kTexts[] = {"4.5 (Compatibility Profile) Mesa 22", "4.5 (Core Profile) Mesa 22",
                                            "GL_ARB_a GL_EXT_b", ""};
@@ -280,6 +292,13 @@ void installStubState() {
   gl.glGetFloatv = &get<GLfloat>;
   gl.glGetDoublev = &get<GLdouble>;
   gl.glGetInteger64v = &get<GLint64>;
+  gl.glGetTexLevelParameteriv = &getLevelParameter<GLint>;
+  gl.glGetTexLevelParameterfv = &getLevelParameter<GLfloat>;
+  gl.glGetBufferParameteriv = &getParameter<GLint>;
+  gl.glGetColorTableParameteriv = &getParameter<GLint>;
+  gl.glGetConvolutionParameteriv = &getParameter<GLint>;
+  gl.glGetHistogramParameteriv = &getParameter<GLint>;
+  gl.glGetMinmaxParameteriv = &getParameter<GLint>;
   gl.glGetString = &getString;
   gl.glGetStringi = &getStringi;
 }
