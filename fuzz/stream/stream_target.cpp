@@ -80,7 +80,7 @@ bool replayFlush(Replayer& replayer, const FlushInput& flush) {
     require(result.consumed <= bytes, "more is consumed than was given");
     if (result.outcome == Outcome::Failed) {
       require(replayer.complaint()[0] != 0, "a failure without a complaint");
-      require(replayer.failedOpcode() < kOpcodes, "a failure of no opcode");
+      require(replayer.failedOpcode() <= kOpcodes, "a failure of no opcode");  // kOpcodes: stray bytes
       replayer.lastCommands();
       return false;
     }

@@ -162,6 +162,8 @@ void installStubGl() {
 #include "wire/entry_points.def"
   installStubState();
   installStubPixels();
+#define QV_LACKING(name) peer::gl.name = nullptr;
+#include "fuzz/stub_gl/lacking.def"
   byName();
 }
 
