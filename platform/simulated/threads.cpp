@@ -148,7 +148,9 @@ BOOL WINAPI TlsFree(DWORD index) {
 BOOL WINAPI TlsSetValue(DWORD index, LPVOID value) {
   Call call(Fn::TlsSetValue);
   call.arguments("%u, %p", index, value);
-  if (call.fails()) {
+  // Windows runs out of memory for a thread's slots only: one that holds a value has its memory.
+  const bool hasMemory = index < kMostSlots && slotsKnown && tlsSlots[index] != nullptr;
+  if (call.fails() && !hasMemory) {
     return call.value(FALSE);
   }
   if (index >= kMostSlots) {

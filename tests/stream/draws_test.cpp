@@ -186,7 +186,7 @@ TEST_F(Draws, MultiDrawsAreDraws) {
   QV_CALL(glMultiDrawArrays)(GL_LINES, first, count, 2);
   expectStream(Stream().add(kDrawArrays, GL_LINES, 1, 2, 0).add(kDrawArrays, GL_LINES, 5, 3, 0));
   QV_CALL(glMultiDrawArrays)(GL_LINES, first, count, -1);
-  const GLubyte indices[] = {1, 2, 3};
+  const GLubyte indices[] = {1, 2, 3, 4};
   const void* const pointers[] = {indices, indices + 1};
   QV_CALL(glMultiDrawElements)(GL_LINES, count, GL_UNSIGNED_BYTE, pointers, 1);
   QV_CALL(glMultiDrawElements)(GL_LINES, count, GL_UNSIGNED_BYTE, pointers, 0);

@@ -1,5 +1,7 @@
 // Vertex arrays: pointers, formats, bindings, switches, the objects and the client attribute stack, over a host that only
 // records.
+#include <cstring>
+
 #include "driver/state/shared_objects.h"
 #include "tests/support/context_fixture.h"
 #include "tests/support/opcodes.h"
@@ -9,7 +11,11 @@ namespace {
 
 class VertexArrays : public ContextTest {
  protected:
-  VertexArrays() : ContextTest(4, 430, 1) {}
+  VertexArrays() : ContextTest(4, 430, 1) {
+    // Pad bytes have no defined value: zeroed memory makes them compare.
+    context().reserve(8192);
+    std::memset(context().base, 0, 8192);
+  }
 
   VertexArrayObject& arrays() { return *currentVertexArray(&context()); }
   void expectError(GLenum error) {
