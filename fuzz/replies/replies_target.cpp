@@ -182,7 +182,7 @@ class Process {
 }  // namespace qv::fuzz
 
 // What is left on the client attribute stack is not freed: required oddity 28.
-extern "C" const char* __lsan_default_suppressions() { return "leak:glPushClientAttrib"; }
+extern "C" [[gnu::visibility("default")]] const char* __lsan_default_suppressions() { return "leak:glPushClientAttrib"; }
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) { return 0; }
 

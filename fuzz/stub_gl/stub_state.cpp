@@ -216,7 +216,9 @@ int knownValues(GLenum name, int64_t& first) {
 bool hasOneValue(GLenum name) {
   return (name >= GL_PACK_SWAP_BYTES && name <= GL_PACK_ALIGNMENT) ||
          (name >= GL_UNPACK_SWAP_BYTES && name <= GL_UNPACK_ALIGNMENT) || (name >= GL_MAP_COLOR && name <= GL_DEPTH_BIAS) ||
-         name == GL_DRAW_BUFFER || name == GL_READ_BUFFER || name == GL_CURRENT_PROGRAM || name == GL_NUM_EXTENSIONS ||
+         name == GL_DRAW_BUFFER || name == GL_READ_BUFFER || name == GL_CURRENT_PROGRAM || name == GL_PROGRAM_PIPELINE_BINDING ||
+         name == GL_DRAW_FRAMEBUFFER_BINDING || name == GL_READ_FRAMEBUFFER_BINDING || name == GL_PRIMITIVE_RESTART_INDEX ||
+         (name >= GL_PIXEL_MAP_I_TO_I_SIZE && name <= GL_PIXEL_MAP_A_TO_A_SIZE) || name == GL_NUM_EXTENSIONS ||
          name == GL_TEXTURE_BINDING_2D || name == GL_TEXTURE_BINDING_CUBE_MAP || name == 0x8758 /* GL_PACK_INVERT_MESA */;
 }
 
