@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -56,8 +57,8 @@ bool comesTrue(const std::function<bool()>& held, std::chrono::milliseconds with
 }
 
 HostProcess::HostProcess(const std::vector<std::string>& options, uint32_t mostFiles) {
-  char name[] = "/tmp/qv-host-test-XXXXXX";
-  if (mkdtemp(name) == nullptr) return;
+  std::string name = (std::filesystem::temp_directory_path() / "qv-host-test-XXXXXX").string();
+  if (mkdtemp(name.data()) == nullptr) return;
   folder_ = name;
   const int log = open((folder_ + "/log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   std::vector<std::string> command = {QV_HOST_PROGRAM, "--socket", socket()};
