@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <utility>
 
 #include "peer/host/in_process_gpu.h"
 #include "peer/link/status.h"
+#include "peer/replay/gl_functions.h"
 #include "tests/peer/test_guest.h"
 
 namespace qv::peer::test {
@@ -119,6 +122,77 @@ TEST_F(Arrays, FirstElementsMayBeFar) {
     EXPECT_EQ(draw(drawElements(kDrawElements, {GL_TRIANGLES, 6, GL_UNSIGNED_INT, 1, 0, 8, 24, at, at + 5}, tail)), kWhite)
         << first;
   }
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
+std::atomic<int> pointerCalls{0};
+decltype(gl.glVertexPointer) realVertexPointer = nullptr;
+void APIENTRY countVertexPointer(GLint size, GLenum type, GLsizei stride, const void* pointer) {
+  ++pointerCalls;
+  realVertexPointer(size, type, stride, pointer);
+}
+
+// An array keeps its place from draw to draw as long as there is room, whatever first elements and counts are; another format, a
+// buffer in between and more elements move it, and the pictures stay right.
+TEST_F(Arrays, PlacesAreKeptFromDrawToDraw) {
+  draw(cover());
+  realVertexPointer = std::exchange(gl.glVertexPointer, countVertexPointer);
+  pointerCalls = 0;
+  EXPECT_EQ(draw(cover() + cover() + drawArrays(GL_TRIANGLES, 0, 3, 8, floats({9, 9, 9, 9, 9, 9})) + cover()), kWhite);
+  EXPECT_EQ(pointerCalls, 0);
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 5, 6, 8, floats(kCover))), kWhite);
+  EXPECT_EQ(pointerCalls, 1);  // there was no room for 11 elements
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 8, 6, 8, floats(kCover)) + drawArrays(GL_POINTS, 0, 1, 8, floats({9, 9}))), kWhite);
+  EXPECT_EQ(pointerCalls, 1);
+  // Beside colours that come and go.
+  const Stream colors = Stream().add(kColorPointer, 4, GL_UNSIGNED_BYTE, 0, 0x1000, 0).add(kEnableClientState, GL_COLOR_ARRAY);
+  std::vector<uint8_t> block = floats(kCover);
+  for (int i = 0; i < 6; ++i) block.insert(block.end(), {255, 0, 0, 255});
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(draw(colors + drawArrays(GL_TRIANGLES, 0, 6, 12, block)), kRed);
+    EXPECT_EQ(draw(Stream().add(kDisableClientState, GL_COLOR_ARRAY).add(kColor3f, 1.0f, 1.0f, 1.0f) + cover()), kWhite);
+  }
+  EXPECT_EQ(pointerCalls, 1);
+  // Three components in the place of two, and the array in a buffer.
+  std::vector<float> deep;
+  for (size_t i = 0; i < kCover.size(); i += 2) deep.insert(deep.end(), {kCover[i], kCover[i + 1], 0});
+  const Stream three = Stream().add(kVertexPointer, 3, GL_FLOAT, 0, 0x1000, 0) + drawArrays(GL_TRIANGLES, 0, 6, 12, floats(deep));
+  EXPECT_EQ(draw(three), kWhite);
+  EXPECT_EQ(pointerCalls, 2);
+  EXPECT_EQ(draw(cover()), kWhite);
+  EXPECT_EQ(pointerCalls, 3);
+  EXPECT_EQ(draw(bufferedCover() + drawArrays(GL_TRIANGLES, 0, 6, 0)), kWhite);
+  EXPECT_EQ(draw(cover()), kWhite);
+  EXPECT_EQ(pointerCalls, 5);
+  gl.glVertexPointer = realVertexPointer;
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
+// A large buffer is given up after many small draws; objects that had their places in it find new ones. Blocks that grow bit by
+// bit, up to more than the usual room, are all drawn.
+TEST_F(Arrays, PlacesOutliveTheirBuffer) {
+  const auto large = [](uint32_t triangles) {
+    std::vector<float> values;
+    for (uint32_t i = 0; i < triangles - 2; ++i) values.insert(values.end(), {9, 9, 9, 9, 9, 9});
+    values.insert(values.end(), kCover.begin(), kCover.end());
+    std::vector<uint8_t> payload = words({GL_TRIANGLES, 0, 3 * triangles, 8});
+    payload += floats(values);
+    return Stream().large(kDrawArrays, payload);
+  };
+  for (const uint32_t triangles : {2u, 3u, 100u, 1000u, 40000u, 50000u, 60000u, 100000u}) {
+    EXPECT_EQ(draw(cover() + large(triangles)), kWhite) << triangles;
+  }
+  const Stream second = Stream().add(kBindVertexArray, 7), first = Stream().add(kBindVertexArray, 0);
+  EXPECT_EQ(draw(second + cover() + large(100000)), kWhite);
+  EXPECT_EQ(draw(first + large(90000)), kWhite);
+  Stream many;
+  for (int i = 0; i < 300; ++i) many.data += drawArrays(GL_TRIANGLES, 0, 6, 8, floats(kCover)).data;
+  EXPECT_EQ(draw(many), kWhite);
+  EXPECT_EQ(draw(second + large(100)), kWhite);
+  EXPECT_EQ(draw(first + large(90000)), kWhite);
+  EXPECT_EQ(draw(second + large(99999)), kWhite);
   EXPECT_EQ(guest.glError(), 0u);
   EXPECT_EQ(log.take(), std::vector<std::string>{});
 }
