@@ -197,6 +197,55 @@ TEST_F(Arrays, PlacesOutliveTheirBuffer) {
   EXPECT_EQ(log.take(), std::vector<std::string>{});
 }
 
+std::atomic<GLsizeiptr> storeBytes{0};
+decltype(gl.glBufferData) realBufferData = nullptr;
+void APIENTRY noteBufferData(GLenum target, GLsizeiptr bytes, const void* data, GLenum usage) {
+  storeBytes = bytes;
+  realBufferData(target, bytes, data, usage);
+}
+
+// The memory of a large draw is not kept for ever, though its object draws on.
+TEST_F(Arrays, LargeRoomIsGivenUp) {
+  realBufferData = std::exchange(gl.glBufferData, noteBufferData);
+  std::vector<uint8_t> payload = words({GL_TRIANGLES, 0, 300000, 8});
+  payload += floats(std::vector<float>(600000, 9));
+  draw(cover() + Stream().large(kDrawArrays, payload));
+  EXPECT_GE(storeBytes, 2400000);
+  Stream many;
+  for (int i = 0; i < 300; ++i) many.data += drawArrays(GL_TRIANGLES, 0, 6, 8, floats(kCover)).data;
+  EXPECT_EQ(draw(many), kWhite);
+  EXPECT_EQ(storeBytes, 1 << 20);
+  gl.glBufferData = realBufferData;
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// After a draw far behind the beginning, whose arrays have no room in front, a long draw from the beginning finds room for all
+// its arrays.
+TEST_F(Arrays, NearDrawsFollowFarOnes) {
+  constexpr uint32_t kFar = 300000;
+  std::vector<float> positions(2 * kFar, 9.0f);
+  std::copy(kCover.begin(), kCover.end(), positions.begin());
+  positions.insert(positions.end(), kCover.begin(), kCover.end());
+  const auto size = static_cast<uint32_t>(positions.size() * sizeof(float));
+  std::vector<uint8_t> payload = words({GL_ARRAY_BUFFER, size, 1, GL_STATIC_DRAW, size});
+  payload += floats(positions);
+  Stream stream = Stream().add(kBindBuffer, GL_ARRAY_BUFFER, 5).large(kBufferData, payload);
+  stream.add(kVertexPointer, 2, GL_FLOAT, 0, 0, 5).add(kEnableClientState, GL_VERTEX_ARRAY);
+  stream.add(kColorPointer, 4, GL_UNSIGNED_BYTE, 0, 0x1000, 0).add(kEnableClientState, GL_COLOR_ARRAY);
+  stream.add(kTexCoordPointer, 2, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_TEXTURE_COORD_ARRAY);
+  const auto block = [](uint32_t count, const std::vector<uint8_t>& color) {
+    std::vector<uint8_t> out;
+    for (uint32_t i = 0; i < count; ++i) out.insert(out.end(), color.begin(), color.end());
+    out += floats(std::vector<float>(2 * count, 0.0f));
+    return out;
+  };
+  EXPECT_EQ(draw(stream + drawArrays(GL_TRIANGLES, kFar, 6, 12, block(6, {255, 0, 0, 255}))), kRed);
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 0, 600, 12, block(600, {0, 255, 0, 255}))), kGreen);
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, kFar, 6, 12, block(6, {0, 0, 255, 255}))), kBlue);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
 // Beside arrays in buffers the elements of a block keep their numbers.
 TEST_F(Arrays, BlocksKeepTheirNumbersBesideBuffers) {
   std::vector<float> far(2 * 1000, 5.0f);
