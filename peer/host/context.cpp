@@ -25,10 +25,13 @@ namespace {
 
 // The longest single command. A vertex run may pass the guest's own limit for a stream of 96 MiB by far.
 constexpr uint32_t kLongestCommand = 1u << 30;
-constexpr int32_t kLargestSide = 16384;  // of a drawable
-constexpr uint32_t kStreamSpin = 20000;  // nanoseconds; the guest is at its copying
-constexpr uint32_t kLook = 250;          // milliseconds of a sleep; the guest can falsify the words that would end it
-constexpr uint32_t kIdleLook = 1000;     // the same between flushes, where nobody is waiting
+constexpr int32_t kLargestSide = 16384;      // of a drawable
+constexpr uint32_t kLong = 32 * 1024;        // bytes of a command that is taken by itself
+constexpr uint32_t kLittle = 4096;           // bytes of what may be another one
+constexpr uint32_t kReplyPiece = 32 * 1024;  // of a reply that does not go in one
+constexpr uint32_t kStreamSpin = 20000;      // nanoseconds; the guest is at its copying
+constexpr uint32_t kLook = 250;              // milliseconds of a sleep; the guest can falsify the words that would end it
+constexpr uint32_t kIdleLook = 1000;         // the same between flushes, where nobody is waiting
 
 }  // namespace
 
@@ -268,6 +271,7 @@ bool Context::replayStream(const FlushRequest& request) {
 bool Context::replayCommands(const FlushRequest& request) {
   uint32_t offset = 0;  // in the stream, of the first byte in hand
   uint32_t have = 0, wanted = kSmallHeaderBytes;
+  bool longCommands = false;
   while (offset < request.streamBytes) {
     const uint32_t left = request.streamBytes - offset;
     wanted = std::min(wanted, left);
@@ -276,7 +280,10 @@ bool Context::replayCommands(const FlushRequest& request) {
     while (have < wanted) {
       if (have == stretch_.capacity() && !stretch_.grow(have, wanted))
         return complain("flush: no memory for a command of %u bytes", wanted);
-      const uint64_t room = std::min<uint64_t>(stretch_.capacity() - have, left - have);
+      // Beside a long command only its own bytes are taken, and of what follows it little: what is left over of a stretch is
+      // copied to the next one's start.
+      const uint64_t most = wanted > kLong ? wanted : longCommands ? kLittle : stretch_.capacity();
+      const uint64_t room = std::min<uint64_t>({stretch_.capacity(), most, left}) - have;
       const uint32_t pulled = pull(request, stretch_.memory() + have, static_cast<uint32_t>(room));
       if (pulled == 0) return false;
       have += pulled;
@@ -287,6 +294,7 @@ bool Context::replayCommands(const FlushRequest& request) {
     have -= result.consumed;
     offset += result.consumed;
     std::memmove(stretch_.memory(), stretch_.memory() + result.consumed, have);
+    longCommands = wanted > kLong;
     wanted = static_cast<uint32_t>(padded(result.wanted));
   }
   return true;
@@ -351,11 +359,12 @@ void Context::sendReplies(const FlushAnswer& answer) {
     const uint64_t inPart = second ? sent - answer.replyBytes : sent;
     const std::vector<uint8_t>& part = second ? replayer_->reply2() : replayer_->reply();
     const uint64_t partLength = second ? answer.reply2Bytes : answer.replyBytes;
-    const auto piece = static_cast<uint32_t>(std::min<uint64_t>({partLength - inPart, free, kReplyRing - at}));
+    const auto piece = static_cast<uint32_t>(std::min<uint64_t>({partLength - inPart, free, kReplyRing - at, kReplyPiece}));
     // In bounds: the piece ends within the part, within the free room and within the ring.
     std::memcpy(channel.replyRing + at, part.data() + inPart, piece);
     sent += piece;
-    if (total > kReplyRing) {
+    // The guest takes a piece while the next one is written.
+    if (total > kReplyPiece) {
       channel.replyWritten.store(static_cast<uint32_t>(sent), std::memory_order_release);
       ring(channel.guestBell);
     }

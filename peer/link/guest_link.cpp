@@ -87,7 +87,6 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
   channel.replyRead.store(0, std::memory_order_relaxed);
   ++requests_;
   published_ = false;
-  const uint64_t from = detail::monotonicNanoseconds();
   if (finishReads == nullptr) channel.writable.store(requests_, std::memory_order_relaxed);  // published with the request
   if (!sendStream(packet, request.streamBytes)) return false;
   if (finishReads != nullptr) {
@@ -112,16 +111,18 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
         guest_.write((second ? packet.reply2.address : packet.reply.address) + offset, channel.replyRing + inRing, piece);
     return std::pair(done, piece);
   };
+  const uint64_t from = detail::monotonicNanoseconds();
   SpinBudget& spin = packet.presentMode != 0 ? frameSpin_ : replySpin_;
   uint64_t fetched = 0;
   bool known = false, unwritable = false;
   for (;;) {
     uint32_t written = 0;
-    const bool ready = wait(spin.nanoseconds(), [&] {
+    const bool ready = wait(known ? kRoomSpin : spin.nanoseconds(), [&] {
       written = channel.replyWritten.load(std::memory_order_acquire);
       return answered() || written > static_cast<uint32_t>(fetched);
     });
     if (!ready) return false;
+    if (!known) spin.waited(detail::monotonicNanoseconds() - from);
     const bool last = answered();
     // It stands before the first byte of a reply arrives.
     if (!known) answer = channel.answer;
@@ -143,7 +144,6 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
     channel.replyRead.store(static_cast<uint32_t>(fetched), std::memory_order_release);
     ring(channel.peerBell);
   }
-  spin.waited(detail::monotonicNanoseconds() - from);
   if (unwritable && answer.status == 0) {
     logLine("context %u: reply buffers of %u and %u bytes not writable", packet.contextId, packet.reply.size,
             packet.reply2.size);

@@ -29,6 +29,31 @@ struct ArrayBinding {
   std::shared_ptr<HostBuffer> buffer;
 };
 
+// Where the data of draws stand in the stream buffer: each kind of data has a region of its own. As long as the regions are large
+// enough an array keeps its place from draw to draw, and GL need not be told again.
+struct StreamLayout {
+  struct Region {
+    uint64_t base = 0;          // of the data's byte 0 in the buffer
+    uint64_t from = 0, to = 0;  // the bytes for which there is room
+  };
+  // An array as GL has it.
+  struct Pointer {
+    uint64_t offset = 0;  // of its element 0
+    uint32_t size = 0;
+    GLenum type = 0;
+    uint32_t elementSize = 0;
+    bool normalized = false, integer = false, wide = false;
+    bool operator==(const Pointer&) const = default;
+  };
+
+  Region regions[kArrayRows + 1];  // for each row, then for indices
+  Pointer pointers[kArrayRows];
+  uint32_t pointed = 0;     // rows that GL has as `pointers` say
+  uint64_t end = 0;         // of the last region
+  uint32_t generation = 0;  // of the stream buffer in which the regions are
+};
+inline constexpr uint32_t kIndexRegion = kArrayRows;
+
 // A vertex array object of the guest.
 struct ArrayObject {
   ArrayObject();
@@ -48,6 +73,7 @@ struct ArrayObject {
       {};  // what each row's elements come from: a HostBuffer, or the stream buffer; never nothing
   uint32_t realDivisors[kArrayKinds] = {};  // of the generic rows
   const void* realElements = nullptr;       // what is bound there: a HostBuffer, or the stream buffer
+  StreamLayout stream;
 };
 
 // Where a row's elements lie in a buffer.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <span>
 
 #include "peer/replay/buffers.h"
 #include "peer/replay/errors.h"
@@ -86,6 +87,7 @@ void ArrayState::setPointer(Replayer& replayer, uint32_t number, const Pointer& 
   if (row.drawable || number == kArrayWeight || !bindReal(replayer)) return;
   bindStream();
   current_->realBuffers[number] = &stream_;
+  current_->stream.pointed &= ~bit(number);
   refusePointer(number, pointer.size, pointer.type, pointer.normalized, pointer.integer, pointer.wide, pointer.stride);
 }
 
@@ -210,6 +212,7 @@ bool ArrayState::bindReal(Replayer& replayer) {
 void ArrayState::park(uint32_t number) {
   static const ArrayObject kDefaults;
   current_->realBuffers[number] = &stream_;
+  current_->stream.pointed &= ~bit(number);
   bindStream();
   pointRow(number, kDefaults.rows[number], {stream_.name(), 0, kDefaults.rows[number].elementSize});
 }
@@ -259,6 +262,7 @@ void ArrayState::applyBuffered(uint32_t number) {
   pointRow(number, row, {realName(binding.buffer), uint64_t{binding.offset} + row.relativeOffset, binding.stride});
   setRealDivisor(number, binding.divisor);
   current_->applied |= bit(number);
+  current_->stream.pointed &= ~bit(number);
   current_->realBuffers[number] = binding.buffer.get();
 }
 
@@ -312,6 +316,63 @@ bool ArrayState::matchRows(const ClientBlock& block, uint32_t instances, ClientR
   return false;
 }
 
+namespace {
+
+constexpr uint64_t aligned(uint64_t at) { return (at + 63) & ~uint64_t{63}; }
+
+// Data of a draw on their way into the stream buffer: the bytes from `from` on up to `to` of what the region is for.
+struct StreamUpload {
+  uint32_t region;
+  const uint8_t* data;
+  uint64_t from, to;
+};
+
+// Finds room for the uploads in the layout's regions. False when the layout must begin anew for them.
+bool fit(StreamLayout& layout, std::span<const StreamUpload> uploads) {
+  for (const StreamUpload& one : uploads) {
+    StreamLayout::Region& region = layout.regions[one.region];
+    if (one.from >= region.from && one.to <= region.to) continue;
+    // Twice as much as the last time, so that draws that grow do not move their arrays each time.
+    const uint64_t bytes = aligned(std::max(one.to, 2 * region.to));
+    if (layout.end + bytes > StreamBuffer::kUsual) return false;
+    region = {layout.end, 0, bytes};
+    layout.end += bytes;
+  }
+  return true;
+}
+
+// Puts the uploads behind each other, from the start of the buffer on. The room in front of them is left out where it is large:
+// an array's byte 0 may then lie among the data of others.
+void startAnew(StreamLayout& layout, std::span<const StreamUpload> uploads) {
+  uint64_t all = 0;
+  for (const StreamUpload& one : uploads) all += aligned(one.to);
+  for (StreamLayout::Region& region : layout.regions) region = {};
+  layout.end = 0;
+  for (const StreamUpload& one : uploads) {
+    const uint64_t from = all > StreamBuffer::kUsual ? one.from : 0;
+    const uint64_t base = aligned(std::max(layout.end, from) - from);
+    layout.regions[one.region] = {base, from, one.to};
+    layout.end = base + aligned(one.to);
+  }
+}
+
+}  // namespace
+
+void ArrayState::pointStreamed(uint32_t number, uint64_t offset, uint32_t divisor) {
+  const ArrayRow& row = current_->rows[number];
+  const StreamLayout::Pointer pointer{offset, row.size, row.type, row.elementSize, row.normalized, row.integer, row.wide};
+  StreamLayout& layout = current_->stream;
+  if ((layout.pointed & bit(number)) == 0 || layout.pointers[number] != pointer) {
+    bindStream();
+    pointRow(number, row, {stream_.name(), offset, row.elementSize});
+    layout.pointers[number] = pointer;
+    layout.pointed |= bit(number);
+    current_->realBuffers[number] = &stream_;
+    current_->applied &= ~bit(number);
+  }
+  setRealDivisor(number, divisor);
+}
+
 bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name, const ClientBlock& block,
                           const ElementRange& range, const Elements<uint8_t>& indices, Placed& placed) {
   ClientRows client;
@@ -321,22 +382,19 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
   }
   if (!bindReal(replayer)) return mayGoOn(replayer);
 
-  // Each array begins at a multiple of 16 in the buffer, and GL counts from the array's element 0, which the data may lack: it
-  // lies as many elements in front of them, so that there must be room there.
-  struct Upload {
-    uint32_t row;
-    const uint8_t* data;
-    uint64_t bytes, at, before;
-  };
-  Upload uploads[kArrayRows];
+  // GL counts from an array's element 0, which the data may lack: they lie as far behind their region's start as they lie behind
+  // element 0, whatever stands there.
+  StreamUpload uploads[kArrayRows + 1];
   uint32_t count = 0;
-  uint64_t total = 0, least = 0;
-  const auto plan = [&](uint32_t number, const uint8_t* data, uint64_t elements, uint64_t skipped) {
+  uint64_t bytes = 0, farthest = 0;
+  const auto plan = [&](uint32_t region, const uint8_t* data, uint64_t length, uint64_t skipped) {
+    uploads[count++] = {region, data, skipped, skipped + length};
+    bytes += aligned(length + 63);
+    farthest = std::max(farthest, skipped);
+  };
+  const auto planRow = [&](uint32_t number, const uint8_t* data, uint64_t elements, uint64_t skipped) {
     const uint64_t size = current_->rows[number].elementSize;
-    if (size == 0 || !current_->rows[number].drawable) return;
-    uploads[count++] = {number, data, elements * size, total, skipped * size};
-    least = std::max(least, skipped * size);
-    total += (elements * size + 15) & ~uint64_t{15};
+    if (size != 0 && current_->rows[number].drawable) plan(number, data, elements * size, skipped * size);
   };
   uint32_t rows = bufferedRows();
   // Far from the beginning there would be too much room. Where only arrays of the block count, they may as well begin with it:
@@ -348,51 +406,51 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
   }
   const uint8_t* data = block.vertices;
   forEachRow(client.vertex, [&](uint32_t row) {
-    plan(row, data, block.vertexCount, skipped);
+    planRow(row, data, block.vertexCount, skipped);
     data += block.vertexCount * current_->rows[row].elementSize;
   });
   data = block.instances;
   forEachRow(client.instance, [&](uint32_t row) {
     const uint64_t elements = instanceElements(std::max(range.instances, 1u), current_->bindingOf(row).divisor);
-    plan(row, data, elements, range.baseInstance);
+    planRow(row, data, elements, range.baseInstance);
     data += elements * current_->rows[row].elementSize;
   });
-  const uint64_t indexAt = total;
-  total += indices.size();
+  const uint32_t arrays = count;
+  if (indices.size() != 0) plan(kIndexRegion, indices.data(), indices.size(), 0);
 
   forEachRow(rows & ~current_->applied, [&](uint32_t row) { applyBuffered(row); });
-  if (total != 0) {
-    bindStream();
-    const uint64_t start = stream_.take(total, least);
-    if (start == StreamBuffer::kNowhere) {
+  if (count != 0) {
+    if (bytes + farthest > StreamBuffer::kMost) {
       replayer.passOver(opcode, name, "its data are too long, or too far from the beginning of their arrays");
       return false;
     }
-    for (uint32_t i = 0; i < count; ++i) {
-      const Upload& one = uploads[i];
-      if (one.bytes != 0)
-        gl.glBufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(start + one.at), static_cast<GLsizeiptr>(one.bytes), one.data);
+    StreamLayout& layout = current_->stream;
+    stream_.use(bytes + farthest);
+    const std::span<const StreamUpload> all(uploads, count);
+    if (layout.generation != stream_.generation() || !fit(layout, all)) startAnew(layout, all);
+    layout.generation = stream_.generation();
+    bindStream();
+    stream_.grow(layout.end);
+    for (const StreamUpload& one : all) {
+      if (one.to != one.from)
+        gl.glBufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(layout.regions[one.region].base + one.from),
+                           static_cast<GLsizeiptr>(one.to - one.from), one.data);
     }
-    if (indices.size() != 0) {
-      gl.glBufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(start + indexAt), static_cast<GLsizeiptr>(indices.size()),
-                         indices.data());
-      placed.indexOffset = start + indexAt;
-    }
-    for (uint32_t i = 0; i < count; ++i) {
-      const Upload& one = uploads[i];
-      const ArrayRow& row = current_->rows[one.row];
+    for (const StreamUpload& one : all.first(arrays)) {
+      const uint32_t number = one.region;
+      const bool instance = (client.instance & bit(number)) != 0;
       // What lies in front of an array's first element is none of it.
       const uint64_t ahead =
-          range.first < 0 && (client.vertex & bit(one.row)) != 0 ? static_cast<uint64_t>(-range.first) * row.elementSize : 0;
-      pointRow(one.row, row, {stream_.name(), start + one.at + ahead - one.before, row.elementSize});
-      setRealDivisor(one.row, (client.instance & bit(one.row)) != 0 ? current_->bindingOf(one.row).divisor : 0);
-      current_->applied &= ~bit(one.row);
-      current_->realBuffers[one.row] = &stream_;
-      rows |= bit(one.row);
+          range.first < 0 && !instance ? static_cast<uint64_t>(-range.first) * current_->rows[number].elementSize : 0;
+      pointStreamed(number, layout.regions[number].base + ahead, instance ? current_->bindingOf(number).divisor : 0);
+      rows |= bit(number);
     }
-    if (indices.size() != 0 && current_->realElements != &stream_) {
-      gl.glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, stream_.name());
-      current_->realElements = &stream_;
+    if (indices.size() != 0) {
+      placed.indexOffset = layout.regions[kIndexRegion].base;
+      if (current_->realElements != &stream_) {
+        gl.glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, stream_.name());
+        current_->realElements = &stream_;
+      }
     }
   }
   enableRows(rows);

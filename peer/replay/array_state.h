@@ -122,6 +122,8 @@ class ArrayState {
   void bindStream();
   void applyBuffered(uint32_t row);
   void enableRows(uint32_t rows);
+  // Gives GL a row whose data are in the stream buffer, element 0 at `offset`.
+  void pointStreamed(uint32_t row, uint64_t offset, uint32_t divisor);
   void setRealDivisor(uint32_t row, uint32_t divisor);
   // Rows that are enabled and have buffers that are there.
   uint32_t bufferedRows() const;

@@ -268,9 +268,7 @@ void glGetBufferSubData(Replayer& replayer, const GetBufferSubDataRecord& record
   if (buffer == nullptr) return refuse(replayer, GL_INVALID_OPERATION);
   if (uint64_t{record.offset} + record.bytes > buffer->bytes) return refuse(replayer, GL_INVALID_VALUE);
   const uint32_t bytes = std::min(record.bytes, replayer.replyRoom());
-  uint8_t* const to = replayer.scratch(bytes);
-  gl.glGetBufferSubData(record.target, record.offset, bytes, to);
-  replayer.answer(to, bytes);
+  gl.glGetBufferSubData(record.target, record.offset, bytes, replayer.answerInPlace(bytes));
 }
 
 // Nothing is mapped here: the guest forgets maps, and a mapped buffer cannot be drawn from.
@@ -279,9 +277,8 @@ void glMapBuffer(Replayer& replayer, const MapBufferRecord& record) {
   const std::shared_ptr<HostBuffer> buffer = boundTo(replayer, record.target);
   const uint64_t have = buffer == nullptr ? 0 : buffer->bytes.load();
   const auto bytes = static_cast<uint32_t>(std::min<uint64_t>({record.bytes, replayer.replyRoom(), have}));
-  uint8_t* const to = replayer.scratch(bytes);
+  uint8_t* const to = replayer.answerInPlace(bytes);
   if (bytes != 0) gl.glGetBufferSubData(record.target, 0, bytes, to);
-  replayer.answer(to, bytes);
 }
 
 void glUnmapBuffer(Replayer& replayer, const UnmapBufferRecord& record, Reader& data) {

@@ -27,8 +27,8 @@ void packBits(const uint8_t* values, uint64_t width, uint32_t skippedBits, bool 
   }
 }
 
-// Answers the rows at `tight`, which lie behind each other, for the places of `shape`.
-void answerRows(Replayer& replayer, const ImageShape& shape, const uint8_t* tight) {
+// Says where the rows of the reply belong. They lie at `tight`, behind each other.
+void placeRows(Replayer& replayer, const ImageShape& shape, const uint8_t* tight) {
   const uint64_t image = (shape.rows - 1) * shape.stride + shape.run;
   // Places that overlap, of a row length below the width, hold what is written last.
   const bool overlap = (shape.rows > 1 && shape.stride < shape.run) || (shape.images > 1 && shape.imageStride < image);
@@ -39,7 +39,7 @@ void answerRows(Replayer& replayer, const ImageShape& shape, const uint8_t* tigh
     // Rows without gaps are one.
     if (rows.stride == rows.run)
       rows = {rows.first, rows.run * rows.rows, rows.run * rows.rows, 1, rows.imageStride, rows.images};
-    return replayer.answerRows(tight, word(shape.tightBytes()), rows);
+    return replayer.placeRows(rows);
   }
   std::vector<uint8_t> whole(shape.end() - shape.first);
   for (uint64_t k = 0; k < shape.images; ++k) {
@@ -47,7 +47,8 @@ void answerRows(Replayer& replayer, const ImageShape& shape, const uint8_t* tigh
       std::memcpy(whole.data() + k * shape.imageStride + j * shape.stride, tight, shape.run);
   }
   const auto bytes = static_cast<uint32_t>(whole.size());
-  replayer.answerRows(whole.data(), bytes, {static_cast<uint32_t>(shape.first), bytes, bytes, 1, bytes, 1});
+  replayer.answer(whole.data(), bytes);
+  replayer.placeRows({static_cast<uint32_t>(shape.first), bytes, bytes, 1, bytes, 1});
 }
 
 struct Read {
@@ -58,7 +59,10 @@ struct Read {
   uint32_t pointer;  // or offset into the pack buffer
 };
 
-// Reads an image by `call(pointer, type)`, into the pack buffer or for the reply.
+// Where an image is read to.
+enum class Into { Buffer, Nothing, Reply };
+
+// Reads an image by `call(pointer, type, into)`, into the pack buffer or for the reply.
 template <typename Call>
 void readImage(Replayer& replayer, const Read& read, Call&& call) {
   ReplayState& state = replayer.state();
@@ -77,11 +81,11 @@ void readImage(Replayer& replayer, const Read& read, Call&& call) {
                        .rowLength = store.rowLength,
                        .imageHeight = image.dimensions == 3 ? store.imageHeight : 0,
                        .swapBytes = store.swapBytes});
-    call(reinterpret_cast<void*>(static_cast<uintptr_t>(read.pointer + shape.first)), image.type);
+    call(reinterpret_cast<void*>(static_cast<uintptr_t>(read.pointer + shape.first)), image.type, Into::Buffer);
     return replayer.answer(nullptr, 0);
   }
   if (shape.empty()) {
-    call(nullptr, image.type);
+    call(nullptr, image.type, Into::Nothing);
     return replayer.answer(nullptr, 0);
   }
   if (shape.end() > read.bytes || shape.end() > replayer.replyRoom() || shape.tightBytes() > kLargestRead ||
@@ -93,18 +97,32 @@ void readImage(Replayer& replayer, const Read& read, Call&& call) {
   const bool bits = image.type == GL_BITMAP;
   const uint64_t pixels = static_cast<uint64_t>(image.extent.width) * shape.rows * shape.images;
   if (pixels > kLargestRead) return replayer.answer(nullptr, 0);
-  uint8_t* const tight = replayer.scratch(bits ? pixels : shape.tightBytes());
+  uint8_t* const reply = replayer.answerInPlace(static_cast<uint32_t>(shape.tightBytes()));
+  uint8_t* const pixelsRead = bits ? replayer.scratch(pixels) : reply;
   setPacking(state, {.alignment = 1, .swapBytes = store.swapBytes});
   holdGlError(replayer);
-  call(tight, bits ? GL_UNSIGNED_BYTE : image.type);
+  call(pixelsRead, bits ? GL_UNSIGNED_BYTE : image.type, Into::Reply);
   if (glRefused(replayer)) return replayer.answer(nullptr, 0);
-  if (!bits) return answerRows(replayer, shape, tight);
-  std::vector<uint8_t> packed(shape.tightBytes());
-  for (uint64_t j = 0; j < shape.rows * shape.images; ++j) {
-    packBits(tight + j * static_cast<uint64_t>(image.extent.width), static_cast<uint64_t>(image.extent.width), shape.skippedBits,
-             store.lsbFirst != 0, packed.data() + j * shape.run);
+  const auto width = static_cast<uint64_t>(image.extent.width);
+  for (uint64_t j = 0; bits && j < shape.rows * shape.images; ++j)
+    packBits(pixelsRead + j * width, width, shape.skippedBits, store.lsbFirst != 0, reply + j * shape.run);
+  placeRows(replayer, shape, reply);
+}
+
+// Whether colours are read from a drawable. Drawables lie in memory as blue, green, red, alpha, and OpenGLs give them in this
+// order much faster than in another one.
+bool readsFromDrawable() {
+  GLint framebuffer = -1;
+  gl.glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &framebuffer);
+  return framebuffer == 0;
+}
+
+// Changes the first and the third byte of each pixel.
+void swapRedAndBlue(uint8_t* pixels, uint64_t count) {
+  for (uint64_t i = 0; i < count; ++i) {
+    const auto pixel = get<uint32_t>(pixels + 4 * i);
+    put(pixels + 4 * i, (pixel & 0xFF00FF00) | (pixel & 0xFF) << 16 | (pixel >> 16 & 0xFF));
   }
-  answerRows(replayer, shape, packed.data());
 }
 
 GLint levelParameter(GLenum target, GLint level, GLenum pname) {
@@ -158,9 +176,12 @@ namespace replay {
 
 void glReadPixels(Replayer& replayer, const ReadPixelsRecord& c) {
   const CallImage image{.extent = {c.width, c.height, 1}, .format = c.format, .type = c.type};
-  readImage(replayer, {opcodeOf<op::glReadPixels>, "glReadPixels", image, c.bytes, c.pointer}, [&](void* to, GLenum type) {
-    gl.glReadPixels(near(c.x), near(c.y), near(c.width), near(c.height), c.format, type, to);
-  });
+  readImage(
+      replayer, {opcodeOf<op::glReadPixels>, "glReadPixels", image, c.bytes, c.pointer}, [&](void* to, GLenum type, Into into) {
+        const bool swapped = into == Into::Reply && c.format == GL_RGBA && c.type == GL_UNSIGNED_BYTE && readsFromDrawable();
+        gl.glReadPixels(near(c.x), near(c.y), near(c.width), near(c.height), swapped ? GL_BGRA : c.format, type, to);
+        if (swapped) swapRedAndBlue(static_cast<uint8_t*>(to), static_cast<uint64_t>(c.width) * static_cast<uint64_t>(c.height));
+      });
 }
 
 void glGetTexImage(Replayer& replayer, const GetTexImageRecord& c) {
@@ -181,7 +202,7 @@ void glGetTexImage(Replayer& replayer, const GetTexImageRecord& c) {
     if (glRefused(replayer)) return replayer.answer(nullptr, 0);
   }
   readImage(replayer, {opcodeOf<op::glGetTexImage>, "glGetTexImage", image, c.bytes, c.pointer},
-            [&](void* to, GLenum type) { gl.glGetTexImage(c.target, level, c.format, type, to); });
+            [&](void* to, GLenum type, Into) { gl.glGetTexImage(c.target, level, c.format, type, to); });
 }
 
 void glGetCompressedTexImage(Replayer& replayer, const GetCompressedTexImageRecord& c) {
@@ -210,15 +231,14 @@ void glGetCompressedTexImage(Replayer& replayer, const GetCompressedTexImageReco
     replayer.passOver(opcodeOf<op::glGetCompressedTexImage>, "glGetCompressedTexImage", kReadTooLarge);
     return replayer.answer(nullptr, 0);
   }
-  uint8_t* const data = replayer.scratch(bytes);
-  gl.glGetCompressedTexImage(c.target, level, data);
-  replayer.answer(data, glRefused(replayer) ? 0 : bytes);
+  gl.glGetCompressedTexImage(c.target, level, replayer.answerInPlace(bytes));
+  if (glRefused(replayer)) replayer.answer(nullptr, 0);
 }
 
 void glGetPolygonStipple(Replayer& replayer, const GetPolygonStippleRecord& c) {
   const CallImage image{.extent = {32, 32, 1}, .format = GL_COLOR_INDEX, .type = GL_BITMAP};
   readImage(replayer, {opcodeOf<op::glGetPolygonStipple>, "glGetPolygonStipple", image, c.bytes, c.pointer},
-            [&](void* to, GLenum) {
+            [&](void* to, GLenum, Into) {
               if (to == nullptr) return gl.glGetPolygonStipple(nullptr);
               // OpenGL gives rows of four bytes, the first pixel in the highest bit.
               uint8_t pattern[128] = {};
@@ -241,7 +261,7 @@ void glGetPixelMapusv(Replayer& replayer, const GetPixelMapRecord& c) {
 void glGetColorTable(Replayer& replayer, const GetColorTableRecord& c) {
   const GLint width = imagingSize(gl.glGetColorTableParameteriv, c.target, GL_COLOR_TABLE_WIDTH);
   readImage(replayer, {opcodeOf<op::glGetColorTable>, "glGetColorTable", line(width, c.format, c.type), c.bytes, 0},
-            [&](void* to, GLenum type) { gl.glGetColorTable(c.target, c.format, type, to); });
+            [&](void* to, GLenum type, Into) { gl.glGetColorTable(c.target, c.format, type, to); });
 }
 
 void glGetColorTableParameterfv(Replayer& replayer, const GetColorTableParameterRecord& c) {
@@ -262,18 +282,19 @@ void glGetConvolutionFilter(Replayer& replayer, const GetConvolutionFilterRecord
   CallImage image = line(width, c.format, c.type);
   image.extent.height = height;
   readImage(replayer, {opcodeOf<op::glGetConvolutionFilter>, "glGetConvolutionFilter", image, c.bytes, c.pointer},
-            [&](void* to, GLenum type) { gl.glGetConvolutionFilter(c.target, c.format, type, to); });
+            [&](void* to, GLenum type, Into) { gl.glGetConvolutionFilter(c.target, c.format, type, to); });
 }
 
 void glGetHistogram(Replayer& replayer, const GetHistogramRecord& c) {
   const GLint width = imagingSize(gl.glGetHistogramParameteriv, c.target, GL_HISTOGRAM_WIDTH);
-  readImage(replayer, {opcodeOf<op::glGetHistogram>, "glGetHistogram", line(width, c.format, c.type), c.bytes, c.pointer},
-            [&](void* to, GLenum type) { gl.glGetHistogram(c.target, static_cast<GLboolean>(c.reset), c.format, type, to); });
+  readImage(
+      replayer, {opcodeOf<op::glGetHistogram>, "glGetHistogram", line(width, c.format, c.type), c.bytes, c.pointer},
+      [&](void* to, GLenum type, Into) { gl.glGetHistogram(c.target, static_cast<GLboolean>(c.reset), c.format, type, to); });
 }
 
 void glGetMinmax(Replayer& replayer, const GetHistogramRecord& c) {
   readImage(replayer, {opcodeOf<op::glGetMinmax>, "glGetMinmax", line(2, c.format, c.type), c.bytes, c.pointer},
-            [&](void* to, GLenum type) { gl.glGetMinmax(c.target, static_cast<GLboolean>(c.reset), c.format, type, to); });
+            [&](void* to, GLenum type, Into) { gl.glGetMinmax(c.target, static_cast<GLboolean>(c.reset), c.format, type, to); });
 }
 
 // Both filters of a separable one come tightly; an OpenGL with the imaging subset has them, most have not.

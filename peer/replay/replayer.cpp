@@ -145,9 +145,10 @@ void Replayer::answer(const void* data, uint32_t bytes, const void* second, uint
   replyAt_ = commands_;
 }
 
-void Replayer::answerRows(const void* data, uint32_t bytes, const ReplyRows& rows) {
-  answer(data, bytes);
-  replyRows_ = rows;
+uint8_t* Replayer::answerInPlace(uint32_t bytes) {
+  answer(nullptr, 0);
+  reply_.resize(bytes);
+  return reply_.data();
 }
 
 void Replayer::took(const uint8_t* next, uint64_t commands) {

@@ -76,8 +76,10 @@ class Replayer {
   // The command's reply, and its second one. What exceeds the room is cut by the caller of the replayer.
   void answer(const void* data, uint32_t bytes) { answer(data, bytes, nullptr, 0); }
   void answer(const void* data, uint32_t bytes, const void* second, uint32_t secondBytes);
-  // A reply that is an image; `rows` fits the bytes.
-  void answerRows(const void* data, uint32_t bytes, const ReplyRows& rows);
+  // The command's reply as memory for GL to write into: zeros so far. It holds until the next answer.
+  uint8_t* answerInPlace(uint32_t bytes);
+  // Makes the reply an image; `rows` fits its bytes.
+  void placeRows(const ReplyRows& rows) { replyRows_ = rows; }
   uint32_t replyRoom() const { return replyRoom_; }
   uint32_t reply2Room() const { return reply2Room_; }
   // Whether nothing of the stream follows the command being replayed.

@@ -1,4 +1,4 @@
-// Placing of data in the stream buffer.
+// The size of the stream buffer.
 #include "peer/replay/stream_buffer.h"
 
 #include <algorithm>
@@ -12,28 +12,19 @@ GLuint StreamBuffer::name() {
   return name_;
 }
 
-void StreamBuffer::resize(uint64_t bytes) {
-  bytes_ = bytes;
-  next_ = 0;
-  usualDraws_ = 0;
-  gl.glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(bytes), nullptr, GL_STREAM_DRAW);
+void StreamBuffer::use(uint64_t bytes) {
+  usualDraws_ = bytes <= kUsual ? usualDraws_ + 1 : 0;
+  if (bytes_ <= kUsual || usualDraws_ <= kPatience) return;
+  bytes_ = 0;
+  ++generation_;
 }
 
-uint64_t StreamBuffer::take(uint64_t bytes, uint64_t least) {
-  constexpr uint64_t kAlignment = 64;
-  const auto aligned = [](uint64_t at) { return (at + kAlignment - 1) & ~(kAlignment - 1); };
-  if (bytes > kMost || least > kMost) return kNowhere;
-  const uint64_t wanted = aligned(least) + bytes;
-  usualDraws_ = wanted <= kUsual ? usualDraws_ + 1 : 0;
-  if (wanted > bytes_) {
-    resize(std::max(kUsual, wanted));
-  } else if (bytes_ > kUsual && usualDraws_ > kPatience) {
-    resize(kUsual);
-  }
-  uint64_t at = aligned(std::max(next_, least));
-  if (at + bytes > bytes_) at = aligned(least);
-  next_ = at + bytes;
-  return at;
+void StreamBuffer::grow(uint64_t bytes) {
+  if (bytes <= bytes_) return;
+  // By half at least, so that draws that grow do not take a new store each time.
+  bytes_ = std::max({kUsual, bytes, bytes_ + bytes_ / 2});
+  usualDraws_ = 0;
+  gl.glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(bytes_), nullptr, GL_STREAM_DRAW);
 }
 
 }  // namespace qv::peer

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <utility>
 
 #include "peer/host/in_process_gpu.h"
 #include "peer/link/status.h"
+#include "peer/replay/gl_functions.h"
 #include "tests/peer/test_guest.h"
 
 namespace qv::peer::test {
@@ -119,6 +122,126 @@ TEST_F(Arrays, FirstElementsMayBeFar) {
     EXPECT_EQ(draw(drawElements(kDrawElements, {GL_TRIANGLES, 6, GL_UNSIGNED_INT, 1, 0, 8, 24, at, at + 5}, tail)), kWhite)
         << first;
   }
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
+std::atomic<int> pointerCalls{0};
+decltype(gl.glVertexPointer) realVertexPointer = nullptr;
+void APIENTRY countVertexPointer(GLint size, GLenum type, GLsizei stride, const void* pointer) {
+  ++pointerCalls;
+  realVertexPointer(size, type, stride, pointer);
+}
+
+// An array keeps its place from draw to draw as long as there is room, whatever first elements and counts are; another format, a
+// buffer in between and more elements move it, and the pictures stay right.
+TEST_F(Arrays, PlacesAreKeptFromDrawToDraw) {
+  draw(cover());
+  realVertexPointer = std::exchange(gl.glVertexPointer, countVertexPointer);
+  pointerCalls = 0;
+  EXPECT_EQ(draw(cover() + cover() + drawArrays(GL_TRIANGLES, 0, 3, 8, floats({9, 9, 9, 9, 9, 9})) + cover()), kWhite);
+  EXPECT_EQ(pointerCalls, 0);
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 5, 6, 8, floats(kCover))), kWhite);
+  EXPECT_EQ(pointerCalls, 1);  // there was no room for 11 elements
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 8, 6, 8, floats(kCover)) + drawArrays(GL_POINTS, 0, 1, 8, floats({9, 9}))), kWhite);
+  EXPECT_EQ(pointerCalls, 1);
+  // Beside colours that come and go.
+  const Stream colors = Stream().add(kColorPointer, 4, GL_UNSIGNED_BYTE, 0, 0x1000, 0).add(kEnableClientState, GL_COLOR_ARRAY);
+  std::vector<uint8_t> block = floats(kCover);
+  for (int i = 0; i < 6; ++i) block.insert(block.end(), {255, 0, 0, 255});
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(draw(colors + drawArrays(GL_TRIANGLES, 0, 6, 12, block)), kRed);
+    EXPECT_EQ(draw(Stream().add(kDisableClientState, GL_COLOR_ARRAY).add(kColor3f, 1.0f, 1.0f, 1.0f) + cover()), kWhite);
+  }
+  EXPECT_EQ(pointerCalls, 1);
+  // Three components in the place of two, and the array in a buffer.
+  std::vector<float> deep;
+  for (size_t i = 0; i < kCover.size(); i += 2) deep.insert(deep.end(), {kCover[i], kCover[i + 1], 0});
+  const Stream three = Stream().add(kVertexPointer, 3, GL_FLOAT, 0, 0x1000, 0) + drawArrays(GL_TRIANGLES, 0, 6, 12, floats(deep));
+  EXPECT_EQ(draw(three), kWhite);
+  EXPECT_EQ(pointerCalls, 2);
+  EXPECT_EQ(draw(cover()), kWhite);
+  EXPECT_EQ(pointerCalls, 3);
+  EXPECT_EQ(draw(bufferedCover() + drawArrays(GL_TRIANGLES, 0, 6, 0)), kWhite);
+  EXPECT_EQ(draw(cover()), kWhite);
+  EXPECT_EQ(pointerCalls, 5);
+  gl.glVertexPointer = realVertexPointer;
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
+// A large buffer is given up after many small draws; objects that had their places in it find new ones. Blocks that grow bit by
+// bit, up to more than the usual room, are all drawn.
+TEST_F(Arrays, PlacesOutliveTheirBuffer) {
+  const auto large = [](uint32_t triangles) {
+    std::vector<float> values;
+    for (uint32_t i = 0; i < triangles - 2; ++i) values.insert(values.end(), {9, 9, 9, 9, 9, 9});
+    values.insert(values.end(), kCover.begin(), kCover.end());
+    std::vector<uint8_t> payload = words({GL_TRIANGLES, 0, 3 * triangles, 8});
+    payload += floats(values);
+    return Stream().large(kDrawArrays, payload);
+  };
+  for (const uint32_t triangles : {2u, 3u, 100u, 1000u, 40000u, 50000u, 60000u, 100000u}) {
+    EXPECT_EQ(draw(cover() + large(triangles)), kWhite) << triangles;
+  }
+  const Stream second = Stream().add(kBindVertexArray, 7), first = Stream().add(kBindVertexArray, 0);
+  EXPECT_EQ(draw(second + cover() + large(100000)), kWhite);
+  EXPECT_EQ(draw(first + large(90000)), kWhite);
+  Stream many;
+  for (int i = 0; i < 300; ++i) many.data += drawArrays(GL_TRIANGLES, 0, 6, 8, floats(kCover)).data;
+  EXPECT_EQ(draw(many), kWhite);
+  EXPECT_EQ(draw(second + large(100)), kWhite);
+  EXPECT_EQ(draw(first + large(90000)), kWhite);
+  EXPECT_EQ(draw(second + large(99999)), kWhite);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
+std::atomic<GLsizeiptr> storeBytes{0};
+decltype(gl.glBufferData) realBufferData = nullptr;
+void APIENTRY noteBufferData(GLenum target, GLsizeiptr bytes, const void* data, GLenum usage) {
+  storeBytes = bytes;
+  realBufferData(target, bytes, data, usage);
+}
+
+// The memory of a large draw is not kept for ever, though its object draws on.
+TEST_F(Arrays, LargeRoomIsGivenUp) {
+  realBufferData = std::exchange(gl.glBufferData, noteBufferData);
+  std::vector<uint8_t> payload = words({GL_TRIANGLES, 0, 300000, 8});
+  payload += floats(std::vector<float>(600000, 9));
+  draw(cover() + Stream().large(kDrawArrays, payload));
+  EXPECT_GE(storeBytes, 2400000);
+  Stream many;
+  for (int i = 0; i < 300; ++i) many.data += drawArrays(GL_TRIANGLES, 0, 6, 8, floats(kCover)).data;
+  EXPECT_EQ(draw(many), kWhite);
+  EXPECT_EQ(storeBytes, 1 << 20);
+  gl.glBufferData = realBufferData;
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// After a draw far behind the beginning, whose arrays have no room in front, a long draw from the beginning finds room for all
+// its arrays.
+TEST_F(Arrays, NearDrawsFollowFarOnes) {
+  constexpr uint32_t kFar = 300000;
+  std::vector<float> positions(2 * kFar, 9.0f);
+  std::copy(kCover.begin(), kCover.end(), positions.begin());
+  positions.insert(positions.end(), kCover.begin(), kCover.end());
+  const auto size = static_cast<uint32_t>(positions.size() * sizeof(float));
+  std::vector<uint8_t> payload = words({GL_ARRAY_BUFFER, size, 1, GL_STATIC_DRAW, size});
+  payload += floats(positions);
+  Stream stream = Stream().add(kBindBuffer, GL_ARRAY_BUFFER, 5).large(kBufferData, payload);
+  stream.add(kVertexPointer, 2, GL_FLOAT, 0, 0, 5).add(kEnableClientState, GL_VERTEX_ARRAY);
+  stream.add(kColorPointer, 4, GL_UNSIGNED_BYTE, 0, 0x1000, 0).add(kEnableClientState, GL_COLOR_ARRAY);
+  stream.add(kTexCoordPointer, 2, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_TEXTURE_COORD_ARRAY);
+  const auto block = [](uint32_t count, const std::vector<uint8_t>& color) {
+    std::vector<uint8_t> out;
+    for (uint32_t i = 0; i < count; ++i) out.insert(out.end(), color.begin(), color.end());
+    out += floats(std::vector<float>(2 * count, 0.0f));
+    return out;
+  };
+  EXPECT_EQ(draw(stream + drawArrays(GL_TRIANGLES, kFar, 6, 12, block(6, {255, 0, 0, 255}))), kRed);
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, 0, 600, 12, block(600, {0, 255, 0, 255}))), kGreen);
+  EXPECT_EQ(draw(drawArrays(GL_TRIANGLES, kFar, 6, 12, block(6, {0, 0, 255, 255}))), kBlue);
   EXPECT_EQ(guest.glError(), 0u);
   EXPECT_EQ(log.take(), std::vector<std::string>{});
 }
