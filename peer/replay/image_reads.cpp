@@ -15,25 +15,32 @@ namespace {
 
 constexpr uint64_t kLargestRead = uint64_t{1} << 30;
 
-constexpr const char* kReadTooLarge = "the guest's buffer is too small for its image";
-constexpr const char* kBitsIntoBuffer = "bits are not read into a pack buffer";
+constexpr const char* kReadTooLarge = "its image is too large";
+constexpr const char* kReadTooSmall = "the guest's buffer is too small for its image";
 
-// One bit per byte becomes the bits of a row. Bits beside them in the first and the last byte are zero.
-void packBits(const uint8_t* values, uint64_t width, uint32_t skippedBits, bool lsbFirst, uint8_t* row) {
-  for (uint64_t i = 0; i < width; ++i) {
-    const uint64_t bit = skippedBits + i;
-    const uint32_t inByte = static_cast<uint32_t>(bit % 8);
-    if ((values[i] & 1) != 0) row[bit / 8] |= static_cast<uint8_t>(1u << (lsbFirst ? inByte : 7 - inByte));
+// Of each byte the lowest bit becomes a bit of the rows at `to`, which is the place of the image's beginning. Bits beside the
+// image stay.
+void packBits(const uint8_t* values, const CallImage& image, const ImageShape& shape, bool lsbFirst, uint64_t stride,
+              uint8_t* to) {
+  const auto width = static_cast<uint64_t>(image.extent.width);
+  for (uint64_t j = 0; j < shape.rows; ++j) {
+    uint8_t* const row = to + j * stride;
+    for (uint64_t i = 0; i < width; ++i, ++values) {
+      const uint64_t bit = shape.skippedBits + i;
+      const auto inByte = static_cast<uint32_t>(bit % 8);
+      const auto mask = static_cast<uint8_t>(1u << (lsbFirst ? inByte : 7 - inByte));
+      row[bit / 8] = static_cast<uint8_t>((*values & 1) != 0 ? row[bit / 8] | mask : row[bit / 8] & ~mask);
+    }
   }
 }
 
 // Answers the rows at `tight`, which lie behind each other, for the places of `shape`.
 void answerRows(Replayer& replayer, const ImageShape& shape, const uint8_t* tight) {
+  const auto word = [](uint64_t value) { return static_cast<uint32_t>(value); };
   const uint64_t image = (shape.rows - 1) * shape.stride + shape.run;
-  // Places that overlap, of a row length below the width, hold what is written last.
-  const bool overlap = (shape.rows > 1 && shape.stride < shape.run) || (shape.images > 1 && shape.imageStride < image);
-  if (!overlap) {
-    const auto word = [](uint64_t value) { return static_cast<uint32_t>(value); };
+  const bool rowsOverlap = shape.rows > 1 && shape.stride < shape.run;
+  const bool imagesOverlap = shape.images > 1 && shape.imageStride < image;
+  if (!rowsOverlap && !imagesOverlap) {
     ReplyRows rows{word(shape.first), word(shape.run),         word(shape.stride),
                    word(shape.rows),  word(shape.imageStride), word(shape.images)};
     // Rows without gaps are one.
@@ -41,13 +48,26 @@ void answerRows(Replayer& replayer, const ImageShape& shape, const uint8_t* tigh
       rows = {rows.first, rows.run * rows.rows, rows.run * rows.rows, 1, rows.imageStride, rows.images};
     return replayer.answerRows(tight, word(shape.tightBytes()), rows);
   }
-  std::vector<uint8_t> whole(shape.end() - shape.first);
-  for (uint64_t k = 0; k < shape.images; ++k) {
-    for (uint64_t j = 0; j < shape.rows; ++j, tight += shape.run)
-      std::memcpy(whole.data() + k * shape.imageStride + j * shape.stride, tight, shape.run);
+  // Of places that overlap, each holds what is written last. They make up pieces of equal length with equal gaps: overlapping
+  // rows make one of each image, overlapping images make one sequence of rows.
+  uint64_t piece = shape.run, pieceStride = shape.stride, pieces = shape.rows;
+  if (rowsOverlap) {
+    piece = imagesOverlap ? shape.end() - shape.first : image;
+    pieceStride = shape.imageStride;
+    pieces = imagesOverlap ? 1 : shape.images;
+  } else {
+    pieces += (shape.images - 1) * (shape.imageStride / shape.stride);
   }
-  const auto bytes = static_cast<uint32_t>(whole.size());
-  replayer.answerRows(whole.data(), bytes, {static_cast<uint32_t>(shape.first), bytes, bytes, 1, bytes, 1});
+  std::vector<uint8_t> written(piece * pieces);
+  for (uint64_t k = 0; k < shape.images; ++k) {
+    for (uint64_t j = 0; j < shape.rows; ++j, tight += shape.run) {
+      const uint64_t at = k * shape.imageStride + j * shape.stride;
+      const uint64_t place = pieces == 1 ? at : at / pieceStride * piece + at % pieceStride;
+      std::memcpy(written.data() + place, tight, shape.run);
+    }
+  }
+  replayer.answerRows(written.data(), word(written.size()),
+                      {word(shape.first), word(piece), word(pieceStride), word(pieces), word(pieceStride * pieces), 1});
 }
 
 struct Read {
@@ -57,6 +77,28 @@ struct Read {
   uint32_t bytes;    // of the guest's memory
   uint32_t pointer;  // or offset into the pack buffer
 };
+
+// Reads bits by `call(pointer, type)` into the pack buffer: as bytes into memory of the host first.
+template <typename Call>
+void readBitsIntoBuffer(Replayer& replayer, const Read& read, const ImageShape& shape, GLuint buffer, Call&& call) {
+  GLint size = 0;
+  gl.glGetBufferParameteriv(GL_PIXEL_PACK_BUFFER, GL_BUFFER_SIZE, &size);
+  const uint64_t bytes = detail::farProduct(static_cast<uint64_t>(read.image.extent.width), shape.rows);
+  if (bytes > kLargestRead || read.pointer + shape.end() > static_cast<uint32_t>(size))
+    return refuse(replayer, GL_INVALID_OPERATION);
+  uint8_t* const values = replayer.scratch(bytes);
+  setPacking(replayer.state(), {.alignment = 1});
+  holdGlError(replayer);
+  gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
+  call(values, GL_UNSIGNED_BYTE);
+  gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer);
+  if (glRefused(replayer)) return;
+  std::vector<uint8_t> rows(shape.end() - shape.first);
+  const auto offset = static_cast<GLintptr>(read.pointer + shape.first);
+  gl.glGetBufferSubData(GL_PIXEL_PACK_BUFFER, offset, static_cast<GLsizeiptr>(rows.size()), rows.data());
+  packBits(values, read.image, shape, replayer.state().pixelStore.pack.lsbFirst != 0, shape.stride, rows.data());
+  gl.glBufferSubData(GL_PIXEL_PACK_BUFFER, offset, static_cast<GLsizeiptr>(rows.size()), rows.data());
+}
 
 // Reads an image by `call(pointer, type)`, into the pack buffer or for the reply.
 template <typename Call>
@@ -72,7 +114,10 @@ void readImage(Replayer& replayer, const Read& read, Call&& call) {
   const PixelStoreHalf& store = state.pixelStore.pack;
   const ImageShape shape = image.shape(store);
   if (buffer != 0) {
-    if (image.type == GL_BITMAP && !shape.empty()) return replayer.passOver(read.opcode, read.name, kBitsIntoBuffer);
+    if (image.type == GL_BITMAP && !shape.empty()) {
+      readBitsIntoBuffer(replayer, read, shape, static_cast<GLuint>(buffer), call);
+      return replayer.answer(nullptr, 0);
+    }
     setPacking(state, {.alignment = store.alignment,
                        .rowLength = store.rowLength,
                        .imageHeight = image.dimensions == 3 ? store.imageHeight : 0,
@@ -84,26 +129,25 @@ void readImage(Replayer& replayer, const Read& read, Call&& call) {
     call(nullptr, image.type);
     return replayer.answer(nullptr, 0);
   }
-  if (shape.end() > read.bytes || shape.end() > replayer.replyRoom() || shape.tightBytes() > kLargestRead ||
-      image.extent.width > kFarthest) {
-    // A guest may ask with no room at all and wants to know of errors alone; OpenGL would write.
+  const bool bits = image.type == GL_BITMAP;
+  const uint64_t tightBytes =
+      bits ? detail::farProduct(static_cast<uint64_t>(image.extent.width), shape.rows * shape.images) : shape.tightBytes();
+  if (tightBytes > kLargestRead) {
     replayer.passOver(read.opcode, read.name, kReadTooLarge);
     return replayer.answer(nullptr, 0);
   }
-  const bool bits = image.type == GL_BITMAP;
-  const uint64_t pixels = static_cast<uint64_t>(image.extent.width) * shape.rows * shape.images;
-  if (pixels > kLargestRead) return replayer.answer(nullptr, 0);
-  uint8_t* const tight = replayer.scratch(bits ? pixels : shape.tightBytes());
+  uint8_t* const tight = replayer.scratch(tightBytes);
   setPacking(state, {.alignment = 1, .swapBytes = store.swapBytes});
   holdGlError(replayer);
   call(tight, bits ? GL_UNSIGNED_BYTE : image.type);
   if (glRefused(replayer)) return replayer.answer(nullptr, 0);
+  if (shape.end() > read.bytes || shape.end() > replayer.replyRoom()) {
+    replayer.passOver(read.opcode, read.name, kReadTooSmall);
+    return replayer.answer(nullptr, 0);
+  }
   if (!bits) return answerRows(replayer, shape, tight);
   std::vector<uint8_t> packed(shape.tightBytes());
-  for (uint64_t j = 0; j < shape.rows * shape.images; ++j) {
-    packBits(tight + j * static_cast<uint64_t>(image.extent.width), static_cast<uint64_t>(image.extent.width), shape.skippedBits,
-             store.lsbFirst != 0, packed.data() + j * shape.run);
-  }
+  packBits(tight, image, shape, store.lsbFirst != 0, shape.run, packed.data());
   answerRows(replayer, shape, packed.data());
 }
 
@@ -143,7 +187,7 @@ void getPixelMap(Replayer& replayer, uint32_t opcode, const char* name, const Ge
   gl.glGetIntegerv(GL_PIXEL_MAP_I_TO_I_SIZE + (command.map - GL_PIXEL_MAP_I_TO_I), &entries);
   const auto bytes = static_cast<uint64_t>(std::clamp(entries, 0, 1 << 16)) * sizeof(T);
   if (bytes > command.bytes || bytes > replayer.replyRoom()) {
-    replayer.passOver(opcode, name, kReadTooLarge);
+    replayer.passOver(opcode, name, kReadTooSmall);
     return replayer.answer(nullptr, 0);
   }
   uint8_t* const values = replayer.scratch(bytes);
@@ -207,7 +251,7 @@ void glGetCompressedTexImage(Replayer& replayer, const GetCompressedTexImageReco
   }
   const auto bytes = static_cast<uint32_t>(std::max(size, 0));
   if (bytes > c.bytes || bytes > replayer.replyRoom() || bytes > kLargestRead) {
-    replayer.passOver(opcodeOf<op::glGetCompressedTexImage>, "glGetCompressedTexImage", kReadTooLarge);
+    replayer.passOver(opcodeOf<op::glGetCompressedTexImage>, "glGetCompressedTexImage", kReadTooSmall);
     return replayer.answer(nullptr, 0);
   }
   uint8_t* const data = replayer.scratch(bytes);
@@ -287,7 +331,7 @@ void glGetSeparableFilter(Replayer& replayer, const GetSeparableFilterRecord& c)
       row <= c.rowBytes && column <= c.columnBytes && row <= replayer.replyRoom() && column <= replayer.reply2Room();
   if (buffer != 0 || !fits) {
     if (buffer == -1) replayer.state().errorProvoked = true;
-    replayer.passOver(opcodeOf<op::glGetSeparableFilter>, "glGetSeparableFilter", kReadTooLarge);
+    replayer.passOver(opcodeOf<op::glGetSeparableFilter>, "glGetSeparableFilter", kReadTooSmall);
     return replayer.answer(nullptr, 0);
   }
   uint8_t* const values = replayer.scratch(row + column + 16);
