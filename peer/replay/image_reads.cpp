@@ -38,8 +38,8 @@ void packBits(const uint8_t* values, const CallImage& image, const ImageShape& s
 void answerRows(Replayer& replayer, const ImageShape& shape, const uint8_t* tight) {
   const auto word = [](uint64_t value) { return static_cast<uint32_t>(value); };
   const uint64_t image = (shape.rows - 1) * shape.stride + shape.run;
-  const bool rowsOverlap = shape.rows > 1 && shape.stride < shape.run;
   const bool imagesOverlap = shape.images > 1 && shape.imageStride < image;
+  const bool rowsOverlap = (shape.rows > 1 || imagesOverlap) && shape.stride < shape.run;
   if (!rowsOverlap && !imagesOverlap) {
     ReplyRows rows{word(shape.first), word(shape.run),         word(shape.stride),
                    word(shape.rows),  word(shape.imageStride), word(shape.images)};

@@ -214,38 +214,40 @@ TEST_F(HostImages, OneDimensionalArraysAreFlat) {
 
 // What lies between the rows, before them and between the images stays as it is, rows that overlap included.
 TEST_F(HostImages, GapsStay) {
-  const V data = counting(3 * 4 * 2);
-  run(store(GL_UNPACK_ALIGNMENT, 1));
-  run(upload(kTexImage3D, {GL_TEXTURE_3D, 0, GL_R8, 3, 4, 2, 0, GL_RED, GL_UNSIGNED_BYTE}, data));
-  struct Case {
-    int32_t alignment, rowLength, imageHeight, skipPixels, skipRows, skipImages;
-  };
-  for (const Case& c : {Case{1, 0, 0, 0, 0, 0},
-                        {4, 0, 0, 0, 0, 0},
-                        {1, 7, 0, 0, 0, 0},
-                        {1, 7, 6, 2, 1, 1},
-                        {2, 0, 5, 1, 0, 0},
-                        {1, 2, 0, 0, 0, 0},
-                        {1, 1, 9, 0, 0, 0},
-                        {1, 7, 2, 0, 0, 0},
-                        {4, 2, 3, 3, 0, 1},
-                        {1, 1, 1, 0, 0, 0},
-                        {1, 5, 1, 0, 2, 0}}) {
-    run(store(GL_PACK_ALIGNMENT, c.alignment, GL_PACK_ROW_LENGTH, c.rowLength, GL_PACK_IMAGE_HEIGHT, c.imageHeight,
-              GL_PACK_SKIP_PIXELS, c.skipPixels, GL_PACK_SKIP_ROWS, c.skipRows, GL_PACK_SKIP_IMAGES, c.skipImages));
-    const int32_t row = c.rowLength != 0 ? c.rowLength : 3, stride = (row + c.alignment - 1) / c.alignment * c.alignment;
-    const int32_t imageStride = stride * (c.imageHeight != 0 ? c.imageHeight : 4);
-    V expected(400, 0xAA);
-    for (int32_t k = 0; k < 2; ++k) {
-      for (int32_t j = 0; j < 4; ++j) {
-        for (int32_t i = 0; i < 3; ++i) {
-          expected[static_cast<size_t>((c.skipImages + k) * imageStride + (c.skipRows + j) * stride + c.skipPixels + i)] =
-              data[static_cast<size_t>((k * 4 + j) * 3 + i)];
+  for (const int32_t height : {4, 1}) {
+    const V data = counting(static_cast<size_t>(3 * height * 2));
+    run(store(GL_UNPACK_ALIGNMENT, 1));
+    run(upload(kTexImage3D, {GL_TEXTURE_3D, 0, GL_R8, 3, static_cast<uint32_t>(height), 2, 0, GL_RED, GL_UNSIGNED_BYTE}, data));
+    struct Case {
+      int32_t alignment, rowLength, imageHeight, skipPixels, skipRows, skipImages;
+    };
+    for (const Case& c : {Case{1, 0, 0, 0, 0, 0},
+                          {4, 0, 0, 0, 0, 0},
+                          {1, 7, 0, 0, 0, 0},
+                          {1, 7, 6, 2, 1, 1},
+                          {2, 0, 5, 1, 0, 0},
+                          {1, 2, 0, 0, 0, 0},
+                          {1, 1, 9, 0, 0, 0},
+                          {1, 7, 2, 0, 0, 0},
+                          {4, 2, 3, 3, 0, 1},
+                          {1, 1, 1, 0, 0, 0},
+                          {1, 5, 1, 0, 2, 0}}) {
+      run(store(GL_PACK_ALIGNMENT, c.alignment, GL_PACK_ROW_LENGTH, c.rowLength, GL_PACK_IMAGE_HEIGHT, c.imageHeight,
+                GL_PACK_SKIP_PIXELS, c.skipPixels, GL_PACK_SKIP_ROWS, c.skipRows, GL_PACK_SKIP_IMAGES, c.skipImages));
+      const int32_t row = c.rowLength != 0 ? c.rowLength : 3, stride = (row + c.alignment - 1) / c.alignment * c.alignment;
+      const int32_t imageStride = stride * (c.imageHeight != 0 ? c.imageHeight : height);
+      V expected(400, 0xAA);
+      for (int32_t k = 0; k < 2; ++k) {
+        for (int32_t j = 0; j < height; ++j) {
+          for (int32_t i = 0; i < 3; ++i) {
+            expected[static_cast<size_t>((c.skipImages + k) * imageStride + (c.skipRows + j) * stride + c.skipPixels + i)] =
+                data[static_cast<size_t>((k * height + j) * 3 + i)];
+          }
         }
       }
+      EXPECT_EQ(read(Stream().add(kGetTexImage, GL_TEXTURE_3D, 0, GL_RED, GL_UNSIGNED_BYTE, 400u, 1u), 400), expected)
+          << "row length " << c.rowLength << ", image height " << c.imageHeight;
     }
-    EXPECT_EQ(read(Stream().add(kGetTexImage, GL_TEXTURE_3D, 0, GL_RED, GL_UNSIGNED_BYTE, 400u, 1u), 400), expected)
-        << "row length " << c.rowLength << ", image height " << c.imageHeight;
   }
 }
 
