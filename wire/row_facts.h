@@ -42,6 +42,7 @@ struct RowFacts {
   std::span<const char* const> words;   // names of a record's words
   bool hasTail = false, openTail = false;
   uint64_t (*tailBytes)(const uint8_t* fixed) = nullptr;  // of the data behind the fixed part
+  uint32_t (*tailWidth)(const uint8_t* fixed) = nullptr;  // of one of these data, where the record tells; else null
 };
 
 // Every routine of the table in its order, then the private commands.

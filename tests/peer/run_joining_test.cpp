@@ -110,60 +110,123 @@ INSTANTIATE_TEST_SUITE_P(Modes, JoinedRuns,
                                          Joining{"lineLoop", GL_LINE_LOOP, 5}, Joining{"quads", GL_QUADS, 4}, Joining{"quadStrip", GL_QUAD_STRIP, 6}),
                          [](const auto& one) { return std::string(one.param.name); });
 
-// Short strips in a row are one draw, and a mark between two of them parts them again.
-TEST(JoinedRunsReachGl, AsOneDraw) {
-  static int arrays = 0, begins = 0;
-  static GlFunctions real;
-  arrays = begins = 0;
+// What GL is asked to draw for a stream.
+struct Draws {
+  std::vector<std::pair<GLenum, GLsizei>> arrays;  // mode and vertices of each array draw
+  int begins = 0;
+  bool operator==(const Draws&) const = default;
+};
+void PrintTo(const Draws& draws, std::ostream* out) {
+  *out << testing::PrintToString(draws.arrays) << " and " << draws.begins << " calls of glBegin";
+}
+
+class JoinedRunsReachGl : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(guest.start(16, 16));
+    ASSERT_EQ(guest.flush(Stream().add(kFlush)), 0);
+    real = gl;
+    seen = {};
+    gl.glDrawArrays = [](GLenum mode, GLint first, GLsizei count) {
+      seen.arrays.emplace_back(mode, count);
+      real.glDrawArrays(mode, first, count);
+    };
+    gl.glBegin = [](GLenum mode) {
+      ++seen.begins;
+      real.glBegin(mode);
+    };
+  }
+  void TearDown() override { gl = real; }
+
+  Draws drawn(const Stream& stream) {
+    seen = {};
+    EXPECT_EQ(guest.flush(stream), 0);
+    return seen;
+  }
+
+  static std::vector<uint8_t> strip(uint32_t vertices = 4, uint32_t mode = GL_TRIANGLE_STRIP) {
+    return runPayload(mode, {0x2100}, 8, floats(std::vector<float>(vertices * 2)));
+  }
+  // 20 of the first, one of the second, 20 of the first.
+  static Stream between(const std::vector<uint8_t>& many, uint32_t opcode, const std::vector<uint8_t>& one) {
+    Stream stream;
+    for (int i = 0; i < 20; ++i) stream.large(kRunEnded, many);
+    stream.large(opcode, one);
+    if (opcode == kRunBroken) stream.add(kEnd);
+    for (int i = 0; i < 20; ++i) stream.large(kRunEnded, many);
+    return stream;
+  }
+  static Draws twice(GLenum mode, GLsizei vertices, int begins) { return {{{mode, vertices}, {mode, vertices}}, begins}; }
+
+  static inline Draws seen;
+  static inline GlFunctions real;
   InProcessGpu gpu;
   TestGuest guest{gpu};
-  ASSERT_TRUE(guest.start(16, 16));
-  ASSERT_EQ(guest.flush(Stream().add(kFlush)), 0);
-  real = gl;
-  gl.glDrawArrays = [](GLenum mode, GLint first, GLsizei count) {
-    ++arrays;
-    EXPECT_EQ(mode, static_cast<GLenum>(GL_TRIANGLES));
-    EXPECT_EQ(count, 20 * 6);
-    real.glDrawArrays(mode, first, count);
+};
+
+// Short strips in a row are one draw, and a mark between two of them parts them again.
+TEST_F(JoinedRunsReachGl, AsOneDraw) {
+  Stream joined, parted;
+  for (int i = 0; i < 20; ++i) joined.large(kRunEnded, strip());
+  EXPECT_EQ(drawn(joined), (Draws{{{GL_TRIANGLES, 20 * 6}}, 0}));
+  for (int i = 0; i < 20; ++i) parted.large(kRunEnded, strip()).add(kFlush);
+  EXPECT_EQ(drawn(parted), (Draws{{}, 20}));
+}
+
+// A run of another mode, size of vertex or attribute, and one that its glEnd does not end, part the runs before and behind.
+TEST_F(JoinedRunsReachGl, ApartFromOtherRuns) {
+  const Draws parted = twice(GL_TRIANGLES, 20 * 6, 1);
+  EXPECT_EQ(drawn(between(strip(), kRunEnded, strip(4, GL_TRIANGLE_FAN))), parted);
+  EXPECT_EQ(drawn(between(strip(), kRunEnded, runPayload(GL_TRIANGLE_STRIP, {0x3100}, 12, floats(std::vector<float>(12))))), parted);
+  EXPECT_EQ(drawn(between(strip(), kRunBroken, strip())), parted);
+  // The same packed word, other tags.
+  const std::vector<float> six(24);
+  EXPECT_EQ(drawn(between(runPayload(GL_TRIANGLE_STRIP, {0x3103, 0x3100}, 24, floats(six)), kRunEnded,
+                          runPayload(GL_TRIANGLE_STRIP, {0x3102, 0x3100}, 24, floats(six)))),
+            parted);
+}
+
+// A run that ends inside a vertex, and one whose vertices make no whole primitives, are given as they are.
+TEST_F(JoinedRunsReachGl, ApartFromPartsOfPrimitives) {
+  const std::vector<uint16_t> tags = {0x3103, 0x3100};
+  const std::vector<uint8_t> triangle = runPayload(GL_TRIANGLES, tags, 24, floats(std::vector<float>(18)));
+  const Draws parted = twice(GL_TRIANGLES, 20 * 3, 1);
+  EXPECT_EQ(drawn(between(triangle, kRunEnded, runPayload(GL_TRIANGLES, tags, 24, floats(std::vector<float>(21))))), parted);
+  EXPECT_EQ(drawn(between(triangle, kRunEnded, runPayload(GL_TRIANGLES, tags, 24, floats(std::vector<float>(24))))), parted);
+}
+
+// A strip that is large enough for a draw of its own is not copied: it is drawn as the strip that it is.
+TEST_F(JoinedRunsReachGl, ApartFromLargeStrips) {
+  const Draws draws = drawn(between(strip(), kRunEnded, strip(100)));
+  EXPECT_EQ(draws, (Draws{{{GL_TRIANGLES, 20 * 6}, {GL_TRIANGLE_STRIP, 100}, {GL_TRIANGLES, 20 * 6}}, 0}));
+}
+
+// While a program or a pipeline is current, whose shaders may count primitives, no run is joined.
+TEST_F(JoinedRunsReachGl, ApartUnderPrograms) {
+  static GLenum current = 0;
+  gl.glGetIntegerv = [](GLenum pname, GLint* value) {
+    if (pname == current) {
+      *value = 7;
+    } else {
+      real.glGetIntegerv(pname, value);
+    }
   };
-  gl.glBegin = [](GLenum mode) {
-    ++begins;
-    real.glBegin(mode);
-  };
-  const std::vector<uint8_t> strip = runPayload(5, {0x2100}, 8, floats({0, 0, 0, 1, 1, 0, 1, 1}));
-  Stream joined;
-  for (int i = 0; i < 20; ++i) joined.large(kRunEnded, strip);
-  EXPECT_EQ(guest.flush(joined), 0);
-  EXPECT_EQ(arrays, 1);
-  EXPECT_EQ(begins, 0);
-  Stream parted;
-  for (int i = 0; i < 20; ++i) parted.large(kRunEnded, strip).add(kFlush);
-  EXPECT_EQ(guest.flush(parted), 0);
-  EXPECT_EQ(arrays, 1);
-  EXPECT_EQ(begins, 20);
-  gl = real;
+  Stream stream;
+  for (int i = 0; i < 20; ++i) stream.large(kRunEnded, strip());
+  for (const GLenum pname : {GL_CURRENT_PROGRAM, GL_PROGRAM_PIPELINE_BINDING}) {
+    current = pname;
+    EXPECT_EQ(drawn(stream), (Draws{{}, 20})) << pname;
+  }
+  current = 0;
+  EXPECT_EQ(drawn(stream), (Draws{{{GL_TRIANGLES, 20 * 6}}, 0}));
 }
 
 // Strips without a primitive in them draw nothing, however many there are; the current values are those of the last vertex.
-TEST(JoinedRunsReachGl, NotAtAllWithoutAPrimitive) {
-  static int arrays = 0;
-  static GlFunctions real;
-  arrays = 0;
-  InProcessGpu gpu;
-  TestGuest guest{gpu};
-  ASSERT_TRUE(guest.start(16, 16));
-  ASSERT_EQ(guest.flush(Stream().add(kFlush)), 0);
-  real = gl;
-  gl.glDrawArrays = [](GLenum mode, GLint first, GLsizei count) {
-    ++arrays;
-    real.glDrawArrays(mode, first, count);
-  };
-  const std::vector<uint8_t> strip = runPayload(5, {0x3103, 0x2100}, 20, floats({1, 0, 0, 0, 0, 0, 1, 0, 1, 1}));
+TEST_F(JoinedRunsReachGl, NotAtAllWithoutAPrimitive) {
+  const std::vector<uint8_t> two = runPayload(GL_TRIANGLE_STRIP, {0x3103, 0x2100}, 20, floats({1, 0, 0, 0, 0, 0, 1, 0, 1, 1}));
   Stream stream;
-  for (int i = 0; i < 40; ++i) stream.large(kRunEnded, strip);
-  EXPECT_EQ(guest.flush(stream), 0);
-  EXPECT_EQ(arrays, 0);
-  gl = real;
+  for (int i = 0; i < 40; ++i) stream.large(kRunEnded, two);
+  EXPECT_EQ(drawn(stream).arrays.size(), 0u);
   EXPECT_EQ(guest.glError(), 0u);
   EXPECT_EQ(guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16), floats({0, 1, 0, 1}));
 }
