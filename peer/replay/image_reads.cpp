@@ -359,24 +359,6 @@ void glSeparableFilter2D(Replayer& replayer, const SeparableFilterRecord& c, Rea
                          column.pointer);
 }
 
-void glAreTexturesResident(Replayer& replayer, const AreTexturesResidentRecord& c, Reader& rest) {
-  const auto names = rest.elements<GLuint>(rest.left() / sizeof(GLuint));
-  if (c.count < 0) {
-    refuse(replayer, GL_INVALID_VALUE);
-    return replayer.answer(nullptr, 0);
-  }
-  const auto count = static_cast<uint32_t>(c.count);
-  if (names.size() != count) return replayer.answer(nullptr, 0);
-  std::vector<GLuint> textures(count);
-  names.copyTo(textures.data());
-  std::vector<GLboolean> residences(count);
-  holdGlError(replayer);
-  // Where all are resident OpenGL says so and leaves the array alone.
-  if (gl.glAreTexturesResident(c.count, textures.data(), residences.data()))
-    std::fill(residences.begin(), residences.end(), GL_TRUE);
-  replayer.answer(residences.data(), glRefused(replayer) ? 0 : count);
-}
-
 }  // namespace replay
 
 }  // namespace qv::peer
