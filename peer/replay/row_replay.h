@@ -12,6 +12,7 @@
 #include "peer/replay/replay_functions.h"
 #include "peer/replay/replay_state.h"
 #include "peer/replay/replayer.h"
+#include "peer/replay/texture_memory.h"
 #include "peer/replay/textures.h"
 #include "peer/replay/vertex_attributes.h"
 #include "wire/reader.h"
@@ -321,6 +322,9 @@ bool replayCommand(Replayer& replayer, Reader payload) {
   if constexpr (setsAttribute(Row::kName)) {
     if (replayer.state().listInsideBegin && !mayDefineInList(replayer, opcodeOf<Row>, Row::kName)) [[unlikely]]
       return true;
+  }
+  if constexpr (kTextureImage<Row>.width != kNotThere) {
+    if (!mayDefineTexture(replayer, opcodeOf<Row>, Row::kName, textureImageOf<Row, L>(fixed))) return true;
   }
   Replay(replayer, fixed, payload);
   if constexpr (L::kHasTail) {

@@ -108,6 +108,7 @@ void glDeleteTextures(Replayer& replayer, GLsizei count, Reader& rest) {
       const GLuint guest = texture;
       texture = realTextureIn(replayer.state(), shared.textures, guest);
       shared.textures.remove(guest);
+      shared.textureMemory.erase(texture);
     }
   });
   gl.glDeleteTextures(count, textures.data());

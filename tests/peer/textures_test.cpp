@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "peer/host/in_process_gpu.h"
+#include "peer/replay/texture_memory.h"
 #include "tests/peer/test_guest.h"
 
 namespace qv::peer::test {
@@ -202,6 +203,92 @@ TEST_P(TextureLists, ProfilesShareNames) {
       EXPECT_EQ(each->glError(), uint32_t{GL_NO_ERROR});
     }
   }
+}
+
+// The images of textures count against a quota: one line, GL_OUT_OF_MEMORY, and the old images stay; what is freed or made
+// smaller can be had again.
+TEST(TextureQuota, TextureMemoryIsBounded) {
+  LogCapture log;
+  Quotas quotas;
+  quotas.textureBytes = 100 * 1024;
+  InProcessGpu gpu(quotas);
+  TestGuest guest(gpu);
+  ASSERT_TRUE(guest.start(8, 8));
+  const auto define = [&](uint32_t name, uint32_t target, uint32_t image, uint32_t level, uint32_t size) {
+    const V payload = words({image, level, GL_RGBA8, size, size, 0, GL_RGBA, GL_UNSIGNED_BYTE, 0, 0});
+    EXPECT_EQ(guest.flush(Stream().add(kBindTexture, target, name).bytes(kTexImage2D, payload)), 0);
+    return guest.glError();
+  };
+  const auto flat = [&](uint32_t name, uint32_t level, uint32_t size) {
+    return define(name, GL_TEXTURE_2D, GL_TEXTURE_2D, level, size);
+  };
+  const auto width = [&] {
+    return guest.askFor<uint32_t>(Stream().add(kGetTexLevelParameteriv, GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH));
+  };
+  EXPECT_EQ(flat(1, 0, 128), 0u);  // 64 KiB
+  EXPECT_EQ(flat(2, 0, 64), 0u);   // 16
+  EXPECT_EQ(flat(2, 1, 64), 0u);   // 16, for another level
+  EXPECT_EQ(flat(2, 1, 64), 0u);   // in its place
+  EXPECT_EQ(flat(0, 0, 32), 0u);   // 4, of the texture that has no name: the quota is full
+  EXPECT_EQ(flat(3, 0, 1), uint32_t{GL_OUT_OF_MEMORY});
+  EXPECT_EQ(flat(2, 0, 65), uint32_t{GL_OUT_OF_MEMORY});
+  EXPECT_EQ(width(), 64u);
+  EXPECT_EQ(define(4, GL_TEXTURE_2D, GL_PROXY_TEXTURE_2D, 0, 256), 0u);
+  const std::vector<std::string> lines = log.take();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_NE(lines[0].find("over the guest's quota of texture memory"), std::string::npos) << lines[0];
+  EXPECT_EQ(flat(1, 0, 64), 0u);  // 16 in place of 64
+  EXPECT_EQ(flat(3, 0, 64), 0u);
+  EXPECT_EQ(guest.flush(Stream().add(kDeleteTextures, 2, 1u, 2u)), 0);  // 20 remain
+  // Six faces of 16, each its own.
+  for (uint32_t face = 0; face < 5; ++face)
+    EXPECT_EQ(define(5, GL_TEXTURE_CUBE_MAP, GL_TEXTURE_CUBE_MAP_POSITIVE_X + face, 0, 64), 0u) << face;
+  EXPECT_EQ(define(5, GL_TEXTURE_CUBE_MAP, GL_TEXTURE_CUBE_MAP_NEGATIVE_Z, 0, 64), uint32_t{GL_OUT_OF_MEMORY});
+  EXPECT_EQ(guest.flush(Stream().add(kDeleteTextures, 2, 5u, 3u)), 0);
+  // A storage of 8 levels, the whole of the texture, and its samples; copies as well.
+  const auto storage = [&](uint32_t name, int32_t levels, int32_t size) {
+    EXPECT_EQ(
+        guest.flush(
+            Stream().add(kBindTexture, GL_TEXTURE_2D, name).add(kTexStorage2D, GL_TEXTURE_2D, levels, GL_RGBA8, size, size)),
+        0);
+    return guest.glError();
+  };
+  EXPECT_EQ(storage(6, 8, 128), 0u);  // 64 and a third
+  EXPECT_EQ(storage(7, 1, 64), uint32_t{GL_OUT_OF_MEMORY});
+  EXPECT_EQ(guest.flush(Stream().add(kCopyTexImage2D, GL_TEXTURE_2D, 0, GL_RGBA8, 0, 0, 64, 64, 0)), 0);
+  EXPECT_EQ(guest.glError(), uint32_t{GL_OUT_OF_MEMORY});
+  EXPECT_EQ(guest.flush(Stream().add(kDeleteTextures, 1, 6u)), 0);
+  const auto samples = [&](uint32_t name, uint32_t count) {
+    EXPECT_EQ(guest.flush(Stream()
+                              .add(kBindTexture, GL_TEXTURE_2D_MULTISAMPLE, name)
+                              .add(kTexImage2DMultisample, GL_TEXTURE_2D_MULTISAMPLE, count, GL_RGBA8, 80, 80, 1u)),
+              0);
+    return guest.glError();
+  };
+  EXPECT_EQ(samples(8, 4), uint32_t{GL_OUT_OF_MEMORY});
+  EXPECT_EQ(samples(8, 1), 0u);
+  log.take();
+}
+
+// Estimates follow the internal format, the levels and the layers, and no product of sizes wraps.
+TEST(TextureQuota, EstimatesFollowTheSizes) {
+  const auto bytes = [](GLenum target, GLenum format, GLsizei width, GLsizei height, GLsizei depth, GLsizei levels = 0) {
+    return textureImageBytes(
+        {.target = target, .internalFormat = format, .width = width, .height = height, .depth = depth, .levels = levels});
+  };
+  EXPECT_EQ(bytes(GL_TEXTURE_2D, GL_RGBA8, 10, 20, 1), 800u);
+  EXPECT_EQ(bytes(GL_TEXTURE_2D, GL_RGBA32F, 10, 20, 1), 3200u);
+  EXPECT_EQ(bytes(GL_TEXTURE_2D, GL_RGBA16F, 10, 20, 1), 1600u);
+  EXPECT_EQ(bytes(GL_TEXTURE_2D, GL_R8, 10, 20, 1), 200u);
+  EXPECT_EQ(bytes(GL_TEXTURE_2D, GL_COMPRESSED_RGBA_S3TC_DXT5_EXT, 8, 8, 1), 64u);
+  EXPECT_EQ(bytes(GL_TEXTURE_3D, GL_RGBA8, 4, 4, 4, 3), 4u * (64 + 8 + 1));
+  EXPECT_EQ(bytes(GL_TEXTURE_2D_ARRAY, GL_RGBA8, 4, 4, 4, 3), 4u * (64 + 16 + 4));
+  EXPECT_EQ(bytes(GL_TEXTURE_1D_ARRAY, GL_RGBA8, 4, 4, 1, 3), 4u * (16 + 8 + 4));
+  EXPECT_EQ(bytes(GL_TEXTURE_CUBE_MAP, GL_RGBA8, 4, 4, 1, 1), 4u * 16 * 6);
+  EXPECT_EQ(bytes(GL_TEXTURE_3D, GL_RGBA32F, 32768, 32768, 32768), uint64_t{16} << 45);
+  EXPECT_EQ(bytes(GL_TEXTURE_2D, GL_RGBA8, 32769, 1, 1), 0u);
+  EXPECT_EQ(bytes(GL_TEXTURE_2D, GL_RGBA8, -1, 4, 1), 0u);
+  EXPECT_EQ(bytes(GL_TEXTURE_2D, GL_RGBA8, 0, 4, 1), 0u);
 }
 
 }  // namespace
