@@ -9,6 +9,7 @@
 #include "peer/replay/replay_state.h"
 #include "peer/replay/replayer.h"
 #include "peer/replay/unpacking.h"
+#include "peer/replay/window_commands.h"
 
 namespace qv::peer {
 namespace {
@@ -151,6 +152,41 @@ void readImage(Replayer& replayer, const Read& read, Call&& call) {
   answerRows(replayer, shape, packed.data());
 }
 
+// While it lives, a read of a multisampled window's colours reads the picture of averaged samples: some OpenGLs give one of the
+// samples.
+class ResolvedPicture {
+ public:
+  ResolvedPicture(Replayer& replayer, GLenum format) {
+    WindowCommands* const windows = replayer.state().windows;
+    if (windows == nullptr || replayer.insideBegin()) return;
+    if (format == GL_DEPTH_COMPONENT || format == GL_STENCIL_INDEX || format == GL_DEPTH_STENCIL) return;
+    GLint framebuffer = -1, buffer = GL_NONE;
+    gl.glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &framebuffer);
+    gl.glGetIntegerv(GL_READ_BUFFER, &buffer);
+    if (framebuffer != 0 || buffer == GL_NONE) return;
+    GLuint picture = 0;
+    const WindowCommands::Result result = windows->resolvePicture(picture);
+    if (result.outcome == WindowCommands::Outcome::DrawableLost) {
+      replayer.fail("%s", result.why);
+      return;
+    }
+    if (result.outcome != WindowCommands::Outcome::Done || picture == 0) return;
+    gl.glGenFramebuffers(1, &framebuffer_);
+    gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer_);
+    gl.glFramebufferRenderbuffer(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, picture);
+  }
+  ~ResolvedPicture() {
+    if (framebuffer_ == 0) return;
+    gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+    gl.glDeleteFramebuffers(1, &framebuffer_);
+  }
+  ResolvedPicture(const ResolvedPicture&) = delete;
+  ResolvedPicture& operator=(const ResolvedPicture&) = delete;
+
+ private:
+  GLuint framebuffer_ = 0;
+};
+
 GLint levelParameter(GLenum target, GLint level, GLenum pname) {
   GLint value = 0;
   gl.glGetTexLevelParameteriv(target, level, pname, &value);
@@ -202,6 +238,8 @@ namespace replay {
 
 void glReadPixels(Replayer& replayer, const ReadPixelsRecord& c) {
   const CallImage image{.extent = {c.width, c.height, 1}, .format = c.format, .type = c.type};
+  const ResolvedPicture picture(replayer, c.format);
+  if (!replayer.sound()) return;
   readImage(replayer, {opcodeOf<op::glReadPixels>, "glReadPixels", image, c.bytes, c.pointer}, [&](void* to, GLenum type) {
     gl.glReadPixels(near(c.x), near(c.y), near(c.width), near(c.height), c.format, type, to);
   });

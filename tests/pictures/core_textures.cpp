@@ -184,8 +184,6 @@ int main(int argc, char** argv) {
   printGlErrors();
   writePpm(argv[1], kWidth, kHeight, windowPixels(display, window, kWidth, kHeight));
   glDeleteTextures(kTextures, textures.data());
-  glFinish();
-  std::printf("deleted: %d\n", glIsTexture(textures[kPlain]));
   glXMakeCurrent(display, None, nullptr);
   glXDestroyContext(display, context);
   XDestroyWindow(display, window);
