@@ -53,17 +53,16 @@ void invalidate(Replayer& replayer, GLuint texture, GLint level, bool sizesHold)
 // One value of an attachment. A texture that is attached has the guest's name.
 void getAttachment(Replayer& replayer, decltype(gl.glGetFramebufferAttachmentParameteriv) get, GLenum target, GLenum attachment,
                    GLenum name) {
-  GLint value = 0, type = GL_NONE;
-  if (replayer.insideBegin()) {
-    get(target, attachment, name, &value);
-    return replayer.answer(&value, sizeof value);
-  }
-  holdGlError(replayer);
-  get(target, attachment, name, &value);
-  if (glRefused(replayer)) return replayer.answer(nullptr, 0);
-  if (name == GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME) {
-    get(target, attachment, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE, &type);
-    if (type == GL_TEXTURE) value = static_cast<GLint>(guestTexture(replayer, static_cast<GLuint>(value)));
+  // GL decides by the name how much it writes.
+  auto* const values = reinterpret_cast<GLint*>(replayer.scratch(Replayer::kScratchBytes));
+  const bool inside = replayer.insideBegin();
+  if (!inside) holdGlError(replayer);
+  get(target, attachment, name, values);
+  if (!inside && glRefused(replayer)) return replayer.answer(nullptr, 0);
+  GLint value = values[0];
+  if (!inside && name == GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME) {
+    get(target, attachment, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE, values);
+    if (values[0] == GL_TEXTURE) value = static_cast<GLint>(guestTexture(replayer, static_cast<GLuint>(value)));
   }
   replayer.answer(&value, sizeof value);
 }
