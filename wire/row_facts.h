@@ -32,7 +32,7 @@ struct RowFacts {
   bool absent = false, stamped = false, attribute = false, uniform = false, isPrivate = false;
   FormKind form = FormKind::Local;
   ReplyKind reply = ReplyKind::None;
-  uint32_t n = 0;                       // components of Vec and Components, elements per count of Array and Matrices, the key argument
+  uint32_t n = 0;  // components of Vec and Components, elements per count of Array and Matrices, the key argument
   uint32_t otherwise = 0, listed = 0;   // of Sized
   std::span<const GLenum> keys;         // of Sized
   CountRule rule = CountRule::Value;    // of Counted

@@ -153,7 +153,8 @@ void Replayer::answerRows(const void* data, uint32_t bytes, const ReplyRows& row
 void Replayer::took(const uint8_t* next, uint64_t commands) {
   next_ = next;
   const uint16_t opcode = remembered_[commands_ % kRemembered];
-  for (uint64_t n = std::min<uint64_t>(commands, kRemembered); n > 0; --n) remembered_[(commands_ + commands - n + 1) % kRemembered] = opcode;
+  for (uint64_t n = std::min<uint64_t>(commands, kRemembered); n > 0; --n)
+    remembered_[(commands_ + commands - n + 1) % kRemembered] = opcode;
   commands_ += commands;
 }
 

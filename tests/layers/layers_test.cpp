@@ -125,10 +125,12 @@ std::string circleIn(const std::map<std::string, std::set<std::string>>& graph) 
 
 // An include counts however it is written; a header of the system does not.
 TEST(Layers, IncludesAreSeenHoweverTheyAreWritten) {
-  for (const char* line : {"#include \"wire/sizes.h\"", "  #include \"wire/sizes.h\"  // why", "#  include\t\"wire/sizes.h\"", "#include <wire/sizes.h>"}) {
+  for (const char* line : {"#include \"wire/sizes.h\"", "  #include \"wire/sizes.h\"  // why", "#  include\t\"wire/sizes.h\"",
+                           "#include <wire/sizes.h>"}) {
     EXPECT_EQ(includedBy(line), "wire/sizes.h") << line;
   }
-  for (const char* line : {"#include <vector>", "// #include \"wire/sizes.h\"", "include \"wire/sizes.h\""}) EXPECT_EQ(includedBy(line), "") << line;
+  for (const char* line : {"#include <vector>", "// #include \"wire/sizes.h\"", "include \"wire/sizes.h\""})
+    EXPECT_EQ(includedBy(line), "") << line;
 }
 
 // Every include goes to the file's own folder or to one that its row names.

@@ -32,15 +32,18 @@ class JoinedRuns : public testing::TestWithParam<Joining> {
     for (uint32_t i = 0; i < vertices; ++i) {
       const float part = static_cast<float>(i) / static_cast<float>(vertices);
       values.insert(values.end(), {part, 1 - part, static_cast<float>(number % 7) / 7});
-      const float along = mode == GL_TRIANGLE_FAN || mode == GL_LINE_LOOP ? 0.16f * (part < 0.5f ? part * 2 : 2 - 2 * part) : 0.08f * static_cast<float>(i / 2);
-      const float up = mode == GL_TRIANGLE_FAN || mode == GL_LINE_LOOP ? 0.2f * (part < 0.25f || part > 0.75f ? 0.0f : 1.0f) : 0.18f * static_cast<float>(i % 2);
+      const float along = mode == GL_TRIANGLE_FAN || mode == GL_LINE_LOOP ? 0.16f * (part < 0.5f ? part * 2 : 2 - 2 * part)
+                                                                          : 0.08f * static_cast<float>(i / 2);
+      const float up = mode == GL_TRIANGLE_FAN || mode == GL_LINE_LOOP ? 0.2f * (part < 0.25f || part > 0.75f ? 0.0f : 1.0f)
+                                                                       : 0.18f * static_cast<float>(i % 2);
       values.insert(values.end(), {x + along, y + up, 0.0f});
     }
     return runPayload(mode, {0x3103, 0x3100}, 24, floats(values));
   }
 
   // All primitives behind the state that `prepare` sets; `apart` puts a mark behind each run, so that none has a follower.
-  std::vector<uint32_t> picture(const std::function<void(Stream&)>& prepare, const std::function<void(Stream&)>& restore, bool apart) {
+  std::vector<uint32_t> picture(const std::function<void(Stream&)>& prepare, const std::function<void(Stream&)>& restore,
+                                bool apart) {
     Stream stream;
     stream.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
     prepare(stream);
@@ -82,12 +85,14 @@ TEST_P(JoinedRuns, FlatPrimitivesKeepTheirProvokingVertex) {
 
 // The same when the first vertex provokes.
 TEST_P(JoinedRuns, FirstVertexConventionIsKept) {
-  expectSame([](Stream& s) { s.add(kShadeModel, GL_FLAT).add(kProvokingVertex, GL_FIRST_VERTEX_CONVENTION); }, [](Stream& s) { s.add(kShadeModel, GL_SMOOTH).add(kProvokingVertex, GL_LAST_VERTEX_CONVENTION); });
+  expectSame([](Stream& s) { s.add(kShadeModel, GL_FLAT).add(kProvokingVertex, GL_FIRST_VERTEX_CONVENTION); },
+             [](Stream& s) { s.add(kShadeModel, GL_SMOOTH).add(kProvokingVertex, GL_LAST_VERTEX_CONVENTION); });
 }
 
 // A line stipple goes on along a strip and around a loop, and starts anew with the next.
 TEST_P(JoinedRuns, StippleRunsAlongAStrip) {
-  expectSame([](Stream& s) { s.add(kEnable, GL_LINE_STIPPLE).add(kLineStipple, 2u, uint16_t{0x0F35}, uint16_t{0}); }, [](Stream& s) { s.add(kDisable, GL_LINE_STIPPLE); });
+  expectSame([](Stream& s) { s.add(kEnable, GL_LINE_STIPPLE).add(kLineStipple, 2u, uint16_t{0x0F35}, uint16_t{0}); },
+             [](Stream& s) { s.add(kDisable, GL_LINE_STIPPLE); });
 }
 
 // In line mode every edge of a strip is drawn, with the edge flag on as with the flag off (where this OpenGL draws none).
@@ -101,13 +106,16 @@ TEST_P(JoinedRuns, EdgesOfAStripStayEdges) {
 
 // Back faces stay back faces.
 TEST_P(JoinedRuns, WindingIsKept) {
-  expectSame([](Stream& s) { s.add(kEnable, GL_CULL_FACE).add(kCullFace, GL_FRONT); }, [](Stream& s) { s.add(kDisable, GL_CULL_FACE).add(kCullFace, GL_BACK); });
+  expectSame([](Stream& s) { s.add(kEnable, GL_CULL_FACE).add(kCullFace, GL_FRONT); },
+             [](Stream& s) { s.add(kDisable, GL_CULL_FACE).add(kCullFace, GL_BACK); });
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, JoinedRuns,
-                         testing::Values(Joining{"triangles", GL_TRIANGLES, 3}, Joining{"strip3", GL_TRIANGLE_STRIP, 3}, Joining{"strip4", GL_TRIANGLE_STRIP, 4},
-                                         Joining{"strip5", GL_TRIANGLE_STRIP, 5}, Joining{"fan", GL_TRIANGLE_FAN, 6}, Joining{"lineStrip", GL_LINE_STRIP, 5},
-                                         Joining{"lineLoop", GL_LINE_LOOP, 5}, Joining{"quads", GL_QUADS, 4}, Joining{"quadStrip", GL_QUAD_STRIP, 6}),
+                         testing::Values(Joining{"triangles", GL_TRIANGLES, 3}, Joining{"strip3", GL_TRIANGLE_STRIP, 3},
+                                         Joining{"strip4", GL_TRIANGLE_STRIP, 4}, Joining{"strip5", GL_TRIANGLE_STRIP, 5},
+                                         Joining{"fan", GL_TRIANGLE_FAN, 6}, Joining{"lineStrip", GL_LINE_STRIP, 5},
+                                         Joining{"lineLoop", GL_LINE_LOOP, 5}, Joining{"quads", GL_QUADS, 4},
+                                         Joining{"quadStrip", GL_QUAD_STRIP, 6}),
                          [](const auto& one) { return std::string(one.param.name); });
 
 // What GL is asked to draw for a stream.
@@ -177,7 +185,8 @@ TEST_F(JoinedRunsReachGl, AsOneDraw) {
 TEST_F(JoinedRunsReachGl, ApartFromOtherRuns) {
   const Draws parted = twice(GL_TRIANGLES, 20 * 6, 1);
   EXPECT_EQ(drawn(between(strip(), kRunEnded, strip(4, GL_TRIANGLE_FAN))), parted);
-  EXPECT_EQ(drawn(between(strip(), kRunEnded, runPayload(GL_TRIANGLE_STRIP, {0x3100}, 12, floats(std::vector<float>(12))))), parted);
+  EXPECT_EQ(drawn(between(strip(), kRunEnded, runPayload(GL_TRIANGLE_STRIP, {0x3100}, 12, floats(std::vector<float>(12))))),
+            parted);
   EXPECT_EQ(drawn(between(strip(), kRunBroken, strip())), parted);
   // The same packed word, other tags.
   const std::vector<float> six(24);
