@@ -194,8 +194,8 @@ inline uint64_t ImageShape::end() const {
 inline uint64_t ImageShape::tightBytes() const { return detail::farProduct(detail::farProduct(run, rows), images); }
 
 // The places that OpenGL reads or writes for an image of a format and type under the pixel store state. Only images of three
-// dimensions heed the image height and skipped images. An unknown format or type, GL_BITMAP with a format of several components
-// too, takes nothing.
+// dimensions heed the image height and skipped images. An unknown format or type, GL_BITMAP with anything but indices and stencil
+// values too, takes nothing.
 constexpr ImageShape imageShape(const PixelStoreHalf& store, uint32_t dimensions, GLenum format, GLenum type,
                                 const Extent& extent) {
   using namespace detail;
@@ -207,7 +207,7 @@ constexpr ImageShape imageShape(const PixelStoreHalf& store, uint32_t dimensions
   const auto aligned = [&](uint64_t bytes) { return (bytes + alignment - 1) & ~(alignment - 1); };
   uint64_t skipped = 0;
   if (type == GL_BITMAP) {
-    if (pixelComponents(format, GL_UNSIGNED_BYTE) != 1) return shape;
+    if (format != GL_COLOR_INDEX && format != GL_STENCIL_INDEX) return shape;
     shape.skippedBits = static_cast<uint32_t>(skipPixels % 8);
     shape.run = (shape.skippedBits + width + 7) / 8;
     shape.stride = aligned((rowPixels + 7) / 8);

@@ -26,6 +26,10 @@ class StubWindows final : public peer::WindowCommands {
   Result selectImage(uint32_t, GLenum, uint32_t) override { return any(); }
   Result bindTexImage(uint32_t) override { return any(); }
   Result releaseTexImage(uint32_t) override { return any(); }
+  Result resolvePicture(GLuint& renderbuffer) override {
+    renderbuffer = stub.random.below(2);
+    return any();
+  }
   bool accumulates() const override { return stub.random.oneIn(2); }
   Result accumulate(GLenum, GLfloat) override { return any(); }
   Result clearAccumulation() override { return any(); }

@@ -68,6 +68,7 @@ class Context final : private WindowCommands {
   Result selectImage(uint32_t windowId, GLenum face, uint32_t level) override;
   Result bindTexImage(uint32_t windowId) override;
   Result releaseTexImage(uint32_t windowId) override;
+  Result resolvePicture(GLuint& renderbuffer) override;
   bool accumulates() const override;
   Result accumulate(GLenum operation, GLfloat value) override;
   Result clearAccumulation() override;

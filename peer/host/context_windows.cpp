@@ -76,6 +76,13 @@ WindowCommands::Result Context::releaseTexImage(uint32_t windowId) {
   return isForTextures(*pbuffer) ? Result{} : passOver(kNoTexture);
 }
 
+WindowCommands::Result Context::resolvePicture(GLuint& renderbuffer) {
+  renderbuffer = 0;
+  if (window_->offer.samples == 0) return {};
+  const char* const why = sideContext().resolvePicture(*window_, renderbuffer);
+  return bindDrawable() ? resultOf(why) : drawableLost();
+}
+
 bool Context::accumulates() const {
   GLint drawn = 0, read = 0;
   gl.glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &drawn);

@@ -16,6 +16,7 @@ struct Quotas {
   uint64_t drawableBytes = uint64_t{2} << 30;  // colours, depths and stencil values of all samples, and accumulation buffers
   uint64_t channelBytes = uint64_t{256} << 20;
   uint64_t bufferBytes = uint64_t{2} << 30;  // contents of buffer objects
+  uint64_t textureBytes = uint64_t{4} << 30;  // images of textures, by an estimate
 };
 
 }  // namespace qv::peer

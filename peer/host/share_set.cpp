@@ -9,6 +9,7 @@ void ShareSets::add(const Context& context) {
   const std::lock_guard lock(mutex_);
   sets_.push_back({{{&context, EGL_NO_CONTEXT}}});
   sets_.back().objects->bufferBytes = bufferBytes_;
+  sets_.back().objects->textureBytes = textureBytes_;
 }
 
 void ShareSets::remove(const Context& context) {

@@ -7,6 +7,7 @@
 
 #include "peer/host/egl_display.h"
 #include "peer/host/live_counters.h"
+#include "peer/host/quotas.h"
 #include "peer/replay/shared_objects.h"
 
 namespace qv::peer {
@@ -17,8 +18,11 @@ class Context;
 // context is made at the context's first flush, and two sets can be joined until both have one.
 class ShareSets {
  public:
-  ShareSets(LiveCounters& counters, const EglDisplay& display, uint64_t bufferBytes)
-      : counters_(counters), display_(display), bufferBytes_(std::make_shared<Budget>(bufferBytes)) {}
+  ShareSets(LiveCounters& counters, const EglDisplay& display, const Quotas& quotas)
+      : counters_(counters),
+        display_(display),
+        bufferBytes_(std::make_shared<Budget>(quotas.bufferBytes)),
+        textureBytes_(std::make_shared<Budget>(quotas.textureBytes)) {}
 
   void add(const Context& context);
   // Destroys its OpenGL context, if it has one, which must not be current.
@@ -47,7 +51,7 @@ class ShareSets {
 
   LiveCounters& counters_;
   const EglDisplay& display_;
-  const std::shared_ptr<Budget> bufferBytes_;  // of all sets together
+  const std::shared_ptr<Budget> bufferBytes_, textureBytes_;  // of all sets together
   // Held while an OpenGL context is made or destroyed: the partner must not go away meanwhile, and two members that are made at
   // the same time must find each other.
   std::mutex mutex_;

@@ -113,10 +113,12 @@ void SideContext::resolve(const Window& window) {
     gl.glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer_);
     gl.glFramebufferRenderbuffer(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderbuffer_);
   }
-  if (width != width_ || height != height_) {
-    gl.glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, width, height);
+  const GLenum format = window.offer.colorBits > 8 ? GL_RGBA16F : GL_RGBA8;
+  if (width != width_ || height != height_ || format != format_) {
+    gl.glRenderbufferStorage(GL_RENDERBUFFER, format, width, height);
     width_ = width;
     height_ = height;
+    format_ = format;
   }
   // Reading pixels of a multisampled window directly gives one of the samples on some OpenGLs; a blit averages on all.
   gl.glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer_);
@@ -124,6 +126,14 @@ void SideContext::resolve(const Window& window) {
   gl.glReadBuffer(GL_BACK);
   gl.glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
   gl.glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
+}
+
+const char* SideContext::resolvePicture(Window& window, GLuint& renderbuffer) {
+  if (!bind(window.surface())) return kNoContext;
+  resolve(window);
+  gl.glBindFramebuffer(GL_FRAMEBUFFER, 0);
+  renderbuffer = renderbuffer_;
+  return nullptr;
 }
 
 const char* SideContext::copyResolvedFrame(Window& window, const Allocation& target) {

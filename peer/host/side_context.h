@@ -36,6 +36,8 @@ class SideContext {
   // Copies the picture of a multisampled window, its samples averaged, into the allocation, as copyFrame() does for others.
   // The caller holds the window.
   const char* copyResolvedFrame(Window& window, const Allocation& target);
+  // Gives the renderbuffer that has this picture, in all its precision, until the next call.
+  const char* resolvePicture(Window& window, GLuint& renderbuffer);
 
   // The window's accumulation buffer becomes itself * `keep` + the picture * `scale`, within `rect`. The caller holds the window.
   const char* accumulate(Window& window, const PixelRect& rect, float keep, float scale);
@@ -60,6 +62,7 @@ class SideContext {
   // One sample per pixel, of the last resolved frame's size.
   GLuint framebuffer_ = 0, renderbuffer_ = 0;
   int32_t width_ = 0, height_ = 0;
+  GLenum format_ = 0;
 };
 
 }  // namespace qv::peer

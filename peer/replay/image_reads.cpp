@@ -9,31 +9,39 @@
 #include "peer/replay/replay_state.h"
 #include "peer/replay/replayer.h"
 #include "peer/replay/unpacking.h"
+#include "peer/replay/window_commands.h"
 
 namespace qv::peer {
 namespace {
 
 constexpr uint64_t kLargestRead = uint64_t{1} << 30;
 
-constexpr const char* kReadTooLarge = "the guest's buffer is too small for its image";
-constexpr const char* kBitsIntoBuffer = "bits are not read into a pack buffer";
+constexpr const char* kReadTooLarge = "its image is too large";
+constexpr const char* kReadTooSmall = "the guest's buffer is too small for its image";
 
-// One bit per byte becomes the bits of a row. Bits beside them in the first and the last byte are zero.
-void packBits(const uint8_t* values, uint64_t width, uint32_t skippedBits, bool lsbFirst, uint8_t* row) {
-  for (uint64_t i = 0; i < width; ++i) {
-    const uint64_t bit = skippedBits + i;
-    const uint32_t inByte = static_cast<uint32_t>(bit % 8);
-    if ((values[i] & 1) != 0) row[bit / 8] |= static_cast<uint8_t>(1u << (lsbFirst ? inByte : 7 - inByte));
+// Of each byte the lowest bit becomes a bit of the rows at `to`, which is the place of the image's beginning. Bits beside the
+// image stay.
+void packBits(const uint8_t* values, const CallImage& image, const ImageShape& shape, bool lsbFirst, uint64_t stride,
+              uint8_t* to) {
+  const auto width = static_cast<uint64_t>(image.extent.width);
+  for (uint64_t j = 0; j < shape.rows; ++j) {
+    uint8_t* const row = to + j * stride;
+    for (uint64_t i = 0; i < width; ++i, ++values) {
+      const uint64_t bit = shape.skippedBits + i;
+      const auto inByte = static_cast<uint32_t>(bit % 8);
+      const auto mask = static_cast<uint8_t>(1u << (lsbFirst ? inByte : 7 - inByte));
+      row[bit / 8] = static_cast<uint8_t>((*values & 1) != 0 ? row[bit / 8] | mask : row[bit / 8] & ~mask);
+    }
   }
 }
 
 // Says where the rows of the reply belong. They lie at `tight`, behind each other.
 void placeRows(Replayer& replayer, const ImageShape& shape, const uint8_t* tight) {
+  const auto word = [](uint64_t value) { return static_cast<uint32_t>(value); };
   const uint64_t image = (shape.rows - 1) * shape.stride + shape.run;
-  // Places that overlap, of a row length below the width, hold what is written last.
-  const bool overlap = (shape.rows > 1 && shape.stride < shape.run) || (shape.images > 1 && shape.imageStride < image);
-  if (!overlap) {
-    const auto word = [](uint64_t value) { return static_cast<uint32_t>(value); };
+  const bool imagesOverlap = shape.images > 1 && shape.imageStride < image;
+  const bool rowsOverlap = (shape.rows > 1 || imagesOverlap) && shape.stride < shape.run;
+  if (!rowsOverlap && !imagesOverlap) {
     ReplyRows rows{word(shape.first), word(shape.run),         word(shape.stride),
                    word(shape.rows),  word(shape.imageStride), word(shape.images)};
     // Rows without gaps are one.
@@ -41,14 +49,26 @@ void placeRows(Replayer& replayer, const ImageShape& shape, const uint8_t* tight
       rows = {rows.first, rows.run * rows.rows, rows.run * rows.rows, 1, rows.imageStride, rows.images};
     return replayer.placeRows(rows);
   }
-  std::vector<uint8_t> whole(shape.end() - shape.first);
-  for (uint64_t k = 0; k < shape.images; ++k) {
-    for (uint64_t j = 0; j < shape.rows; ++j, tight += shape.run)
-      std::memcpy(whole.data() + k * shape.imageStride + j * shape.stride, tight, shape.run);
+  // Of places that overlap, each holds what is written last. They make up pieces of equal length with equal gaps: overlapping
+  // rows make one of each image, overlapping images make one sequence of rows.
+  uint64_t piece = shape.run, pieceStride = shape.stride, pieces = shape.rows;
+  if (rowsOverlap) {
+    piece = imagesOverlap ? shape.end() - shape.first : image;
+    pieceStride = shape.imageStride;
+    pieces = imagesOverlap ? 1 : shape.images;
+  } else {
+    pieces += (shape.images - 1) * (shape.imageStride / shape.stride);
   }
-  const auto bytes = static_cast<uint32_t>(whole.size());
-  replayer.answer(whole.data(), bytes);
-  replayer.placeRows({static_cast<uint32_t>(shape.first), bytes, bytes, 1, bytes, 1});
+  std::vector<uint8_t> written(piece * pieces);
+  for (uint64_t k = 0; k < shape.images; ++k) {
+    for (uint64_t j = 0; j < shape.rows; ++j, tight += shape.run) {
+      const uint64_t at = k * shape.imageStride + j * shape.stride;
+      const uint64_t place = pieces == 1 ? at : at / pieceStride * piece + at % pieceStride;
+      std::memcpy(written.data() + place, tight, shape.run);
+    }
+  }
+  replayer.answer(written.data(), word(written.size()));
+  replayer.placeRows({word(shape.first), word(piece), word(pieceStride), word(pieces), word(pieceStride * pieces), 1});
 }
 
 struct Read {
@@ -61,6 +81,28 @@ struct Read {
 
 // Where an image is read to.
 enum class Into { Buffer, Nothing, Reply };
+
+// Reads bits by `call(pointer, type, into)` into the pack buffer: as bytes into memory of the host first.
+template <typename Call>
+void readBitsIntoBuffer(Replayer& replayer, const Read& read, const ImageShape& shape, GLuint buffer, Call&& call) {
+  GLint size = 0;
+  gl.glGetBufferParameteriv(GL_PIXEL_PACK_BUFFER, GL_BUFFER_SIZE, &size);
+  const uint64_t bytes = detail::farProduct(static_cast<uint64_t>(read.image.extent.width), shape.rows);
+  if (bytes > kLargestRead || read.pointer + shape.end() > static_cast<uint32_t>(size))
+    return refuse(replayer, GL_INVALID_OPERATION);
+  uint8_t* const values = replayer.scratch(bytes);
+  setPacking(replayer.state(), {.alignment = 1});
+  holdGlError(replayer);
+  gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
+  call(values, GL_UNSIGNED_BYTE, Into::Buffer);
+  gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer);
+  if (glRefused(replayer)) return;
+  std::vector<uint8_t> rows(shape.end() - shape.first);
+  const auto offset = static_cast<GLintptr>(read.pointer + shape.first);
+  gl.glGetBufferSubData(GL_PIXEL_PACK_BUFFER, offset, static_cast<GLsizeiptr>(rows.size()), rows.data());
+  packBits(values, read.image, shape, replayer.state().pixelStore.pack.lsbFirst != 0, shape.stride, rows.data());
+  gl.glBufferSubData(GL_PIXEL_PACK_BUFFER, offset, static_cast<GLsizeiptr>(rows.size()), rows.data());
+}
 
 // Reads an image by `call(pointer, type, into)`, into the pack buffer or for the reply.
 template <typename Call>
@@ -76,7 +118,10 @@ void readImage(Replayer& replayer, const Read& read, Call&& call) {
   const PixelStoreHalf& store = state.pixelStore.pack;
   const ImageShape shape = image.shape(store);
   if (buffer != 0) {
-    if (image.type == GL_BITMAP && !shape.empty()) return replayer.passOver(read.opcode, read.name, kBitsIntoBuffer);
+    if (image.type == GL_BITMAP && !shape.empty()) {
+      readBitsIntoBuffer(replayer, read, shape, static_cast<GLuint>(buffer), call);
+      return replayer.answer(nullptr, 0);
+    }
     setPacking(state, {.alignment = store.alignment,
                        .rowLength = store.rowLength,
                        .imageHeight = image.dimensions == 3 ? store.imageHeight : 0,
@@ -88,25 +133,27 @@ void readImage(Replayer& replayer, const Read& read, Call&& call) {
     call(nullptr, image.type, Into::Nothing);
     return replayer.answer(nullptr, 0);
   }
-  if (shape.end() > read.bytes || shape.end() > replayer.replyRoom() || shape.tightBytes() > kLargestRead ||
-      image.extent.width > kFarthest) {
-    // A guest may ask with no room at all and wants to know of errors alone; OpenGL would write.
+  const bool bits = image.type == GL_BITMAP;
+  const uint64_t tightBytes =
+      bits ? detail::farProduct(static_cast<uint64_t>(image.extent.width), shape.rows * shape.images) : shape.tightBytes();
+  if (tightBytes > kLargestRead) {
     replayer.passOver(read.opcode, read.name, kReadTooLarge);
     return replayer.answer(nullptr, 0);
   }
-  const bool bits = image.type == GL_BITMAP;
-  const uint64_t pixels = static_cast<uint64_t>(image.extent.width) * shape.rows * shape.images;
-  if (pixels > kLargestRead) return replayer.answer(nullptr, 0);
-  uint8_t* const reply = replayer.answerInPlace(static_cast<uint32_t>(shape.tightBytes()));
-  uint8_t* const pixelsRead = bits ? replayer.scratch(pixels) : reply;
+  uint8_t* const reply = bits ? nullptr : replayer.answerInPlace(static_cast<uint32_t>(tightBytes));
+  uint8_t* const pixels = bits ? replayer.scratch(tightBytes) : reply;
   setPacking(state, {.alignment = 1, .swapBytes = store.swapBytes});
   holdGlError(replayer);
-  call(pixelsRead, bits ? GL_UNSIGNED_BYTE : image.type, Into::Reply);
+  call(pixels, bits ? GL_UNSIGNED_BYTE : image.type, Into::Reply);
   if (glRefused(replayer)) return replayer.answer(nullptr, 0);
-  const auto width = static_cast<uint64_t>(image.extent.width);
-  for (uint64_t j = 0; bits && j < shape.rows * shape.images; ++j)
-    packBits(pixelsRead + j * width, width, shape.skippedBits, store.lsbFirst != 0, reply + j * shape.run);
-  placeRows(replayer, shape, reply);
+  if (shape.end() > read.bytes || shape.end() > replayer.replyRoom()) {
+    replayer.passOver(read.opcode, read.name, kReadTooSmall);
+    return replayer.answer(nullptr, 0);
+  }
+  if (!bits) return placeRows(replayer, shape, reply);
+  uint8_t* const packed = replayer.answerInPlace(static_cast<uint32_t>(shape.tightBytes()));
+  packBits(pixels, image, shape, store.lsbFirst != 0, shape.run, packed);
+  placeRows(replayer, shape, packed);
 }
 
 // Whether colours are read from a drawable. Drawables lie in memory as blue, green, red, alpha, and OpenGLs give them in this
@@ -124,6 +171,41 @@ void swapRedAndBlue(uint8_t* pixels, uint64_t count) {
     put(pixels + 4 * i, (pixel & 0xFF00FF00) | (pixel & 0xFF) << 16 | (pixel >> 16 & 0xFF));
   }
 }
+
+// While it lives, a read of a multisampled window's colours reads the picture of averaged samples: some OpenGLs give one of the
+// samples.
+class ResolvedPicture {
+ public:
+  ResolvedPicture(Replayer& replayer, GLenum format) {
+    WindowCommands* const windows = replayer.state().windows;
+    if (windows == nullptr || replayer.insideBegin()) return;
+    if (format == GL_DEPTH_COMPONENT || format == GL_STENCIL_INDEX || format == GL_DEPTH_STENCIL) return;
+    GLint framebuffer = -1, buffer = GL_NONE;
+    gl.glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &framebuffer);
+    gl.glGetIntegerv(GL_READ_BUFFER, &buffer);
+    if (framebuffer != 0 || buffer == GL_NONE) return;
+    GLuint picture = 0;
+    const WindowCommands::Result result = windows->resolvePicture(picture);
+    if (result.outcome == WindowCommands::Outcome::DrawableLost) {
+      replayer.fail("%s", result.why);
+      return;
+    }
+    if (result.outcome != WindowCommands::Outcome::Done || picture == 0) return;
+    gl.glGenFramebuffers(1, &framebuffer_);
+    gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer_);
+    gl.glFramebufferRenderbuffer(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, picture);
+  }
+  ~ResolvedPicture() {
+    if (framebuffer_ == 0) return;
+    gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+    gl.glDeleteFramebuffers(1, &framebuffer_);
+  }
+  ResolvedPicture(const ResolvedPicture&) = delete;
+  ResolvedPicture& operator=(const ResolvedPicture&) = delete;
+
+ private:
+  GLuint framebuffer_ = 0;
+};
 
 GLint levelParameter(GLenum target, GLint level, GLenum pname) {
   GLint value = 0;
@@ -161,7 +243,7 @@ void getPixelMap(Replayer& replayer, uint32_t opcode, const char* name, const Ge
   gl.glGetIntegerv(GL_PIXEL_MAP_I_TO_I_SIZE + (command.map - GL_PIXEL_MAP_I_TO_I), &entries);
   const auto bytes = static_cast<uint64_t>(std::clamp(entries, 0, 1 << 16)) * sizeof(T);
   if (bytes > command.bytes || bytes > replayer.replyRoom()) {
-    replayer.passOver(opcode, name, kReadTooLarge);
+    replayer.passOver(opcode, name, kReadTooSmall);
     return replayer.answer(nullptr, 0);
   }
   uint8_t* const values = replayer.scratch(bytes);
@@ -176,6 +258,8 @@ namespace replay {
 
 void glReadPixels(Replayer& replayer, const ReadPixelsRecord& c) {
   const CallImage image{.extent = {c.width, c.height, 1}, .format = c.format, .type = c.type};
+  const ResolvedPicture picture(replayer, c.format);
+  if (!replayer.sound()) return;
   readImage(
       replayer, {opcodeOf<op::glReadPixels>, "glReadPixels", image, c.bytes, c.pointer}, [&](void* to, GLenum type, Into into) {
         const bool swapped = into == Into::Reply && c.format == GL_RGBA && c.type == GL_UNSIGNED_BYTE && readsFromDrawable();
@@ -228,7 +312,7 @@ void glGetCompressedTexImage(Replayer& replayer, const GetCompressedTexImageReco
   }
   const auto bytes = static_cast<uint32_t>(std::max(size, 0));
   if (bytes > c.bytes || bytes > replayer.replyRoom() || bytes > kLargestRead) {
-    replayer.passOver(opcodeOf<op::glGetCompressedTexImage>, "glGetCompressedTexImage", kReadTooLarge);
+    replayer.passOver(opcodeOf<op::glGetCompressedTexImage>, "glGetCompressedTexImage", kReadTooSmall);
     return replayer.answer(nullptr, 0);
   }
   gl.glGetCompressedTexImage(c.target, level, replayer.answerInPlace(bytes));
@@ -308,7 +392,7 @@ void glGetSeparableFilter(Replayer& replayer, const GetSeparableFilterRecord& c)
       row <= c.rowBytes && column <= c.columnBytes && row <= replayer.replyRoom() && column <= replayer.reply2Room();
   if (buffer != 0 || !fits) {
     if (buffer == -1) replayer.state().errorProvoked = true;
-    replayer.passOver(opcodeOf<op::glGetSeparableFilter>, "glGetSeparableFilter", kReadTooLarge);
+    replayer.passOver(opcodeOf<op::glGetSeparableFilter>, "glGetSeparableFilter", kReadTooSmall);
     return replayer.answer(nullptr, 0);
   }
   uint8_t* const values = replayer.scratch(row + column + 16);
@@ -334,24 +418,6 @@ void glSeparableFilter2D(Replayer& replayer, const SeparableFilterRecord& c, Rea
   }
   gl.glSeparableFilter2D(c.target, c.internalFormat, near(c.width), near(c.height), c.format, c.type, row.pointer,
                          column.pointer);
-}
-
-void glAreTexturesResident(Replayer& replayer, const AreTexturesResidentRecord& c, Reader& rest) {
-  const auto names = rest.elements<GLuint>(rest.left() / sizeof(GLuint));
-  if (c.count < 0) {
-    refuse(replayer, GL_INVALID_VALUE);
-    return replayer.answer(nullptr, 0);
-  }
-  const auto count = static_cast<uint32_t>(c.count);
-  if (names.size() != count) return replayer.answer(nullptr, 0);
-  std::vector<GLuint> textures(count);
-  names.copyTo(textures.data());
-  std::vector<GLboolean> residences(count);
-  holdGlError(replayer);
-  // Where all are resident OpenGL says so and leaves the array alone.
-  if (gl.glAreTexturesResident(c.count, textures.data(), residences.data()))
-    std::fill(residences.begin(), residences.end(), GL_TRUE);
-  replayer.answer(residences.data(), glRefused(replayer) ? 0 : count);
 }
 
 }  // namespace replay

@@ -75,7 +75,6 @@ QV_KEPT_NEAR(glCopyColorTable)
 QV_KEPT_NEAR(glCopyColorSubTable)
 QV_KEPT_NEAR(glCopyConvolutionFilter1D)
 QV_KEPT_NEAR(glCopyConvolutionFilter2D)
-QV_KEPT_NEAR(glCopyImageSubData)
 #undef QV_KEPT_NEAR
 
 template <typename Row>

@@ -5,6 +5,7 @@
 
 #include "peer/replay/image_replay.h"
 #include "peer/replay/row_replay.h"
+#include "peer/replay/texture_replay.h"
 #include "peer/replay/withheld.h"
 
 namespace qv::peer {

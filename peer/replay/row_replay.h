@@ -12,6 +12,8 @@
 #include "peer/replay/replay_functions.h"
 #include "peer/replay/replay_state.h"
 #include "peer/replay/replayer.h"
+#include "peer/replay/texture_memory.h"
+#include "peer/replay/textures.h"
 #include "peer/replay/vertex_attributes.h"
 #include "wire/reader.h"
 
@@ -223,10 +225,13 @@ void replayQuery(Replayer& replayer, const uint8_t* fixed, uint64_t elements, ui
   }
   Call::call(fixed, &pointer);
   if constexpr (!kStaysOnError) {
-    // The one binding of mapped names that the guest does not answer itself.
-    if (Call::L::template scalar<0>(fixed) == GL_TRANSFORM_FEEDBACK_BINDING && elements == 1) [[unlikely]] {
+    // The bindings of mapped names that the guest does not answer itself.
+    const auto key = static_cast<GLenum>(Call::L::template scalar<0>(fixed));
+    const bool feedback = key == GL_TRANSFORM_FEEDBACK_BINDING;
+    if ((feedback || isTextureBinding(key)) && elements == 1) [[unlikely]] {
       using Element = typename Call::Element;
-      const auto name = replayer.state().feedbacks.guestOf(static_cast<GLuint>(get<Element>(values)));
+      const auto real = static_cast<GLuint>(get<Element>(values));
+      const GLuint name = feedback ? replayer.state().feedbacks.guestOf(real) : guestTexture(replayer, real);
       put(values, static_cast<Element>(sizeof(Element) == 1 ? name != 0 : name));
     }
   }
@@ -317,6 +322,9 @@ bool replayCommand(Replayer& replayer, Reader payload) {
   if constexpr (setsAttribute(Row::kName)) {
     if (replayer.state().listInsideBegin && !mayDefineInList(replayer, opcodeOf<Row>, Row::kName)) [[unlikely]]
       return true;
+  }
+  if constexpr (kTextureImage<Row>.width != kNotThere) {
+    if (!mayDefineTexture(replayer, opcodeOf<Row>, Row::kName, textureImageOf<Row, L>(fixed))) return true;
   }
   Replay(replayer, fixed, payload);
   if constexpr (L::kHasTail) {

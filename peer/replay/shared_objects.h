@@ -13,6 +13,7 @@
 #include "peer/replay/host_buffer.h"
 #include "peer/replay/name_map.h"
 #include "peer/replay/sync_names.h"
+#include "peer/replay/texture_memory.h"
 #include "peer/replay/uniform_orders.h"
 
 namespace qv::peer {
@@ -64,6 +65,7 @@ class SharedObjects {
   struct Names {
     NameMap textures, buffers;
     std::unordered_map<GLuint, std::shared_ptr<HostBuffer>> bufferObjects;  // by GL's name
+    std::unordered_map<uint64_t, TextureMemory> textureMemory;                // by GL's name, or the target of a name 0
   };
   // `use(names)` under the lock; it may call GL.
   template <typename Use>
@@ -79,7 +81,7 @@ class SharedObjects {
   KnownLists lists;
   SyncNames syncs;
   UniformOrders uniformOrders;
-  std::shared_ptr<Budget> bufferBytes;  // null: unlimited
+  std::shared_ptr<Budget> bufferBytes, textureBytes;  // null: unlimited
 
  private:
   std::atomic<bool> unbalancedLists_{false};

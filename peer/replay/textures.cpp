@@ -1,22 +1,168 @@
-// Replay of glInvalidateTexImage and glInvalidateTexSubImage.
+// Names of textures, and the replay of the commands that name one.
+#include "peer/replay/textures.h"
+
 #include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
+#include "peer/replay/images.h"
 #include "peer/replay/replay_functions.h"
+#include "peer/replay/replay_state.h"
 #include "peer/replay/replayer.h"
 
 namespace qv::peer {
 namespace {
 
-// Invalidation permits GL to forget an image and demands nothing. An OpenGL may crash over an image that was never defined, so the
-// host hands it nothing and only raises the errors.
+constexpr GLuint kNoTexture = ~0u;
+
+// A name that GL has generated and the guest has not met.
+GLuint generate(const NameMap& names) {
+  GLuint made = 0;
+  do {
+    made = 0;
+    gl.glGenTextures(1, &made);
+  } while (names.guestOf(made) != 0);
+  return made;
+}
+
+// Whether a context takes the guest's name as it is.
+bool isItsOwn(const ReplayState& state, const NameMap& names, GLuint guest) { return !state.core && names.guestOf(guest) == 0; }
+
+GLuint realTextureIn(const ReplayState& state, const NameMap& names, GLuint guest) {
+  const GLuint known = names.find(guest);
+  if (known != 0 || guest == 0) return known;
+  return isItsOwn(state, names, guest) ? guest : kNoTexture;
+}
+
+// The names that follow in a command, as GL has them.
+std::vector<GLuint> realTextures(Replayer& replayer, Reader& rest, uint32_t count) {
+  const auto names = rest.elements<GLuint>(count);
+  if (names.size() != count) return {};
+  std::vector<GLuint> textures(count);
+  names.copyTo(textures.data());
+  for (GLuint& texture : textures) texture = realTexture(replayer, texture);
+  return textures;
+}
+
+// Invalidation permits GL to forget an image and demands nothing. An OpenGL may crash over an image that was never defined, so
+// the host hands it nothing and only raises the errors.
 void invalidate(Replayer& replayer, GLuint texture, GLint level, bool sizesHold) {
   constexpr GLint kLevels = 32;
-  if (level < 0 || level >= kLevels || !sizesHold || !gl.glIsTexture(texture)) refuse(replayer, GL_INVALID_VALUE);
+  if (level < 0 || level >= kLevels || !sizesHold || !gl.glIsTexture(realTexture(replayer, texture)))
+    refuse(replayer, GL_INVALID_VALUE);
+}
+
+// One value of an attachment. A texture that is attached has the guest's name.
+void getAttachment(Replayer& replayer, decltype(gl.glGetFramebufferAttachmentParameteriv) get, GLenum target, GLenum attachment,
+                   GLenum name) {
+  // GL decides by the name how much it writes.
+  auto* const values = reinterpret_cast<GLint*>(replayer.scratch(Replayer::kScratchBytes));
+  const bool inside = replayer.insideBegin();
+  if (!inside) holdGlError(replayer);
+  get(target, attachment, name, values);
+  if (!inside && glRefused(replayer)) return replayer.answer(nullptr, 0);
+  GLint value = values[0];
+  if (!inside && name == GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME) {
+    get(target, attachment, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE, values);
+    if (values[0] == GL_TEXTURE) value = static_cast<GLint>(guestTexture(replayer, static_cast<GLuint>(value)));
+  }
+  replayer.answer(&value, sizeof value);
 }
 
 }  // namespace
 
+GLuint realTexture(Replayer& replayer, GLuint guest) {
+  return replayer.state().shared->withNames([&](auto& names) { return realTextureIn(replayer.state(), names.textures, guest); });
+}
+
+GLuint realTextureForBind(Replayer& replayer, GLuint guest) {
+  const ReplayState& state = replayer.state();
+  return state.shared->withNames([&](auto& names) {
+    return names.textures.findOrMake(guest,
+                                     [&] { return isItsOwn(state, names.textures, guest) ? guest : generate(names.textures); });
+  });
+}
+
+GLuint guestTexture(Replayer& replayer, GLuint real) {
+  return replayer.state().shared->withNames([&](auto& names) {
+    const GLuint known = names.textures.guestOf(real);
+    return known != 0 || replayer.state().core ? known : real;
+  });
+}
+
 namespace replay {
+
+void glBindTexture(Replayer& replayer, GLenum target, GLuint texture) {
+  const GLuint real = realTextureForBind(replayer, texture);
+  if (real == 0 && texture != 0) return refuse(replayer, GL_OUT_OF_MEMORY);
+  gl.glBindTexture(target, real);
+}
+
+void glDeleteTextures(Replayer& replayer, GLsizei count, Reader& rest) {
+  if (count < 0) return refuse(replayer, GL_INVALID_VALUE);
+  if (replayer.state().insideBegin) return refuse(replayer, GL_INVALID_OPERATION);
+  const auto names = rest.elements<GLuint>(static_cast<uint32_t>(count));
+  std::vector<GLuint> textures(names.size());
+  names.copyTo(textures.data());
+  replayer.state().shared->withNames([&](auto& shared) {
+    for (GLuint& texture : textures) {
+      const GLuint guest = texture;
+      texture = realTextureIn(replayer.state(), shared.textures, guest);
+      shared.textures.remove(guest);
+      shared.textureMemory.erase(texture);
+    }
+  });
+  gl.glDeleteTextures(count, textures.data());
+}
+
+void glPrioritizeTextures(Replayer& replayer, GLsizei count, Reader& rest) {
+  if (count < 0) return refuse(replayer, GL_INVALID_VALUE);
+  const auto number = static_cast<uint32_t>(count);
+  const std::vector<GLuint> textures = realTextures(replayer, rest, number);
+  const auto values = rest.elements<GLfloat>(number);
+  if (textures.size() != number || values.size() != number) return;
+  std::vector<GLfloat> priorities(number);
+  values.copyTo(priorities.data());
+  gl.glPrioritizeTextures(count, textures.data(), priorities.data());
+}
+
+void glAreTexturesResident(Replayer& replayer, const AreTexturesResidentRecord& c, Reader& rest) {
+  if (c.count < 0) {
+    refuse(replayer, GL_INVALID_VALUE);
+    return replayer.answer(nullptr, 0);
+  }
+  const auto count = static_cast<uint32_t>(c.count);
+  const std::vector<GLuint> textures = realTextures(replayer, rest, count);
+  if (textures.size() != count) return replayer.answer(nullptr, 0);
+  std::vector<GLboolean> residences(count);
+  holdGlError(replayer);
+  // Where all are resident OpenGL says so and leaves the array alone.
+  if (gl.glAreTexturesResident(c.count, textures.data(), residences.data()))
+    std::fill(residences.begin(), residences.end(), GL_TRUE);
+  replayer.answer(residences.data(), glRefused(replayer) ? 0 : count);
+}
+
+// The view's name must be one that GL has generated and nobody has bound.
+void glTextureView(Replayer& replayer, GLuint texture, GLenum target, GLuint original, GLenum internalFormat, GLuint minLevel,
+                   GLuint levels, GLuint minLayer, GLuint layers) {
+  const GLuint view = replayer.state().shared->withNames(
+      [&](auto& names) { return names.textures.findOrMake(texture, [&] { return generate(names.textures); }); });
+  gl.glTextureView(view, target, realTexture(replayer, original), internalFormat, minLevel, levels, minLayer, layers);
+}
+
+void glCopyImageSubData(Replayer& replayer, GLuint from, GLenum fromTarget, GLint fromLevel, GLint fromX, GLint fromY,
+                        GLint fromZ, GLuint to, GLenum toTarget, GLint toLevel, GLint toX, GLint toY, GLint toZ, GLsizei width,
+                        GLsizei height, GLsizei depth) {
+  const auto real = [&](GLuint name, GLenum target) { return target == GL_RENDERBUFFER ? name : realTexture(replayer, name); };
+  gl.glCopyImageSubData(real(from, fromTarget), fromTarget, near(fromLevel), near(fromX), near(fromY), near(fromZ),
+                        real(to, toTarget), toTarget, near(toLevel), near(toX), near(toY), near(toZ), near(width), near(height),
+                        near(depth));
+}
+
+void glGetFramebufferAttachmentParameteriv(Replayer& replayer, GLenum target, GLenum attachment, GLenum name) {
+  getAttachment(replayer, gl.glGetFramebufferAttachmentParameteriv, target, attachment, name);
+}
+void glGetFramebufferAttachmentParameterivEXT(Replayer& replayer, GLenum target, GLenum attachment, GLenum name) {
+  getAttachment(replayer, gl.glGetFramebufferAttachmentParameterivEXT, target, attachment, name);
+}
 
 void glInvalidateTexSubImage(Replayer& replayer, GLuint texture, GLint level, GLint, GLint, GLint, GLsizei width, GLsizei height,
                              GLsizei depth) {

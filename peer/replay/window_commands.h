@@ -29,6 +29,10 @@ class WindowCommands {
   virtual Result bindTexImage(uint32_t windowId) = 0;
   virtual Result releaseTexImage(uint32_t windowId) = 0;
 
+  // Gives OpenGL's name of a renderbuffer with the current window's picture, the samples of each pixel averaged; 0 for a window of
+  // one sample. Good until the next routine.
+  virtual Result resolvePicture(GLuint& renderbuffer) = 0;
+
   // Whether the two routines below apply: not in a core profile, nor while a framebuffer object is bound.
   virtual bool accumulates() const = 0;
   // glAccum with a valid operation, and glClear of the accumulation buffer.

@@ -68,6 +68,52 @@ TEST_F(Formats, MultisampledEdgesAreCovered) {
   EXPECT_EQ(colorsOf(off.raw(white().data)), (std::set<uint32_t>{0, 0xFFFFFF}));
 }
 
+// A read of a multisampled window gives the average of a pixel's samples, into a pack buffer too, and goes through the pixel
+// transfer; what is bound and what is read from stays.
+TEST_F(Formats, ReadsOfMultisampledWindowsAreAverages) {
+  use({GL_DOUBLEBUFFER, GL_SAMPLES, 4, 0});
+  ASSERT_GE(integer(GL_SAMPLES), 4);
+  Stream half =
+      Stream().add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT).add(kColor3f, 1.0f, 1.0f, 1.0f);
+  half.add(kBegin, GL_QUADS).add(kVertex2f, -1.0f, -1.0f).add(kVertex2f, 1.0f / 64, -1.0f).add(kVertex2f, 1.0f / 64, 1.0f);
+  half.add(kVertex2f, -1.0f, 1.0f).add(kEnd);  // up to the middle of column 32
+  ASSERT_EQ(guest.flush(half), 0);
+  const auto read = [&](uint32_t bytes) {
+    return Stream().add(kReadPixels, 31, 10, 3, 1, GL_RED, GL_UNSIGNED_BYTE, bytes, bytes == 0 ? 0u : 1u);
+  };
+  const auto expectHalf = [&](const std::vector<uint8_t>& reply, int whole) {
+    ASSERT_EQ(reply.size(), 3u);
+    EXPECT_EQ(reply[0], whole);
+    EXPECT_NEAR(reply[1], whole / 2, 1);
+    EXPECT_EQ(reply[2], 0);
+  };
+  expectHalf(guest.ask(read(3), 3), 255);
+  const std::vector<uint8_t> pack = words({GL_PIXEL_PACK_BUFFER, 4, 0, GL_STREAM_READ, 0});
+  ASSERT_EQ(guest.flush(Stream().add(kBindBuffer, GL_PIXEL_PACK_BUFFER, 7u).bytes(kBufferData, pack)), 0);
+  ASSERT_EQ(guest.flush(read(0)), 0);
+  expectHalf(guest.ask(Stream().add(kGetBufferSubData, GL_PIXEL_PACK_BUFFER, 0u, 3u), 3), 255);
+  ASSERT_EQ(guest.flush(Stream().add(kBindBuffer, GL_PIXEL_PACK_BUFFER, 0u).add(kPixelTransferf, GL_RED_SCALE, 0.5f)), 0);
+  expectHalf(guest.ask(read(3), 3), 128);
+  EXPECT_EQ(guest.ask(Stream().add(kReadPixels, 3, 3, 1, 1, GL_DEPTH_COMPONENT, GL_FLOAT, 4u, 1u), 4), floats({1}));
+  EXPECT_EQ(integer(GL_READ_FRAMEBUFFER_BINDING), 0);
+  EXPECT_EQ(integer(GL_READ_BUFFER), GL_BACK);
+  EXPECT_EQ(guest.glError(), uint32_t{GL_NO_ERROR});
+  // Without a buffer to read from OpenGL refuses.
+  EXPECT_EQ(
+      guest.ask(Stream().add(kReadBuffer, GL_NONE).add(kReadPixels, 31, 10, 3, 1, GL_RED, GL_UNSIGNED_BYTE, 3u, 1u), 3).size(),
+      0u);
+  EXPECT_EQ(guest.glError(), uint32_t{GL_INVALID_OPERATION});
+}
+
+// The same of floating point colours, which keep what exceeds 1.
+TEST_F(Formats, ReadsOfMultisampledFloatWindowsKeepTheirRange) {
+  use({GL_DOUBLEBUFFER, GL_SAMPLES, 4, GL_RGBA32F, 0});
+  ASSERT_EQ(guest.flush(Stream().add(kClampColor, GL_CLAMP_READ_COLOR, uint32_t{GL_FALSE}).raw(clear(3, 0.5f, 0).data)), 0);
+  const std::vector<uint8_t> pixel = guest.ask(Stream().add(kReadPixels, 5, 5, 1, 1, GL_RG, GL_FLOAT, 8u, 1u), 8);
+  EXPECT_EQ(pixel, floats({3, 0.5f}));
+  log.take();
+}
+
 // A window has at least as many samples as asked for where they are to be had; the guest gets one line when there are fewer.
 TEST_F(Formats, WindowsHaveTheSamplesAskedFor) {
   use({GL_DOUBLEBUFFER, GL_SAMPLES, 2, 0});

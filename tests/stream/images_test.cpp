@@ -59,8 +59,10 @@ TEST(ImageBytes, SomeImagesHaveNone) {
   for (const GLenum target :
        {0x8063u, 0x8064u, 0x8070u, 0x851Bu, 0x84F7u, 0x8025u, 0x80D3u, 0x80D4u, 0x80D5u, 0x8135u, 0x80BDu, 0x8163u})
     EXPECT_EQ(imageBytes(kDefaults, target, GL_RGBA, GL_UNSIGNED_BYTE, {4, 4, 1}), 0u) << target;
-  for (const Extent& extent : {Extent{0, 4, 1}, {4, 0, 1}, {4, 4, 0}, {-1, 4, 1}, {4, -1, 1}, {4, 4, -1}})
+  for (const Extent& extent : {Extent{0, 4, 1}, {4, 0, 1}, {4, 4, 0}, {-1, 4, 1}, {4, -1, 1}, {4, 4, -1}}) {
     EXPECT_EQ(imageBytes(kDefaults, 0, GL_RGBA, GL_UNSIGNED_BYTE, extent), 0u);
+    EXPECT_EQ(imageBytes({.rowLength = 5, .skipRows = 1}, 0, GL_RGBA, GL_UNSIGNED_BYTE, extent), 0u);
+  }
   EXPECT_EQ(imageBytes(kDefaults, 0, 77, GL_UNSIGNED_BYTE, {4, 4, 1}), 0u);
   EXPECT_EQ(imageBytes(kDefaults, 0, GL_RGBA, 77, {4, 4, 1}), 0u);
 }

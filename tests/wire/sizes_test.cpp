@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
+
+#include "wire/clear_value.h"
 
 namespace qv::test {
 namespace {
@@ -73,6 +76,48 @@ TEST(Sizes, PayloadLeavesOutDataThatMakeNoCommand) {
   EXPECT_EQ(payloadOf(16, 0xFFFFFFE5), 16u);
   EXPECT_EQ(payloadOf(16, 0x100000004), 16u);
   EXPECT_EQ(payloadOf(16, 0xFFFFFFFFFFFFFFF8), 16u);
+}
+
+// A clear value is a pixel, as long as one of an image; what no pixel can be has no length.
+TEST(ClearValues, AreAsLongAsAPixel) {
+  const auto lengths = [](std::initializer_list<GLenum> formats, GLenum type, uint32_t bytes) {
+    for (const GLenum format : formats) EXPECT_EQ(clearValueBytes(format, type), bytes) << std::hex << format << " " << type;
+  };
+  const std::initializer_list<GLenum> one = {GL_RED,           GL_GREEN,          GL_BLUE,         GL_ALPHA,
+                                             GL_RED_INTEGER,   GL_GREEN_INTEGER,  GL_BLUE_INTEGER, GL_LUMINANCE,
+                                             GL_STENCIL_INDEX, GL_DEPTH_COMPONENT};
+  const std::initializer_list<GLenum> two = {GL_RG, GL_RG_INTEGER, GL_LUMINANCE_ALPHA, GL_DEPTH_STENCIL};
+  const std::initializer_list<GLenum> three = {GL_RGB, GL_BGR, GL_RGB_INTEGER, GL_BGR_INTEGER};
+  const std::initializer_list<GLenum> four = {GL_RGBA, GL_BGRA, GL_RGBA_INTEGER, GL_BGRA_INTEGER};
+  for (const auto& [type, bytes] : {std::pair<GLenum, uint32_t>(GL_BYTE, 1),
+                                    {GL_UNSIGNED_BYTE, 1},
+                                    {GL_SHORT, 2},
+                                    {GL_UNSIGNED_SHORT, 2},
+                                    {GL_HALF_FLOAT, 2},
+                                    {GL_INT, 4},
+                                    {GL_UNSIGNED_INT, 4},
+                                    {GL_FLOAT, 4}}) {
+    lengths(one, type, bytes);
+    lengths(two, type, 2 * bytes);
+    lengths(three, type, 3 * bytes);
+    lengths(four, type, 4 * bytes);
+  }
+  lengths({GL_RGB}, GL_UNSIGNED_BYTE_3_3_2, 1);
+  lengths({GL_RGB}, GL_UNSIGNED_SHORT_5_6_5_REV, 2);
+  lengths({GL_RGBA, GL_BGRA}, GL_UNSIGNED_SHORT_1_5_5_5_REV, 2);
+  lengths({GL_RGBA, GL_BGRA}, GL_UNSIGNED_INT_2_10_10_10_REV, 4);
+  lengths({GL_RGB}, GL_UNSIGNED_INT_10F_11F_11F_REV, 4);
+  lengths({GL_DEPTH_STENCIL}, GL_UNSIGNED_INT_24_8, 4);
+  lengths({GL_DEPTH_STENCIL}, GL_FLOAT_32_UNSIGNED_INT_24_8_REV, 8);
+  lengths({0, 77, GL_FLOAT}, GL_FLOAT, 0);
+  lengths({0, 77, GL_FLOAT}, GL_UNSIGNED_INT_24_8, 0);
+  lengths({GL_RED, GL_RGBA, GL_DEPTH_STENCIL}, GL_BITMAP, 0);
+  lengths({GL_RED, GL_RGBA, GL_DEPTH_STENCIL}, 77, 0);
+  // None is longer than the longest.
+  for (GLenum format = 0; format < 0x9000; ++format) {
+    for (const GLenum type : {GL_FLOAT, GL_INT, GL_FLOAT_32_UNSIGNED_INT_24_8_REV})
+      ASSERT_LE(clearValueBytes(format, type), kLongestClearValue);
+  }
 }
 
 }  // namespace

@@ -1,0 +1,80 @@
+// How much memory the textures of a share set take, by their sizes and internal formats.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+
+#include "peer/replay/budget.h"
+#include "wire/entry_table.h"
+
+namespace qv::peer {
+
+class Replayer;
+
+// An image, or all levels of a texture's storage, as a command defines it.
+struct TextureImage {
+  GLenum target = 0, internalFormat = 0;
+  GLint level = 0;
+  GLsizei width = 1, height = 1, depth = 1;
+  GLsizei levels = 0;  // of a storage; 0 for one image
+  GLsizei samples = 1;
+};
+
+// An estimate: what OpenGL adds for its own ends does not count. 0 for what OpenGL refuses.
+uint64_t textureImageBytes(const TextureImage& image);
+
+// What one texture holds of the budget.
+struct TextureMemory {
+  std::map<uint32_t, uint64_t> images;  // bytes by face and level
+  Held held;
+};
+
+// Counts an image that a command is about to define in the texture that is bound to its target. False, with GL_OUT_OF_MEMORY
+// raised and a log line, when the guest's textures would take too much.
+bool mayDefineTexture(Replayer& replayer, uint32_t opcode, const char* name, const TextureImage& image);
+
+// Which arguments of a row define an image; kNotThere for one that the row lacks.
+inline constexpr size_t kNotThere = ~size_t{0};
+struct TextureImageArguments {
+  size_t internalFormat = kNotThere, level = kNotThere, width = kNotThere, height = kNotThere, depth = kNotThere,
+         levels = kNotThere, samples = kNotThere;
+};
+template <typename Row>
+inline constexpr TextureImageArguments kTextureImage = {};
+#define QV_DEFINES_TEXTURE(name, ...) \
+  template <>                         \
+  inline constexpr TextureImageArguments kTextureImage<op::name> = {__VA_ARGS__};
+QV_DEFINES_TEXTURE(glCompressedTexImage1D, .internalFormat = 2, .level = 1, .width = 3)
+QV_DEFINES_TEXTURE(glCompressedTexImage2D, .internalFormat = 2, .level = 1, .width = 3, .height = 4)
+QV_DEFINES_TEXTURE(glCompressedTexImage3D, .internalFormat = 2, .level = 1, .width = 3, .height = 4, .depth = 5)
+QV_DEFINES_TEXTURE(glCopyTexImage1D, .internalFormat = 2, .level = 1, .width = 5)
+QV_DEFINES_TEXTURE(glCopyTexImage2D, .internalFormat = 2, .level = 1, .width = 5, .height = 6)
+QV_DEFINES_TEXTURE(glTexImage1D, .internalFormat = 2, .level = 1, .width = 3)
+QV_DEFINES_TEXTURE(glTexImage2D, .internalFormat = 2, .level = 1, .width = 3, .height = 4)
+QV_DEFINES_TEXTURE(glTexImage2DMultisample, .internalFormat = 2, .width = 3, .height = 4, .samples = 1)
+QV_DEFINES_TEXTURE(glTexImage3D, .internalFormat = 2, .level = 1, .width = 3, .height = 4, .depth = 5)
+QV_DEFINES_TEXTURE(glTexImage3DMultisample, .internalFormat = 2, .width = 3, .height = 4, .depth = 5, .samples = 1)
+QV_DEFINES_TEXTURE(glTexStorage1D, .internalFormat = 2, .width = 3, .levels = 1)
+QV_DEFINES_TEXTURE(glTexStorage2D, .internalFormat = 2, .width = 3, .height = 4, .levels = 1)
+QV_DEFINES_TEXTURE(glTexStorage2DMultisample, .internalFormat = 2, .width = 3, .height = 4, .samples = 1)
+QV_DEFINES_TEXTURE(glTexStorage3D, .internalFormat = 2, .width = 3, .height = 4, .depth = 5, .levels = 1)
+QV_DEFINES_TEXTURE(glTexStorage3DMultisample, .internalFormat = 2, .width = 3, .height = 4, .depth = 5, .samples = 1)
+#undef QV_DEFINES_TEXTURE
+
+// The image that a command of the row defines, with `L` the row's layout.
+template <typename Row, typename L>
+TextureImage textureImageOf(const uint8_t* fixed) {
+  constexpr TextureImageArguments kAt = kTextureImage<Row>;
+  TextureImage image{.target = L::template scalar<0>(fixed),
+                     .internalFormat = static_cast<GLenum>(L::template scalar<kAt.internalFormat>(fixed)),
+                     .width = L::template scalar<kAt.width>(fixed)};
+  if constexpr (kAt.level != kNotThere) image.level = L::template scalar<kAt.level>(fixed);
+  if constexpr (kAt.height != kNotThere) image.height = L::template scalar<kAt.height>(fixed);
+  if constexpr (kAt.depth != kNotThere) image.depth = L::template scalar<kAt.depth>(fixed);
+  if constexpr (kAt.levels != kNotThere) image.levels = L::template scalar<kAt.levels>(fixed);
+  if constexpr (kAt.samples != kNotThere) image.samples = L::template scalar<kAt.samples>(fixed);
+  return image;
+}
+
+}  // namespace qv::peer
