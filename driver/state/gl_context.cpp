@@ -30,7 +30,7 @@ GlContext::GlContext(int32_t pixelFormat, uint16_t version, uint8_t compatibilit
 }
 
 GlContext::~GlContext() {
-  delete recordingList;
+  if (recordingList != nullptr) recordingList->release();
   releaseShareGroup(shareGroup);
   // Nodes left on the client attribute stack are not freed: required oddity 28.
   queryTable.clear();

@@ -29,7 +29,7 @@ struct CustomCall {
 // Not glBegin, glEnd and glPrimitiveRestartNV, whose begin check is a rule of their own.
 // clang-format off
 const std::vector<CustomCall> kCustomCalls = {
-    {"glCallList", {1}}, {"glCallLists", {2, GL_UNSIGNED_BYTE, P}}, {"glGenLists", {1}}, {"glIsList", {1}},
+    {"glGenLists", {1}}, {"glIsList", {1}},
     {"glMaterialf", {GL_FRONT, GL_SHININESS, kOne}}, {"glMateriali", {GL_FRONT, GL_SHININESS, 1}},
     {"glTexParameterf", {GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, kOne}}, {"glTexParameterfv", {GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, P}},
     {"glTexParameteri", {GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 1}}, {"glTexParameteriv", {GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, P}},
