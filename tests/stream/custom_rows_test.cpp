@@ -84,6 +84,7 @@ const std::vector<CustomCall> kCustomCalls = {
     {"glGetVertexAttribIivEXT", {1, GL_CURRENT_VERTEX_ATTRIB, P}}, {"glGetVertexAttribIuiv", {1, GL_CURRENT_VERTEX_ATTRIB, P}},
     {"glGetVertexAttribIuivEXT", {1, GL_CURRENT_VERTEX_ATTRIB, P}}, {"glGetVertexAttribLdv", {1, GL_CURRENT_VERTEX_ATTRIB, P}},
     {"glGetVertexAttribPointerv", {1, GL_VERTEX_ATTRIB_ARRAY_POINTER, P}}, {"glGetPointerv", {GL_VERTEX_ARRAY_POINTER, P}},
+    {"glSelectBuffer", {4, P}}, {"glFeedbackBuffer", {4, GL_2D, P}}, {"glRenderMode", {GL_RENDER}},
     {"glPushClientAttrib", {0}}, {"glPopClientAttrib", {}},
     {"glBindBuffer", {GL_ARRAY_BUFFER, 1}}, {"glBindBufferBase", {GL_UNIFORM_BUFFER, 0, 1}}, {"glBindBufferBaseEXT", {GL_UNIFORM_BUFFER, 0, 1}},
     {"glBindBufferRange", {GL_UNIFORM_BUFFER, 0, 1, 0, 4}}, {"glBindBufferRangeEXT", {GL_UNIFORM_BUFFER, 0, 1, 0, 4}},

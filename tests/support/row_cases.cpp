@@ -198,6 +198,7 @@ std::vector<RowCase> casesOf(const RowFacts& row) {
     case FormKind::Query:
       break;
     case FormKind::Matrices:
+    case FormKind::Evaluator:
     case FormKind::Text:
     case FormKind::TextQuery:
     case FormKind::Image:
