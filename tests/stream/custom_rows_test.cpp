@@ -137,6 +137,10 @@ const std::set<std::string> kOwnRules = {
     "glVertexAttribLFormat", "glDrawArraysInstanced", "glDrawArraysInstancedARB", "glDrawArraysInstancedEXT", "glDrawElements",
     "glDrawElementsInstanced", "glDrawElementsInstancedARB", "glDrawElementsInstancedEXT", "glMultiDrawArrays", "glMultiDrawElements",
     "glMultiDrawElementsBaseVertex",
+    // Those of debug output and labels have no command: debug_log_test and labels_test.
+    "glDebugMessageCallback", "glDebugMessageCallbackARB", "glDebugMessageControl", "glDebugMessageControlARB", "glDebugMessageInsert",
+    "glDebugMessageInsertARB", "glGetDebugMessageLog", "glGetDebugMessageLogARB", "glPushDebugGroup", "glPopDebugGroup", "glObjectLabel",
+    "glLabelObjectEXT", "glObjectPtrLabel", "glGetObjectLabel", "glGetObjectLabelEXT", "glGetObjectPtrLabel",
 };
 // clang-format on
 
