@@ -1,5 +1,5 @@
-// A guest that wants all there is, for host_bench: `flood_guest SOCKET THREADS`. Each thread draws large pictures in a context of its
-// own without end, with long streams and without waiting between frames. Writes one byte when all of them draw.
+// A guest that wants all there is, for host_bench: `flood_guest SOCKET THREADS`. Each thread draws large pictures in a context of
+// its own without end, with long streams and without waiting between frames. Writes one byte when all of them draw.
 #include <unistd.h>
 
 #include <atomic>

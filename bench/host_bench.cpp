@@ -124,7 +124,8 @@ pid_t startFlood(const HostProcess& host, const char* threads) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) fail("no pipe");
   const std::string socket = host.socket();
-  char* const arguments[] = {const_cast<char*>(QV_FLOOD_GUEST), const_cast<char*>(socket.c_str()), const_cast<char*>(threads), nullptr};
+  char* const arguments[] = {const_cast<char*>(QV_FLOOD_GUEST), const_cast<char*>(socket.c_str()), const_cast<char*>(threads),
+                             nullptr};
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, ends[1], 1);
@@ -160,9 +161,11 @@ void neighbours(int rounds) {
     kill(flood, SIGKILL);
     waitpid(flood, nullptr, 0);
     std::printf(
-        "a frame alone %.2f ms (95 of 100 below %.2f), beside a guest that floods with %s contexts %.2f ms (95 of 100 below %.2f): "
+        "a frame alone %.2f ms (95 of 100 below %.2f), beside a guest that floods with %s contexts %.2f ms (95 of 100 below "
+        "%.2f): "
         "%.1f times; a new guest's first picture %.0f ms\n",
-        at(alone, 0.5), at(alone, 0.95), threads, at(beside, 0.5), at(beside, 0.95), at(beside, 0.5) / at(alone, 0.5), firstPicture);
+        at(alone, 0.5), at(alone, 0.95), threads, at(beside, 0.5), at(beside, 0.95), at(beside, 0.5) / at(alone, 0.5),
+        firstPicture);
   }
 }
 

@@ -50,7 +50,8 @@ std::vector<uint8_t> streamOf(uint32_t mode, uint32_t vertices, bool apart) {
     word(opcodeOf<op::qvRunEnded>);
     word(kRunHeadBytes + runTagBytes(2) + vertices * static_cast<uint32_t>(sizeof(Vertex)));
     word(VertexRunRecord::of(mode, 2, sizeof(Vertex)).packed);
-    word(uint32_t{RunTag::of(3, runTypeCode<GLfloat>(), kPosition).bits} << 16 | RunTag::of(3, runTypeCode<GLfloat>(), kColor).bits);
+    word(uint32_t{RunTag::of(3, runTypeCode<GLfloat>(), kPosition).bits} << 16 |
+         RunTag::of(3, runTypeCode<GLfloat>(), kColor).bits);
     for (uint32_t i = 0; i < vertices; ++i) {
       const Vertex vertex = vertexOf(i);
       const size_t at = stream.size();
@@ -74,7 +75,8 @@ void replayRuns(benchmark::State& state, uint32_t mode, uint32_t vertices, bool 
   Replayer replayer;
   for (auto _ : state) {
     replayer.begin();
-    if (replayer.replay(stream.data(), bytes, bytes).outcome != Replayer::Outcome::Done) return state.SkipWithError(replayer.complaint());
+    if (replayer.replay(stream.data(), bytes, bytes).outcome != Replayer::Outcome::Done)
+      return state.SkipWithError(replayer.complaint());
     gl.glFinish();
   }
   perVertex(state, vertices);

@@ -27,7 +27,8 @@ void printStream(const std::vector<uint8_t>& stream) {
   Reader payload(nullptr, 0);
   while (walk.next(opcode, payload)) {
     const auto bytes = static_cast<unsigned long long>(payload.left());
-    std::printf("%8llu %7llu  %s\n", static_cast<unsigned long long>(walk.offset()), bytes, describeCommand(opcode, payload).c_str());
+    std::printf("%8llu %7llu  %s\n", static_cast<unsigned long long>(walk.offset()), bytes,
+                describeCommand(opcode, payload).c_str());
   }
   if (walk.malformed()) std::printf("%8llu          malformed header\n", static_cast<unsigned long long>(walk.offset()));
 }
@@ -39,7 +40,9 @@ int dump(const std::string& path) {
   std::vector<uint8_t> stream;
   std::string error;
   for (unsigned long number = 1; peer::readRecordedFlush(file, flush, stream, error); ++number) {
-    const char* const present = flush.presentMode == 0 ? "" : flush.presentMode == 1028 ? ", shows the front buffer" : ", ends a frame";
+    const char* const present = flush.presentMode == 0      ? ""
+                                : flush.presentMode == 1028 ? ", shows the front buffer"
+                                                            : ", ends a frame";
     std::printf("flush %lu of context %u: %u bytes%s", number, flush.contextId, flush.streamBytes, present);
     if (flush.replyBytes != 0) std::printf(", asks for %u bytes", flush.replyBytes);
     std::printf("\n");

@@ -3,33 +3,46 @@
 
 #include <cstdint>
 
+#include "wire/entry_table.h"
 #include "wire/reader.h"
+#include "wire/records/vertex_run.h"
 #include "wire/sizes.h"
 
 namespace qv {
+
+// Whether a command that reaches beyond the stream, of which `left` bytes are left from its header on, may be a run without
+// vertices, and with the record behind the header: whether it is one.
+constexpr bool mayBeRunWithoutVertices(const CommandHeader& header, uint64_t left) {
+  return header.opcode == opcodeOf<op::qvRunBroken> && header.bytes == kLargeHeaderBytes && left == kRunWithoutVerticesBytes;
+}
+constexpr bool isRunWithoutVertices(const CommandHeader& header, VertexRunRecord record) {
+  return record.slots() != 0 && header.total == kRunWithoutVerticesBytes + runTagBytes(record.slots()) + padded(record.stride());
+}
 
 // The host, whose streams are still arriving, has a walk of its own (peer/replay/replayer.h).
 class CommandWalk {
  public:
   CommandWalk(const uint8_t* stream, uint64_t bytes) : stream_(stream), bytes_(bytes) {}
 
-  // The next command. False at the end of the stream, and at a command that reaches beyond the end: malformed() tells which.
+  // The next command. False at the end of the stream, and at a command that reaches beyond the end: malformed() tells which. The
+  // payload of a run without vertices is what there is of it.
   bool next(uint32_t& opcode, Reader& payload) {
     at_ = next_;
     if (at_ >= bytes_) return false;
-    Reader rest(stream_ + at_, bytes_ - at_);
-    uint32_t header = 0, total = 0, head = kSmallHeaderBytes;
+    const uint8_t* const command = stream_ + at_;
+    const uint64_t left = bytes_ - at_;
+    CommandHeader header;
     malformed_ = true;
-    if (!rest.take(header)) return false;
-    opcode = header & (kOpcodes - 1);
-    total = header >> 12;
-    if (total < kSmallHeaderBytes) {
-      head = kLargeHeaderBytes;
-      if (!rest.take(total)) return false;
+    if (readHeader(command, left, header) != 0 || header.total < header.bytes) return false;
+    uint64_t total = header.total;
+    if (total > left) {
+      if (!mayBeRunWithoutVertices(header, left)) return false;
+      if (!isRunWithoutVertices(header, get<VertexRunRecord>(command + kLargeHeaderBytes))) return false;
+      total = left;
     }
-    if (total < head || total > bytes_ - at_) return false;
     malformed_ = false;
-    payload = Reader(stream_ + at_ + head, total - head);
+    opcode = header.opcode;
+    payload = Reader(command + header.bytes, total - header.bytes);
     next_ = at_ + padded(total);
     return true;
   }

@@ -34,8 +34,8 @@ template <uint32_t Dimensions>
 struct Evaluator {};
 struct Text {};       // scalars, byte count with the terminating zero, bytes
 struct TextQuery {};  // Text, answered by the return value
-// Scalars, the low word of the pointer, a word that counts what follows: bytes behind a pointer to void, else elements. `Data` is one of
-// wire/image_size.h. A list that is being recorded gets the command without the data (required oddity 84).
+// Scalars, the low word of the pointer, a word that counts what follows: bytes behind a pointer to void, else elements. `Data` is
+// one of wire/image_size.h. A list that is being recorded gets the command without the data (required oddity 84).
 template <typename Data>
 struct Image {};
 template <typename Record>

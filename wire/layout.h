@@ -191,7 +191,8 @@ struct LayoutBase {
   template <typename T>
   static inline void storeOne([[maybe_unused]] uint8_t* payload, [[maybe_unused]] const Slot& slot, [[maybe_unused]] T value) {
     if constexpr (kIsPointer<T>) {
-      if constexpr (FormTraits<Form>::kVector != 0) std::memcpy(payload + slot.offset, value, FormTraits<Form>::kVector * sizeof(Pointee<T>));
+      if constexpr (FormTraits<Form>::kVector != 0)
+        std::memcpy(payload + slot.offset, value, FormTraits<Form>::kVector * sizeof(Pointee<T>));
     } else {
       putScalar<T>(payload + slot.offset, value);
     }

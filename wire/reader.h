@@ -37,8 +37,9 @@ class Elements {
 // Whoever hands a reader to another routine looks at failed() afterwards: a routine that forgets to look does no harm.
 class Reader {
  public:
-  // An empty payload may be anywhere.
-  Reader(const uint8_t* data, uint64_t bytes) : at_(bytes == 0 && data == nullptr ? &kNowhere : data), left_(bytes) {}
+  // An empty payload may be anywhere; bytes at no address cannot be read.
+  Reader(const uint8_t* data, uint64_t bytes)
+      : at_(bytes == 0 && data == nullptr ? &kNowhere : data), left_(data == nullptr ? 0 : bytes) {}
 
   bool failed() const { return at_ == nullptr; }
   uint64_t left() const { return left_; }

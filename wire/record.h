@@ -10,6 +10,7 @@
 //     static Example of(GLuint name, const void* data);            // from the arguments of the GL routine, if there is one
 //   };
 //
+// A record whose tail is made of values longer than a byte may have `uint32_t tailWidth() const`, the bytes of one.
 // A record whose tail has no length word and reaches to the end of its command has `static constexpr bool kOpenTail = true` in
 // place of tailBytes().
 #pragma once
@@ -31,6 +32,10 @@ concept HasOpenTail = CommandRecord<R> && R::kOpenTail;
 template <typename R>
 concept HasSizedTail = CommandRecord<R> && requires(const R& record) {
   { record.tailBytes() } -> std::same_as<uint64_t>;
+};
+template <typename R>
+concept HasTailWidth = HasSizedTail<R> && requires(const R& record) {
+  { record.tailWidth() } -> std::same_as<uint32_t>;
 };
 template <typename R>
 concept HasTail = HasOpenTail<R> || HasSizedTail<R>;

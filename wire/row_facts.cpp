@@ -112,6 +112,9 @@ template <typename R>
 constexpr void fillForm(RowFacts& row, As<R>) {
   row.form = FormKind::Record;
   row.words = R::kWords;
+  if constexpr (HasTailWidth<R>) {
+    row.tailWidth = [](const uint8_t* fixed) { return get<R>(fixed).tailWidth(); };
+  }
 }
 constexpr void fillForm(RowFacts& row, Local) { row.form = FormKind::Local; }
 constexpr void fillForm(RowFacts& row, Family) { row.form = FormKind::Family; }
@@ -261,6 +264,38 @@ const ArgumentFacts* dataArgument(const RowFacts& row) {
   return nullptr;
 }
 
+// Quotes and what is not printable are escaped, so that a command stays one line whatever the guest wrote.
+void appendText(std::string& out, const uint8_t* text, uint64_t bytes) {
+  constexpr uint64_t kCharactersShown = 64;
+  out += '"';
+  for (uint64_t i = 0; i < bytes && i < kCharactersShown; ++i) {
+    if (text[i] == '\n') {
+      out += "\\n";
+    } else if (text[i] == '"' || text[i] == '\\') {
+      append(out, "\\%c", text[i]);
+    } else if (text[i] < 0x20 || text[i] >= 0x7F) {
+      append(out, "\\x%02x", text[i]);
+    } else {
+      out += static_cast<char>(text[i]);
+    }
+  }
+  if (bytes > kCharactersShown) append(out, " ... %llu", static_cast<unsigned long long>(bytes));
+  out += '"';
+}
+
+// The data behind each pointer of an Array row.
+void appendArrays(std::string& out, const RowFacts& row, Reader tail) {
+  uint64_t widths = 0;
+  for (const ArgumentFacts& argument : row.arguments) widths += argument.pointer ? argument.width : 0;
+  const uint64_t count = widths == 0 ? 0 : tail.left() / widths;
+  for (const ArgumentFacts& argument : row.arguments) {
+    const uint8_t* const data = argument.pointer ? tail.bytes(count * argument.width) : nullptr;
+    if (data == nullptr) continue;
+    if (out.back() == '}') out += ", ";
+    appendValues(out, data, count, argument.width, argument.kind);
+  }
+}
+
 void appendRun(std::string& out, VertexRunRecord record, Reader tail) {
   append(out, "mode %u", record.mode());
   const uint8_t* const tags = record.slots() <= kRunSlots ? tail.bytes(runTagBytes(record.slots())) : nullptr;
@@ -340,11 +375,11 @@ std::string describeCommand(uint32_t opcode, Reader payload) {
     const uint64_t left = payload.left();
     const uint8_t* const tail = payload.rest().data();
     if (row->form == FormKind::Text || row->form == FormKind::TextQuery) {
-      out += '"';
-      out.append(reinterpret_cast<const char*>(tail), left - 1 < 64 ? left - 1 : 64);
-      out += '"';
+      appendText(out, tail, left - 1);
+    } else if (row->form == FormKind::Array) {
+      appendArrays(out, *row, Reader(tail, left));
     } else {
-      const uint32_t width = data == nullptr ? 1 : data->width;
+      const uint32_t width = row->tailWidth != nullptr ? row->tailWidth(fixed) : data == nullptr ? 1 : data->width;
       appendValues(out, tail, left / width, width, data == nullptr ? ValueKind::Unsigned : data->kind);
     }
   }

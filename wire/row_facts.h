@@ -32,7 +32,7 @@ struct RowFacts {
   bool absent = false, stamped = false, attribute = false, uniform = false, isPrivate = false;
   FormKind form = FormKind::Local;
   ReplyKind reply = ReplyKind::None;
-  uint32_t n = 0;                       // components of Vec and Components, elements per count of Array and Matrices, the key argument
+  uint32_t n = 0;  // components of Vec and Components, elements per count of Array and Matrices, the key argument
   uint32_t otherwise = 0, listed = 0;   // of Sized
   std::span<const GLenum> keys;         // of Sized
   CountRule rule = CountRule::Value;    // of Counted
@@ -42,6 +42,7 @@ struct RowFacts {
   std::span<const char* const> words;   // names of a record's words
   bool hasTail = false, openTail = false, tailMayBeMissing = false;
   uint64_t (*tailBytes)(const uint8_t* fixed) = nullptr;  // of the data behind the fixed part
+  uint32_t (*tailWidth)(const uint8_t* fixed) = nullptr;  // of one of these data, where the record tells; else null
 };
 
 // Every routine of the table in its order, then the private commands.

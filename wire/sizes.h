@@ -36,6 +36,23 @@ inline T get(const uint8_t* at) {
   return value;
 }
 
+// What the header of a command tells. `total` counts the header and is not checked against anything.
+struct CommandHeader {
+  uint32_t opcode = 0, bytes = 0, total = 0;
+};
+// Reads the header at `at`, of which `there` bytes are there. Returns 0, or how many bytes a header needs that begins so.
+inline uint32_t readHeader(const uint8_t* at, uint64_t there, CommandHeader& out) {
+  if (there < kSmallHeaderBytes) return kSmallHeaderBytes;
+  const uint32_t first = get<uint32_t>(at);
+  out = {first & (kOpcodes - 1), kSmallHeaderBytes, first >> 12};
+  if (out.total < kSmallHeaderBytes) [[unlikely]] {
+    if (there < kLargeHeaderBytes) return kLargeHeaderBytes;
+    out.bytes = kLargeHeaderBytes;
+    out.total = get<uint32_t>(at + kSmallHeaderBytes);
+  }
+  return 0;
+}
+
 // Writes a header of the large form at `at`; `total` counts the header.
 inline void putLargeHeader(uint8_t* at, uint32_t opcode, uint32_t total) {
   put(at, opcode);

@@ -28,7 +28,11 @@ inline void setIndexedCapability(GlContext* c, GLenum capability, GLuint index, 
 }
 inline void shadow(op::glEnablei, GlContext* c, GLenum capability, GLuint index) { setIndexedCapability(c, capability, index, 1); }
 inline void shadow(op::glDisablei, GlContext* c, GLenum capability, GLuint index) { setIndexedCapability(c, capability, index, 0); }
-inline void shadow(op::glEnableIndexedEXT, GlContext* c, GLenum capability, GLuint index) { setIndexedCapability(c, capability, index, 1); }
-inline void shadow(op::glDisableIndexedEXT, GlContext* c, GLenum capability, GLuint index) { setIndexedCapability(c, capability, index, 0); }
+inline void shadow(op::glEnableIndexedEXT, GlContext* c, GLenum capability, GLuint index) {
+  setIndexedCapability(c, capability, index, 1);
+}
+inline void shadow(op::glDisableIndexedEXT, GlContext* c, GLenum capability, GLuint index) {
+  setIndexedCapability(c, capability, index, 0);
+}
 
 }  // namespace qv

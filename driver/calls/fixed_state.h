@@ -39,12 +39,14 @@ inline void shadow(op::glViewport, GlContext* c, GLint x, GLint y, GLsizei width
   state.width = width;
   state.height = height;
 }
+// The calls with an index have no step here, whatever the index: required oddity 89.
 inline void shadow(op::glBlendFunc, GlContext* c, GLenum source, GLenum destination) {
   ColorBufferState& state = c->colorBuffer.current();
   state.blendSrc = state.blendSrcRgb = state.blendSrcAlpha = source;
   state.blendDst = state.blendDstRgb = state.blendDstAlpha = destination;
 }
-inline void shadow(op::glBlendFuncSeparate, GlContext* c, GLenum sourceRgb, GLenum destinationRgb, GLenum sourceAlpha, GLenum destinationAlpha) {
+inline void shadow(op::glBlendFuncSeparate, GlContext* c, GLenum sourceRgb, GLenum destinationRgb, GLenum sourceAlpha,
+                   GLenum destinationAlpha) {
   ColorBufferState& state = c->colorBuffer.current();
   // With separate factors GL_BLEND_SRC and GL_BLEND_DST are the RGB factors.
   state.blendSrc = state.blendSrcRgb = sourceRgb;

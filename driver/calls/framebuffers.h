@@ -10,6 +10,8 @@ inline void shadow(op::glBindFramebuffer, GlContext* c, GLenum target, GLuint fr
   if (target == GL_DRAW_FRAMEBUFFER || target == GL_FRAMEBUFFER) c->drawFramebuffer = framebuffer;
   if (target == GL_READ_FRAMEBUFFER || target == GL_FRAMEBUFFER) c->readFramebuffer = framebuffer;
 }
-inline void shadow(op::glBindFramebufferEXT, GlContext* c, GLenum target, GLuint framebuffer) { shadow(op::glBindFramebuffer{}, c, target, framebuffer); }
+inline void shadow(op::glBindFramebufferEXT, GlContext* c, GLenum target, GLuint framebuffer) {
+  shadow(op::glBindFramebuffer{}, c, target, framebuffer);
+}
 
 }  // namespace qv

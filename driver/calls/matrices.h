@@ -17,8 +17,12 @@ inline void shadow(op::glMultMatrixf, GlContext* c, const GLfloat* m) { multMatr
 inline void shadow(op::glMultMatrixd, GlContext* c, const GLdouble* m) { multMatrix(c, m); }
 inline void shadow(op::glMultTransposeMatrixf, GlContext* c, const GLfloat* m) { multTransposeMatrix(c, m); }
 inline void shadow(op::glMultTransposeMatrixd, GlContext* c, const GLdouble* m) { multTransposeMatrix(c, m); }
-inline void shadow(op::glFrustum, GlContext* c, double l, double r, double b, double t, double n, double f) { frustum(c, l, r, b, t, n, f); }
-inline void shadow(op::glOrtho, GlContext* c, double l, double r, double b, double t, double n, double f) { ortho(c, l, r, b, t, n, f); }
+inline void shadow(op::glFrustum, GlContext* c, double l, double r, double b, double t, double n, double f) {
+  frustum(c, l, r, b, t, n, f);
+}
+inline void shadow(op::glOrtho, GlContext* c, double l, double r, double b, double t, double n, double f) {
+  ortho(c, l, r, b, t, n, f);
+}
 inline void shadow(op::glRotated, GlContext* c, double a, double x, double y, double z) { rotate(c, a, x, y, z); }
 inline void shadow(op::glRotatef, GlContext* c, float a, float x, float y, float z) { rotate(c, a, x, y, z); }
 inline void shadow(op::glScaled, GlContext* c, double x, double y, double z) { scale(c, x, y, z); }

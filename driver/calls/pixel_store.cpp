@@ -10,7 +10,8 @@ namespace qv::gl {
 void APIENTRY glPixelStorei(GLenum pname, GLint param) {
   GlContext* const context = enter<op::glPixelStorei>();
   if (!context) return;
-  if (const GLenum error = setPixelStore(context->pixelStore, pname, param)) return refuse(context, opcodeOf<op::glPixelStorei>, error);
+  if (const GLenum error = setPixelStore(context->pixelStore, pname, param))
+    return refuse(context, opcodeOf<op::glPixelStorei>, error);
   send<op::glPixelStorei>(context, pname, param);
 }
 
@@ -19,7 +20,8 @@ void APIENTRY glPixelStoref(GLenum pname, GLfloat param) {
   GlContext* const context = enter<op::glPixelStoref>();
   if (!context) return;
   const int32_t rounded = truncateTo<int32_t>(std::floor(static_cast<double>(param) + 0.5));
-  if (const GLenum error = setPixelStore(context->pixelStore, pname, rounded)) return refuse(context, opcodeOf<op::glPixelStoref>, error);
+  if (const GLenum error = setPixelStore(context->pixelStore, pname, rounded))
+    return refuse(context, opcodeOf<op::glPixelStoref>, error);
   send<op::glPixelStoref>(context, pname, static_cast<GLfloat>(rounded));
 }
 

@@ -133,7 +133,8 @@ void NameTable::removeAt(int32_t index, int32_t n) {
 }
 
 void NameTable::removeRange(uint32_t first, uint64_t end) {
-  const NameRow* const from = std::lower_bound(rows, rows + count, first, [](const NameRow& row, uint32_t key) { return row.key < key; });
+  const NameRow* const from =
+      std::lower_bound(rows, rows + count, first, [](const NameRow& row, uint32_t key) { return row.key < key; });
   const NameRow* to = from;
   while (to != rows + count && to->key < end) ++to;
   if (to != from) removeAt(static_cast<int32_t>(from - rows), static_cast<int32_t>(to - from));

@@ -21,8 +21,8 @@ VertexArrayObject::VertexArrayObject() {
 
 VertexArrayObject::~VertexArrayObject() { std::free(label); }
 
-void VertexAttribRecord::setFormat(uint32_t newSize, GLenum newType, GLboolean newNormalized, uint32_t newRelativeOffset, bool integer,
-                                   bool wide) {
+void VertexAttribRecord::setFormat(uint32_t newSize, GLenum newType, GLboolean newNormalized, uint32_t newRelativeOffset,
+                                   bool integer, bool wide) {
   const ArrayFormat format = arrayFormat(newSize, newType);
   size = format.size;
   elementSize = format.elementSize;
@@ -33,8 +33,8 @@ void VertexAttribRecord::setFormat(uint32_t newSize, GLenum newType, GLboolean n
   isLong = wide;
 }
 
-void VertexAttribRecord::setPointer(uint32_t newSize, GLenum newType, uint32_t newStride, const void* newPointer, uint32_t bufferName,
-                                    GLboolean newNormalized, bool integer, bool wide) {
+void VertexAttribRecord::setPointer(uint32_t newSize, GLenum newType, uint32_t newStride, const void* newPointer,
+                                    uint32_t bufferName, GLboolean newNormalized, bool integer, bool wide) {
   setFormat(newSize, newType, newNormalized, 0, integer, wide);
   bindingIndex = index;
   pointer = reinterpret_cast<uintptr_t>(newPointer);

@@ -33,7 +33,8 @@ template <CountRule Rule, typename... A>
 struct Writer<Counted<Rule>, A...> : DataWriter<Counted<Rule>, A...> {
   static Plan make(GlContext* context, A... args) {
     constexpr size_t kPname = Arguments<A...>::kFirstPointer - 1;
-    const Plan count = planCount(context, Rule, static_cast<GLenum>(argument<0>(args...)), static_cast<GLenum>(argument<kPname>(args...)));
+    const Plan count =
+        planCount(context, Rule, static_cast<GLenum>(argument<0>(args...)), static_cast<GLenum>(argument<kPname>(args...)));
     Plan plan = Writer::plan(count.count, count.count);
     plan.error = count.error;
     plan.refused = count.refused;

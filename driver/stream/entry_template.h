@@ -73,7 +73,8 @@ struct DataWriter {
     L::store(at, args...);
     if constexpr (FormTraits<Form>::kExtraWords != 0) put(at + L::kExtraAt, plan.count);
     // In bounds: the payload was taken as room, and its fixed part has kPayload bytes.
-    if (plan.payload != L::kPayload) std::memcpy(at + L::kPayload, argument<Args::kFirstPointer>(args...), static_cast<size_t>(plan.payload) - L::kPayload);
+    if (plan.payload != L::kPayload)
+      std::memcpy(at + L::kPayload, argument<Args::kFirstPointer>(args...), static_cast<size_t>(plan.payload) - L::kPayload);
   }
 };
 

@@ -17,7 +17,8 @@ bool writeGranted(std::span<uint16_t> words, const DrawableAttributes& granted) 
   const uint16_t values[][2] = {{GL_VERSION, granted.version}, {GL_CONTEXT_PROFILE_MASK, granted.profileMask}};
   for (const auto& [token, value] : values) {
     size_t i = 0;
-    while (i < words.size() && words[i] != 0 && words[i] != token) i += words[i] == GL_SAMPLES || words[i] == GL_VERSION || words[i] == GL_CONTEXT_PROFILE_MASK ? 2 : 1;
+    while (i < words.size() && words[i] != 0 && words[i] != token)
+      i += words[i] == GL_SAMPLES || words[i] == GL_VERSION || words[i] == GL_CONTEXT_PROFILE_MASK ? 2 : 1;
     if (i + 1 >= words.size()) return false;
     if (words[i] == 0) {
       if (i + 2 >= words.size()) return false;

@@ -23,7 +23,8 @@ class EglDisplay {
   // reason is then in `error`. Never closed: other threads may be inside it when the process ends.
   static EglDisplay* get(std::string* error = nullptr);
 
-  // Highest versions that contexts can have, as major * 100 + minor * 10, kHighestVersion at most; 0 when the profile is not offered.
+  // Highest versions that contexts can have, as major * 100 + minor * 10, kHighestVersion at most; 0 when the profile is not
+  // offered.
   uint16_t compatibilityVersion() const { return compatibilityVersion_; }
   uint16_t coreVersion() const { return coreVersion_; }
   // Whether a context with these attributes can be made.

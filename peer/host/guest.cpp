@@ -190,7 +190,8 @@ int32_t Guest::answerCopy(const CopyContextPacket& packet) {
   }
   if (packet.mask == 0) return 0;
   // EGL has no call that copies state from one context to another.
-  logLine("guest %u: copy context: state 0x%x of context %u is not copied to %u", number_, packet.mask, packet.sourceId, packet.destinationId);
+  logLine("guest %u: copy context: state 0x%x of context %u is not copied to %u", number_, packet.mask, packet.sourceId,
+          packet.destinationId);
   return kStatusUnavailable;
 }
 

@@ -108,7 +108,8 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
       offset = place.offset;
       piece = std::min(piece, place.bytes);
     }
-    const bool done = guest_.write((second ? packet.reply2.address : packet.reply.address) + offset, channel.replyRing + inRing, piece);
+    const bool done =
+        guest_.write((second ? packet.reply2.address : packet.reply.address) + offset, channel.replyRing + inRing, piece);
     return std::pair(done, piece);
   };
   SpinBudget& spin = packet.presentMode != 0 ? frameSpin_ : replySpin_;
@@ -127,8 +128,8 @@ bool GuestLink::ContextChannel::flush(const FlushPacket& packet, FlushAnswer& an
     const uint64_t total = uint64_t{answer.replyBytes} + answer.reply2Bytes;
     if (!answer.rows.fits(answer.replyBytes, request.replyBytes) || answer.reply2Bytes > request.reply2Bytes ||
         (!last && written > total)) {
-      logLine("context %u: replies of %u and %u bytes, %u and %u asked for", packet.contextId, answer.replyBytes, answer.reply2Bytes,
-              request.replyBytes, request.reply2Bytes);
+      logLine("context %u: replies of %u and %u bytes, %u and %u asked for", packet.contextId, answer.replyBytes,
+              answer.reply2Bytes, request.replyBytes, request.reply2Bytes);
       return false;
     }
     known = true;

@@ -37,7 +37,8 @@ bool permitted() {
   if (now.tv_sec != second) {
     second = now.tv_sec;
     linesNow = 0;
-    if (dropped != 0) write(std::to_string(dropped) + " lines were dropped: more than " + std::to_string(mostLines) + " in a second");
+    if (dropped != 0)
+      write(std::to_string(dropped) + " lines were dropped: more than " + std::to_string(mostLines) + " in a second");
     dropped = 0;
   }
   if (linesNow < mostLines) {

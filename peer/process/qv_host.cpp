@@ -101,7 +101,8 @@ int main(int argc, char** argv) {
   GuestProcess process;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
-    const bool isVerb = word == "--socket" || word == "--systemd" || word == "--guest" || word == "--stats" || word == "--libraries";
+    const bool isVerb =
+        word == "--socket" || word == "--systemd" || word == "--guest" || word == "--stats" || word == "--libraries";
     if (isVerb && !verb.empty()) return fail("one of --socket, --systemd, --guest and --stats");
     if (isVerb) verb = word;
     if (word == "--systemd" || word == "--libraries") continue;
@@ -136,5 +137,6 @@ int main(int argc, char** argv) {
   if (verb == "--guest") return serveOne(process);
   if (verb == "--libraries") return printLibraries();
   if (verb == "--stats") return printStatistics(path);
-  return fail("use: qv-host --socket PATH | --systemd | --guest FD | --stats PATH; OPTIONS: --guests N, --memory MIB, --no-sandbox");
+  return fail(
+      "use: qv-host --socket PATH | --systemd | --guest FD | --stats PATH; OPTIONS: --guests N, --memory MIB, --no-sandbox");
 }

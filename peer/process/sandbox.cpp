@@ -154,7 +154,8 @@ constexpr int kAllowed[] = {
 bool addRules(void* filter) {
   bool added = true;
   const auto permit = [&](int call, std::initializer_list<scmp_arg_cmp> arguments) {
-    added = added && seccomp_rule_add_array(filter, SCMP_ACT_ALLOW, call, static_cast<unsigned>(arguments.size()), arguments.begin()) == 0;
+    added = added &&
+            seccomp_rule_add_array(filter, SCMP_ACT_ALLOW, call, static_cast<unsigned>(arguments.size()), arguments.begin()) == 0;
   };
   for (const int call : kAllowed) permit(call, {});
   // Files only for reading.

@@ -124,7 +124,8 @@ class Supervisor {
 
  private:
   bool start(std::string& error) {
-    // The files of a guest's process go to fixed places: the standard streams are there, and the signals take the first place behind.
+    // The files of a guest's process go to fixed places: the standard streams are there, and the signals take the first place
+    // behind.
     close_range(kConnection, ~0u, 0);
     int file = 0;
     do {

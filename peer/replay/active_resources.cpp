@@ -1,6 +1,7 @@
 // The lists of active uniforms and attributes, and the questions that name uniforms by their indices.
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <numeric>
 #include <string>
 #include <vector>
@@ -179,6 +180,7 @@ void glGetActiveUniformsiv(Replayer& replayer, const ActiveUniformsRecord& recor
 
 void glGetActiveUniformBlockiv(Replayer& replayer, GLuint program, GLuint block, GLenum pname) {
   if (!mayAsk(replayer)) return;
+  const std::lock_guard lock(replayer.state().shared->programChanges);
   GLint count = 1;
   holdGlError(replayer);
   if (pname == GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES) {
@@ -196,6 +198,7 @@ void glGetActiveUniformBlockiv(Replayer& replayer, GLuint program, GLuint block,
 
 void glGetActiveAtomicCounterBufferiv(Replayer& replayer, const AtomicCounterBufferRecord& record) {
   if (!mayAsk(replayer)) return;
+  const std::lock_guard lock(replayer.state().shared->programChanges);
   const bool wantsIndices = record.pname == GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES;
   GLint count = 1;
   holdGlError(replayer);
@@ -214,6 +217,7 @@ void glGetActiveAtomicCounterBufferiv(Replayer& replayer, const AtomicCounterBuf
 
 void glGetActiveSubroutineUniformiv(Replayer& replayer, const SubroutineUniformRecord& record) {
   if (!mayAsk(replayer)) return;
+  const std::lock_guard lock(replayer.state().shared->programChanges);
   GLint count = 1;
   holdGlError(replayer);
   if (record.pname == GL_COMPATIBLE_SUBROUTINES) {

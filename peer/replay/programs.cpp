@@ -1,5 +1,6 @@
 // Replay of the calls on shaders and programs that are more than a call.
 #include <algorithm>
+#include <mutex>
 
 #include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
@@ -76,13 +77,26 @@ void glCreateShaderProgramv(Replayer& replayer, const TextListRecord& record, Re
   replayer.answer(&program, sizeof program);
 }
 
+void glLinkProgram(Replayer& replayer, GLuint program) {
+  const std::lock_guard lock(replayer.state().shared->programChanges);
+  gl.glLinkProgram(program);
+}
+
+void glProgramStringARB(Replayer& replayer, GLenum target, GLenum format, GLsizei length, Reader& rest) {
+  if (length < 0) return refuse(replayer, GL_INVALID_VALUE);
+  const auto text = rest.rest();
+  const std::lock_guard lock(replayer.state().shared->programChanges);
+  gl.glProgramStringARB(target, format, length, text.data());
+}
+
+// A program that is current, or that GL does not delete inside a primitive, keeps the order of its uniforms.
 void glDeleteProgram(Replayer& replayer, GLuint program) {
-  replayer.state().shared->uniformOrders.forget(program);
   gl.glDeleteProgram(program);
+  if (!replayer.state().insideBegin && gl.glIsProgram(program) == GL_FALSE) replayer.state().shared->uniformOrders.forget(program);
 }
 void glDeleteObjectARB(Replayer& replayer, GLhandleARB object) {
-  replayer.state().shared->uniformOrders.forget(object);
   gl.glDeleteObjectARB(object);
+  if (!replayer.state().insideBegin && gl.glIsProgram(object) == GL_FALSE) replayer.state().shared->uniformOrders.forget(object);
 }
 
 void glGetAttachedShaders(Replayer& replayer, GLuint program, GLsizei room) {
@@ -201,6 +215,7 @@ void glGetShaderPrecisionFormat(Replayer& replayer, const PrecisionFormatRecord&
 
 void glGetProgramStringARB(Replayer& replayer, const ProgramStringRecord& record) {
   if (!mayAsk(replayer)) return;
+  const std::lock_guard lock(replayer.state().shared->programChanges);
   GLint length = 0;
   holdGlError(replayer);
   gl.glGetProgramivARB(record.target, GL_PROGRAM_LENGTH_ARB, &length);

@@ -10,7 +10,7 @@
 #include "peer/replay/opcode_table.h"
 #include "peer/replay/replay_state.h"
 #include "peer/replay/vertex_run.h"
-#include "wire/entry_table.h"
+#include "wire/command_walk.h"
 
 namespace qv::peer {
 
@@ -45,32 +45,27 @@ Replayer::Result Replayer::replay(const uint8_t* data, uint32_t bytes, uint32_t 
     return Result{Outcome::Failed, at, 0};
   };
   while (left - at >= kSmallHeaderBytes) {
-    if (bytes - at < kSmallHeaderBytes) return {Outcome::NeedMore, at, kSmallHeaderBytes};
-    const uint32_t header = get<uint32_t>(data + at);
-    const uint32_t opcode = header & (kOpcodes - 1);
-    uint32_t total = header >> 12;
-    uint32_t head = kSmallHeaderBytes;
-    if (total < kSmallHeaderBytes) [[unlikely]] {
-      if (left - at < kLargeHeaderBytes) {
-        fail("the stream ends inside its header");
-        return failed(opcode);
-      }
-      if (bytes - at < kLargeHeaderBytes) return {Outcome::NeedMore, at, kLargeHeaderBytes};
-      total = get<uint32_t>(data + at + kSmallHeaderBytes);
-      head = kLargeHeaderBytes;
+    CommandHeader header;
+    if (const uint32_t needed = readHeader(data + at, bytes - at, header); needed != 0) [[unlikely]] {
+      if (left - at >= needed) return {Outcome::NeedMore, at, needed};
+      fail("the stream ends inside its header");
+      return failed(header.opcode);
     }
+    const auto [opcode, head, total] = header;
     if (total > bytes - at || total < head) [[unlikely]] {
       if (total < head) {
         fail("total of %u bytes, less than its header", total);
         return failed(opcode);
       }
       if (total <= left - at) return {Outcome::NeedMore, at, total};
-      // The primitive is open and has no vertex yet.
-      if (opcode == opcodeOf<op::qvRunBroken> && head == kLargeHeaderBytes && left - at == kRunWithoutVerticesBytes) {
+      if (mayBeRunWithoutVertices(header, left - at)) {
         if (bytes - at < kRunWithoutVerticesBytes) return {Outcome::NeedMore, at, kRunWithoutVerticesBytes};
-        remember(opcode);
-        openRunWithoutVertices(*this, get<VertexRunRecord>(data + at + head));
-        return {Outcome::Done, at + kRunWithoutVerticesBytes, 0};
+        const auto record = get<VertexRunRecord>(data + at + head);
+        if (isRunWithoutVertices(header, record)) {
+          remember(opcode);
+          openRunWithoutVertices(*this, record);
+          return {Outcome::Done, at + kRunWithoutVerticesBytes, 0};
+        }
       }
       fail("total of %u bytes, %u are left in the stream", total, left - at);
       return failed(opcode);
@@ -158,7 +153,8 @@ void Replayer::answerRows(const void* data, uint32_t bytes, const ReplyRows& row
 void Replayer::took(const uint8_t* next, uint64_t commands) {
   next_ = next;
   const uint16_t opcode = remembered_[commands_ % kRemembered];
-  for (uint64_t n = std::min<uint64_t>(commands, kRemembered); n > 0; --n) remembered_[(commands_ + commands - n + 1) % kRemembered] = opcode;
+  for (uint64_t n = std::min<uint64_t>(commands, kRemembered); n > 0; --n)
+    remembered_[(commands_ + commands - n + 1) % kRemembered] = opcode;
   commands_ += commands;
 }
 

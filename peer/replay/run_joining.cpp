@@ -54,8 +54,10 @@ class Followers {
   bool take(const uint8_t*& vertices, uint32_t& count) {
     const size_t there = replayer_.bytesFrom(next_);
     const uint32_t head = kRunHeadBytes + runTagBytes(layout_.slots);
-    if (there <= head || get<uint32_t>(next_) != opcodeOf<op::qvRunEnded>) return false;
-    const uint32_t total = get<uint32_t>(next_ + 4);
+    CommandHeader header;
+    if (there <= head || readHeader(next_, there, header) != 0) return false;
+    if (header.opcode != opcodeOf<op::qvRunEnded> || header.bytes != kLargeHeaderBytes) return false;
+    const uint32_t total = header.total;
     if (total > there || total <= head || (total - head) % layout_.stride != 0) return false;
     // Without the pad behind an odd number of tags, which has no defined value.
     if (get<uint32_t>(next_ + kLargeHeaderBytes) != record_.packed ||

@@ -51,7 +51,8 @@ constexpr CallTable makeCallTable() {
     if constexpr (kFamily != kFamilies) {
       using Call = RowCall<Row>;
       if constexpr (Call::kPointerCount == 1) {
-        table[kFamily][Call::L::kSlots.slot[Call::kFirstPointer].count][runTypeCode<typename Call::Element>()] = &giveAttribute<Row>;
+        table[kFamily][Call::L::kSlots.slot[Call::kFirstPointer].count][runTypeCode<typename Call::Element>()] =
+            &giveAttribute<Row>;
       }
     }
   });

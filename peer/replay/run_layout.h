@@ -28,7 +28,7 @@ struct RunLayout {
   uint32_t slots = 0;
   uint32_t stride = 0;
   bool positioned = false;  // the last slot is the position; without one the run gives attributes only
-  bool refused = false;     // a slot is of no attribute that GL has, such as a texture unit far from any; its data count for nothing
+  bool refused = false;  // a slot is of no attribute that GL has, such as a texture unit far from any; its data count for nothing
   bool arrays = false;      // every slot is one that GL has float arrays for
   RunSlot slot[kRunSlots];
   // For array draws. When a vertex gives an attribute twice, the later one counts.

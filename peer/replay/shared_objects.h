@@ -69,6 +69,10 @@ class SharedObjects {
     return use(names_);
   }
 
+  // Held while a program is linked or its text replaced, and from a question for a length to the question whose answer has it and
+  // that OpenGL would write whole: no other context may make it longer meanwhile.
+  std::mutex programChanges;
+
   KnownLists lists;
   SyncNames syncs;
   UniformOrders uniformOrders;

@@ -24,7 +24,8 @@ std::string extensionsOneByOne() {
   return out;
 }
 
-// What stands behind a number of a version, without the word on the profile: the guest keeps one text for all contexts of a version.
+// What stands behind a number of a version, without the word on the profile: the guest keeps one text for all contexts of a
+// version.
 std::string behindNumber(const std::string& text) {
   const size_t space = text.find(' ');
   if (space == std::string::npos) return "";

@@ -43,6 +43,14 @@ bool measure(const RunLayout& layout, const uint8_t* data, uint64_t bytes, RunDa
   return rest == 0;
 }
 
+// Whether a broken run, the last command of a stream, ends with the mark of a swap. A word of that value is data where it completes
+// a vertex; when a position has 4 bytes, it would do so too often, and the mark it is then always.
+bool endsWithMark(const RunLayout& layout, const uint8_t* data, uint64_t bytes) {
+  if (bytes < kSmallHeaderBytes || get<uint32_t>(data + bytes - kSmallHeaderBytes) != kMarkInRun) return false;
+  if (layout.slots == 0) return true;
+  return bytes % layout.stride != 0 || layout.slot[layout.slots - 1].width == kSmallHeaderBytes;
+}
+
 void replayRun(Replayer& replayer, VertexRunRecord record, Reader& rest, bool ended) {
   ReplayState& state = replayer.state();
   RunLayout& layout = state.runLayout;
@@ -52,9 +60,7 @@ void replayRun(Replayer& replayer, VertexRunRecord record, Reader& rest, bool en
   if (!isLayoutOf(layout, record, tags) && !readRunLayout(replayer, record, tags, layout)) return;
   const Elements<uint8_t> data = rest.rest();
   uint64_t bytes = data.size();
-  if (!ended && replayer.endsStream() && bytes >= kSmallHeaderBytes && get<uint32_t>(data.data() + bytes - kSmallHeaderBytes) == kMarkInRun) {
-    bytes -= kSmallHeaderBytes;
-  }
+  if (!ended && replayer.endsStream() && endsWithMark(layout, data.data(), bytes)) bytes -= kSmallHeaderBytes;
   RunData run;
   if (!measure(layout, data.data(), bytes, run)) {
     const auto size = static_cast<unsigned long long>(bytes);

@@ -11,7 +11,8 @@ namespace {
 template <typename T, uint32_t Per, typename Set>
 void setArray(Replayer& replayer, GLuint first, GLsizei count, Reader& rest, Set&& set) {
   constexpr uint32_t kMost = 64;  // more than any OpenGL has
-  if (count < 0 || static_cast<uint32_t>(count) > kMost || first > kMost - static_cast<uint32_t>(count)) return refuse(replayer, GL_INVALID_VALUE);
+  if (count < 0 || static_cast<uint32_t>(count) > kMost || first > kMost - static_cast<uint32_t>(count))
+    return refuse(replayer, GL_INVALID_VALUE);
   T values[kMost * Per];
   const auto given = rest.elements<T>(static_cast<uint64_t>(count) * Per);
   given.copyTo(values);

@@ -98,10 +98,10 @@ void setExitHandler(void (*handler)(UINT code));
 
 // ---- Windows ---------------------------------------------------------------------------------------------------------------
 
-// A window belongs to the thread that creates it, or with `anyThread` to one that never ends. Messages are sent to the hooks of that thread and then to the window
-// procedure: at once when the acting thread is the owner, when the owner has ended, or when the window has `anyThread`;
-// otherwise they wait in the owner's queue until it calls pumpMessages(). Geometry and visibility change at once in every case,
-// but a window whose destruction waits in a queue lives until it is delivered.
+// A window belongs to the thread that creates it, or with `anyThread` to one that never ends. Messages are sent to the hooks of
+// that thread and then to the window procedure: at once when the acting thread is the owner, when the owner has ended, or when
+// the window has `anyThread`; otherwise they wait in the owner's queue until it calls pumpMessages(). Geometry and visibility
+// change at once in every case, but a window whose destruction waits in a queue lives until it is delivered.
 struct WindowOptions {
   RECT client{0, 0, 640, 480};  // on the screen
   RECT frame{0, 0, 0, 0};       // widths of the four borders around the client area

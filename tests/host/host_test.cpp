@@ -206,8 +206,9 @@ TEST_F(Host, StatsPrintTheCounters) {
 // A second host at the same socket and a wrong option end with status 2 and one line.
 TEST_F(Host, HostRefusesToStartTwice) {
   const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  for (const std::vector<std::string>& command :
-       {std::vector<std::string>{QV_HOST_PROGRAM, "--socket", host.socket()}, {QV_HOST_PROGRAM, "--nonsense", "x"}, {QV_HOST_PROGRAM}}) {
+  for (const std::vector<std::string>& command : {std::vector<std::string>{QV_HOST_PROGRAM, "--socket", host.socket()},
+                                                  {QV_HOST_PROGRAM, "--nonsense", "x"},
+                                                  {QV_HOST_PROGRAM}}) {
     const int errors = dup(2);
     dup2(nothing, 2);
     const pid_t child = startProgram(command);

@@ -34,7 +34,8 @@ constexpr int kNotUp = 250;  // the walls could not be raised
 // The errno of a call that fails, 0 of one that does not.
 int errorOf(long result) { return result < 0 ? errno : 0; }
 
-// Exit status of a process that raises its walls around a started OpenGL and then does `attempt`; its signal + 1000 when one ended it.
+// Exit status of a process that raises its walls around a started OpenGL and then does `attempt`; its signal + 1000 when one
+// ended it.
 int inside(const std::function<int()>& attempt, const ProcessLimits& limits = {}) {
   const pid_t child = fork();
   if (child == 0) {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -66,6 +67,15 @@ std::string rowOf(const std::map<std::string, Row>& rows, const std::string& pat
   return best;
 }
 
+// The project's file that a line includes, however it is spaced, in quotes or in angle brackets; empty when there is none.
+std::string includedBy(const std::string& line) {
+  static const std::regex kInclude("^\\s*#\\s*include\\s*([\"<])([^\">]+)[\">].*");
+  std::smatch match;
+  if (!std::regex_match(line, match, kInclude)) return "";
+  const bool own = match[1] == "\"" || fs::exists(kRoot / match[2].str());
+  return own ? match[2].str() : "";
+}
+
 // Every source file with the project's own files that it includes, both from the root.
 std::map<std::string, std::vector<std::string>> includes() {
   std::map<std::string, std::vector<std::string>> out;
@@ -78,8 +88,8 @@ std::map<std::string, std::vector<std::string>> includes() {
       std::vector<std::string>& list = out[file];
       std::istringstream text(readFile(entry.path()));
       for (std::string line; std::getline(text, line);) {
-        if (line.rfind("#include \"", 0) != 0) continue;
-        std::string name = line.substr(10, line.find('"', 10) - 10);
+        std::string name = includedBy(line);
+        if (name.empty()) continue;
         // A name without a folder is one beside the file.
         if (!fs::exists(kRoot / name)) name = fs::relative(entry.path().parent_path() / name, kRoot);
         list.push_back(name);
@@ -111,6 +121,16 @@ std::string circleIn(const std::map<std::string, std::set<std::string>>& graph) 
   };
   for (const auto& [node, next] : graph) visit(visit, node);
   return found;
+}
+
+// An include counts however it is written; a header of the system does not.
+TEST(Layers, IncludesAreSeenHoweverTheyAreWritten) {
+  for (const char* line : {"#include \"wire/sizes.h\"", "  #include \"wire/sizes.h\"  // why", "#  include\t\"wire/sizes.h\"",
+                           "#include <wire/sizes.h>"}) {
+    EXPECT_EQ(includedBy(line), "wire/sizes.h") << line;
+  }
+  for (const char* line : {"#include <vector>", "// #include \"wire/sizes.h\"", "include \"wire/sizes.h\""})
+    EXPECT_EQ(includedBy(line), "") << line;
 }
 
 // Every include goes to the file's own folder or to one that its row names.

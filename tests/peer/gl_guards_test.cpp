@@ -32,8 +32,9 @@ TEST_F(GlGuards, ContextsAreRobust) {
 
 // A client array switched on by glEnable has no memory of its own: drawing a run must not read what the last run left behind.
 TEST_F(GlGuards, ClientArraysAreNotEnabledByGlEnable) {
-  for (const uint32_t array : {GL_VERTEX_ARRAY, GL_NORMAL_ARRAY, GL_COLOR_ARRAY, GL_INDEX_ARRAY, GL_TEXTURE_COORD_ARRAY, GL_EDGE_FLAG_ARRAY,
-                               GL_FOG_COORD_ARRAY, GL_SECONDARY_COLOR_ARRAY, GL_WEIGHT_ARRAY_ARB, 0x8B9C /* of point sizes */}) {
+  for (const uint32_t array :
+       {GL_VERTEX_ARRAY, GL_NORMAL_ARRAY, GL_COLOR_ARRAY, GL_INDEX_ARRAY, GL_TEXTURE_COORD_ARRAY, GL_EDGE_FLAG_ARRAY,
+        GL_FOG_COORD_ARRAY, GL_SECONDARY_COLOR_ARRAY, GL_WEIGHT_ARRAY_ARB, 0x8B9C /* of point sizes */}) {
     // Positions and colours, the colours all blue; then positions alone, before and after glEnable.
     std::vector<float> colored, values;
     for (int i = 0; i < 100; ++i) {
@@ -48,13 +49,21 @@ TEST_F(GlGuards, ClientArraysAreNotEnabledByGlEnable) {
     stream.add(kEnable, array).large(kRunEnded, runPayload(0, {0x3100}, 12, floats(values))).add(kDisable, array);
     stream.large(kRunEnded, runPayload(0, {0x3100}, 12, floats(values)));
     ASSERT_EQ(guest.flush(stream, GL_BACK), 0) << array;
-    for (const uint32_t pixel : guest.surface->pixels()) ASSERT_TRUE((pixel & 0xFFFFFF) == 0 || (pixel & 0xFFFFFF) == 0xFFFF00) << array;
+    for (const uint32_t pixel : guest.surface->pixels())
+      ASSERT_TRUE((pixel & 0xFFFFFF) == 0 || (pixel & 0xFFFFFF) == 0xFFFF00) << array;
   }
 }
 
 // A display list may leave a primitive open, or close one: frames and runs behind it see that.
 TEST_F(GlGuards, ListsThatOpenAPrimitiveAreSeen) {
-  ASSERT_EQ(guest.flush(Stream().add(kNewList, 1u, GL_COMPILE).add(kBegin, GL_TRIANGLES).add(kEndList).add(kNewList, 2u, GL_COMPILE).add(kEnd).add(kEndList)), 0);
+  ASSERT_EQ(guest.flush(Stream()
+                            .add(kNewList, 1u, GL_COMPILE)
+                            .add(kBegin, GL_TRIANGLES)
+                            .add(kEndList)
+                            .add(kNewList, 2u, GL_COMPILE)
+                            .add(kEnd)
+                            .add(kEndList)),
+            0);
   std::vector<float> values(300, 0.0f);
   for (int round = 0; round < 3; ++round) {
     ASSERT_EQ(guest.flush(Stream().add(kCallList, 1u), GL_BACK), 0);
@@ -70,8 +79,8 @@ TEST_F(GlGuards, ListsThatOpenAPrimitiveAreSeen) {
   EXPECT_EQ(guest.glError(), 0u);
 }
 
-// Whatever a list calls that leaves a primitive open, or calls inside a primitive, it can be ended: lists that are not there, itself,
-// lists that call each other, lists that are deleted meanwhile.
+// Whatever a list calls that leaves a primitive open, or calls inside a primitive, it can be ended: lists that are not there,
+// itself, lists that call each other, lists that are deleted meanwhile.
 TEST_F(GlGuards, ListsThatCallListsCanBeEnded) {
   const std::vector<uint8_t> broken = runPayload(4, {0x3100}, 12, floats({0, 0, 0}));
   const auto list = [&](uint32_t name, uint32_t mode, const Stream& content) {
@@ -110,11 +119,15 @@ TEST_F(GlGuards, ListsThatCallListsCanBeEnded) {
   log.take();
 }
 
-// A list that sets vertex attributes between the vertices of a primitive can be ended, whatever lists it calls: such that are not there,
-// itself, such that call those, such that are deleted meanwhile. Lists that are there as a whole are called.
+// A list that sets vertex attributes between the vertices of a primitive can be ended, whatever lists it calls: such that are not
+// there, itself, such that call those, such that are deleted meanwhile. Lists that are there as a whole are called.
 TEST_F(GlGuards, ListsWithAttributesBetweenVerticesCanBeEnded) {
-  const Stream primitive =
-      Stream().add(kBegin, GL_TRIANGLES).add(kVertex2f, 0.0f, 0.0f).add(kVertex2f, 1.0f, 0.0f).add(kTexCoord2f, 1.0f, 2.0f).add(kEnd);
+  const Stream primitive = Stream()
+                               .add(kBegin, GL_TRIANGLES)
+                               .add(kVertex2f, 0.0f, 0.0f)
+                               .add(kVertex2f, 1.0f, 0.0f)
+                               .add(kTexCoord2f, 1.0f, 2.0f)
+                               .add(kEnd);
   const auto list = [&](uint32_t name, const std::vector<Stream>& parts) {
     Stream stream = Stream().add(kNewList, name, uint32_t{GL_COMPILE});
     for (const Stream& part : parts) stream.data += part.data;
@@ -175,10 +188,19 @@ TEST_F(GlGuards, FreshDrawablesAreCleared) {
     for (const uint32_t pixel : guest.surface->pixels()) ASSERT_EQ(pixel & 0xFFFFFF, 0u);
     // Depth and stencil too: a triangle at depth 1 passes GL_LEQUAL everywhere.
     Stream stream;
-    stream.add(kEnable, GL_DEPTH_TEST).add(kDepthFunc, GL_LEQUAL).add(kColor3f, 0.0f, 1.0f, 0.0f).add(kRectf, -1.0f, -1.0f, 1.0f, 1.0f).add(kDisable, GL_DEPTH_TEST);
+    stream.add(kEnable, GL_DEPTH_TEST)
+        .add(kDepthFunc, GL_LEQUAL)
+        .add(kColor3f, 0.0f, 1.0f, 0.0f)
+        .add(kRectf, -1.0f, -1.0f, 1.0f, 1.0f)
+        .add(kDisable, GL_DEPTH_TEST);
     ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
     ASSERT_EQ(guest.surface->pixel(100, 100) & 0xFFFFFF, 0x00FF00u);
-    ASSERT_EQ(guest.flush(Stream().add(kClearColor, 1.0f, 0.5f, 0.2f, 1.0f).add(kClearDepth, 0.25).add(kClear, GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT), GL_BACK), 0);
+    ASSERT_EQ(guest.flush(Stream()
+                              .add(kClearColor, 1.0f, 0.5f, 0.2f, 1.0f)
+                              .add(kClearDepth, 0.25)
+                              .add(kClear, GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT),
+                          GL_BACK),
+              0);
     DestroyWindowPacket destroy;
     destroy.windowId = guest.window;
     ASSERT_EQ(guest.send(destroy), 0);
@@ -235,7 +257,8 @@ TEST_F(GlGuards, ViewportArraysArrive) {
   ASSERT_EQ(guest.flush(Stream().add(kViewportArrayv, 1u, 2, 1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f)), 0);
   ASSERT_EQ(guest.flush(Stream().add(kScissorArrayv, 1u, 2, 1, 2, 3, 4, 5, 6, 7, 8)), 0);
   ASSERT_EQ(guest.flush(Stream().add(kDepthRangeArrayv, 1u, 2, 0.125, 0.25, 0.5, 0.75)), 0);
-  EXPECT_EQ((guest.askFor<std::array<float, 4>>(Stream().add(kGetFloati_v, GL_VIEWPORT, 2u, 4u))), (std::array{5.0f, 6.0f, 7.0f, 8.0f}));
+  EXPECT_EQ((guest.askFor<std::array<float, 4>>(Stream().add(kGetFloati_v, GL_VIEWPORT, 2u, 4u))),
+            (std::array{5.0f, 6.0f, 7.0f, 8.0f}));
   EXPECT_EQ((guest.askFor<std::array<int32_t, 4>>(Stream().add(kGetIntegeri_v, GL_SCISSOR_BOX, 2u, 4u))), (std::array{5, 6, 7, 8}));
   EXPECT_EQ((guest.askFor<std::array<double, 2>>(Stream().add(kGetDoublei_v, GL_DEPTH_RANGE, 2u, 2u))), (std::array{0.5, 0.75}));
   EXPECT_EQ(guest.glError(), 0u);

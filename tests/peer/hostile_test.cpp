@@ -57,6 +57,31 @@ TEST_F(Hostile, TruncatedCommandIsNamedWithItsOffset) {
   expectRefused(stream, {"opcode 206", "glClearColor", "offset 8"});
 }
 
+// A complaint tells the commands before the fault, at most 63 of them: runs of the same command as one, joined vertex runs by their
+// number, and a run without vertices too.
+TEST_F(Hostile, ComplaintTellsTheCommandsBefore) {
+  const auto cut = [](Stream stream) {
+    stream.add(kClearColor, 0.0f);
+    return stream;
+  };
+  expectRefused(cut(Stream().add(kDisable, GL_BLEND).add(kColor3f, 1.0f, 1.0f, 1.0f).add(kColor3f, 1.0f, 1.0f, 1.0f)),
+                {"before it: glFlush, glDisable, glColor3f x2"});
+  Stream runs;
+  for (int i = 0; i < 20; ++i) runs.large(kRunEnded, runPayload(GL_TRIANGLES, {0x2100}, 8, floats({0, 0, 0, 0, 0, 0})));
+  expectRefused(cut(runs), {"qvRunEnded x20"});
+  Stream many;
+  for (int i = 0; i < 100; ++i) many.add(kDisable, GL_BLEND);
+  expectRefused(cut(many), {"before it: glDisable x63"});
+  Stream open;
+  open.word(kRunBroken).word(32).word(4u << 24 | 1u << 16 | 12u).word(0x3103);
+  ASSERT_EQ(guest.flush(open), 0);
+  expectRefused(cut(Stream().add(kEnd)), {"qvRunBroken, glEnd"});
+  // Stray bytes are no command.
+  Stream stray = Stream().add(kEnd);
+  stray.data.resize(stray.data.size() + 2);
+  expectRefused(stray, {"stray bytes", "glEnd"});
+}
+
 // A stream that ends inside a large header is refused.
 TEST_F(Hostile, LargeHeaderWithoutItsSecondWordIsRefused) {
   expectRefused(Stream().word(kClearColor), {"opcode 206", "offset 0"});

@@ -293,11 +293,11 @@ TEST_F(Pictures, EmptyRunIsAnEndedPrimitive) {
   EXPECT_EQ(guest.glError(), GL_INVALID_OPERATION);
 }
 
-// A swap inside glBegin sends a run's head and the frame's mark, with a length that counts bytes which are not in the stream: the
-// primitive is open.
+// A swap inside glBegin behind an attribute sends a run's head and first tags, with a length that counts bytes which are not in the
+// stream: the primitive is open.
 TEST_F(Pictures, RunWithoutVerticesOpensThePrimitive) {
   Stream stream = clear(0, 0, 0);
-  stream.word(kRunBroken).word(32).word(4u << 24 | 1u << 16 | 12u).word(0x40D9);
+  stream.word(kRunBroken).word(32).word(4u << 24 | 1u << 16 | 12u).word(0x3103);
   ASSERT_EQ(guest.flush(stream, GL_BACK), 0);
   Stream rest;
   rest.add(kColor3f, 0.0f, 1.0f, 0.0f)
@@ -310,8 +310,52 @@ TEST_F(Pictures, RunWithoutVerticesOpensThePrimitive) {
   EXPECT_EQ(guest.glError(), 0u);
 }
 
-// A run of another layout, mode or kind, and one with a part of a vertex, is not drawn with the runs before it.
-TEST_F(Pictures, DifferentRunsAreNotJoined) {
+// A broken run that is cut behind its first word opens a primitive only with the total of a run without vertices.
+TEST_F(Pictures, RunCutToItsHeadFailsWithAnotherTotal) {
+  for (const uint32_t total : {17u, 28u, 36u, 4096u}) {
+    Stream stream;
+    stream.word(kRunBroken).word(total).word(4u << 24 | 1u << 16 | 12u).word(0x3103);
+    EXPECT_NE(guest.flush(stream, GL_BACK), 0) << total;
+    EXPECT_EQ(log.take().size(), 1u) << total;
+    ASSERT_EQ(guest.flush(Stream().add(kEnd)), 0);
+    EXPECT_EQ(guest.glError(), GL_INVALID_OPERATION) << total;  // no primitive has been opened
+  }
+}
+
+// The mark behind whole vertices belongs to none of them; the same word is a coordinate where it completes a vertex, and also where
+// the stream goes on.
+TEST_F(Pictures, MarkBehindVerticesIsTakenOff) {
+  const std::vector<uint16_t> tags = {0x3103, 0x3200};  // three floats, three ints
+  std::vector<uint8_t> vertices = floats({0, 1, 0});
+  vertices += words({0xFFFFFFFF, 0xFFFFFFFF, 0});
+  const auto colourAfter = [&](const std::vector<uint8_t>& data, bool more) {
+    Stream stream;
+    stream.add(kColor3f, 1.0f, 1.0f, 1.0f).large(kRunBroken, runPayload(GL_POINTS, tags, 24, data));
+    if (more) stream.add(kEnd);
+    const int failed = guest.flush(stream, GL_BACK);
+    if (!more) {
+      EXPECT_EQ(guest.flush(Stream().add(kEnd)), 0);
+    }
+    EXPECT_EQ(guest.glError(), 0u);
+    return failed == 0 ? guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16) : std::vector<uint8_t>{};
+  };
+  // The colour of a second vertex, then the mark.
+  std::vector<uint8_t> marked = vertices;
+  marked += floats({0, 0, 1});
+  marked += words({0x40D9});
+  EXPECT_EQ(colourAfter(marked, false), floats({0, 0, 1, 1}));
+  // A word of the same value as the last coordinate of a vertex: the vertex is whole.
+  std::vector<uint8_t> data = floats({0, 0, 1});
+  data += words({0, 0, 0x40D9});
+  EXPECT_EQ(colourAfter(data, false), floats({0, 0, 1, 1}));
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+  // A mark that does not end the stream is a part of an attribute.
+  EXPECT_EQ(colourAfter(marked, true), std::vector<uint8_t>{});
+  EXPECT_EQ(log.take().size(), 1u);
+}
+
+// Runs of other modes, attributes and kinds over each other are drawn in order.
+TEST_F(Pictures, DifferentRunsAreDrawnInOrder) {
   const auto triangle = [](float x, float r, float g) {
     return floats({r, g, 0, x, -1, 0, r, g, 0, x + 1, -1, 0, r, g, 0, x, 1, 0});
   };
@@ -334,16 +378,18 @@ TEST_F(Pictures, DifferentRunsAreNotJoined) {
   EXPECT_EQ(guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16), floats({1, 0, 0, 1}));
 }
 
-// Runs do not disturb a bound array buffer or what the guest finds in its own array state.
+// Runs are drawn although an array buffer is bound, and do not disturb it or what the guest finds in its own array state.
 TEST_F(Pictures, RunsLeaveTheArrayBufferBound) {
   std::vector<float> values;
-  for (int i = 0; i < 60; ++i) values.insert(values.end(), {0.0f, 0.0f, 0.0f});
-  Stream stream;
+  for (int i = 0; i < 20; ++i) values.insert(values.end(), {-1.0f, -1.0f, 0.0f, 3.0f, -1.0f, 0.0f, -1.0f, 3.0f, 0.0f});
+  Stream stream = clear(0, 0, 0);
   stream.add(kBindBuffer, GL_ARRAY_BUFFER, 9u);
   ASSERT_EQ(guest.flush(stream), 0);
   const auto bound = guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_ARRAY_BUFFER_BINDING, 1u));
   EXPECT_NE(bound, 0);
-  ASSERT_EQ(guest.flush(Stream().large(kRunEnded, runPayload(GL_POINTS, {0x3100}, 12, floats(values)))), 0);
+  Stream run = Stream().add(kColor3f, 0.0f, 1.0f, 0.0f);
+  ASSERT_EQ(guest.flush(run.large(kRunEnded, runPayload(GL_TRIANGLES, {0x3100}, 12, floats(values))), GL_BACK), 0);
+  EXPECT_EQ(guest.surface->pixel(5, 5) & 0xFFFFFF, 0x00FF00u);
   EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_ARRAY_BUFFER_BINDING, 1u)), bound);
   EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegerv, GL_VERTEX_ARRAY_BINDING, 1u)), 0);
   EXPECT_EQ(guest.glError(), 0u);

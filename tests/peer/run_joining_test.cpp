@@ -32,15 +32,18 @@ class JoinedRuns : public testing::TestWithParam<Joining> {
     for (uint32_t i = 0; i < vertices; ++i) {
       const float part = static_cast<float>(i) / static_cast<float>(vertices);
       values.insert(values.end(), {part, 1 - part, static_cast<float>(number % 7) / 7});
-      const float along = mode == GL_TRIANGLE_FAN || mode == GL_LINE_LOOP ? 0.16f * (part < 0.5f ? part * 2 : 2 - 2 * part) : 0.08f * static_cast<float>(i / 2);
-      const float up = mode == GL_TRIANGLE_FAN || mode == GL_LINE_LOOP ? 0.2f * (part < 0.25f || part > 0.75f ? 0.0f : 1.0f) : 0.18f * static_cast<float>(i % 2);
+      const float along = mode == GL_TRIANGLE_FAN || mode == GL_LINE_LOOP ? 0.16f * (part < 0.5f ? part * 2 : 2 - 2 * part)
+                                                                          : 0.08f * static_cast<float>(i / 2);
+      const float up = mode == GL_TRIANGLE_FAN || mode == GL_LINE_LOOP ? 0.2f * (part < 0.25f || part > 0.75f ? 0.0f : 1.0f)
+                                                                       : 0.18f * static_cast<float>(i % 2);
       values.insert(values.end(), {x + along, y + up, 0.0f});
     }
     return runPayload(mode, {0x3103, 0x3100}, 24, floats(values));
   }
 
   // All primitives behind the state that `prepare` sets; `apart` puts a mark behind each run, so that none has a follower.
-  std::vector<uint32_t> picture(const std::function<void(Stream&)>& prepare, const std::function<void(Stream&)>& restore, bool apart) {
+  std::vector<uint32_t> picture(const std::function<void(Stream&)>& prepare, const std::function<void(Stream&)>& restore,
+                                bool apart) {
     Stream stream;
     stream.add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
     prepare(stream);
@@ -82,12 +85,14 @@ TEST_P(JoinedRuns, FlatPrimitivesKeepTheirProvokingVertex) {
 
 // The same when the first vertex provokes.
 TEST_P(JoinedRuns, FirstVertexConventionIsKept) {
-  expectSame([](Stream& s) { s.add(kShadeModel, GL_FLAT).add(kProvokingVertex, GL_FIRST_VERTEX_CONVENTION); }, [](Stream& s) { s.add(kShadeModel, GL_SMOOTH).add(kProvokingVertex, GL_LAST_VERTEX_CONVENTION); });
+  expectSame([](Stream& s) { s.add(kShadeModel, GL_FLAT).add(kProvokingVertex, GL_FIRST_VERTEX_CONVENTION); },
+             [](Stream& s) { s.add(kShadeModel, GL_SMOOTH).add(kProvokingVertex, GL_LAST_VERTEX_CONVENTION); });
 }
 
 // A line stipple goes on along a strip and around a loop, and starts anew with the next.
 TEST_P(JoinedRuns, StippleRunsAlongAStrip) {
-  expectSame([](Stream& s) { s.add(kEnable, GL_LINE_STIPPLE).add(kLineStipple, 2u, uint16_t{0x0F35}, uint16_t{0}); }, [](Stream& s) { s.add(kDisable, GL_LINE_STIPPLE); });
+  expectSame([](Stream& s) { s.add(kEnable, GL_LINE_STIPPLE).add(kLineStipple, 2u, uint16_t{0x0F35}, uint16_t{0}); },
+             [](Stream& s) { s.add(kDisable, GL_LINE_STIPPLE); });
 }
 
 // In line mode every edge of a strip is drawn, with the edge flag on as with the flag off (where this OpenGL draws none).
@@ -101,69 +106,136 @@ TEST_P(JoinedRuns, EdgesOfAStripStayEdges) {
 
 // Back faces stay back faces.
 TEST_P(JoinedRuns, WindingIsKept) {
-  expectSame([](Stream& s) { s.add(kEnable, GL_CULL_FACE).add(kCullFace, GL_FRONT); }, [](Stream& s) { s.add(kDisable, GL_CULL_FACE).add(kCullFace, GL_BACK); });
+  expectSame([](Stream& s) { s.add(kEnable, GL_CULL_FACE).add(kCullFace, GL_FRONT); },
+             [](Stream& s) { s.add(kDisable, GL_CULL_FACE).add(kCullFace, GL_BACK); });
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, JoinedRuns,
-                         testing::Values(Joining{"triangles", GL_TRIANGLES, 3}, Joining{"strip3", GL_TRIANGLE_STRIP, 3}, Joining{"strip4", GL_TRIANGLE_STRIP, 4},
-                                         Joining{"strip5", GL_TRIANGLE_STRIP, 5}, Joining{"fan", GL_TRIANGLE_FAN, 6}, Joining{"lineStrip", GL_LINE_STRIP, 5},
-                                         Joining{"lineLoop", GL_LINE_LOOP, 5}, Joining{"quads", GL_QUADS, 4}, Joining{"quadStrip", GL_QUAD_STRIP, 6}),
+                         testing::Values(Joining{"triangles", GL_TRIANGLES, 3}, Joining{"strip3", GL_TRIANGLE_STRIP, 3},
+                                         Joining{"strip4", GL_TRIANGLE_STRIP, 4}, Joining{"strip5", GL_TRIANGLE_STRIP, 5},
+                                         Joining{"fan", GL_TRIANGLE_FAN, 6}, Joining{"lineStrip", GL_LINE_STRIP, 5},
+                                         Joining{"lineLoop", GL_LINE_LOOP, 5}, Joining{"quads", GL_QUADS, 4},
+                                         Joining{"quadStrip", GL_QUAD_STRIP, 6}),
                          [](const auto& one) { return std::string(one.param.name); });
 
-// Short strips in a row are one draw, and a mark between two of them parts them again.
-TEST(JoinedRunsReachGl, AsOneDraw) {
-  static int arrays = 0, begins = 0;
-  static GlFunctions real;
-  arrays = begins = 0;
+// What GL is asked to draw for a stream.
+struct Draws {
+  std::vector<std::pair<GLenum, GLsizei>> arrays;  // mode and vertices of each array draw
+  int begins = 0;
+  bool operator==(const Draws&) const = default;
+};
+void PrintTo(const Draws& draws, std::ostream* out) {
+  *out << testing::PrintToString(draws.arrays) << " and " << draws.begins << " calls of glBegin";
+}
+
+class JoinedRunsReachGl : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(guest.start(16, 16));
+    ASSERT_EQ(guest.flush(Stream().add(kFlush)), 0);
+    real = gl;
+    seen = {};
+    gl.glDrawArrays = [](GLenum mode, GLint first, GLsizei count) {
+      seen.arrays.emplace_back(mode, count);
+      real.glDrawArrays(mode, first, count);
+    };
+    gl.glBegin = [](GLenum mode) {
+      ++seen.begins;
+      real.glBegin(mode);
+    };
+  }
+  void TearDown() override { gl = real; }
+
+  Draws drawn(const Stream& stream) {
+    seen = {};
+    EXPECT_EQ(guest.flush(stream), 0);
+    return seen;
+  }
+
+  static std::vector<uint8_t> strip(uint32_t vertices = 4, uint32_t mode = GL_TRIANGLE_STRIP) {
+    return runPayload(mode, {0x2100}, 8, floats(std::vector<float>(vertices * 2)));
+  }
+  // 20 of the first, one of the second, 20 of the first.
+  static Stream between(const std::vector<uint8_t>& many, uint32_t opcode, const std::vector<uint8_t>& one) {
+    Stream stream;
+    for (int i = 0; i < 20; ++i) stream.large(kRunEnded, many);
+    stream.large(opcode, one);
+    if (opcode == kRunBroken) stream.add(kEnd);
+    for (int i = 0; i < 20; ++i) stream.large(kRunEnded, many);
+    return stream;
+  }
+  static Draws twice(GLenum mode, GLsizei vertices, int begins) { return {{{mode, vertices}, {mode, vertices}}, begins}; }
+
+  static inline Draws seen;
+  static inline GlFunctions real;
   InProcessGpu gpu;
   TestGuest guest{gpu};
-  ASSERT_TRUE(guest.start(16, 16));
-  ASSERT_EQ(guest.flush(Stream().add(kFlush)), 0);
-  real = gl;
-  gl.glDrawArrays = [](GLenum mode, GLint first, GLsizei count) {
-    ++arrays;
-    EXPECT_EQ(mode, static_cast<GLenum>(GL_TRIANGLES));
-    EXPECT_EQ(count, 20 * 6);
-    real.glDrawArrays(mode, first, count);
+};
+
+// Short strips in a row are one draw, and a mark between two of them parts them again.
+TEST_F(JoinedRunsReachGl, AsOneDraw) {
+  Stream joined, parted;
+  for (int i = 0; i < 20; ++i) joined.large(kRunEnded, strip());
+  EXPECT_EQ(drawn(joined), (Draws{{{GL_TRIANGLES, 20 * 6}}, 0}));
+  for (int i = 0; i < 20; ++i) parted.large(kRunEnded, strip()).add(kFlush);
+  EXPECT_EQ(drawn(parted), (Draws{{}, 20}));
+}
+
+// A run of another mode, size of vertex or attribute, and one that its glEnd does not end, part the runs before and behind.
+TEST_F(JoinedRunsReachGl, ApartFromOtherRuns) {
+  const Draws parted = twice(GL_TRIANGLES, 20 * 6, 1);
+  EXPECT_EQ(drawn(between(strip(), kRunEnded, strip(4, GL_TRIANGLE_FAN))), parted);
+  EXPECT_EQ(drawn(between(strip(), kRunEnded, runPayload(GL_TRIANGLE_STRIP, {0x3100}, 12, floats(std::vector<float>(12))))),
+            parted);
+  EXPECT_EQ(drawn(between(strip(), kRunBroken, strip())), parted);
+  // The same packed word, other tags.
+  const std::vector<float> six(24);
+  EXPECT_EQ(drawn(between(runPayload(GL_TRIANGLE_STRIP, {0x3103, 0x3100}, 24, floats(six)), kRunEnded,
+                          runPayload(GL_TRIANGLE_STRIP, {0x3102, 0x3100}, 24, floats(six)))),
+            parted);
+}
+
+// A run that ends inside a vertex, and one whose vertices make no whole primitives, are given as they are.
+TEST_F(JoinedRunsReachGl, ApartFromPartsOfPrimitives) {
+  const std::vector<uint16_t> tags = {0x3103, 0x3100};
+  const std::vector<uint8_t> triangle = runPayload(GL_TRIANGLES, tags, 24, floats(std::vector<float>(18)));
+  const Draws parted = twice(GL_TRIANGLES, 20 * 3, 1);
+  EXPECT_EQ(drawn(between(triangle, kRunEnded, runPayload(GL_TRIANGLES, tags, 24, floats(std::vector<float>(21))))), parted);
+  EXPECT_EQ(drawn(between(triangle, kRunEnded, runPayload(GL_TRIANGLES, tags, 24, floats(std::vector<float>(24))))), parted);
+}
+
+// A strip that is large enough for a draw of its own is not copied: it is drawn as the strip that it is.
+TEST_F(JoinedRunsReachGl, ApartFromLargeStrips) {
+  const Draws draws = drawn(between(strip(), kRunEnded, strip(100)));
+  EXPECT_EQ(draws, (Draws{{{GL_TRIANGLES, 20 * 6}, {GL_TRIANGLE_STRIP, 100}, {GL_TRIANGLES, 20 * 6}}, 0}));
+}
+
+// While a program or a pipeline is current, whose shaders may count primitives, no run is joined.
+TEST_F(JoinedRunsReachGl, ApartUnderPrograms) {
+  static GLenum current = 0;
+  gl.glGetIntegerv = [](GLenum pname, GLint* value) {
+    if (pname == current) {
+      *value = 7;
+    } else {
+      real.glGetIntegerv(pname, value);
+    }
   };
-  gl.glBegin = [](GLenum mode) {
-    ++begins;
-    real.glBegin(mode);
-  };
-  const std::vector<uint8_t> strip = runPayload(5, {0x2100}, 8, floats({0, 0, 0, 1, 1, 0, 1, 1}));
-  Stream joined;
-  for (int i = 0; i < 20; ++i) joined.large(kRunEnded, strip);
-  EXPECT_EQ(guest.flush(joined), 0);
-  EXPECT_EQ(arrays, 1);
-  EXPECT_EQ(begins, 0);
-  Stream parted;
-  for (int i = 0; i < 20; ++i) parted.large(kRunEnded, strip).add(kFlush);
-  EXPECT_EQ(guest.flush(parted), 0);
-  EXPECT_EQ(arrays, 1);
-  EXPECT_EQ(begins, 20);
-  gl = real;
+  Stream stream;
+  for (int i = 0; i < 20; ++i) stream.large(kRunEnded, strip());
+  for (const GLenum pname : {GL_CURRENT_PROGRAM, GL_PROGRAM_PIPELINE_BINDING}) {
+    current = pname;
+    EXPECT_EQ(drawn(stream), (Draws{{}, 20})) << pname;
+  }
+  current = 0;
+  EXPECT_EQ(drawn(stream), (Draws{{{GL_TRIANGLES, 20 * 6}}, 0}));
 }
 
 // Strips without a primitive in them draw nothing, however many there are; the current values are those of the last vertex.
-TEST(JoinedRunsReachGl, NotAtAllWithoutAPrimitive) {
-  static int arrays = 0;
-  static GlFunctions real;
-  arrays = 0;
-  InProcessGpu gpu;
-  TestGuest guest{gpu};
-  ASSERT_TRUE(guest.start(16, 16));
-  ASSERT_EQ(guest.flush(Stream().add(kFlush)), 0);
-  real = gl;
-  gl.glDrawArrays = [](GLenum mode, GLint first, GLsizei count) {
-    ++arrays;
-    real.glDrawArrays(mode, first, count);
-  };
-  const std::vector<uint8_t> strip = runPayload(5, {0x3103, 0x2100}, 20, floats({1, 0, 0, 0, 0, 0, 1, 0, 1, 1}));
+TEST_F(JoinedRunsReachGl, NotAtAllWithoutAPrimitive) {
+  const std::vector<uint8_t> two = runPayload(GL_TRIANGLE_STRIP, {0x3103, 0x2100}, 20, floats({1, 0, 0, 0, 0, 0, 1, 0, 1, 1}));
   Stream stream;
-  for (int i = 0; i < 40; ++i) stream.large(kRunEnded, strip);
-  EXPECT_EQ(guest.flush(stream), 0);
-  EXPECT_EQ(arrays, 0);
-  gl = real;
+  for (int i = 0; i < 40; ++i) stream.large(kRunEnded, two);
+  EXPECT_EQ(drawn(stream).arrays.size(), 0u);
   EXPECT_EQ(guest.glError(), 0u);
   EXPECT_EQ(guest.ask(Stream().add(kGetFloatv, GL_CURRENT_COLOR, 4u), 16), floats({0, 1, 0, 1}));
 }

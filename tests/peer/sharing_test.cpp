@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "peer/host/in_process_gpu.h"
+#include "peer/replay/gl_functions.h"
 #include "tests/peer/test_guest.h"
 
 namespace qv::peer::test {
@@ -57,6 +58,43 @@ TEST_F(Sharing, LongStreamIsDoneWhenTheFlushReturns) {
     EXPECT_EQ(first.flush(Stream().add(kFlush)), 0);
   }
   EXPECT_EQ(log.take().size(), 5u);
+}
+
+// Between the question for the length of a program's text and the one for the text no sharing context replaces the text.
+TEST_F(Sharing, TextOfAProgramStaysBetweenTwoQuestions) {
+  static GlFunctions real;
+  static std::atomic<int> replaced;
+  static std::atomic<bool> asked;
+  static int replacedAtTheAnswer;
+  ASSERT_EQ(share(first.context, second.context), 0);
+  ASSERT_EQ(first.flush(Stream().add(kFlush)), 0);
+  ASSERT_EQ(second.flush(Stream().add(kFlush)), 0);
+  real = gl;
+  replaced = 0;
+  asked = false;
+  gl.glProgramStringARB = [](GLenum target, GLenum format, GLsizei length, const void* text) {
+    ++replaced;
+    real.glProgramStringARB(target, format, length, text);
+  };
+  gl.glGetProgramivARB = [](GLenum target, GLenum pname, GLint* value) {
+    real.glGetProgramivARB(target, pname, value);
+    asked = true;
+    // Time for the other thread to do what it must not.
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  };
+  gl.glGetProgramStringARB = [](GLenum, GLenum, void*) { replacedAtTheAnswer = replaced; };
+  std::thread other([&] {
+    while (!asked) std::this_thread::yield();
+    const std::string text = "!!ARBvp1.0\nEND\n";
+    std::vector<uint8_t> payload = words({GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_FORMAT_ASCII_ARB, static_cast<uint32_t>(text.size())});
+    payload.insert(payload.end(), text.begin(), text.end());
+    EXPECT_EQ(second.flush(Stream().bytes(kProgramStringARB, payload)), 0);
+  });
+  first.ask(Stream().add(kGetProgramStringARB, GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_STRING_ARB, 4096u), 4096);
+  other.join();
+  gl = real;
+  EXPECT_EQ(replacedAtTheAnswer, 0);
+  EXPECT_EQ(replaced, 1);
 }
 
 // A list that opens a primitive opens it for whoever calls it: the host knows of the lists of the whole set.

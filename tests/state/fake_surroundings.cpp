@@ -64,7 +64,8 @@ StateTest::StateTest(uint16_t version, uint8_t compatibility) {
     submission.commands();
   };
   locksHeld = 0;
-  for (const int each : {210, 300, 310, 320, 330, 400, 410, 420, 430}) new (&stringBlockFor(static_cast<uint16_t>(each))) StringBlock;
+  for (const int each : {210, 300, 310, 320, 330, 400, 410, 420, 430})
+    new (&stringBlockFor(static_cast<uint16_t>(each))) StringBlock;
   GlExtensionAddendum = "GL_ARB_map_buffer_range";
   WglExtensions = "WGL_ARB_extensions_string";
   remake(version, compatibility);

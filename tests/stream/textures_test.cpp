@@ -11,7 +11,9 @@ namespace {
 class Textures : public ContextTest {
  protected:
   NameTable& names() { return context().shareGroup->table(ShareSlot::kTextures); }
-  uint32_t bound(uint32_t unit, int target) { return context().texture.current().units[unit].binding(static_cast<uint32_t>(target)); }
+  uint32_t bound(uint32_t unit, int target) {
+    return context().texture.current().units[unit].binding(static_cast<uint32_t>(target));
+  }
 };
 
 constexpr int k2D = 1, kRectangle = 4;

@@ -140,6 +140,7 @@ inline constexpr uint32_t kBindTexture = 327;
 inline constexpr uint32_t kDeleteTextures = 328;
 inline constexpr uint32_t kGenTextures = 329;
 inline constexpr uint32_t kIsTexture = 330;
+inline constexpr uint32_t kPrioritizeTextures = 331;
 inline constexpr uint32_t kPopClientAttrib = 334;
 inline constexpr uint32_t kPushClientAttrib = 335;
 inline constexpr uint32_t kGetColorTable = 343;

@@ -71,7 +71,8 @@ RowCase plainCase(const RowFacts& row, uint32_t elements) {
       const double real = static_cast<double>(i) + 0.25;
       value = argument.width == 4 ? std::bit_cast<uint32_t>(static_cast<float>(real)) : std::bit_cast<uint64_t>(real);
     } else {
-      for (uint32_t k = 0; k < wireWidth(row, argument); ++k) value |= uint64_t{(0x11 + 13 * i + k) & (k == 3 ? 0x1F : 0x7F)} << 8 * k;  // near enough for the host
+      for (uint32_t k = 0; k < wireWidth(row, argument); ++k)
+        value |= uint64_t{(0x11 + 13 * i + k) & (k == 3 ? 0x1F : 0x7F)} << 8 * k;  // near enough for the host
     }
     out.values.push_back(value);
   }

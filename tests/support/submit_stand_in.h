@@ -22,8 +22,8 @@ struct Submission {
 };
 
 // The host of a test. Its answer fills the first reply buffer as far as both reach, and zeros stand behind it: the answer for the
-// first word of the submission's last command, or else the one for all, or else zeros alone. The second buffer gets zeros, unless there is an
-// answer for the command.
+// first word of the submission's last command, or else the one for all, or else zeros alone. The second buffer gets zeros, unless
+// there is an answer for the command.
 class SubmitStandIn {
  public:
   template <typename T>

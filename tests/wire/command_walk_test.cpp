@@ -139,6 +139,30 @@ TEST(CommandWalk, TotalsBeyondTheStreamAreMalformed) {
   }
 }
 
+// A run that a swap broke before its first vertex ends the stream with its first tags; the total, which counts all tags, the
+// attributes and a word more, is as it is sent.
+TEST(CommandWalk, RunWithoutVerticesEndsAStream) {
+  const Bytes run = {0xD7, 0x07, 0, 0, 32, 0, 0, 0, 12, 0, 1, 4, 0x03, 0x31, 0, 0};
+  const Walk walk = walkOver(run);
+  EXPECT_EQ(walk.steps, (std::vector<Step>{{0, 2007, {12, 0, 1, 4, 0x03, 0x31, 0, 0}}}));
+  EXPECT_EQ(walk.malformedAt, -1);
+  // Another total, no slot, a word behind it, a word less, another opcode.
+  const auto changed = [&](size_t at, uint8_t value) {
+    Bytes other = run;
+    other[at] = value;
+    return walkOver(other).malformedAt;
+  };
+  EXPECT_EQ(changed(4, 28), 0);
+  EXPECT_EQ(changed(4, 36), 0);
+  EXPECT_EQ(changed(8, 16), 0);
+  EXPECT_EQ(changed(10, 0), 0);
+  EXPECT_EQ(changed(0, 0xD8), 0);
+  Bytes longer = run;
+  longer.insert(longer.end(), {0xD9, 0x40, 0, 0});
+  EXPECT_EQ(walkOver(longer).malformedAt, 0);
+  EXPECT_EQ(walkOver(Bytes(run.begin(), run.begin() + 12)).malformedAt, 0);
+}
+
 // The offset is that of the command last given, and at the end that of the end.
 TEST(CommandWalk, OffsetIsThatOfTheCommand) {
   const Bytes stream = {0xD9, 0x40, 0, 0, 0xD7, 0x80, 0, 0, 0xE2, 0x0B, 0, 0};

@@ -58,9 +58,11 @@ std::optional<uint64_t> goodLength(const RowFacts& row, Fill fill) {
     case FormKind::Record: {
       const std::string_view name = row.name;
       if (fill == Fill::Ones) {
-        // A negative count has no data, and data that are too long for a command are left out. A run of 255 slots is none, and draws
-        // have no such flags.
-        if (row.openTail || name == "glCallLists" || name == "glArrayElement" || name.starts_with("glDraw") || name.starts_with("glMultiDraw")) return std::nullopt;
+        // A negative count has no data, and data that are too long for a command are left out. A run of 255 slots is none, and
+        // draws have no such flags.
+        if (row.openTail || name == "glCallLists" || name == "glArrayElement" || name.starts_with("glDraw") ||
+            name.starts_with("glMultiDraw"))
+          return std::nullopt;
         const std::vector<uint8_t> ones(fixed, 0xFF);
         const uint64_t tail = row.tailBytes(ones.data());
         return tail == 0 || payloadOf(fixed, tail) == fixed ? std::optional(fixed) : std::nullopt;

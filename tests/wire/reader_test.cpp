@@ -174,5 +174,15 @@ TEST(Reader, FailureCanBeDeclared) {
   expectFailed(reader);
 }
 
+// Bytes at no address are none: the reader has failed and nothing is left.
+TEST(Reader, BytesAtNoAddressAreNone) {
+  Reader reader(nullptr, 8);
+  EXPECT_EQ(reader.left(), 0u);
+  uint32_t value = 7;
+  EXPECT_FALSE(reader.take(value));
+  EXPECT_EQ(value, 7u);
+  expectFailed(reader);
+}
+
 }  // namespace
 }  // namespace qv::test

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "wire/records/images.h"
 #include "wire/records/lists.h"
 #include "wire/records/pbuffers.h"
 #include "wire/records/vertex_run.h"
@@ -76,6 +77,51 @@ TEST(Records, CallListsCountsItsNamesIn64Bits) {
 
 // The length follows from count and type, and not from the word that says it.
 TEST(Records, CallListsDoesNotBelieveItsByteWord) { EXPECT_EQ((CallListsRecord{2, GL_SHORT, 0xFFFFFFFF}.tailBytes()), 4u); }
+
+// The members of each record of images stand in the order of its words, a word each.
+TEST(Records, ImagesHaveTheirWordsInOrder) {
+  const auto expectOrder = [](const auto& record, const std::string& named) {
+    using Record = std::decay_t<decltype(record)>;
+    Bytes numbers;
+    for (uint8_t i = 1; i <= sizeof(Record) / 4; ++i) numbers.insert(numbers.end(), {i, 0, 0, 0});
+    EXPECT_EQ(bytesOf(record), numbers) << named;
+    EXPECT_EQ(wordsOf<Record>(), named);
+  };
+  expectOrder(ReadPixelsRecord{.x = 1, .y = 2, .width = 3, .height = 4, .format = 5, .type = 6, .bytes = 7, .pointer = 8},
+              "x y width height format type bytes pointer");
+  expectOrder(GetTexImageRecord{.target = 1, .level = 2, .format = 3, .type = 4, .bytes = 5, .pointer = 6},
+              "target level format type bytes pointer");
+  expectOrder(GetCompressedTexImageRecord{.target = 1, .level = 2, .bytes = 3, .pointer = 4}, "target level bytes pointer");
+  expectOrder(GetPolygonStippleRecord{.bytes = 1, .pointer = 2}, "bytes pointer");
+  expectOrder(GetPixelMapRecord{.map = 1, .bytes = 2, .pointer = 3}, "map bytes pointer");
+  expectOrder(GetColorTableRecord{.target = 1, .format = 2, .type = 3, .bytes = 4}, "target format type bytes");
+  expectOrder(GetColorTableParameterRecord{.target = 1, .pname = 2}, "target pname");
+  expectOrder(GetConvolutionFilterRecord{.target = 1, .format = 2, .type = 3, .bytes = 4, .pointer = 5},
+              "target format type bytes pointer");
+  expectOrder(GetHistogramRecord{.target = 1, .reset = 2, .format = 3, .type = 4, .bytes = 5, .pointer = 6},
+              "target reset format type bytes pointer");
+  expectOrder(GetSeparableFilterRecord{.target = 1, .format = 2, .type = 3, .span = 4, .rowBytes = 5, .columnBytes = 6, .row = 7, .column = 8},
+              "target format type span rowBytes columnBytes row column");
+  expectOrder(SeparableFilterRecord{.target = 1,
+                                    .internalFormat = 2,
+                                    .width = 3,
+                                    .height = 4,
+                                    .format = 5,
+                                    .type = 6,
+                                    .row = 7,
+                                    .column = 8,
+                                    .rowBytes = 9,
+                                    .columnBytes = 10},
+              "target internalFormat width height format type row column rowBytes columnBytes");
+  expectOrder(AreTexturesResidentRecord{.count = 1}, "count");
+}
+
+// The tail of a separable filter is row and column in 64 bits; a negative number of textures has no names.
+TEST(Records, TailsOfImagesAreCountedIn64Bits) {
+  EXPECT_EQ((SeparableFilterRecord{0, 0, 0, 0, 0, 0, 0, 0, 0xFFFFFFFF, 2}.tailBytes()), 0x100000001u);
+  EXPECT_EQ((AreTexturesResidentRecord{0x7FFFFFFF}.tailBytes()), 0x1FFFFFFFCu);
+  EXPECT_EQ((AreTexturesResidentRecord{-1}.tailBytes()), 0u);
+}
 
 // A run is one word: mode, slots and bytes of a vertex.
 TEST(Records, RunIsModeSlotsStride) {

@@ -215,7 +215,8 @@ TEST(DescribeCommand, ManyValuesAreCut) {
   EXPECT_EQ(described(kDeleteTextures, names), "glDeleteTextures(17, {1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 ... 17})");
 }
 
-// Texts stand in quotes without their zero, and are cut after 64 characters.
+// Texts stand in quotes without their zero, and are cut after 64 characters with their length. They stay on one line: a quote, a
+// backslash and what is not printable are escaped.
 TEST(DescribeCommand, TextsStandInQuotes) {
   const auto text = [](const std::string& name) {
     Bytes payload = words({3, 1, static_cast<uint32_t>(name.size() + 1)});
@@ -225,7 +226,9 @@ TEST(DescribeCommand, TextsStandInQuotes) {
   };
   EXPECT_EQ(text("ab"), "glBindAttribLocation(3, 1, \"ab\")");
   EXPECT_EQ(text(""), "glBindAttribLocation(3, 1, \"\")");
-  EXPECT_EQ(text(std::string(70, 'x')), "glBindAttribLocation(3, 1, \"" + std::string(64, 'x') + "\")");
+  EXPECT_EQ(text(std::string(64, 'x')), "glBindAttribLocation(3, 1, \"" + std::string(64, 'x') + "\")");
+  EXPECT_EQ(text(std::string(65, 'x')), "glBindAttribLocation(3, 1, \"" + std::string(64, 'x') + " ... 65\")");
+  EXPECT_EQ(text("a\nb\"c\\d\x1b\x7f\xe9"), "glBindAttribLocation(3, 1, \"a\\nb\\\"c\\\\d\\x1b\\x7f\\xe9\")");
   Bytes query = words({3, 3});
   query += {'a', 'b', 0};
   EXPECT_EQ(described(kGetFragDataLocation, query), "glGetFragDataLocation(3, \"ab\")");
@@ -246,6 +249,14 @@ TEST(DescribeCommand, RecordsNameTheirWords) {
   EXPECT_EQ(describedWith(kBindTexImage, 9, GL_BACK), "qvBindTexImage(window 9, buffer 0x405)");
   EXPECT_EQ(describedWith(kCallLists, 3, GL_UNSIGNED_BYTE, 3, uint8_t{1}, uint8_t{2}, uint8_t{200}),
             "glCallLists(n 3, type 0x1401, bytes 3, {1 2 200})");
+}
+
+// Data of each pointer stand apart in their own type, and names of lists have the width that their type says.
+TEST(DescribeCommand, DataHaveTheirOwnTypes) {
+  EXPECT_EQ(describedWith(kPrioritizeTextures, 2, 8, 9, 0.5f, 1.0f), "glPrioritizeTextures(2, {8 9}, {0.5 1})");
+  EXPECT_EQ(describedWith(kCallLists, 2, GL_UNSIGNED_SHORT, 4, uint16_t{258}, uint16_t{3}),
+            "glCallLists(n 2, type 0x1403, bytes 4, {258 3})");
+  EXPECT_EQ(describedWith(kCallLists, 1, GL_INT, 4, 70000), "glCallLists(n 1, type 0x1404, bytes 4, {0x11170})");
 }
 
 // A run tells mode, slots with their attribute, components and type, and its vertices.

@@ -33,6 +33,7 @@ struct CallListsRecord {
 
   static constexpr const char* kWords[] = {"n", "type", "bytes"};
   uint64_t tailBytes() const { return count < 0 ? 0 : static_cast<uint64_t>(count) * listNameBytes(type); }
+  uint32_t tailWidth() const { return listNameBytes(type); }
   static CallListsRecord of(GLsizei count, GLenum type, const void*) {
     CallListsRecord record{count, type, 0};
     record.bytes = static_cast<uint32_t>(record.tailBytes());

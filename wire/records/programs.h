@@ -7,7 +7,8 @@
 namespace qv {
 
 // Lists of texts: first the texts one behind the other, each with its terminating zero, `bytes` in all, then for each text its
-// length without the zero as a word. The count stands there twice. The low halves of the program's pointers mean nothing to the host.
+// length without the zero as a word. The count stands there twice. The low halves of the program's pointers mean nothing to the
+// host.
 
 // glShaderSource
 struct ShaderSourceRecord {
@@ -82,7 +83,9 @@ struct ActiveUniformsRecord {
 
   static constexpr const char* kWords[] = {"program", "count", "pname"};
   uint64_t tailBytes() const { return count < 0 ? 0 : uint64_t{4} * static_cast<uint32_t>(count); }
-  static ActiveUniformsRecord of(GLuint program, GLsizei count, const GLuint*, GLenum pname, GLint*) { return {program, count, pname}; }
+  static ActiveUniformsRecord of(GLuint program, GLsizei count, const GLuint*, GLenum pname, GLint*) {
+    return {program, count, pname};
+  }
 };
 
 // glGetUniform: as many values as the uniform has.

@@ -69,9 +69,10 @@ struct VertexRunRecord {
 // Bytes of a run before its tags.
 inline constexpr uint32_t kRunHeadBytes = kLargeHeaderBytes + sizeof(VertexRunRecord);
 
-// A swap, or a release of the context, inside glBegin writes glFlush, the mark of a frame's end, into the open run and breaks the run
-// (required oddity 12). A qvRunBroken at the end of a stream thus ends with this word, which belongs to no vertex. When there was no
-// vertex yet, the stream ends right behind the head and the word, with a total that counts bytes which never come.
+// A swap, or a release of the context, inside glBegin writes glFlush, the mark of a frame's end, into the open run and breaks the
+// run (required oddity 12). A qvRunBroken at the end of a stream thus may end with this word, which belongs to no vertex. When
+// there was an attribute and no vertex yet, the stream ends right behind the word, in whose place the first tags stand, and the
+// total counts the word, all tags and the attributes.
 inline constexpr uint32_t kMarkInRun = smallHeader(217, kSmallHeaderBytes);
 inline constexpr uint32_t kRunWithoutVerticesBytes = kRunHeadBytes + kSmallHeaderBytes;
 
