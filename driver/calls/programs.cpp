@@ -92,7 +92,8 @@ void reportCompile(GlContext* context, GLuint shader) {
   std::atomic<uint32_t> id = 0;
   assignMessageId(context, id);
   if (length > 0 && length < room) {
-    insertMessage(context, GL_DEBUG_SOURCE_SHADER_COMPILER, GL_DEBUG_TYPE_ERROR, id.load(), GL_DEBUG_SEVERITY_HIGH, length, text, true);
+    insertMessage(context, GL_DEBUG_SOURCE_SHADER_COMPILER, GL_DEBUG_TYPE_ERROR, id.load(), GL_DEBUG_SEVERITY_HIGH, length, text,
+                  true);
   }
   std::free(text);
 }
