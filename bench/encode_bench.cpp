@@ -251,6 +251,68 @@ void storeUniform(benchmark::State& state) {
   perCall(state, kCalls);
 }
 
+// The call of a list of kCalls commands: the walk over its recording, by command.
+template <typename Record>
+void scanList(benchmark::State& state, Record&& record) {
+  Current current;
+  QV_FIND(glNewList);
+  QV_FIND(glEndList);
+  QV_FIND(glCallList);
+  p_glNewList(1, GL_COMPILE);
+  for (int i = 0; i < kCalls; ++i) record(i);
+  p_glEndList();
+  current.flush();
+  for (auto _ : state) {
+    p_glCallList(1);
+    current.flush();
+  }
+  perCall(state, kCalls);
+}
+void scanEnable(benchmark::State& state) {
+  QV_FIND(glEnable);
+  scanList(state, [=](int i) { p_glEnable(i % 2 != 0 ? GL_FOG : GL_LIGHTING); });
+}
+void scanTranslate(benchmark::State& state) {
+  QV_FIND(glTranslatef);
+  scanList(state, [=](int i) { p_glTranslatef(static_cast<float>(i), 1, 0); });
+}
+// The same bytes as scanEnable's, copied.
+void copyRecording(benchmark::State& state) {
+  for (auto _ : state) {
+    uint8_t* out = bufferOf<uint8_t>();
+    std::memcpy(out, out + 8 * kCalls, 8 * kCalls);
+    benchmark::ClobberMemory();
+  }
+  perCall(state, kCalls);
+}
+// The call of a list that changes nothing, against the call of a name without a list.
+template <bool Defined>
+void callLists(benchmark::State& state) {
+  Current current;
+  QV_FIND(glNewList);
+  QV_FIND(glRectf);
+  QV_FIND(glEndList);
+  QV_FIND(glCallList);
+  if (Defined) {
+    p_glNewList(1, GL_COMPILE);
+    for (int i = 0; i < 1000; ++i) p_glRectf(0, 0, 1, 1);
+    p_glEndList();
+    current.flush();
+  }
+  for (auto _ : state) {
+    for (int i = 0; i < kCalls; ++i) p_glCallList(1);
+    current.flush();
+  }
+  perCall(state, kCalls);
+}
+void callInert(benchmark::State& state) { callLists<true>(state); }
+void callAbsent(benchmark::State& state) { callLists<false>(state); }
+
+BENCHMARK(scanEnable);
+BENCHMARK(scanTranslate);
+BENCHMARK(copyRecording);
+BENCHMARK(callInert);
+BENCHMARK(callAbsent);
 BENCHMARK(uniform4fv);
 BENCHMARK(storeUniform);
 BENCHMARK(runPair);
@@ -292,6 +354,8 @@ int main(int argc, char** argv) {
               {"glBlendFunc, 12 bytes and 6 words of shadow", "blendFunc", "storeBlend"},
               {"glEnable, 8 bytes and 2 bytes of shadow", "enable", "storeEnable"},
               {"glUniform4fv, 28 bytes and a search", "uniform4fv", "storeUniform"},
+              {"a scanned glEnable against a copy of the recording", "scanEnable", "copyRecording"},
+              {"a called list that changes nothing, against none", "callInert", "callAbsent"},
               {"glLoadMatrixf, 68 bytes and 16 doubles of shadow", "loadMatrix", "storeMatrix"}};
   std::printf("\n%-52s %10s %10s %8s\n", "encoding against plain stores, best of the run", "calls ns", "stores ns", "ratio");
   for (const auto& row : rows) {

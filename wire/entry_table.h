@@ -13,6 +13,7 @@
 #include "wire/records/pbuffers.h"
 #include "wire/records/programs.h"
 #include "wire/records/queries.h"
+#include "wire/records/selection.h"
 #include "wire/records/vertex_run.h"
 
 namespace qv {

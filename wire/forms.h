@@ -28,6 +28,10 @@ struct Array {};    // scalars, then count x Per elements behind each pointer; t
 // Scalars, of which a count, then a boolean that fills a word, then count x Per elements.
 template <uint32_t Per>
 struct Matrices {};
+// Scalars, then the control points of a map of one or two dimensions as they lie in the program's memory, from the first to the last
+// (wire/map_points.h); none without a pointer, and none when OpenGL refuses the map.
+template <uint32_t Dimensions>
+struct Evaluator {};
 struct Text {};       // scalars, byte count with the terminating zero, bytes
 struct TextQuery {};  // Text, answered by the return value
 // Scalars, the low word of the pointer, a word that counts what follows: bytes behind a pointer to void, else elements. `Data` is

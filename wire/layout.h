@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "wire/forms.h"
+#include "wire/map_points.h"
 #include "wire/record.h"
 #include "wire/sizes.h"
 
@@ -249,6 +250,31 @@ struct Layout<Image<Data>, A...> : LayoutBase<Image<Data>, A...> {
   static uint32_t pointer(const uint8_t* fixed) { return get<uint32_t>(fixed + kPointerAt); }
   static uint64_t tailBytes(const uint8_t* fixed) { return bytesOf(get<uint32_t>(fixed + kCountAt), sizeof(Element)); }
 };
+
+template <uint32_t Dimensions, typename... A>
+struct Layout<Evaluator<Dimensions>, A...> : LayoutBase<Evaluator<Dimensions>, A...> {
+  static constexpr bool kHasTail = true;
+  static_assert(sizeof...(A) == (Dimensions == 1 ? 6 : 10));
+  using Element = typename Arguments<A...>::Element;
+  // Stride and order stand behind the two ends of each direction's range.
+  static uint64_t tailBytes(const uint8_t* fixed) {
+    const auto direction = [&]<size_t First>() {
+      return MapDirection{Layout::template scalar<First>(fixed), Layout::template scalar<First + 1>(fixed)};
+    };
+    const GLenum target = Layout::template scalar<0>(fixed);
+    if constexpr (Dimensions == 1) {
+      return mapSpan(target, direction.template operator()<3>()) * sizeof(Element);
+    } else {
+      return mapSpan(target, direction.template operator()<3>(), direction.template operator()<7>()) * sizeof(Element);
+    }
+  }
+};
+
+// Whether the tail of a form may be missing although its length is not 0.
+template <typename Form>
+inline constexpr bool kTailMayBeMissing = false;
+template <uint32_t Dimensions>
+inline constexpr bool kTailMayBeMissing<Evaluator<Dimensions>> = true;
 
 template <uint32_t Per, typename... A>
 struct Layout<Matrices<Per>, A...> : LayoutBase<Matrices<Per>, A...> {

@@ -98,6 +98,11 @@ constexpr void fillForm(RowFacts& row, Matrices<Per>) {
   row.form = FormKind::Matrices;
   row.n = Per;
 }
+template <uint32_t Dimensions>
+constexpr void fillForm(RowFacts& row, Evaluator<Dimensions>) {
+  row.form = FormKind::Evaluator;
+  row.n = Dimensions;
+}
 constexpr void fillForm(RowFacts& row, Text) { row.form = FormKind::Text; }
 constexpr void fillForm(RowFacts& row, TextQuery) {
   row.form = FormKind::TextQuery;
@@ -180,6 +185,7 @@ struct Maker<Row, R(APIENTRY*)(A...)> {
     if constexpr (!std::is_same_v<Form, Family> && !std::is_same_v<Form, Local>) {
       row.arguments = RowArguments<Form, A...>::value;
       fillLayout<LayoutOf<Row>>(row);
+      row.tailMayBeMissing = kTailMayBeMissing<Form>;
     }
     return row;
   }
@@ -328,7 +334,8 @@ std::string describeCommand(uint32_t opcode, Reader payload) {
   }
   out = row->name;
   const uint8_t* const fixed = payload.bytes(row->fixedBytes);
-  if (row->form == FormKind::Family || fixed == nullptr || (!row->openTail && payload.left() != row->tailBytes(fixed))) {
+  const bool missing = row->tailMayBeMissing && payload.left() == 0;
+  if (row->form == FormKind::Family || fixed == nullptr || (!row->openTail && !missing && payload.left() != row->tailBytes(fixed))) {
     append(out, ": %llu bytes", static_cast<unsigned long long>(bytes));
     if (row->form != FormKind::Family) out += ", malformed";
     return out;

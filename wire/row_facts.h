@@ -22,7 +22,7 @@ struct ArgumentFacts {
   uint16_t components = 0;     // in the fixed part; 0 for a pointer whose data stand elsewhere
 };
 
-enum class FormKind : uint8_t { Fixed, Vec, Sized, Counted, Array, Matrices, Text, Image, Record, Local, Family, Query, TextQuery };
+enum class FormKind : uint8_t { Fixed, Vec, Sized, Counted, Array, Matrices, Evaluator, Text, Image, Record, Local, Family, Query, TextQuery };
 enum class ReplyKind : uint8_t { None, Answer, Bytes, Components, Sized, Counted, Names, Length, List };
 
 struct RowFacts {
@@ -40,7 +40,7 @@ struct RowFacts {
   uint32_t returnBytes = 0;             // of the C function
   std::span<const ArgumentFacts> arguments;
   std::span<const char* const> words;   // names of a record's words
-  bool hasTail = false, openTail = false;
+  bool hasTail = false, openTail = false, tailMayBeMissing = false;
   uint64_t (*tailBytes)(const uint8_t* fixed) = nullptr;  // of the data behind the fixed part
   uint32_t (*tailWidth)(const uint8_t* fixed) = nullptr;  // of one of these data, where the record tells; else null
 };

@@ -1,6 +1,7 @@
 // The shadow steps of every family, for whoever stamps all rows of the table.
 #pragma once
 
+#include "driver/calls/attrib_stacks.h"
 #include "driver/calls/enables.h"
 #include "driver/calls/feedback.h"
 #include "driver/calls/fixed_state.h"

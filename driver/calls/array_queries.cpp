@@ -1,4 +1,5 @@
 // The queries of vertex arrays: answered from the record but for the current values of attributes, which the host has.
+#include "driver/diagnostics/debug_log.h"
 #include "driver/queries/forward.h"
 #include "driver/state/shared_objects.h"
 #include "driver/stream/entry.h"
@@ -147,7 +148,7 @@ void APIENTRY glGetPointerv(GLenum pname, void** params) {
       return;
     case GL_DEBUG_CALLBACK_FUNCTION:
     case GL_DEBUG_CALLBACK_USER_PARAM:
-      *params = nullptr;  // no callback can be set yet
+      *params = debugPointer(context, pname);
       return;
     default:
       return recordError(context, GL_INVALID_ENUM, 0, "GetPointerv(): bad pname");

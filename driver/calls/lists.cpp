@@ -1,5 +1,6 @@
-// Display lists: the recording's begin and end, names, and calls.
+// Display lists: the recording's begin and end, and the names.
 #include <cstdlib>
+#include <utility>
 
 #include "driver/calls/lists.h"
 #include "driver/objects/display_list_stream.h"
@@ -42,7 +43,11 @@ void endRecording(GlContext* context) {
   context->recordingList = nullptr;
   context->listMode = 0;
   const ShareLock lock(context->shareGroup);
-  context->shareGroup->table(ShareSlot::kLists).set(list->listId, static_cast<CommandStream*>(list));
+  NameTable& lists = context->shareGroup->table(ShareSlot::kLists);
+  // The label belongs to the name.
+  if (auto* const old = static_cast<DisplayListStream*>(lists.findAs<CommandStream>(list->listId)); old != nullptr)
+    std::swap(list->label, old->label);
+  lists.set(list->listId, static_cast<CommandStream*>(list));
 }
 
 void removeLists(GlContext* context, GLuint list, GLsizei range) {
@@ -55,20 +60,6 @@ void removeLists(GlContext* context, GLuint list, GLsizei range) {
 }
 
 namespace gl {
-
-void APIENTRY glCallList(GLuint list) {
-  GlContext* const context = currentContext();
-  if (!context) return;
-  recordInList<op::glCallList>(context, list);
-  send<op::glCallList>(context, list);
-}
-
-void APIENTRY glCallLists(GLsizei n, GLenum type, const GLvoid* lists) {
-  GlContext* const context = currentContext();
-  if (!context) return;
-  recordInList<op::glCallLists>(context, n, type, lists);
-  send<op::glCallLists>(context, n, type, lists);
-}
 
 GLuint APIENTRY glGenLists(GLsizei range) {
   GlContext* const context = enter<op::glGenLists>();

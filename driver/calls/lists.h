@@ -15,6 +15,16 @@ void endRecording(GlContext* context);
 // A negative range is the host's to refuse.
 void removeLists(GlContext* context, GLuint list, GLsizei range);
 
+// What the call of a list does to the shadow, the list base added to its name; defined by the scanner.
+void callListShadow(GlContext* context, GLuint list);
+void callListsShadow(GlContext* context, GLsizei n, GLenum type, const void* lists);
+
+inline void shadow(op::glCallList, GlContext* c, GLuint list) { callListShadow(c, list); }
+inline void shadow(op::glCallLists, GlContext* c, GLsizei n, GLenum type, const GLvoid* lists) {
+  // Names that are too many for a command have not been read.
+  const uint64_t bytes = CallListsRecord::of(n, type, lists).tailBytes();
+  if (payloadOf(sizeof(CallListsRecord), bytes) == sizeof(CallListsRecord) + bytes) callListsShadow(c, n, type, lists);
+}
 inline void shadow(op::glNewList, GlContext* c, GLuint list, GLenum mode) { beginRecording(c, list, mode); }
 inline void shadow(op::glEndList, GlContext* c) { endRecording(c); }
 inline void shadow(op::glDeleteLists, GlContext* c, GLuint list, GLsizei range) { removeLists(c, list, range); }

@@ -79,8 +79,7 @@ void flushForSharers(GlContext* context) {
 }
 
 void reportCompile(GlContext* context, GLuint shader) {
-  DebugState* const log = context->debugLog;
-  if (log == nullptr || log->enabled == 0 || log->dispatch == nullptr) return;
+  if (context->debugLog == nullptr || context->debugLog->enabled == 0) return;
   GLint compiled = 0, room = 0;
   Entry<op::glGetShaderiv>::call(shader, GL_COMPILE_STATUS, &compiled);
   if (compiled != 0) return;
@@ -93,7 +92,8 @@ void reportCompile(GlContext* context, GLuint shader) {
   std::atomic<uint32_t> id = 0;
   assignMessageId(context, id);
   if (length > 0 && length < room) {
-    log->dispatch(context, kDebugSourceShaderCompiler, kDebugTypeError, id.load(), kDebugSeverityHigh, length, text);
+    insertMessage(context, GL_DEBUG_SOURCE_SHADER_COMPILER, GL_DEBUG_TYPE_ERROR, id.load(), GL_DEBUG_SEVERITY_HIGH, length, text,
+                  true);
   }
   std::free(text);
 }

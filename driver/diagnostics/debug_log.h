@@ -1,39 +1,28 @@
-// The seam between the driver and the log of debug messages. The log itself is not built yet: nothing in the driver gives a
-// context a DebugState, so no message is formatted and the debug queries read as zero.
+// The debug log: what the calls of GL_KHR_debug do to the DebugState of a context.
 #pragma once
 
-#include <atomic>
-#include <cstdint>
+#include "driver/diagnostics/debug_dispatch.h"
 
 namespace qv {
 
-class GlContext;
+// The state of the context, made at the first use. Null without memory, which is GL_OUT_OF_MEMORY.
+DebugState* debugStateOf(GlContext* context);
 
-// Indices of the kinds of message that the driver itself raises.
-inline constexpr int32_t kDebugSourceApi = 0, kDebugSourceShaderCompiler = 2, kDebugTypeError = 0, kDebugSeverityHigh = 2;
-// Longest message text, its zero included.
-inline constexpr uint32_t kDebugTextSize = 4096;
+// GL_DEBUG_OUTPUT or GL_DEBUG_OUTPUT_SYNCHRONOUS; anything else is ignored.
+void setDebugCapability(GlContext* context, GLenum capability, uint8_t enable);
+// The values of the debug names; 0 and null without memory.
+int32_t debugInteger(GlContext* context, GLenum pname);
+void* debugPointer(GlContext* context, GLenum pname);
 
-struct DebugState {
-  // Whether a message of these source, type and severity indices is wanted at all.
-  bool (*passes)(const DebugState& state, int32_t source, int32_t type, uint32_t id, int32_t severity) = nullptr;
-  // Takes a message: filter, then callback or log. A length of -1 means that the text is to be measured.
-  void (*dispatch)(GlContext* context, int32_t source, int32_t type, uint32_t id, int32_t severity, int32_t length,
-                   const char* text) = nullptr;
-  uint8_t synchronous = 0;  // GL_DEBUG_OUTPUT_SYNCHRONOUS
-  uint8_t enabled = 0;      // GL_DEBUG_OUTPUT
-};
-
-// Id of all messages about API errors; 0 until assigned.
-extern std::atomic<uint32_t> apiErrorId;
-
-// Gives the word at `slot` the next message id of the process if the word is 0. Ids count from 0, so the first slot keeps 0 and
-// gets another id at its next use (required oddity 8). Takes the lock of the context's share group.
-void assignMessageId(GlContext* context, std::atomic<uint32_t>& slot);
-
-// GL_DEBUG_OUTPUT or GL_DEBUG_OUTPUT_SYNCHRONOUS; anything else is ignored, and so is everything while there is no log.
-void setDebugCapability(GlContext* context, uint32_t capability, uint8_t enable);
-// The value of a debug pname; 0 while there is no log.
-int32_t debugInteger(GlContext* context, uint32_t pname);
+// `source`, `type` and `severity` are enums. Only a program's own message is checked for what the program may insert.
+void insertMessage(GlContext* context, GLenum source, GLenum type, uint32_t id, GLenum severity, int32_t length, const char* text,
+                   bool skipChecks);
+void controlMessages(GlContext* context, GLenum source, GLenum type, GLenum severity, GLsizei count, const GLuint* ids,
+                     bool enabled);
+// Moves messages out of the log; returns how many.
+uint32_t takeMessages(GlContext* context, GLuint count, GLsizei bufSize, GLenum* sources, GLenum* types, GLuint* ids,
+                      GLenum* severities, GLsizei* lengths, GLchar* messageLog);
+void pushDebugGroup(GlContext* context, GLenum source, GLuint id, GLsizei length, const char* message);
+void popDebugGroup(GlContext* context);
 
 }  // namespace qv

@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "driver/diagnostics/debug_log.h"
+#include "driver/diagnostics/debug_dispatch.h"
 #include "driver/state/gl_context.h"
 
 namespace qv {
@@ -47,19 +47,20 @@ const char* errorName(uint32_t code) {
 
 void recordError(GlContext* context, uint32_t code, int force, const char* format, ...) {
   ++context->errorsRaised;
-  // Required oddity 3: while a list is being compiled its commands are stored and cannot fail yet; other calls are not told apart.
+  // Required oddity 3: while a list is being compiled its commands are stored and cannot fail yet; other calls are not told
+  // apart.
   if (context->recordingList != nullptr && context->listMode != GL_COMPILE_AND_EXECUTE && force == 0) return;
   assignMessageId(context, apiErrorId);
   const uint32_t id = apiErrorId.load(std::memory_order_relaxed);
-  DebugState* const log = context->debugLog;
-  if (log != nullptr && log->passes != nullptr && log->passes(*log, kDebugSourceApi, kDebugTypeError, id, kDebugSeverityHigh)) {
+  const DebugState* const log = context->debugLog;
+  if (log != nullptr && log->passes(kDebugSourceApi, kDebugTypeError, id, kDebugSeverityHigh)) {
     char message[kDebugTextSize];
     va_list arguments;
     va_start(arguments, format);
     const int32_t length = formatError(message, code, format, arguments);
     va_end(arguments);
     if (length < 0) return;  // neither a message nor an error: required oddity 7
-    log->dispatch(context, kDebugSourceApi, kDebugTypeError, id, kDebugSeverityHigh, length, message);
+    dispatchMessage(context, kDebugSourceApi, kDebugTypeError, id, kDebugSeverityHigh, length, message);
   }
   context->recordedError = code;  // the last error counts: required oddity 4
 }

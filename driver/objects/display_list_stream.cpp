@@ -1,7 +1,11 @@
-// Growth of a list's recording.
+// Growth and end of a list's recording.
 #include "driver/objects/display_list_stream.h"
 
+#include <cstdlib>
+
 namespace qv {
+
+DisplayListStream::~DisplayListStream() { std::free(label); }
 
 void DisplayListStream::reserve(uint64_t n) {
   constexpr uint64_t kStep = 512;

@@ -1,12 +1,14 @@
 // The making and the end of share groups.
 #include "driver/objects/share_group.h"
 
-#include "driver/base/command_stream.h"
+#include "driver/objects/display_list_stream.h"
 #include "driver/objects/tracked_object.h"
 
 namespace qv {
 
 namespace {
+
+void releaseList(void* list) { static_cast<DisplayListStream*>(static_cast<CommandStream*>(list))->release(); }
 
 // The way in which each table destroys its rows, in the order of the slots.
 constexpr NameTable::Destroy kDestroy[kShareSlots] = {
@@ -20,7 +22,7 @@ constexpr NameTable::Destroy kDestroy[kShareSlots] = {
     destroyVirtual<TrackedObject>,    // programs, whose records own their resource caches
     destroyLabelled<PipelineRecord>,  // program pipelines
     destroyLabelled<LabelRecord>,     // shaders
-    destroyVirtual<CommandStream>,    // display lists
+    releaseList,                      // display lists
 };
 
 }  // namespace

@@ -3,25 +3,9 @@
 
 #include "driver/queries/limit_cache.h"
 #include "driver/queries/value_count.h"
+#include "wire/map_points.h"
 
 namespace qv {
-
-namespace {
-
-struct MapShape {
-  int32_t components, dimensions;
-};
-
-MapShape mapShape(GLenum target) {
-  // In the order of the enums, which are consecutive from GL_MAP1_COLOR_4 and from GL_MAP2_COLOR_4.
-  static constexpr int32_t kComponents[] = {4, 1, 3, 1, 2, 3, 4, 3, 4};
-  static_assert(GL_MAP1_VERTEX_4 - GL_MAP1_COLOR_4 == 8 && GL_MAP2_VERTEX_4 - GL_MAP2_COLOR_4 == 8);
-  if (target >= GL_MAP1_COLOR_4 && target <= GL_MAP1_VERTEX_4) return {kComponents[target - GL_MAP1_COLOR_4], 1};
-  if (target >= GL_MAP2_COLOR_4 && target <= GL_MAP2_VERTEX_4) return {kComponents[target - GL_MAP2_COLOR_4], 2};
-  return {0, 0};
-}
-
-}  // namespace
 
 int32_t mapValueCount(GLenum target, GLenum query) {
   const MapShape shape = mapShape(target);

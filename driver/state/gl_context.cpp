@@ -6,6 +6,7 @@
 #include "driver/base/pixel_formats.h"
 #include "driver/objects/display_list_stream.h"
 #include "driver/objects/share_group.h"
+#include "driver/state/debug_state.h"
 
 namespace qv {
 
@@ -30,7 +31,8 @@ GlContext::GlContext(int32_t pixelFormat, uint16_t version, uint8_t compatibilit
 }
 
 GlContext::~GlContext() {
-  delete recordingList;
+  delete debugLog;
+  if (recordingList != nullptr) recordingList->release();
   releaseShareGroup(shareGroup);
   // Nodes left on the client attribute stack are not freed: required oddity 28.
   queryTable.clear();

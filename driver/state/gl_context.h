@@ -24,7 +24,7 @@ struct DebugState;
 
 using MatrixStack = StateStack<Matrix>;
 
-// The value of GlContext::listMode while a called list is applied to the shadow, which is not built yet.
+// The value of GlContext::listMode while a called list is applied to the shadow.
 inline constexpr uint32_t kListScanning = 4866;
 
 inline constexpr uint64_t kNoRun = ~uint64_t{0};

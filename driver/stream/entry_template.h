@@ -86,6 +86,17 @@ struct Writer<Sized<Key, Otherwise, Listed, Keys...>, A...> : DataWriter<Sized<K
   }
 };
 
+template <uint32_t Dimensions, typename... A>
+struct Writer<Evaluator<Dimensions>, A...> : DataWriter<Evaluator<Dimensions>, A...> {
+  static Plan make(GlContext*, A... args) {
+    using L = Layout<Evaluator<Dimensions>, A...>;
+    uint8_t fixed[L::kPayload];
+    L::store(fixed, args...);
+    const bool given = argument<Arguments<A...>::kFirstPointer>(args...) != nullptr;
+    return Writer::plan(given ? L::tailBytes(fixed) / sizeof(typename L::Element) : 0, 0);
+  }
+};
+
 template <typename... A>
 struct Writer<Text, A...> : DataWriter<Text, A...> {
   static Plan make(GlContext*, A... args) {

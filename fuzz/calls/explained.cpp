@@ -4,7 +4,6 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "peer/replay/withheld.h"
 #include "wire/columns.h"
 
 namespace qv::fuzz {
@@ -34,9 +33,6 @@ std::unordered_set<std::string_view> leftOut() {
 #define QV_NOT_CALLED(routine, why) #routine,
 #include "fuzz/calls/explained.def"
   };
-#define QV_ROW(name, ...) \
-  if (peer::kWithheld<op::name> != nullptr) out.insert(#name);
-#include "wire/entry_points.def"
   return out;
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "wire/map_points.h"
 #include "wire/entry_table.h"
 #include "wire/sizes.h"
 
@@ -48,6 +49,12 @@ uint64_t elementsBehind(const RowFacts& row, const uint64_t* values) {
       return 16;
     case FormKind::Array:
       return count(firstPointer - 1) * row.n;
+    case FormKind::Evaluator: {
+      const auto number = [&](size_t argument) { return static_cast<int32_t>(values[argument]); };
+      const auto target = static_cast<GLenum>(values[0]);
+      const MapDirection first{number(3), number(4)};
+      return row.n == 1 ? mapSpan(target, first) : mapSpan(target, first, MapDirection{number(7), number(8)});
+    }
     case FormKind::Record:  // glCallLists
       return count(0) * listNameBytes(static_cast<GLenum>(values[1]));
     case FormKind::Query:
@@ -78,6 +85,7 @@ bool isMemoryKnown(const RowFacts& row) {
     case FormKind::Sized:
     case FormKind::Counted:
     case FormKind::Array:
+    case FormKind::Evaluator:
     case FormKind::Local:
       return true;
     case FormKind::Query:

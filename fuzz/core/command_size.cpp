@@ -16,6 +16,7 @@ bool hasItsSize(std::span<const uint8_t> command) {
   if (row == nullptr || row->form == FormKind::Family) return true;
   const uint8_t* const fixed = payload.bytes(row->fixedBytes);
   if (fixed == nullptr) return false;
+  if (row->tailMayBeMissing && payload.left() == 0) return true;
   if (!row->openTail) return payload.left() == row->tailBytes(fixed);
   const auto record = get<VertexRunRecord>(fixed);
   const uint8_t* const tags = record.slots() <= kRunSlots ? payload.bytes(runTagBytes(record.slots())) : nullptr;

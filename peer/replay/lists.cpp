@@ -1,4 +1,5 @@
 // Replay of the display list commands that are more than a call.
+#include <algorithm>
 #include <set>
 #include <utility>
 #include <vector>
@@ -50,6 +51,20 @@ bool mayCallAbsent(Replayer& replayer, uint32_t opcode, const char* name) {
 }
 
 }  // namespace
+
+std::vector<uint32_t> KnownLists::deleted(uint32_t first, uint32_t count) {
+  constexpr uint64_t kNames = uint64_t{1} << 32;
+  const std::lock_guard lock(mutex_);
+  std::vector<uint32_t> names;
+  const auto erase = [&](uint32_t from, uint64_t end) {
+    auto at = calls_.lower_bound(from);
+    for (; at != calls_.end() && at->first < end; at = calls_.erase(at)) names.push_back(at->first);
+  };
+  const uint64_t end = uint64_t{first} + count;
+  erase(first, end);
+  if (end > kNames) erase(0, end - kNames);
+  return names;
+}
 
 bool KnownLists::isWhole(uint32_t list, uint32_t open) const {
   constexpr uint32_t kDeepest = 256;  // OpenGL itself goes down 64 lists at most, and a circle has no end
@@ -115,8 +130,13 @@ void glDeleteLists(Replayer& replayer, GLuint first, GLsizei count) {
     state.deletedLists.emplace_back(first, count);
     return;
   }
-  gl.glDeleteLists(first, count);
-  if (!state.insideBegin && count > 0) state.shared->lists.deleted(first, static_cast<uint32_t>(count));
+  // An OpenGL tries every name of a range, under the lock of all that share lists: the names beyond are given it one by one.
+  constexpr GLsizei kMostAtOnce = 1 << 16;
+  gl.glDeleteLists(first, std::min(count, kMostAtOnce));
+  if (state.insideBegin || count <= 0) return;
+  const std::vector<uint32_t> names = state.shared->lists.deleted(first, static_cast<uint32_t>(count));
+  if (count <= kMostAtOnce) return;
+  for (const uint32_t name : names) gl.glDeleteLists(name, 1);
 }
 
 void glCallList(Replayer& replayer, GLuint list) {

@@ -3,10 +3,10 @@
 
 #include <array>
 
+#include "peer/replay/evaluators.h"
 #include "peer/replay/image_replay.h"
 #include "peer/replay/row_replay.h"
 #include "peer/replay/texture_replay.h"
-#include "peer/replay/withheld.h"
 
 namespace qv::peer {
 namespace {
@@ -21,10 +21,6 @@ bool passOverRow(Replayer& replayer, Reader) {
   replayer.passOver(opcodeOf<Row>, Row::kName, Why);
   return true;
 }
-template <typename Row, const char* const& Why>
-void passOverChecked(Replayer& replayer, const uint8_t*, Reader&) {
-  replayer.passOver(opcodeOf<Row>, Row::kName, Why);
-}
 
 // `Own` is the row's own function; null when it has none.
 template <typename Row, auto Own>
@@ -33,8 +29,6 @@ constexpr Handler handlerOf() {
   using L = LayoutOf<Row>;
   if constexpr (std::is_same_v<Form, Family>) {
     return &passOverRow<Row, kNoFamily>;
-  } else if constexpr (kWithheld<Row> != nullptr) {
-    return &replayCommand<Row, L, &passOverChecked<Row, kWithheld<Row>>>;
   } else if constexpr (kHasOwnReplay<Row>) {
     return &replayCommand<Row, L, &callOwn<Row, L, Own>>;
   } else {

@@ -11,6 +11,7 @@
 #include "peer/replay/query_names.h"
 #include "peer/replay/run_arrays.h"
 #include "peer/replay/run_layout.h"
+#include "peer/replay/selection.h"
 #include "peer/replay/shared_objects.h"
 #include "peer/replay/unpacking.h"
 #include "wire/pixel_store.h"
@@ -60,6 +61,9 @@ struct ReplayState {
   // An error that the host raised or took from GL. glGetError answers it before GL's own.
   GLenum heldError = GL_NO_ERROR;
   bool errorProvoked = false;  // a query of the host inside an open primitive has set GL's flag
+
+  // --- selection and feedback ---
+  RenderBuffers render;
 
   // --- pixels ---
   // How the guest's images lie.

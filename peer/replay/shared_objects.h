@@ -33,11 +33,8 @@ class KnownLists {
     const std::lock_guard lock(mutex_);
     calls_[list] = std::move(calls);
   }
-  void deleted(uint32_t first, uint32_t count) {
-    const std::lock_guard lock(mutex_);
-    const uint64_t end = uint64_t{first} + count;
-    calls_.erase(calls_.lower_bound(first), end > UINT32_MAX ? calls_.end() : calls_.lower_bound(static_cast<uint32_t>(end)));
-  }
+  // Notes that the lists of a range are gone, whose names wrap around. Returns those that were known to be there.
+  std::vector<uint32_t> deleted(uint32_t first, uint32_t count);
   // Whether the list is known to be there and to call no other.
   bool isLeaf(uint32_t list) const {
     const std::lock_guard lock(mutex_);

@@ -18,7 +18,6 @@ struct SystemSpy {
   bool hadRequest = false;
   bool fails = false;
   HGLRC shared[2] = {};
-  DebugState debug;
 };
 SystemSpy spy;
 
@@ -28,11 +27,7 @@ HGLRC spyCreate(HDC hdc) {
   spy.hadRequest = request != nullptr;
   if (request != nullptr) spy.request = *request;
   if (spy.fails) return nullptr;
-  const DHGLRC handle = DrvCreateContext(hdc);
-  // The log comes with the first use of debug output; here it stands from the start.
-  GlContext* const context = contextOf(handle);
-  if (context->debugLog == nullptr) context->debugLog = &spy.debug;
-  return reinterpret_cast<HGLRC>(handle);
+  return reinterpret_cast<HGLRC>(DrvCreateContext(hdc));
 }
 BOOL spyShare(HGLRC first, HGLRC second) {
   ++spy.shares;
@@ -51,12 +46,7 @@ class WglContextTest : public FrameTest {
     hdc = dc(window);
   }
   ~WglContextTest() override {
-    for (const HGLRC context : made) {
-      if (contextOf(reinterpret_cast<DHGLRC>(context))->debugLog == &spy.debug) {
-        contextOf(reinterpret_cast<DHGLRC>(context))->debugLog = nullptr;
-      }
-      DrvDeleteContext(reinterpret_cast<DHGLRC>(context));
-    }
+    for (const HGLRC context : made) DrvDeleteContext(reinterpret_cast<DHGLRC>(context));
   }
   HGLRC create(std::vector<int> attributes, HGLRC share = nullptr) {
     attributes.push_back(0);
@@ -172,7 +162,6 @@ TEST_F(WglContextTest, DebugBitCountsFrom43On) {
   makeCurrent(window);
   const HGLRC before = OpenGl32.getCurrentContext();
   const auto debugOutput = [&](std::vector<int> attributes) {
-    spy.debug.enabled = 0;
     const HGLRC context = create(std::move(attributes));
     EXPECT_EQ(OpenGl32.getCurrentContext(), before);
     const GlContext* const created = contextOf(reinterpret_cast<DHGLRC>(context));

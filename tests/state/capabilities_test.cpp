@@ -245,11 +245,12 @@ TEST_F(CapabilitiesTest, UnknownCapabilityIsTheHosts) {
   EXPECT_EQ(host.submissions.back().replySize, 1u);
 }
 
-// With no debug log there is nothing to switch on, and the queries read as off.
-TEST_F(CapabilitiesTest, DebugCapabilitiesReadAsOffWithoutALog) {
+// Switching debug output on makes the log, which answers the queries.
+TEST_F(CapabilitiesTest, DebugCapabilitiesAreTheLogs) {
   EXPECT_TRUE(setCapability(c.get(), GL_DEBUG_OUTPUT, 1));
-  EXPECT_TRUE(setCapability(c.get(), GL_DEBUG_OUTPUT_SYNCHRONOUS, 1));
-  EXPECT_EQ(gl::glIsEnabled(GL_DEBUG_OUTPUT), GL_FALSE);
+  EXPECT_TRUE(setCapability(c.get(), GL_DEBUG_OUTPUT_SYNCHRONOUS, 0));
+  EXPECT_EQ(gl::glIsEnabled(GL_DEBUG_OUTPUT), GL_TRUE);
+  EXPECT_EQ(gl::glIsEnabled(GL_DEBUG_OUTPUT_SYNCHRONOUS), GL_FALSE);
   EXPECT_TRUE(host.submissions.empty());
 }
 

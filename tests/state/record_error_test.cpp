@@ -14,36 +14,26 @@ namespace qv::test {
 namespace {
 
 struct Message {
-  int32_t source, type;
+  GLenum source, type;
   uint32_t id;
-  int32_t severity, length;
+  GLenum severity;
+  int32_t length;
   std::string text;
 };
 std::vector<Message> messages;
-bool wanted = true;
-uint32_t filtered = 0;
+
+void APIENTRY keep(GLenum source, GLenum type, GLuint id, GLenum severity, GLsizei length, const GLchar* text, const void*) {
+  messages.push_back({source, type, id, severity, length, text});
+}
 
 class RecordErrorTest : public StateTest {
  protected:
-  RecordErrorTest() {
-    messages.clear();
-    wanted = true;
-    filtered = 0;
-    log.passes = [](const DebugState&, int32_t source, int32_t type, uint32_t, int32_t severity) {
-      EXPECT_EQ(source, 0);
-      EXPECT_EQ(type, 0);
-      EXPECT_EQ(severity, 2);
-      ++filtered;
-      return wanted;
-    };
-    log.dispatch = [](GlContext*, int32_t source, int32_t type, uint32_t id, int32_t severity, int32_t length, const char* text) {
-      messages.push_back({source, type, id, severity, length, text});
-    };
+  RecordErrorTest() { messages.clear(); }
+  void attachLog() {
+    DebugState* const log = debugStateOf(c.get());
+    log->enabled = 1;
+    log->callback = keep;
   }
-  ~RecordErrorTest() override { c->debugLog = nullptr; }
-  void attachLog() { c->debugLog = &log; }
-
-  DebugState log;
 };
 
 // Without a log the code is stored and nothing else happens.
@@ -83,9 +73,9 @@ TEST_F(RecordErrorTest, StandardTextReachesTheLog) {
   ASSERT_EQ(messages.size(), 1u);
   EXPECT_EQ(messages[0].text, "UNKNOWN_ERROR in Orbeck todo");
   EXPECT_EQ(messages[0].length, 28);
-  EXPECT_EQ(messages[0].source, 0);
-  EXPECT_EQ(messages[0].type, 0);
-  EXPECT_EQ(messages[0].severity, 2);
+  EXPECT_EQ(messages[0].source, static_cast<GLenum>(GL_DEBUG_SOURCE_API));
+  EXPECT_EQ(messages[0].type, static_cast<GLenum>(GL_DEBUG_TYPE_ERROR));
+  EXPECT_EQ(messages[0].severity, static_cast<GLenum>(GL_DEBUG_SEVERITY_HIGH));
   EXPECT_EQ(messages[0].id, apiErrorId.load());
   EXPECT_EQ(c->recordedError, GL_INVALID_ENUM);
 }
@@ -122,9 +112,8 @@ TEST_F(RecordErrorTest, ArgumentsGoThroughTheFormat) {
 // A message that the filter refuses is not formatted; the code is stored.
 TEST_F(RecordErrorTest, FilteredMessageIsNotFormatted) {
   attachLog();
-  wanted = false;
+  controlMessages(c.get(), GL_DEBUG_SOURCE_API, GL_DEBUG_TYPE_ERROR, GL_DEBUG_SEVERITY_HIGH, 0, nullptr, false);
   recordError(c.get(), GL_INVALID_VALUE, 0, "%s", std::string(5000, 'x').c_str());
-  EXPECT_EQ(filtered, 1u);
   EXPECT_TRUE(messages.empty());
   EXPECT_EQ(c->recordedError, GL_INVALID_VALUE);
 }

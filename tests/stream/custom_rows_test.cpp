@@ -29,7 +29,7 @@ struct CustomCall {
 // Not glBegin, glEnd and glPrimitiveRestartNV, whose begin check is a rule of their own.
 // clang-format off
 const std::vector<CustomCall> kCustomCalls = {
-    {"glCallList", {1}}, {"glCallLists", {2, GL_UNSIGNED_BYTE, P}}, {"glGenLists", {1}}, {"glIsList", {1}},
+    {"glGenLists", {1}}, {"glIsList", {1}},
     {"glMaterialf", {GL_FRONT, GL_SHININESS, kOne}}, {"glMateriali", {GL_FRONT, GL_SHININESS, 1}},
     {"glTexParameterf", {GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, kOne}}, {"glTexParameterfv", {GL_TEXTURE_2D, GL_TEXTURE_MAX_LOD, P}},
     {"glTexParameteri", {GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 1}}, {"glTexParameteriv", {GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, P}},
@@ -84,6 +84,7 @@ const std::vector<CustomCall> kCustomCalls = {
     {"glGetVertexAttribIivEXT", {1, GL_CURRENT_VERTEX_ATTRIB, P}}, {"glGetVertexAttribIuiv", {1, GL_CURRENT_VERTEX_ATTRIB, P}},
     {"glGetVertexAttribIuivEXT", {1, GL_CURRENT_VERTEX_ATTRIB, P}}, {"glGetVertexAttribLdv", {1, GL_CURRENT_VERTEX_ATTRIB, P}},
     {"glGetVertexAttribPointerv", {1, GL_VERTEX_ATTRIB_ARRAY_POINTER, P}}, {"glGetPointerv", {GL_VERTEX_ARRAY_POINTER, P}},
+    {"glSelectBuffer", {4, P}}, {"glFeedbackBuffer", {4, GL_2D, P}}, {"glRenderMode", {GL_RENDER}},
     {"glPushClientAttrib", {0}}, {"glPopClientAttrib", {}},
     {"glBindBuffer", {GL_ARRAY_BUFFER, 1}}, {"glBindBufferBase", {GL_UNIFORM_BUFFER, 0, 1}}, {"glBindBufferBaseEXT", {GL_UNIFORM_BUFFER, 0, 1}},
     {"glBindBufferRange", {GL_UNIFORM_BUFFER, 0, 1, 0, 4}}, {"glBindBufferRangeEXT", {GL_UNIFORM_BUFFER, 0, 1, 0, 4}},
@@ -136,6 +137,10 @@ const std::set<std::string> kOwnRules = {
     "glVertexAttribLFormat", "glDrawArraysInstanced", "glDrawArraysInstancedARB", "glDrawArraysInstancedEXT", "glDrawElements",
     "glDrawElementsInstanced", "glDrawElementsInstancedARB", "glDrawElementsInstancedEXT", "glMultiDrawArrays", "glMultiDrawElements",
     "glMultiDrawElementsBaseVertex",
+    // Those of debug output and labels have no command: debug_log_test and labels_test.
+    "glDebugMessageCallback", "glDebugMessageCallbackARB", "glDebugMessageControl", "glDebugMessageControlARB", "glDebugMessageInsert",
+    "glDebugMessageInsertARB", "glGetDebugMessageLog", "glGetDebugMessageLogARB", "glPushDebugGroup", "glPopDebugGroup", "glObjectLabel",
+    "glLabelObjectEXT", "glObjectPtrLabel", "glGetObjectLabel", "glGetObjectLabelEXT", "glGetObjectPtrLabel",
 };
 // clang-format on
 

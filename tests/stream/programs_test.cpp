@@ -570,10 +570,15 @@ TEST_F(Programs, OtherPipelinesStayBound) {
 // --- debug output ---
 
 struct Reported {
-  int source = -1, type = -1, severity = -1, length = -1;
+  GLenum source = 0, type = 0, severity = 0;
+  GLsizei length = -1;
   std::string text;
 };
 Reported reported;
+
+void APIENTRY report(GLenum source, GLenum type, GLuint, GLenum severity, GLsizei length, const GLchar* text, const void*) {
+  reported = {source, type, severity, length, text};
+}
 
 // With debug output a compile asks for its status, and for the log of a failure; without it asks nothing.
 TEST_F(Programs, FailedCompilesAreReported) {
@@ -581,11 +586,8 @@ TEST_F(Programs, FailedCompilesAreReported) {
   EXPECT_TRUE(host.submissions.empty());
   expectStream(words({0x81EB, 5}));
 
-  DebugState log;
-  log.dispatch = [](GlContext*, int32_t source, int32_t type, uint32_t, int32_t severity, int32_t length, const char* text) {
-    reported = {source, type, severity, length, text};
-  };
-  context().debugLog = &log;
+  DebugState& log = *debugStateOf(&context());
+  log.callback = report;
   QV_CALL(glCompileShader)(5);
   EXPECT_TRUE(host.submissions.empty());
   log.enabled = 1;
@@ -593,7 +595,7 @@ TEST_F(Programs, FailedCompilesAreReported) {
   host.answerCommand(kGetShaderiv, words({1}));
   QV_CALL(glCompileShader)(5);
   EXPECT_EQ(host.submissions.size(), 1u);
-  EXPECT_EQ(reported.source, -1);
+  EXPECT_EQ(reported.source, 0u);
 
   host.submissions.clear();
   host.onSubmit = [](const Submission& made) {
@@ -607,12 +609,11 @@ TEST_F(Programs, FailedCompilesAreReported) {
   host.onSubmit = nullptr;
   ASSERT_EQ(host.submissions.size(), 3u);
   EXPECT_EQ(host.submissions[2].reply2Size, 4u);
-  EXPECT_EQ(reported.source, 2);
-  EXPECT_EQ(reported.type, 0);
-  EXPECT_EQ(reported.severity, 2);
+  EXPECT_EQ(reported.source, static_cast<GLenum>(GL_DEBUG_SOURCE_SHADER_COMPILER));
+  EXPECT_EQ(reported.type, static_cast<GLenum>(GL_DEBUG_TYPE_ERROR));
+  EXPECT_EQ(reported.severity, static_cast<GLenum>(GL_DEBUG_SEVERITY_HIGH));
   EXPECT_EQ(reported.length, 3);
   EXPECT_EQ(reported.text, "bad");
-  context().debugLog = nullptr;
 }
 
 }  // namespace

@@ -190,7 +190,7 @@ TEST(Table, AbsentRoutinesAreNullAndFew) {
     EXPECT_EQ(find(row.name), nullptr) << row.name;
   }
   std::cout << "routines of the table without code: " << absent << " of 1096\n" << list << "\n";
-  constexpr size_t kAbsentAtMost = 25;
+  constexpr size_t kAbsentAtMost = 0;
   EXPECT_LE(absent, kAbsentAtMost);
 }
 

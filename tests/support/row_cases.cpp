@@ -199,6 +199,7 @@ std::vector<RowCase> casesOf(const RowFacts& row) {
     case FormKind::Query:
       break;
     case FormKind::Matrices:
+    case FormKind::Evaluator:
     case FormKind::Text:
     case FormKind::TextQuery:
     case FormKind::Image:

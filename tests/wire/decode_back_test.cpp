@@ -76,6 +76,9 @@ TEST_F(DecodeBack, ArgumentsComeBack) {
   int tested = 0;
   for (const RowFacts& row : allRows()) {
     if (!row.stamped && !row.attribute) continue;
+    const std::string_view name = row.name;
+    // The shadow step of one asks the host, and the host splits the range of the other.
+    if (name == "glPushAttrib" || name == "glDeleteLists") continue;
     const std::vector<RowCase> cases = casesOf(row);
     for (size_t i = 0; i < cases.size(); ++i) {
       SCOPED_TRACE(std::string(row.name) + " case " + std::to_string(i));
@@ -84,7 +87,7 @@ TEST_F(DecodeBack, ArgumentsComeBack) {
     tested += !cases.empty();
   }
   std::cout << "rows decoded back: " << tested << "\n";
-  EXPECT_GE(tested, 692);
+  EXPECT_GE(tested, 717);
 }
 
 }  // namespace

@@ -44,6 +44,7 @@ std::optional<uint64_t> goodLength(const RowFacts& row, Fill fill) {
     case FormKind::Array:
     case FormKind::Image:
     case FormKind::Matrices:
+    case FormKind::Evaluator:
       return fixed;
     case FormKind::Sized:
       for (const ArgumentFacts& argument : row.arguments) {

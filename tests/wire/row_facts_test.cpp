@@ -100,6 +100,8 @@ TEST(RowFacts, FormsHaveTheirLengths) {
       {"glFogfv", FormKind::Sized, ReplyKind::None, 4, true},
       {"glLightfv", FormKind::Counted, ReplyKind::None, 12, true},
       {"glDeleteTextures", FormKind::Array, ReplyKind::None, 4, true},
+      {"glMap1d", FormKind::Evaluator, ReplyKind::None, 28, true},
+      {"glMap2f", FormKind::Evaluator, ReplyKind::None, 36, true},
       {"glBindAttribLocation", FormKind::Text, ReplyKind::None, 12, true},
       {"glGetFragDataLocation", FormKind::TextQuery, ReplyKind::Answer, 8, true},
       {"glGetError", FormKind::Query, ReplyKind::Answer, 0, false},
@@ -131,6 +133,10 @@ TEST(RowFacts, FixedPartTellsTheLengthOfItsData) {
   EXPECT_EQ(tail("glFogfv", {GL_FOG_COLOR}), 16u);
   EXPECT_EQ(tail("glFogfv", {GL_FOG_DENSITY}), 4u);
   EXPECT_EQ(tail("glDeleteTextures", {3}), 12u);
+  EXPECT_EQ(tail("glMap1f", {GL_MAP1_VERTEX_3, 0, 0, 5, 4}), 72u);
+  EXPECT_EQ(tail("glMap1f", {GL_MAP1_VERTEX_3, 0, 0, 2, 4}), 0u);
+  EXPECT_EQ(tail("glMap1f", {GL_MAP1_VERTEX_3, 0, 0, 0x7FFFFFFF, 64}), 4u * (63u * 0x7FFFFFFFull + 3));
+  EXPECT_EQ(tail("glMap2f", {GL_MAP2_VERTEX_3, 0, 0, 3, 4, 0, 0, 12, 4}), 192u);
   EXPECT_EQ(tail("glDeleteTextures", {0xFFFFFFFF}), 0u);
   EXPECT_EQ(tail("glDeleteTextures", {0x40000001}), 0x100000004u);
   EXPECT_EQ(tail("glBindAttribLocation", {1, 0, 5}), 5u);
@@ -281,12 +287,11 @@ TEST(DescribeCommand, MalformedPayloadsAreToldAsTheyAre) {
   EXPECT_EQ(describedWith(kPbufferAttrib, 7), "qvPbufferAttrib: 4 bytes, malformed");
 }
 
-// A number without a command, and a family without a layout, are told by their length.
+// A number without a command is told by its length.
 TEST(DescribeCommand, UnknownCommandsAreToldByNumberAndLength) {
   EXPECT_EQ(described(kNobodysOpcode, {1, 2, 3, 4, 5}), "opcode 1900, 5 bytes");
   EXPECT_EQ(described(kGenLists, {}), "opcode 5, 0 bytes");
   EXPECT_EQ(described(70000, {}), "opcode 70000, 0 bytes");
-  EXPECT_EQ(described(194, Bytes(10)), "glFeedbackBuffer: 10 bytes");
 }
 
 }  // namespace
