@@ -509,6 +509,8 @@ void RandomImages::pixels(Case& c) {
   if (choice == 2) std::tie(image.format, image.type) = random.of(all[4].pixels);
   if (choice == 3) image.format = GL_STENCIL_INDEX, image.type = random.of(kIndexTypes);
   if (choice == 4) image.format = GL_COLOR_INDEX, image.type = random.of(kIndexTypes);
+  // Mesa keeps seven bits of the colours of indices that are signed bytes. The host, which looks colours up itself, keeps eight.
+  if (choice == 4 && image.type == GL_BYTE) image.type = GL_UNSIGNED_BYTE;
   const bool bitmap = choice == 5;
   if (bitmap) image.format = GL_COLOR_INDEX, image.type = GL_BITMAP;
   int32_t x = random.below(kWindow);
