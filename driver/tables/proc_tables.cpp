@@ -54,7 +54,9 @@ struct Generated<Row, Uniform<Type>> {
 // The routine itself, or in builds that check every call the routine with the check around it.
 template <typename Row, auto Pointer>
 constexpr auto checked() {
-  if constexpr (kChecksCalls && !has<Row>(kManyParts)) {
+  // The commands of a called list are refused one by one.
+  constexpr bool kCallsLists = std::is_same_v<Row, op::glCallList> || std::is_same_v<Row, op::glCallLists>;
+  if constexpr (kChecksCalls && !has<Row>(kManyParts) && !kCallsLists) {
     return &CheckedCall<Pointer, Row::kName>::call;
   } else {
     return Pointer;
