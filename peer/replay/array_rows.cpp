@@ -167,8 +167,6 @@ void switchRow(uint32_t number, bool on) {
   set(GL_TEXTURE_COORD_ARRAY);
 }
 
-namespace {
-
 float halfToFloat(uint16_t half) {
   const int exponent = half >> 10 & 31;
   const int mantissa = half & 1023;
@@ -177,6 +175,8 @@ float halfToFloat(uint16_t half) {
   if (exponent == 31) return mantissa == 0 ? sign * INFINITY : NAN;
   return sign * std::ldexp(static_cast<float>(1024 + mantissa), exponent - 25);
 }
+
+namespace {
 
 // An integer of `bits` bits as GL makes a float of it.
 double fromInteger(int64_t value, int bits, bool isSigned, bool normalized) {

@@ -54,6 +54,14 @@ struct StreamLayout {
 };
 inline constexpr uint32_t kIndexRegion = kArrayRows;
 
+// What GL has bound. Not only its name: another context may have deleted it, and GL have given the name again. Nor only the buffer:
+// another context may have given it another name.
+struct RealBuffer {
+  std::shared_ptr<HostBuffer> buffer;  // null for the stream buffer, too
+  GLuint name = 0;                     // GL's
+  bool operator==(const RealBuffer&) const = default;
+};
+
 // A vertex array object of the guest.
 struct ArrayObject {
   ArrayObject();
@@ -71,8 +79,9 @@ struct ArrayObject {
   uint32_t realEnabled = 0;  // rows that GL has enabled
   const void* realBuffers[kArrayRows] =
       {};  // what each row's elements come from: a HostBuffer, or the stream buffer; never nothing
+  GLuint realNames[kArrayRows] = {};        // of the buffers, for rows in `applied`
   uint32_t realDivisors[kArrayKinds] = {};  // of the generic rows
-  const void* realElements = nullptr;       // what is bound there: a HostBuffer, or the stream buffer
+  RealBuffer realElements;                  // what is bound there
   StreamLayout stream;
 };
 
@@ -93,6 +102,7 @@ void pointRow(uint32_t number, const ArrayRow& row, const ArrayPlace& place);
 void refusePointer(uint32_t number, uint32_t size, GLenum type, bool normalized, bool integer, bool wide, uint32_t stride);
 // Enables or disables a row in GL's bound vertex array object.
 void switchRow(uint32_t number, bool on);
+float halfToFloat(uint16_t half);
 // Gives the element at `data` to GL as the current value, or as the vertex if it is a position.
 void giveElement(uint32_t number, const ArrayRow& row, const uint8_t* data);
 

@@ -159,10 +159,10 @@ void ArrayState::pop(Replayer& replayer) {
 // GL takes a deleted buffer out of its bound vertex array object and out of no other.
 void ArrayState::deleted(Replayer& replayer, const HostBuffer& buffer) {
   if (arrayBuffer_.get() == &buffer) arrayBuffer_ = nullptr;
-  if (boundArray_.get() == &buffer) bindArray(nullptr);
+  if (boundArray_.buffer.get() == &buffer) bindArray(nullptr);
   if (!bindReal(replayer)) return;
   if (current_->elements.get() == &buffer) current_->elements = nullptr;
-  if (current_->realElements == &buffer) current_->realElements = nullptr;
+  if (current_->realElements.buffer.get() == &buffer) current_->realElements = {};
   for (uint32_t row = 0; row < kArrayRows; ++row) {
     if (current_->bindingOf(row).buffer.get() == &buffer || current_->realBuffers[row] == &buffer) current_->applied &= ~bit(row);
     if (current_->realBuffers[row] == &buffer) park(row);
@@ -177,7 +177,7 @@ void ArrayState::renewed(const HostBuffer& buffer) {
     for (uint32_t row = 0; row < kArrayRows; ++row) {
       if (object.bindingOf(row).buffer.get() == &buffer) object.applied &= ~bit(row);
     }
-    if (object.realElements == &buffer) object.realElements = nullptr;
+    if (object.realElements.buffer.get() == &buffer) object.realElements = {};
   };
   forget(default_);
   for (auto& [name, object] : objects_) forget(object);
@@ -225,23 +225,33 @@ void ArrayState::bindNone() {
 
 void ArrayState::bindElements(Replayer& replayer) {
   bindReal(replayer);
-  const GLuint real = realName(current_->elements);
-  if (current_->realElements == current_->elements.get() && real != 0) return;
-  gl.glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, real);
-  current_->realElements = current_->elements.get();
+  if (realName(current_->elements) == 0) {
+    gl.glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
+    current_->realElements = {};
+  } else {
+    bindRealElements(current_->elements);
+  }
+}
+
+void ArrayState::bindRealElements(const std::shared_ptr<HostBuffer>& buffer) {
+  const RealBuffer wanted{buffer, realName(buffer)};
+  if (current_->realElements == wanted) return;
+  gl.glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, wanted.name);
+  current_->realElements = wanted;
 }
 
 void ArrayState::bindArray(const std::shared_ptr<HostBuffer>& buffer) {
-  if (!boundStream_ && boundArray_ == buffer) return;
-  gl.glBindBuffer(GL_ARRAY_BUFFER, realName(buffer));
-  boundArray_ = buffer;
+  const RealBuffer wanted{buffer, realName(buffer)};
+  if (!boundStream_ && boundArray_ == wanted) return;
+  gl.glBindBuffer(GL_ARRAY_BUFFER, wanted.name);
+  boundArray_ = wanted;
   boundStream_ = false;
 }
 
 void ArrayState::bindStream() {
   if (boundStream_) return;
   gl.glBindBuffer(GL_ARRAY_BUFFER, stream_.name());
-  boundArray_ = nullptr;
+  boundArray_ = {};
   boundStream_ = true;
 }
 
@@ -264,6 +274,7 @@ void ArrayState::applyBuffered(uint32_t number) {
   current_->applied |= bit(number);
   current_->stream.pointed &= ~bit(number);
   current_->realBuffers[number] = binding.buffer.get();
+  current_->realNames[number] = realName(binding.buffer);
 }
 
 void ArrayState::enableRows(uint32_t rows) {
@@ -447,9 +458,10 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
     }
     if (indices.size() != 0) {
       placed.indexOffset = layout.regions[kIndexRegion].base;
-      if (current_->realElements != &stream_) {
-        gl.glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, stream_.name());
-        current_->realElements = &stream_;
+      const RealBuffer stream{nullptr, stream_.name()};
+      if (current_->realElements != stream) {
+        gl.glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, stream.name);
+        current_->realElements = stream;
       }
     }
   }
@@ -459,10 +471,14 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
 
 bool ArrayState::useElements(const std::shared_ptr<HostBuffer>& buffer) {
   if (buffer == nullptr || buffer->deleted) return false;
-  if (current_->realElements == buffer.get()) return true;
-  gl.glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, buffer->real);
-  current_->realElements = buffer.get();
+  bindRealElements(buffer);
   return true;
+}
+
+bool ArrayState::areUpToDate(uint32_t rows) const {
+  bool all = (current_->applied & rows) == rows;
+  forEachRow(rows, [&](uint32_t row) { all = all && current_->realNames[row] == current_->bindingOf(row).buffer->real; });
+  return all;
 }
 
 bool ArrayState::holds(int64_t least, int64_t most) {
@@ -500,8 +516,7 @@ bool ArrayState::giveElements(Replayer& replayer, const ClientBlock& block, uint
   if (buffered != 0) {
     if (canApply) beforePrimitive(replayer);
     const uint32_t applied = current_->applied;
-    if (boundReal_ != current_->real || current_->realEnabled != buffered || (applied & buffered) != buffered ||
-        !holds(index, index))
+    if (boundReal_ != current_->real || current_->realEnabled != buffered || !areUpToDate(buffered) || !holds(index, index))
       return false;
     current_->applied = applied;
   }

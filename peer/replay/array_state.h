@@ -120,11 +120,14 @@ class ArrayState {
   bool mayGoOn(Replayer& replayer) const;
   void bindArray(const std::shared_ptr<HostBuffer>& buffer);
   void bindStream();
+  void bindRealElements(const std::shared_ptr<HostBuffer>& buffer);
   void applyBuffered(uint32_t row);
   void enableRows(uint32_t rows);
   // Gives GL a row whose data are in the stream buffer, element 0 at `offset`.
   void pointStreamed(uint32_t row, uint64_t offset, uint32_t divisor);
   void setRealDivisor(uint32_t row, uint32_t divisor);
+  // Whether GL has the rows from the stores that their buffers have now.
+  bool areUpToDate(uint32_t rows) const;
   // Rows that are enabled and have buffers that are there.
   uint32_t bufferedRows() const;
   // Rows whose data come with a draw: of the block, and of the instance section.
@@ -143,9 +146,8 @@ class ArrayState {
   GLuint boundReal_ = 0;  // GL's bound vertex array object
   uint32_t clientUnit_ = 0;
   std::shared_ptr<HostBuffer> arrayBuffer_;  // bound to GL_ARRAY_BUFFER by the guest
-  // Bound there in GL. Not only its name: another context may have deleted it, and GL have given the name again.
-  std::shared_ptr<HostBuffer> boundArray_;
-  bool boundStream_ = false;  // it is the stream buffer
+  RealBuffer boundArray_;                    // bound there in GL
+  bool boundStream_ = false;                 // it is the stream buffer
   std::vector<Snapshot> saved_;
   StreamBuffer stream_;
 };

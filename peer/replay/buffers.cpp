@@ -2,6 +2,7 @@
 #include "peer/replay/buffers.h"
 
 #include <algorithm>
+#include <mutex>
 
 #include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
@@ -68,13 +69,19 @@ bool reach(Replayer& replayer, GLenum target) {
   return true;
 }
 
-// What GL itself has bound to the target; 0 for nothing and for a bad target.
-GLuint boundName(GLenum target) {
+// The name by which glGet tells what is bound to the target; 0 for a bad target.
+GLenum bindingOf(GLenum target) {
   const auto* const known =
       std::find_if(std::begin(kTargets), std::end(kTargets), [&](const auto& one) { return one.target == target; });
-  if (known == std::end(kTargets)) return 0;
+  return known == std::end(kTargets) ? 0 : known->binding;
+}
+
+// What GL itself has bound to the target; 0 for nothing and for a bad target.
+GLuint boundName(GLenum target) {
+  const GLenum binding = bindingOf(target);
+  if (binding == 0) return 0;
   GLint real = 0;
-  gl.glGetIntegerv(known->binding, &real);
+  gl.glGetIntegerv(binding, &real);
   return static_cast<GLuint>(real);
 }
 
@@ -116,6 +123,7 @@ void bindIndexed(Replayer& replayer, IndexedBuffer one) {
   std::vector<IndexedBuffer>& bindings = replayer.state().buffers.indexed;
   std::erase_if(bindings, [&](const IndexedBuffer& old) { return old.target == one.target && old.index == one.index; });
   if (one.buffer == nullptr) return;
+  const std::lock_guard lock(replayer.state().shared->storeChanges);
   if (one.range) one.buffer->rangeBound = true;
   applyIndexed(one);
   bindings.push_back(std::move(one));
@@ -141,11 +149,13 @@ void renew(Replayer& replayer, HostBuffer& buffer) {
   GLuint fresh = 0;
   gl.glGenBuffers(1, &fresh);
   const GLuint old = buffer.real;
+  holdGlError(replayer);
   for (const TargetBinding& each : kTargets) {
     GLint bound = 0;
     gl.glGetIntegerv(each.binding, &bound);
     if (static_cast<GLuint>(bound) == old) gl.glBindBuffer(each.target, fresh);
   }
+  gl.glGetError();  // of targets that this OpenGL lacks
   replayer.state().shared->withNames([&](auto& names) {
     const GLuint guest = names.buffers.guestOf(old);
     names.buffers.insert(guest, fresh);
@@ -198,7 +208,10 @@ namespace replay {
 
 void glBindBuffer(Replayer& replayer, GLenum target, GLuint name) {
   std::shared_ptr<HostBuffer> buffer;
-  if (!reach(replayer, 0) || !bufferFor(replayer, name, buffer)) return;
+  if (!reach(replayer, 0)) return;
+  // OpenGLs have targets whose buffers lie at an address that the guest would choose.
+  if (bindingOf(target) == 0) return refuse(replayer, GL_INVALID_ENUM);
+  if (!bufferFor(replayer, name, buffer)) return;
   if (target == GL_ARRAY_BUFFER) return replayer.state().arrays.bindArrayBuffer(buffer);
   if (target == GL_ELEMENT_ARRAY_BUFFER) return replayer.state().arrays.setElements(replayer, buffer);
   gl.glBindBuffer(target, realName(buffer));
@@ -235,6 +248,7 @@ void glBufferData(Replayer& replayer, const BufferDataRecord& record, Reader& da
       return replayer.passOver(opcodeOf<op::glBufferData>, "glBufferData", "the buffer has been deleted");
     return gl.glBufferData(record.target, record.size, nullptr, record.usage);
   }
+  const std::lock_guard lock(replayer.state().shared->storeChanges);
   if (!mayHold(replayer, *buffer, record.size)) {
     replayer.passOver(opcodeOf<op::glBufferData>, "glBufferData", "over the guest's quota of buffer memory");
     return refuse(replayer, GL_OUT_OF_MEMORY);

@@ -1,5 +1,6 @@
 // Replay of the draws from arrays.
 #include <algorithm>
+#include <mutex>
 #include <optional>
 
 #include "peer/replay/buffers.h"
@@ -84,6 +85,12 @@ bool mayDraw(Replayer& replayer, const Draw& draw) {
   return true;
 }
 
+// Held over a draw that goes into a list: see mayCompile().
+std::unique_lock<std::mutex> holdStores(Replayer& replayer) {
+  ReplayState& state = replayer.state();
+  return state.listOpen ? std::unique_lock(state.shared->storeChanges) : std::unique_lock<std::mutex>();
+}
+
 // While it compiles a list an OpenGL reads the elements itself, without a look at the buffers' sizes. `least` and `most` are the
 // elements that it will read.
 bool mayCompile(Replayer& replayer, const Draw& draw, int64_t least, int64_t most) {
@@ -94,6 +101,7 @@ bool mayCompile(Replayer& replayer, const Draw& draw, int64_t least, int64_t mos
 
 void drawArrays(Replayer& replayer, Draw draw, uint32_t flags, Reader& rest) {
   if (!readBlock(replayer, rest, flags, draw.count < 0 ? 0 : static_cast<uint64_t>(draw.count), draw.block)) return;
+  const auto stores = holdStores(replayer);
   if (!mayDraw(replayer, draw) || !mayCompile(replayer, draw, draw.first, int64_t{draw.first} + draw.count - 1)) return;
   ArrayState::Placed placed;
   const ElementRange range{draw.first, draw.instanceCount(), draw.baseInstance};
@@ -224,6 +232,7 @@ void drawElements(Replayer& replayer, Draw& draw, const Indices& indices, Reader
     arrays.bindElements(replayer);
     if (!arrays.useElements(buffer)) return;
   }
+  const auto stores = holdStores(replayer);
   if (!mayCompileElements(replayer, draw, indices, buffer)) return;
   const ElementRange range{int64_t{indices.minimum} + draw.baseVertex, draw.instanceCount(), draw.baseInstance};
   if (!arrays.useBlock(replayer, draw.opcode, draw.name, draw.block,
@@ -366,6 +375,7 @@ void glArrayElement(Replayer& replayer, const ArrayElementRecord& record, Reader
   ClientBlock block;
   if (!readBlock(replayer, rest, record.flags, 1, block)) return;
   const auto index = static_cast<uint32_t>(record.index);
+  const std::lock_guard stores(replayer.state().shared->storeChanges);
   if (!replayer.state().arrays.giveElements(replayer, block, index, !replayer.state().insideBegin)) {
     replayer.passOver(opcodeOf<op::glArrayElement>, "glArrayElement", "its arrays do not have the element");
   }

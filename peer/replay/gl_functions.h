@@ -14,6 +14,13 @@ struct GlFunctions {
 // Filled once, before the first context; valid for every context and every thread.
 extern GlFunctions gl;
 
+// Functions of the host's own, which no row has; null where the OpenGL lacks them. Not glGetnCompressedTexImageARB: some OpenGLs
+// write beyond the room that it is told.
+struct OwnGlFunctions {
+  PFNGLGETNTEXIMAGEARBPROC glGetnTexImageARB = nullptr;
+};
+extern OwnGlFunctions ownGl;
+
 // Fetches every function with `resolve`, which answers null for a name it does not know.
 void loadGlFunctions(void (*(*resolve)(const char* name))());
 

@@ -156,6 +156,20 @@ void readImage(Replayer& replayer, const Read& read, Call&& call) {
   placeRows(replayer, shape, packed);
 }
 
+// Reads a texture's image by `read(pointer)` into `bytes` bytes at `to`, through a buffer, of which OpenGL knows the size: a
+// sharing context may have made the image larger meanwhile. No pack buffer is bound.
+template <typename Read>
+void readThroughBuffer(uint32_t bytes, uint8_t* to, Read&& read) {
+  GLuint buffer = 0;
+  gl.glGenBuffers(1, &buffer);
+  gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer);
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, static_cast<GLsizeiptr>(bytes), nullptr, GL_STREAM_READ);
+  read(nullptr);
+  gl.glGetBufferSubData(GL_PIXEL_PACK_BUFFER, 0, static_cast<GLsizeiptr>(bytes), to);
+  gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
+  gl.glDeleteBuffers(1, &buffer);
+}
+
 // Whether colours are read from a drawable. Drawables lie in memory as blue, green, red, alpha, and OpenGLs give them in this
 // order much faster than in another one.
 bool readsFromDrawable() {
@@ -286,7 +300,14 @@ void glGetTexImage(Replayer& replayer, const GetTexImageRecord& c) {
     if (glRefused(replayer)) return replayer.answer(nullptr, 0);
   }
   readImage(replayer, {opcodeOf<op::glGetTexImage>, "glGetTexImage", image, c.bytes, c.pointer},
-            [&](void* to, GLenum type, Into) { gl.glGetTexImage(c.target, level, c.format, type, to); });
+            [&](void* to, GLenum type, Into into) {
+              const auto read = [&](void* pointer) { gl.glGetTexImage(c.target, level, c.format, type, pointer); };
+              if (into != Into::Reply) return read(to);
+              const auto bytes = static_cast<uint32_t>(image.shape({.alignment = 1}).tightBytes());
+              if (ownGl.glGetnTexImageARB != nullptr)
+                return ownGl.glGetnTexImageARB(c.target, level, c.format, type, static_cast<GLsizei>(bytes), to);
+              readThroughBuffer(bytes, static_cast<uint8_t*>(to), read);
+            });
 }
 
 void glGetCompressedTexImage(Replayer& replayer, const GetCompressedTexImageRecord& c) {
@@ -315,7 +336,9 @@ void glGetCompressedTexImage(Replayer& replayer, const GetCompressedTexImageReco
     replayer.passOver(opcodeOf<op::glGetCompressedTexImage>, "glGetCompressedTexImage", kReadTooSmall);
     return replayer.answer(nullptr, 0);
   }
-  gl.glGetCompressedTexImage(c.target, level, replayer.answerInPlace(bytes));
+  if (bytes != 0) {
+    readThroughBuffer(bytes, replayer.answerInPlace(bytes), [&](void* to) { gl.glGetCompressedTexImage(c.target, level, to); });
+  }
   if (glRefused(replayer)) replayer.answer(nullptr, 0);
 }
 

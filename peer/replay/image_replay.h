@@ -47,6 +47,8 @@ struct FormReplay<Row, Image<Data>> {
       return static_cast<A>(source.pointer);
     } else if constexpr (I == kTypeArgument<Data>) {
       return source.type;
+    } else if constexpr (I + 1 == kTypeArgument<Data>) {
+      return source.format;
     } else if constexpr (std::is_same_v<A, GLint>) {
       return near(L::template scalar<I>(fixed));
     } else {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "peer/replay/array_rows.h"
 #include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
 #include "peer/replay/replay_functions.h"
@@ -49,6 +50,102 @@ void repack(const ImageShape& shape, const CallImage& image, const PixelStoreHal
   }
 }
 
+// The same for bits that stay bits, in the order in which they are: some OpenGLs write behind their own memory for skipped bits.
+void moveBits(const ImageShape& shape, const CallImage& image, const PixelStoreHalf& store, const uint8_t* from, uint8_t* to) {
+  const auto width = static_cast<uint64_t>(image.extent.width);
+  const auto mask = [&](uint64_t bit) { return 1u << (store.lsbFirst != 0 ? bit % 8 : 7 - bit % 8); };
+  for (uint64_t j = 0; j < shape.rows; ++j, to += (width + 7) / 8) {
+    const uint8_t* const row = from + shape.first + j * shape.stride;
+    for (uint64_t i = 0; i < width; ++i) {
+      const uint64_t bit = shape.skippedBits + i;
+      if ((row[bit / 8] & mask(bit)) != 0) to[i / 8] = static_cast<uint8_t>(to[i / 8] | mask(i));
+    }
+  }
+}
+
+// A colour index of any type that OpenGL takes for one, as a whole number.
+int64_t indexAt(GLenum type, const uint8_t* at) {
+  switch (type) {
+    case GL_BYTE:
+      return get<int8_t>(at);
+    case GL_UNSIGNED_BYTE:
+      return *at;
+    case GL_SHORT:
+      return get<int16_t>(at);
+    case GL_UNSIGNED_SHORT:
+      return get<uint16_t>(at);
+    case GL_INT:
+      return get<int32_t>(at);
+    case GL_UNSIGNED_INT:
+      return get<uint32_t>(at);
+    default: {
+      const float value = type == GL_HALF_FLOAT ? halfToFloat(get<uint16_t>(at)) : get<float>(at);
+      return value >= -2147483648.0f && value < 2147483648.0f ? static_cast<int64_t>(value) : 0;
+    }
+  }
+}
+
+// The table that a component of the colours of indices comes from.
+std::vector<uint8_t> indexTable(GLenum map, GLenum sizeName) {
+  GLint size = 0;
+  gl.glGetIntegerv(sizeName, &size);
+  std::vector<GLfloat> values(static_cast<size_t>(std::clamp(size, 1, 1 << 16)));
+  gl.glGetPixelMapfv(map, values.data());
+  std::vector<uint8_t> bytes;
+  for (const GLfloat value : values) bytes.push_back(static_cast<uint8_t>(std::clamp(value, 0.0f, 1.0f) * 255.0f + 0.5f));
+  return bytes;
+}
+
+// Makes colours of the indices of glDrawPixels, by the maps as they are now: some OpenGLs show memory that is none of the image's
+// when an image of indices is cut at the window's edge. What OpenGL does to colours alone is kept off them, but in a list.
+bool lookUp(Replayer& replayer, uint32_t opcode, const char* name, uint64_t bytes, UploadSource& source) {
+  const uint32_t unit = pixelTypeSize(source.type);
+  const bool known = (source.type >= GL_BYTE && source.type <= GL_FLOAT) || source.type == GL_HALF_FLOAT;
+  if (!known) {
+    // OpenGL refuses other types, or has them from extensions.
+    refuse(replayer, GL_INVALID_ENUM);
+    return false;
+  }
+  const uint64_t pixels = bytes / unit;
+  if (pixels > kLargestImage / 4) {
+    replayer.passOver(opcode, name, kTooLarge);
+    return false;
+  }
+  GLint packBuffer = 0, shift = 0, offset = 0;
+  gl.glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &packBuffer);
+  gl.glGetIntegerv(GL_INDEX_SHIFT, &shift);
+  gl.glGetIntegerv(GL_INDEX_OFFSET, &offset);
+  if (packBuffer != 0) gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
+  const std::vector<uint8_t> tables[] = {
+      indexTable(GL_PIXEL_MAP_I_TO_R, GL_PIXEL_MAP_I_TO_R_SIZE), indexTable(GL_PIXEL_MAP_I_TO_G, GL_PIXEL_MAP_I_TO_G_SIZE),
+      indexTable(GL_PIXEL_MAP_I_TO_B, GL_PIXEL_MAP_I_TO_B_SIZE), indexTable(GL_PIXEL_MAP_I_TO_A, GL_PIXEL_MAP_I_TO_A_SIZE)};
+  if (packBuffer != 0) gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, static_cast<GLuint>(packBuffer));
+  const auto* const from = static_cast<const uint8_t*>(source.pointer);
+  source.made.resize(pixels * 4);
+  for (uint64_t i = 0; i < pixels; ++i) {
+    int64_t index = indexAt(source.type, from + i * unit);
+    index = shift >= 0 ? static_cast<int64_t>(static_cast<uint64_t>(index) << std::min(shift, 31))
+                       : index >> std::min(-int64_t{shift}, int64_t{31});
+    index = static_cast<int64_t>(static_cast<uint64_t>(index) + static_cast<uint64_t>(int64_t{offset}));
+    // The tables' sizes are powers of two.
+    for (uint32_t k = 0; k < 4; ++k) source.made[4 * i + k] = tables[k][static_cast<uint64_t>(index) & (tables[k].size() - 1)];
+  }
+  source.pointer = source.made.data();
+  source.format = GL_RGBA;
+  source.type = GL_UNSIGNED_BYTE;
+  if (replayer.state().listOpen) return true;
+  GLint depth = 0, most = 0;
+  gl.glGetIntegerv(GL_ATTRIB_STACK_DEPTH, &depth);
+  gl.glGetIntegerv(GL_MAX_ATTRIB_STACK_DEPTH, &most);
+  if (depth >= most) return true;
+  gl.glPushAttrib(GL_PIXEL_MODE_BIT);
+  source.pushedAttributes = true;
+  gl.glPixelTransferi(GL_MAP_COLOR, GL_FALSE);
+  for (const GLenum each : {GL_RED_SCALE, GL_GREEN_SCALE, GL_BLUE_SCALE, GL_ALPHA_SCALE}) gl.glPixelTransferf(each, 1);
+  for (const GLenum each : {GL_RED_BIAS, GL_GREEN_BIAS, GL_BLUE_BIAS, GL_ALPHA_BIAS}) gl.glPixelTransferf(each, 0);
+  return true;
+}
+
 // Whether OpenGLs read the image right with alignment, row length and image height alone.
 bool isPlain(const CallImage& image, const PixelStoreHalf& store) {
   return image.type != GL_BITMAP && image.format != GL_COLOR_INDEX && swapUnit(store, image.type) == 1;
@@ -71,9 +168,14 @@ bool findInMemory(Replayer& replayer, uint32_t opcode, const char* name, const C
                   const ImageShape& shape, const uint8_t* from, UploadSource& source) {
   ReplayState& state = replayer.state();
   const PixelStoreHalf& store = state.pixelStore.unpack;
-  if (bits) {
+  if (bits && shape.skippedBits != 0) {
+    const uint64_t row = (static_cast<uint64_t>(image.extent.width) + 7) / 8;
+    source.made.resize(row * shape.rows);  // below the size of what holds the image
+    moveBits(shape, image, store, from, source.made.data());
+    setUnpacking(state, {.alignment = 1, .lsbFirst = store.lsbFirst});
+    source.pointer = source.made.data();
+  } else if (bits) {
     Unpacking unpacking = unpackingOf(image, store);
-    unpacking.skipPixels = static_cast<GLint>(shape.skippedBits);
     unpacking.lsbFirst = store.lsbFirst;
     setUnpacking(state, unpacking);
     source.pointer = from + shape.first;
@@ -93,6 +195,8 @@ bool findInMemory(Replayer& replayer, uint32_t opcode, const char* name, const C
     setUnpacking(state, {.alignment = 1});
     source.pointer = copy;
     if (image.type == GL_BITMAP) source.type = GL_UNSIGNED_BYTE;
+    if (opcode == opcodeOf<op::glDrawPixels> && image.format == GL_COLOR_INDEX && !state.core)
+      return lookUp(replayer, opcode, name, pixelBytes * shape.rows * shape.images, source);
   }
   return true;
 }
@@ -103,6 +207,7 @@ bool findUpload(Replayer& replayer, uint32_t opcode, const char* name, const Cal
                 const Elements<uint8_t>& data, UploadSource& source) {
   ReplayState& state = replayer.state();
   const PixelStoreHalf& store = state.pixelStore.unpack;
+  source.format = image.format;
   source.type = image.type;
   bool insidePrimitive = false;
   const GLuint buffer = boundUnpackBuffer(insidePrimitive);
@@ -113,6 +218,8 @@ bool findUpload(Replayer& replayer, uint32_t opcode, const char* name, const Cal
   const ImageShape shape = image.shape(store);
   if (buffer == 0) {
     if (data.size() == 0 || shape.empty()) {
+      // Some OpenGLs never return from bits of stencil values, though there are none.
+      if (!bits && !shape.empty() && image.type == GL_BITMAP) source.type = GL_UNSIGNED_BYTE;
       setUnpacking(state, {});
       return true;
     }
@@ -132,12 +239,9 @@ bool findUpload(Replayer& replayer, uint32_t opcode, const char* name, const Cal
     replayer.passOver(opcode, name, kNotBoth);
     return false;
   }
-  if (bits || isPlain(image, store)) {
+  if (bits ? shape.skippedBits == 0 : isPlain(image, store)) {
     Unpacking unpacking = unpackingOf(image, store);
-    if (bits) {
-      unpacking.skipPixels = static_cast<GLint>(shape.skippedBits);
-      unpacking.lsbFirst = store.lsbFirst;
-    }
+    if (bits) unpacking.lsbFirst = store.lsbFirst;
     setUnpacking(state, unpacking);
     // OpenGL compares the offset with the buffer's size.
     source.pointer = reinterpret_cast<const void*>(static_cast<uintptr_t>(pointer + shape.first));
@@ -180,6 +284,7 @@ bool findPlainUpload(Replayer& replayer, uint32_t opcode, const char* name, uint
 }
 
 void endUpload(const UploadSource& source) {
+  if (source.pushedAttributes) gl.glPopAttrib();
   if (source.rebind != 0) gl.glBindBuffer(GL_PIXEL_UNPACK_BUFFER, source.rebind);
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "wire/image_size.h"
 #include "wire/reader.h"
@@ -20,8 +21,10 @@ constexpr GLint near(GLint value) { return value < -kFarthest ? -kFarthest : val
 // What OpenGL is given for an upload.
 struct UploadSource {
   const void* pointer = nullptr;
-  GLenum type = 0;    // in place of the command's
-  GLuint rebind = 0;  // the unpack buffer that is to be bound again after the call
+  GLenum format = 0, type = 0;    // in place of the command's
+  GLuint rebind = 0;              // the unpack buffer that is to be bound again after the call
+  std::vector<uint8_t> made;      // holds what `pointer` points to where the host has made it
+  bool pushedAttributes = false;  // GL's attribute stack is to be popped after the call
 };
 
 // Finds the pixels of an upload and sets OpenGL's unpacking. `pointer` is the command's word, `data` its tail. `bits` images go

@@ -28,10 +28,10 @@ void callLists(Replayer& replayer, Call&& call) {
   dropProvokedError(replayer);
 }
 
-// At the end of some lists an OpenGL visits the lists that the list calls, and those that they call: it crashes over one that is not
-// there, and never comes back from a circle. So it does with lists that call others inside a primitive, that leave a primitive
-// open, and that set a vertex attribute between the vertices of one. Inside a primitive of a list only lists may be called that are
-// there and call no others. Returns whether the call of any list but such may be recorded.
+// At the end of some lists an OpenGL visits the lists that the list calls, and those that they call: it crashes over one that is
+// not there, and never comes back from a circle. So it does with lists that call others inside a primitive, that leave a
+// primitive open, and that set a vertex attribute between the vertices of one. Inside a primitive of a list only lists may be
+// called that are there and call no others. Returns whether the call of any list but such may be recorded.
 bool mayCallAny(Replayer& replayer, uint32_t opcode, const char* name) {
   ReplayState& state = replayer.state();
   if (!state.listOpen || !state.listInsideBegin) return true;
@@ -44,36 +44,76 @@ bool mayCallAbsent(Replayer& replayer, uint32_t opcode, const char* name) {
   ReplayState& state = replayer.state();
   if (!state.listOpen) return true;
   if (state.listDefinesInside) {
-    replayer.passOver(opcode, name, "of a list that is not there as a whole, behind vertex attributes inside a primitive of a list");
+    replayer.passOver(opcode, name,
+                      "of a list that is not there as a whole, behind vertex attributes inside a primitive of a list");
+    return false;
+  }
+  if (state.shared->lists.othersCall()) {
+    replayer.passOver(opcode, name,
+                      "of a list that is not there as a whole, while lists of other contexts that call lists are open");
     return false;
   }
   return state.listCallsAbsent = true;
 }
 
+// Before a list's first call goes into the open one.
+void noteCaller(ReplayState& state) {
+  if (!state.listOpen || state.listIsCaller) return;
+  state.listIsCaller = true;
+  state.shared->lists.calls();
+}
+
+void deleteLists(ReplayState& state, KnownLists::Range range) {
+  std::vector<uint32_t> names;
+  if (!state.shared->lists.deleted(range, names)) return;
+  // An OpenGL tries every name of a range, under the lock of all that share lists: the names beyond are given it one by one.
+  constexpr GLsizei kMostAtOnce = 1 << 16;
+  gl.glDeleteLists(range.first, std::min(range.second, kMostAtOnce));
+  if (range.second <= kMostAtOnce) return;
+  for (const uint32_t name : names) gl.glDeleteLists(name, 1);
+}
+
+void closeList(Replayer& replayer) {
+  ReplayState& state = replayer.state();
+  state.listOpen = false;
+  for (const KnownLists::Range& range : state.shared->lists.closed(state.listName, state.listIsCaller)) deleteLists(state, range);
+}
+
 }  // namespace
 
-std::vector<uint32_t> KnownLists::deleted(uint32_t first, uint32_t count) {
+std::vector<KnownLists::Range> KnownLists::closed(uint32_t list, bool calls) {
+  const std::lock_guard lock(mutex_);
+  if (const auto at = open_.find(list); at != open_.end()) open_.erase(at);
+  if (calls) --callers_;
+  return callers_ == 0 ? std::exchange(pending_, {}) : std::vector<Range>();
+}
+
+bool KnownLists::deleted(Range range, std::vector<uint32_t>& names) {
   constexpr uint64_t kNames = uint64_t{1} << 32;
   const std::lock_guard lock(mutex_);
-  std::vector<uint32_t> names;
+  if (callers_ != 0) {
+    // Lists of a guest that does this without end stay.
+    if (pending_.size() < kMostPending) pending_.push_back(range);
+    return false;
+  }
   const auto erase = [&](uint32_t from, uint64_t end) {
     auto at = calls_.lower_bound(from);
     for (; at != calls_.end() && at->first < end; at = calls_.erase(at)) names.push_back(at->first);
   };
-  const uint64_t end = uint64_t{first} + count;
-  erase(first, end);
+  const uint64_t end = uint64_t{range.first} + static_cast<uint32_t>(range.second);
+  erase(range.first, end);
   if (end > kNames) erase(0, end - kNames);
-  return names;
+  return true;
 }
 
-bool KnownLists::isWhole(uint32_t list, uint32_t open) const {
+bool KnownLists::isWhole(uint32_t list) const {
   constexpr uint32_t kDeepest = 256;  // OpenGL itself goes down 64 lists at most, and a circle has no end
   const std::lock_guard lock(mutex_);
   std::set<uint32_t> whole;
   const auto visit = [&](auto&& self, uint32_t name, uint32_t depth) -> bool {
     if (whole.contains(name)) return true;
     const auto at = calls_.find(name);
-    if (name == open || at == calls_.end() || at->second.others || depth == kDeepest) return false;
+    if (open_.contains(name) || at == calls_.end() || at->second.others || depth == kDeepest) return false;
     for (const uint32_t next : at->second.names)
       if (!self(self, next, depth + 1)) return false;
     whole.insert(name);
@@ -106,45 +146,39 @@ void glNewList(Replayer& replayer, GLuint list, GLenum mode) {
   state.listCalls = {};
   state.listCallsAbsent = false;
   state.listDefinesInside = false;
+  state.listIsCaller = false;
+  state.shared->lists.opened(list);
 }
 
 void glEndList(Replayer& replayer) {
   ReplayState& state = replayer.state();
   // See mayCallAny(): there the primitive ends with the list.
   if (state.listOpen && state.listCalls.any() && state.listInsideBegin) {
-    replayer.passOver(opcodeOf<op::glBegin>, "glBegin", "a list that calls lists leaves its primitive open: it ends with the list");
+    replayer.passOver(opcodeOf<op::glBegin>, "glBegin",
+                      "a list that calls lists leaves its primitive open: it ends with the list");
     glEnd(replayer);
   }
   gl.glEndList();
   if (!state.listOpen) return;
   if (state.listUnbalanced || state.listPrimitives != 0) state.shared->noteUnbalancedList();
   state.shared->lists.compiled(state.listName, std::exchange(state.listCalls, {}));
-  state.listOpen = false;
-  for (const auto& [first, count] : std::exchange(state.deletedLists, {})) glDeleteLists(replayer, first, count);
+  closeList(replayer);
 }
 
 void glDeleteLists(Replayer& replayer, GLuint first, GLsizei count) {
   ReplayState& state = replayer.state();
-  // A list that the open one calls must stay until that ends.
-  if (state.listOpen && state.listCalls.any() && !state.insideBegin && count > 0) {
-    state.deletedLists.emplace_back(first, count);
-    return;
-  }
-  // An OpenGL tries every name of a range, under the lock of all that share lists: the names beyond are given it one by one.
-  constexpr GLsizei kMostAtOnce = 1 << 16;
-  gl.glDeleteLists(first, std::min(count, kMostAtOnce));
-  if (state.insideBegin || count <= 0) return;
-  const std::vector<uint32_t> names = state.shared->lists.deleted(first, static_cast<uint32_t>(count));
-  if (count <= kMostAtOnce) return;
-  for (const uint32_t name : names) gl.glDeleteLists(name, 1);
+  // OpenGL finds the errors.
+  if (state.insideBegin || count <= 0) return gl.glDeleteLists(first, count);
+  deleteLists(state, {first, count});
 }
 
 void glCallList(Replayer& replayer, GLuint list) {
   ReplayState& state = replayer.state();
-  const bool leaf = list != state.listName && state.shared->lists.isLeaf(list);
+  noteCaller(state);
+  const bool leaf = state.shared->lists.isLeaf(list);
   if (!leaf && !mayCallAny(replayer, opcodeOf<op::glCallList>, "glCallList")) return;
   if (state.listOpen) {
-    if (!leaf && !state.shared->lists.isWhole(list, state.listName) && !mayCallAbsent(replayer, opcodeOf<op::glCallList>, "glCallList")) return;
+    if (!leaf && !state.shared->lists.isWhole(list) && !mayCallAbsent(replayer, opcodeOf<op::glCallList>, "glCallList")) return;
     std::vector<uint32_t>& names = state.listCalls.names;
     if (names.empty() || names.back() != list) names.push_back(list);
   }
@@ -156,6 +190,7 @@ void glCallLists(Replayer& replayer, const CallListsRecord& record, Reader& name
     return replayer.fail("byte count of %u for %u bytes of names", record.bytes, static_cast<uint32_t>(names.left()));
   }
   const uint8_t* const data = names.rest().data();
+  noteCaller(replayer.state());
   if (!mayCallAny(replayer, opcodeOf<op::glCallLists>, "glCallLists")) return;
   if (!mayCallAbsent(replayer, opcodeOf<op::glCallLists>, "glCallLists")) return;
   if (replayer.state().listOpen) replayer.state().listCalls.others = true;

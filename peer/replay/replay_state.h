@@ -33,17 +33,17 @@ struct ReplayState {
   NameMap feedbacks;  // transform feedback objects
 
   // --- primitives and lists ---
-  bool insideBegin = false;    // a primitive is open
-  bool listOpen = false;       // between glNewList and glEndList
-  bool listExecutes = false;   // the open list is GL_COMPILE_AND_EXECUTE
-  int32_t listPrimitives = 0;  // primitives opened in the open list and not closed
-  bool listUnbalanced = false;  // the open list closes a primitive that it has not opened, or calls lists that may
-  GLuint listName = 0;           // of the open list
-  bool listInsideBegin = false;  // a primitive is open in the open list
-  ListCalls listCalls;           // of the open list
-  bool listCallsAbsent = false;  // the open list calls one that is not there as a whole
+  bool insideBegin = false;        // a primitive is open
+  bool listOpen = false;           // between glNewList and glEndList
+  bool listExecutes = false;       // the open list is GL_COMPILE_AND_EXECUTE
+  int32_t listPrimitives = 0;      // primitives opened in the open list and not closed
+  bool listUnbalanced = false;     // the open list closes a primitive that it has not opened, or calls lists that may
+  GLuint listName = 0;             // of the open list
+  bool listInsideBegin = false;    // a primitive is open in the open list
+  ListCalls listCalls;             // of the open list
+  bool listCallsAbsent = false;    // the open list calls one that is not there as a whole
   bool listDefinesInside = false;  // the open list sets a vertex attribute inside a primitive
-  std::vector<std::pair<GLuint, GLsizei>> deletedLists;  // to be deleted when the open list ends: first name, count
+  bool listIsCaller = false;       // the open list is one of KnownLists::calls()
 
   // Note a glBegin and a glEnd: recorded into the open list, carried out, or both.
   void primitiveOpened(GLenum mode) {

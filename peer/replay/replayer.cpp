@@ -19,7 +19,10 @@ const std::vector<uint8_t> Replayer::kNoReply;
 Replayer::Replayer(WindowCommands* windows) : scratch_(kScratchBytes / sizeof(uint64_t)), state_(std::make_unique<ReplayState>()) {
   state_->windows = windows;
 }
-Replayer::~Replayer() = default;
+Replayer::~Replayer() {
+  // OpenGL forgets an open list with its context.
+  if (state_->listOpen) state_->shared->lists.closed(state_->listName, state_->listIsCaller);
+}
 
 bool Replayer::insideBegin() const { return state_->insideBegin; }
 bool Replayer::listOpen() const { return state_->listOpen; }

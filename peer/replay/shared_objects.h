@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -25,29 +26,56 @@ struct ListCalls {
   bool any() const { return others || !names.empty(); }
 };
 
-// The display lists that there are, as far as they have been compiled by the contexts that know this object.
+// The display lists that there are, as far as they have been compiled by the contexts that know this object, and those that are
+// open.
+//
+// While a list is open that calls others, what it calls stays as whole as it is: no context deletes a list, and a list that is
+// defined anew calls only such as are whole.
 class KnownLists {
  public:
+  using Range = std::pair<uint32_t, int32_t>;  // first name, count
+
+  // Notes that a context has opened a list, and that it is about to record the first call of another one into it.
+  void opened(uint32_t list) {
+    const std::lock_guard lock(mutex_);
+    open_.insert(list);
+  }
+  void calls() {
+    const std::lock_guard lock(mutex_);
+    ++callers_;
+  }
+  // Notes that an open list is closed, compiled or not. Returns what is to be deleted now.
+  std::vector<Range> closed(uint32_t list, bool calls);
   // Notes that a list has been compiled, and which others it calls.
   void compiled(uint32_t list, ListCalls calls) {
     const std::lock_guard lock(mutex_);
     calls_[list] = std::move(calls);
   }
-  // Notes that the lists of a range are gone, whose names wrap around. Returns those that were known to be there.
-  std::vector<uint32_t> deleted(uint32_t first, uint32_t count);
+  // Notes that the lists of a range, whose names wrap around, are about to be deleted. Puts those that were known to be there
+  // into `names`. False when they must stay for now: closed() will return the range.
+  bool deleted(Range range, std::vector<uint32_t>& names);
   // Whether the list is known to be there and to call no other.
   bool isLeaf(uint32_t list) const {
     const std::lock_guard lock(mutex_);
     const auto at = calls_.find(list);
-    return at != calls_.end() && !at->second.any();
+    return at != calls_.end() && !at->second.any() && !open_.contains(list);
   }
-  // Whether the list and all that it calls, and they in turn, are known to be there, without a circle, and `open`, which is being
-  // compiled, is none of them.
-  bool isWhole(uint32_t list, uint32_t open) const;
+  // Whether the list and all that it calls, and they in turn, are known to be there, without a circle, and none of them is open.
+  bool isWhole(uint32_t list) const;
+  // Whether lists are open that call others, besides one of the caller's own.
+  bool othersCall() const {
+    const std::lock_guard lock(mutex_);
+    return callers_ > 1;
+  }
 
  private:
+  static constexpr size_t kMostPending = 65536;
+
   mutable std::mutex mutex_;
   std::map<uint32_t, ListCalls> calls_;
+  std::multiset<uint32_t> open_;  // of different contexts
+  uint32_t callers_ = 0;          // open lists that call others
+  std::vector<Range> pending_;    // to be deleted when there are no more of them
 };
 
 // Every context of the share set has a thread of its own.
@@ -62,7 +90,7 @@ class SharedObjects {
   struct Names {
     NameMap textures, buffers;
     std::unordered_map<GLuint, std::shared_ptr<HostBuffer>> bufferObjects;  // by GL's name
-    std::unordered_map<uint64_t, TextureMemory> textureMemory;                // by GL's name, or the target of a name 0
+    std::unordered_map<uint64_t, TextureMemory> textureMemory;              // by GL's name, or the target of a name 0
   };
   // `use(names)` under the lock; it may call GL.
   template <typename Use>
@@ -74,6 +102,9 @@ class SharedObjects {
   // Held while a program is linked or its text replaced, and from a question for a length to the question whose answer has it and
   // that OpenGL would write whole: no other context may make it longer meanwhile.
   std::mutex programChanges;
+
+  // Held while a buffer gets another store, and from a look at a store's size to the call for which OpenGL does not look at it.
+  std::mutex storeChanges;
 
   KnownLists lists;
   SyncNames syncs;

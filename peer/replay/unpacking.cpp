@@ -20,7 +20,6 @@ void setUnpacking(ReplayState& state, const Unpacking& wanted) {
   set(GL_UNPACK_ALIGNMENT, has.alignment, wanted.alignment);
   set(GL_UNPACK_ROW_LENGTH, has.rowLength, wanted.rowLength);
   set(GL_UNPACK_IMAGE_HEIGHT, has.imageHeight, wanted.imageHeight);
-  set(GL_UNPACK_SKIP_PIXELS, has.skipPixels, wanted.skipPixels);
   set(GL_UNPACK_LSB_FIRST, has.lsbFirst, wanted.lsbFirst);
 }
 

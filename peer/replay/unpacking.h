@@ -8,7 +8,7 @@ namespace qv::peer {
 struct ReplayState;
 
 struct Unpacking {
-  GLint alignment = 4, rowLength = 0, imageHeight = 0, skipPixels = 0, lsbFirst = 0;
+  GLint alignment = 4, rowLength = 0, imageHeight = 0, lsbFirst = 0;
 };
 struct Packing {
   GLint alignment = 4, rowLength = 0, imageHeight = 0, swapBytes = 0;

@@ -95,6 +95,18 @@ Stream operator+(Stream left, const Stream& right) {
   return left;
 }
 
+// A target of which some OpenGLs take the address of a buffer's store from the program is none.
+TEST_F(Arrays, BuffersLieInMemoryOfOpenGL) {
+  constexpr uint32_t kPinned = 0x9160;  // of AMD_pinned_memory
+  ASSERT_EQ(guest.flush(Stream().add(kBindBuffer, kPinned, 7u)), 0);
+  EXPECT_EQ(guest.glError(), uint32_t{GL_INVALID_ENUM});
+  ASSERT_EQ(guest.flush(Stream().bytes(kBufferData, words({kPinned, 0x10000000, 0, GL_STATIC_DRAW, 0}))), 0);
+  EXPECT_NE(guest.glError(), 0u);
+  ASSERT_EQ(guest.flush(Stream().add(kBindBuffer, GL_COPY_READ_BUFFER, 7u) + buffer(GL_COPY_WRITE_BUFFER, 8, std::vector<uint8_t>(64))), 0);
+  ASSERT_EQ(guest.flush(Stream().add(kCopyBufferSubData, GL_COPY_READ_BUFFER, GL_COPY_WRITE_BUFFER, 0x400000u, 0u, 64u)), 0);
+  EXPECT_EQ(guest.glError(), uint32_t{GL_INVALID_VALUE});
+}
+
 // A block without tags is taken apart by the rows that are enabled, in their order: narrow colours before normals.
 TEST_F(Arrays, BlocksAreTakenApartByTheRows) {
   Stream stream = Stream().add(kVertexPointer, 2, GL_FLOAT, 64, 0x1000, 0).add(kEnableClientState, GL_VERTEX_ARRAY);

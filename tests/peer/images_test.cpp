@@ -290,6 +290,112 @@ TEST_F(HostImages, BitsIntoAPackBuffer) {
   EXPECT_EQ(contents()[11], 0x32);
 }
 
+// An image that a sharing context makes larger between the question for its size and the read is not written behind the reply,
+// with OpenGL's bounded function and without it.
+TEST_F(HostImages, ImagesThatGrowBeforeTheReadAreRefused) {
+  static GlFunctions real;
+  const OwnGlFunctions own = ownGl;
+  ASSERT_NE(own.glGetnTexImageARB, nullptr);
+  real = gl;
+  for (const bool bounded : {true, false}) {
+    ownGl = bounded ? own : OwnGlFunctions{};
+    run(upload(kTexImage2D, {GL_TEXTURE_2D, 0, GL_RGBA8, 4, 4, 0, GL_RGBA, GL_UNSIGNED_BYTE}, counting(64)));
+    const Stream question = Stream().add(kGetTexImage, GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, 64u, 1u);
+    EXPECT_EQ(read(question, 64), counting(64));
+    gl.glGetTexLevelParameteriv = [](GLenum target, GLint level, GLenum pname, GLint* value) {
+      real.glGetTexLevelParameteriv(target, level, pname, value);
+      if (pname == GL_TEXTURE_DEPTH) real.glTexImage2D(target, 0, GL_RGBA8, 1024, 1024, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+    };
+    EXPECT_EQ(read(question, 64), V(64, 0xAA));
+    EXPECT_EQ(error(), uint32_t{GL_INVALID_OPERATION});
+    gl = real;
+    constexpr uint32_t kFormat = 0x83F1;  // blocks of 4 * 4 pixels, eight bytes each
+    run(upload(kCompressedTexImage2D, {GL_TEXTURE_2D, 0, kFormat, 4, 4, 0, 8}, counting(8)));
+    const Stream compressed = Stream().add(kGetCompressedTexImage, GL_TEXTURE_2D, 0, 8u, 1u);
+    EXPECT_EQ(read(compressed, 8), counting(8));
+    gl.glGetTexLevelParameteriv = [](GLenum target, GLint level, GLenum pname, GLint* value) {
+      real.glGetTexLevelParameteriv(target, level, pname, value);
+      static const V blocks(8 * 256 * 256);
+      if (pname == GL_TEXTURE_COMPRESSED_IMAGE_SIZE)
+        real.glCompressedTexImage2D(target, 0, kFormat, 1024, 1024, 0, static_cast<GLsizei>(blocks.size()), blocks.data());
+    };
+    EXPECT_EQ(read(compressed, 8), V(8, 0xAA));
+    EXPECT_EQ(error(), uint32_t{GL_INVALID_OPERATION});
+    gl = real;
+  }
+  ownGl = own;
+}
+
+// --- pixels ---
+
+// Colour indices that are cut at the window's edges show the colours of the pixel maps and nothing else, in a list, too; what
+// OpenGL does to colours alone does not touch them.
+TEST_F(HostImages, IndicesAreCutAtTheEdges) {
+  run(pixelMap(GL_PIXEL_MAP_I_TO_R, {0, 0.2f, 0.4f, 0.6f, 0.8f, 1, 0, 0}));
+  run(store(GL_UNPACK_ALIGNMENT, 1, GL_PACK_ALIGNMENT, 1));
+  constexpr uint32_t kSize = 70;
+  V indices(kSize * kSize);
+  for (uint32_t i = 0; i < indices.size(); ++i) indices[i] = static_cast<uint8_t>((i % kSize * 3 + i / kSize) % 6);
+  const Stream pixels = upload(kDrawPixels, {kSize, kSize, GL_COLOR_INDEX, GL_UNSIGNED_BYTE}, indices);
+  const Stream move = Stream().add(kWindowPos2i, 0, 0).bytes(kBitmap, words({0, 0, 0, 0, 0xC0400000, 0xC0000000, 0, 0}));  // -3, -2
+  V expected;
+  for (uint32_t y = 0; y < 64; ++y)
+    for (uint32_t x = 0; x < 64; ++x) expected.push_back(static_cast<uint8_t>(51 * (((x + 3) * 3 + y + 2) % 6)));
+  const auto picture = [&] {
+    return read(Stream().add(kReadPixels, 0, 0, 64, 64, GL_RED, GL_UNSIGNED_BYTE, 4096u, 1u), 4096);
+  };
+  run(move);
+  run(Stream().add(kPixelTransferf, GL_RED_BIAS, 0.5f));
+  run(pixels);
+  run(Stream().add(kPixelTransferf, GL_RED_BIAS, 0.0f));
+  EXPECT_EQ(picture(), expected);
+  run(Stream().add(kClear, GL_COLOR_BUFFER_BIT));
+  EXPECT_EQ(picture(), V(4096, 0));
+  Stream list = Stream().add(kNewList, 1u, GL_COMPILE);
+  list.data += pixels.data;
+  run(list.add(kEndList));
+  run(move);
+  run(Stream().add(kCallList, 1u));
+  EXPECT_EQ(picture(), expected);
+  EXPECT_EQ(error(), uint32_t{GL_NO_ERROR});
+}
+
+// Indices of every type are shifted and moved before they are looked up; the guest's transfer state stays.
+TEST_F(HostImages, IndicesOfEveryType) {
+  run(pixelMap(GL_PIXEL_MAP_I_TO_G, {0, 0.2f, 0.4f, 0.6f, 0.8f, 1, 0, 0}));
+  run(Stream().add(kPixelTransferf, GL_INDEX_SHIFT, 1.0f).add(kPixelTransferf, GL_INDEX_OFFSET, -1.0f));
+  run(store(GL_UNPACK_ALIGNMENT, 1));
+  const std::pair<uint32_t, V> cases[] = {{GL_BYTE, {3}},
+                                          {GL_UNSIGNED_BYTE, {3}},
+                                          {GL_SHORT, {3, 0}},
+                                          {GL_UNSIGNED_SHORT, {3, 0}},
+                                          {GL_INT, {3, 0, 0, 0}},
+                                          {GL_UNSIGNED_INT, {3, 0, 0, 0}},
+                                          {GL_FLOAT, floats({3.5f})},
+                                          {GL_HALF_FLOAT, {0x00, 0x42}},
+                                          {GL_BITMAP, {0x80}}};
+  for (const auto& [type, data] : cases) {
+    run(Stream().add(kClear, GL_COLOR_BUFFER_BIT).add(kWindowPos2i, 5, 5).add(kPixelTransferf, GL_GREEN_SCALE, 0.5f));
+    run(upload(kDrawPixels, {1, 1, GL_COLOR_INDEX, type}, data));
+    EXPECT_EQ(read(Stream().add(kGetFloatv, GL_GREEN_SCALE, 1u), 4), floats({0.5f}));
+    run(Stream().add(kPixelTransferf, GL_GREEN_SCALE, 1.0f));
+    EXPECT_EQ(read(Stream().add(kReadPixels, 5, 5, 1, 1, GL_GREEN, GL_UNSIGNED_BYTE, 1u, 1u), 1), V{type == GL_BITMAP ? uint8_t{51} : uint8_t{255}})
+        << type;
+  }
+  EXPECT_EQ(error(), uint32_t{GL_NO_ERROR});
+}
+
+// Bits of stencil values without data are drawn as nothing; some OpenGLs would never return.
+TEST_F(HostImages, BitsWithoutDataEnd) {
+  for (const uint32_t format : {GL_STENCIL_INDEX, GL_COLOR_INDEX}) {
+    run(upload(kDrawPixels, {4, 4, format, GL_BITMAP}, {}));
+    run(Stream().add(kNewList, 1u, GL_COMPILE));
+    run(upload(kDrawPixels, {4, 4, format, GL_BITMAP}, {}));
+    run(Stream().add(kEndList).add(kCallList, 1u));
+  }
+  error();
+}
+
 // --- stipples ---
 
 // A stipple that the guest measures by another state than the host reads it by: rows that it does not bring are zero.

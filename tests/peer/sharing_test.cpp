@@ -111,6 +111,87 @@ TEST_F(Sharing, ListsThatOpenAPrimitiveAreSeenBySharers) {
   EXPECT_EQ(first.surface->pixel(1, 1) & 0xFFFFFF, 0xFF0000u);
 }
 
+// A list that sets vertex attributes inside a primitive and calls others can be ended, whatever a sharing context does meanwhile
+// to those that it calls: it deletes them, or defines them anew with calls of lists that are not there or that are open. What it
+// deletes is gone afterwards.
+TEST_F(Sharing, ListsThatAreCalledByOpenOnesStayWhole) {
+  ASSERT_EQ(share(first.context, second.context), 0);
+  Stream open = Stream().add(kNewList, 1u, GL_COMPILE).add(kBegin, GL_TRIANGLES).add(kVertex2f, 0.0f, 0.0f);
+  open.add(kVertex2f, 1.0f, 0.0f).add(kTexCoord2f, 1.0f, 2.0f).add(kEnd).add(kCallList, 2u);
+  const Stream green = Stream().add(kNewList, 2u, GL_COMPILE).add(kColor3f, 0.0f, 1.0f, 0.0f).add(kEndList);
+  const auto redefined = [](uint32_t callee) {
+    return Stream().add(kNewList, 2u, GL_COMPILE).add(kCallList, callee).add(kEndList);
+  };
+  const Stream calls = Stream().add(kNewList, 2u, GL_COMPILE).add(kCallLists, 1, GL_UNSIGNED_INT, 4u, 9u).add(kEndList);
+  for (const Stream& meanwhile : {Stream().add(kDeleteLists, 2u, 1), redefined(9), redefined(1), redefined(2), calls}) {
+    ASSERT_EQ(first.flush(green), 0);
+    ASSERT_EQ(first.flush(open), 0);
+    ASSERT_EQ(second.flush(meanwhile), 0);
+    ASSERT_EQ(first.flush(Stream().add(kEndList)), 0);
+    ASSERT_EQ(second.flush(Stream().add(kCallList, 1u)), 0);
+  }
+  // A list that a sharing context has open is not whole.
+  ASSERT_EQ(first.flush(green), 0);
+  ASSERT_EQ(second.flush(Stream().add(kNewList, 2u, GL_COMPILE).add(kCallList, 1u)), 0);
+  ASSERT_EQ(first.flush(open), 0);
+  ASSERT_EQ(second.flush(Stream().add(kEndList)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kEndList)), 0);
+  // What was to be deleted is gone: the viewport stays.
+  ASSERT_EQ(first.flush(Stream().add(kNewList, 2u, GL_COMPILE).add(kViewport, 0, 0, 77, 5).add(kEndList)), 0);
+  ASSERT_EQ(first.flush(open), 0);
+  ASSERT_EQ(second.flush(Stream().add(kDeleteLists, 2u, 1)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kEndList)), 0);
+  const Stream question = Stream().add(kViewport, 0, 0, 1, 1).add(kCallList, 2u).add(kGetIntegerv, GL_VIEWPORT, 4u);
+  const std::vector<uint8_t> viewport = second.ask(question, 16);
+  ASSERT_EQ(viewport.size(), 16u);
+  EXPECT_EQ(viewport[8], 1);
+  log.take();
+}
+
+// A context that ends with an open list no longer keeps the lists that it calls.
+TEST_F(Sharing, EndedContextsKeepNoLists) {
+  ASSERT_EQ(share(first.context, second.context), 0);
+  ASSERT_EQ(second.flush(Stream().add(kNewList, 2u, GL_COMPILE).add(kViewport, 0, 0, 77, 5).add(kEndList)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kNewList, 1u, GL_COMPILE).add(kCallList, 2u)), 0);
+  DeleteContextPacket packet;
+  packet.contextId = first.context;
+  ASSERT_EQ(first.send(packet), 0);
+  ASSERT_EQ(second.flush(Stream().add(kDeleteLists, 2u, 1)), 0);
+  const Stream question = Stream().add(kViewport, 0, 0, 1, 1).add(kCallList, 2u).add(kGetIntegerv, GL_VIEWPORT, 4u);
+  const std::vector<uint8_t> viewport = second.ask(question, 16);
+  ASSERT_EQ(viewport.size(), 16u);
+  EXPECT_EQ(viewport[8], 1);
+}
+
+// A draw that goes into a list reads the store that a buffer has now, though a sharing context has put another object of OpenGL's
+// in its place, and not the old, smaller one as far as the new one goes.
+TEST_F(Sharing, ListsReadTheStoresThatBuffersHaveNow) {
+  ASSERT_EQ(share(first.context, second.context), 0);
+  const auto buffer = [](const std::vector<float>& values) {
+    const auto size = static_cast<uint32_t>(4 * values.size());
+    std::vector<uint8_t> payload = words({GL_ARRAY_BUFFER, size, 1, GL_STATIC_DRAW, size});
+    return Stream().add(kBindBuffer, GL_ARRAY_BUFFER, 5u).large(kBufferData, payload += floats(values));
+  };
+  const Stream draw = Stream().bytes(kDrawArrays, words({GL_TRIANGLES, 0, 600, 0}));
+  Stream few = buffer(std::vector<float>(16, -1.0f));
+  few.add(kVertexPointer, 2, GL_FLOAT, 0, 0, 5).add(kEnableClientState, GL_VERTEX_ARRAY).bytes(kDrawArrays, words({GL_TRIANGLES, 0, 6, 0}));
+  ASSERT_EQ(first.flush(few), 0);
+  // A range that is bound keeps the old store when the buffer shrinks.
+  ASSERT_EQ(second.flush(Stream().add(kBindBufferRange, GL_UNIFORM_BUFFER, 0u, 5u, 0u, 16u)), 0);
+  ASSERT_EQ(second.flush(buffer({0, 0, 0, 0})), 0);
+  std::vector<float> many(1200, -1.0f);
+  const std::vector<float> cover = {-1, -1, 3, -1, -1, 3};
+  std::copy(cover.begin(), cover.end(), many.end() - 6);
+  ASSERT_EQ(second.flush(buffer(many)), 0);
+  EXPECT_EQ(second.glError(), uint32_t{GL_NO_ERROR});
+  Stream list = Stream().add(kNewList, 1u, GL_COMPILE);
+  list.data += draw.data;
+  ASSERT_EQ(first.flush(list.add(kEndList)), 0);
+  ASSERT_EQ(first.flush(Stream().add(kCallList, 1u), GL_BACK), 0);
+  EXPECT_EQ(first.surface->pixel(4, 4) & 0xFFFFFF, 0xFFFFFFu);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
 // Without a request a context does not find the lists of another.
 TEST_F(Sharing, ContextsAreApartAtFirst) { EXPECT_FALSE(seesList(first, second)); }
 
