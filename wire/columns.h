@@ -21,7 +21,6 @@ inline constexpr uint32_t kManyParts = 32;
 // Implementations in the driver.
 struct Stamped {};
 struct Custom {};
-struct Absent {};
 // A participant of vertex runs; `Number` is the attribute number of its tag.
 template <uint32_t Number>
 struct Attribute {};

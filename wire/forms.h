@@ -41,7 +41,6 @@ struct Image {};
 template <typename Record>
 struct As {};       // words and data as the record of wire/records/ says
 struct Local {};    // no command
-struct Family {};   // laid out by its family, which is not built yet
 
 // Queries write their scalars and flush for a reply.
 template <typename Reply>

@@ -117,7 +117,6 @@ constexpr void fillForm(RowFacts& row, As<R>) {
   }
 }
 constexpr void fillForm(RowFacts& row, Local) { row.form = FormKind::Local; }
-constexpr void fillForm(RowFacts& row, Family) { row.form = FormKind::Family; }
 
 constexpr void fillReply(RowFacts& row, Answer) { row.reply = ReplyKind::Answer; }
 constexpr void fillReply(RowFacts& row, Bytes) { row.reply = ReplyKind::Bytes; }
@@ -175,14 +174,13 @@ struct Maker<Row, R(APIENTRY*)(A...)> {
     row.size = Row::kSize;
     row.core = Row::kCore;
     row.properties = Row::kProperties;
-    row.absent = std::is_same_v<Implementation, Absent>;
     row.stamped = std::is_same_v<Implementation, Stamped>;
     row.attribute = isAttribute(static_cast<Implementation*>(nullptr));
     row.uniform = isUniform(static_cast<Implementation*>(nullptr));
     row.returnBytes = returnBytesOf<R>();
     using Form = typename Row::Form;
     fillForm(row, Form{});
-    if constexpr (!std::is_same_v<Form, Family> && !std::is_same_v<Form, Local>) {
+    if constexpr (!std::is_same_v<Form, Local>) {
       row.arguments = RowArguments<Form, A...>::value;
       fillLayout<LayoutOf<Row>>(row);
       row.tailMayBeMissing = kTailMayBeMissing<Form>;
@@ -335,9 +333,8 @@ std::string describeCommand(uint32_t opcode, Reader payload) {
   out = row->name;
   const uint8_t* const fixed = payload.bytes(row->fixedBytes);
   const bool missing = row->tailMayBeMissing && payload.left() == 0;
-  if (row->form == FormKind::Family || fixed == nullptr || (!row->openTail && !missing && payload.left() != row->tailBytes(fixed))) {
-    append(out, ": %llu bytes", static_cast<unsigned long long>(bytes));
-    if (row->form != FormKind::Family) out += ", malformed";
+  if (fixed == nullptr || (!row->openTail && !missing && payload.left() != row->tailBytes(fixed))) {
+    append(out, ": %llu bytes, malformed", static_cast<unsigned long long>(bytes));
     return out;
   }
   out += '(';

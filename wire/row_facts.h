@@ -22,14 +22,18 @@ struct ArgumentFacts {
   uint16_t components = 0;     // in the fixed part; 0 for a pointer whose data stand elsewhere
 };
 
-enum class FormKind : uint8_t { Fixed, Vec, Sized, Counted, Array, Matrices, Evaluator, Text, Image, Record, Local, Family, Query, TextQuery };
+// clang-format off
+enum class FormKind : uint8_t {
+  Fixed, Vec, Sized, Counted, Array, Matrices, Evaluator, Text, Image, Record, Local, Query, TextQuery
+};
+// clang-format on
 enum class ReplyKind : uint8_t { None, Answer, Bytes, Components, Sized, Counted, Names, Length, List };
 
 struct RowFacts {
   const char* name = nullptr;
   int opcode = 0, size = 0, core = 0;
   uint32_t properties = 0;
-  bool absent = false, stamped = false, attribute = false, uniform = false, isPrivate = false;
+  bool stamped = false, attribute = false, uniform = false, isPrivate = false;
   FormKind form = FormKind::Local;
   ReplyKind reply = ReplyKind::None;
   uint32_t n = 0;  // components of Vec and Components, elements per count of Array and Matrices, the key argument

@@ -120,6 +120,7 @@ void APIENTRY glGetUniformIndices(GLuint program, GLsizei count, const GLchar* c
   flushStream(context, 0, indices, static_cast<uint32_t>(count) * 4, nullptr, 0);
 }
 
+// A name that is no program at all has the error of a program that is not linked, here and below: required oddity 147.
 GLuint APIENTRY glGetUniformBlockIndex(GLuint program, const GLchar* name) {
   using Row = op::glGetUniformBlockIndex;
   GlContext* const context = enter<Row>();

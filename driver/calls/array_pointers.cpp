@@ -61,6 +61,8 @@ void plainAttrib(GlContext* context, GLuint index, GLint size, GLenum type, GLsi
 
 namespace gl {
 
+// GL_BGRA needs unsigned bytes in the pointer calls, the packed types are refused: required oddity 145.
+
 void APIENTRY glVertexPointer(GLint size, GLenum type, GLsizei stride, const void* pointer) {
   using Row = op::glVertexPointer;
   if (GlContext* const context = enterPointerCall<Row>(type)) sized<Row>(context, kArrayVertex, size, type, stride, pointer);

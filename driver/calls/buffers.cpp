@@ -194,6 +194,7 @@ void APIENTRY glCopyBufferSubData(GLenum readTarget, GLenum writeTarget, GLintpt
   send<Row>(context, readTarget, writeTarget, readOffset, writeOffset, size);
 }
 
+// Without a buffer both clears are GL_INVALID_OPERATION: required oddity 148.
 void APIENTRY glClearBufferData(GLenum target, GLenum internalformat, GLenum format, GLenum type, const void* data) {
   using Row = op::glClearBufferData;
   GlContext* const context = enter<Row>();

@@ -138,6 +138,7 @@ void ResourceCache::clear() {
 }
 
 int32_t ResourceCache::resolveLocation(const char* name) const {
+  if (name == nullptr) return -1;
   CachedString wanted{name, static_cast<uint32_t>(std::strlen(name))};
   const char* index = nullptr;
   const auto* entry = byName.find(wanted);

@@ -1,4 +1,4 @@
-// The GL extensions that the driver can pass on. The application does not see the host's other extensions.
+// The GL extensions that the driver can pass on. The application does not see the host's other extensions: required oddity 149.
 #pragma once
 
 namespace qv {

@@ -78,6 +78,7 @@ ShadowAnswer readIndexed(GlContext* context, GLenum pname, GLuint index) {
   const uint16_t version = context->contextVersion;
   const BufferBindings& buffers = context->buffers;
   switch (pname) {
+    // An index beyond the array is no error: required oddity 146.
     case GL_UNIFORM_BUFFER_BINDING:
       return binding(buffers.indexedUniform, index);
     case GL_SHADER_STORAGE_BUFFER_BINDING:

@@ -97,11 +97,22 @@ struct Writer<Evaluator<Dimensions>, A...> : DataWriter<Evaluator<Dimensions>, A
   }
 };
 
+// A program that gives no text has given an empty one.
+inline const GLchar* orEmpty(const GLchar* text) { return text == nullptr ? "" : text; }
+template <typename T>
+T orEmpty(T argument) {
+  return argument;
+}
+
 template <typename... A>
 struct Writer<Text, A...> : DataWriter<Text, A...> {
   static Plan make(GlContext*, A... args) {
-    const uint64_t bytes = std::strlen(argument<Arguments<A...>::kFirstPointer>(args...)) + 1;
+    const uint64_t bytes = std::strlen(orEmpty(argument<Arguments<A...>::kFirstPointer>(args...))) + 1;
     return Writer::plan(bytes, bytes);
+  }
+  template <typename Stream>
+  static void write(Stream& stream, uint32_t opcode, const Plan& plan, A... args) {
+    DataWriter<Text, A...>::write(stream, opcode, plan, orEmpty(args)...);
   }
 };
 template <typename... A>

@@ -50,15 +50,13 @@ template <typename Row, uint32_t Type>
 struct Generated<Row, Uniform<Type>> {
   static constexpr auto pointer = &UniformEntry<Row, Type>::call;
 };
-template <typename Row>
-struct Generated<Row, Absent> {
-  static constexpr PROC pointer = nullptr;
-};
 
 // The routine itself, or in builds that check every call the routine with the check around it.
 template <typename Row, auto Pointer>
 constexpr auto checked() {
-  if constexpr (kChecksCalls && !has<Row>(kManyParts) && !std::is_same_v<typename Row::Implementation, Absent>) {
+  // The commands of a called list are refused one by one.
+  constexpr bool kCallsLists = std::is_same_v<Row, op::glCallList> || std::is_same_v<Row, op::glCallLists>;
+  if constexpr (kChecksCalls && !has<Row>(kManyParts) && !kCallsLists) {
     return &CheckedCall<Pointer, Row::kName>::call;
   } else {
     return Pointer;

@@ -43,7 +43,7 @@ bool isCompared(const RowFacts& row) {
   // Without a line the target of a glMultiTexCoord is any: required oddity 80.
   Random none(0);
   if (drawLine(row, none) == nullptr && std::string_view(row.name).starts_with("glMultiTexCoord")) return false;
-  return !row.absent && !row.isPrivate && row.form != FormKind::Family && !names.contains(row.name);
+  return !row.isPrivate && !names.contains(row.name);
 }
 
 bool isComparedInList(const RowFacts& row) {

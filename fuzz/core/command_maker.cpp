@@ -117,14 +117,6 @@ void CommandMaker::tail(const RowFacts& row, const CallLine* line, Bytes& payloa
 void CommandMaker::commandOf(const RowFacts& row, Bytes& out) {
   const auto opcode = static_cast<uint32_t>(row.opcode);
   Bytes payload;
-  if (row.form == FormKind::Family) {
-    for (uint32_t n = random_.below(12); n > 0; --n) {
-      const size_t at = payload.size();
-      payload.resize(at + 4);
-      put(payload.data() + at, random_.oneIn(3) ? random_.of(everyEnum()) : random_.below(64));
-    }
-    return appendCommand(out, opcode, payload);
-  }
   const CallLine* const line = drawLine(row, random_);
   if (row.form == FormKind::Record) {
     recordWords(row, line, payload);

@@ -13,7 +13,7 @@ bool hasItsSize(std::span<const uint8_t> command) {
   Reader payload(nullptr, 0);
   if (!walk.next(opcode, payload)) return false;
   const RowFacts* const row = findRow(opcode);
-  if (row == nullptr || row->form == FormKind::Family) return true;
+  if (row == nullptr) return true;
   const uint8_t* const fixed = payload.bytes(row->fixedBytes);
   if (fixed == nullptr) return false;
   if (row->tailMayBeMissing && payload.left() == 0) return true;

@@ -213,7 +213,7 @@ void StreamMutator::changePiece() {
       break;
     }
     default:
-      if (row == nullptr || bytes.size() < head + row->fixedBytes || row->form == FormKind::Family) {
+      if (row == nullptr || bytes.size() < head + row->fixedBytes) {
         put(bytes.data() + 4 * random_.below(bytes.size() / 4),
             random_.oneIn(2) ? random_.below(16) : static_cast<uint32_t>(random_.next()));
       } else {

@@ -134,7 +134,7 @@ std::vector<uint8_t> StreamBounds::bound(std::span<const uint8_t> stream, bool m
     if (row != nullptr && !faults_.allows(*row, from, bytes)) continue;
     const size_t at = out.size();
     out.insert(out.end(), stream.data() + begin, stream.data() + begin + there);
-    if (row != nullptr && row->form != FormKind::Family && bytes >= row->fixedBytes) cutNumbers(*row, out.data() + at + head);
+    if (row != nullptr && bytes >= row->fixedBytes) cutNumbers(*row, out.data() + at + head);
   }
   if (walk.malformed() && mayBeMalformed)
     out.insert(out.end(), stream.begin() + static_cast<std::ptrdiff_t>(walk.offset()), stream.end());

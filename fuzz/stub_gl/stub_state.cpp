@@ -219,7 +219,11 @@ bool hasOneValue(GLenum name) {
          name == GL_DRAW_BUFFER || name == GL_READ_BUFFER || name == GL_CURRENT_PROGRAM || name == GL_PROGRAM_PIPELINE_BINDING ||
          name == GL_DRAW_FRAMEBUFFER_BINDING || name == GL_READ_FRAMEBUFFER_BINDING || name == GL_PRIMITIVE_RESTART_INDEX ||
          (name >= GL_PIXEL_MAP_I_TO_I_SIZE && name <= GL_PIXEL_MAP_A_TO_A_SIZE) || name == GL_NUM_EXTENSIONS ||
-         name == GL_TEXTURE_BINDING_2D || name == GL_TEXTURE_BINDING_CUBE_MAP || name == 0x8758 /* GL_PACK_INVERT_MESA */;
+         name == GL_TEXTURE_BINDING_1D || name == GL_TEXTURE_BINDING_2D || name == GL_TEXTURE_BINDING_3D ||
+         name == GL_TEXTURE_BINDING_RECTANGLE || name == GL_TEXTURE_BINDING_CUBE_MAP || name == GL_TEXTURE_BINDING_1D_ARRAY ||
+         name == GL_TEXTURE_BINDING_2D_ARRAY || name == GL_TEXTURE_BINDING_CUBE_MAP_ARRAY || name == GL_TEXTURE_BINDING_BUFFER ||
+         name == GL_TEXTURE_BINDING_2D_MULTISAMPLE || name == GL_TEXTURE_BINDING_2D_MULTISAMPLE_ARRAY ||
+         name == 0x8758 /* GL_PACK_INVERT_MESA */;
 }
 
 template <typename T>

@@ -21,6 +21,8 @@ void glEnd(Replayer& replayer) {
 
 // Nothing to do: at the end of every flush the host makes its work visible to whoever may see it (Context::serve).
 void glFlush(Replayer&) {}
-void glFinish(Replayer&) {}
+
+// The guest does not wait for it, but what it asks afterwards about fences and queries it asks of finished work.
+void glFinish(Replayer&) { gl.glFinish(); }
 
 }  // namespace qv::peer::replay

@@ -73,7 +73,12 @@ bool readBlock(Replayer& replayer, Reader& rest, uint32_t flags, uint64_t vertex
 // Whether GL takes draws now; raises the error where it does not.
 bool mayDraw(Replayer& replayer, const Draw& draw) {
   const ReplayState& state = replayer.state();
-  if (state.insideBegin || (state.listOpen && (state.listInsideBegin || draw.instances))) {
+  if (state.listOpen && state.listInsideBegin) {
+    // The error belongs to the calls of the list. OpenGL compiles it in place of a command that no primitive takes.
+    gl.glHint(GL_FOG_HINT, GL_DONT_CARE);
+    return false;
+  }
+  if (state.insideBegin || (state.listOpen && draw.instances)) {
     refuse(replayer, GL_INVALID_OPERATION);
     return false;
   }

@@ -14,11 +14,10 @@ namespace {
 using Table = std::array<Handler, kOpcodes>;
 
 constexpr const char* kNoFunction = "the host's OpenGL lacks the function";
-constexpr const char* kNoFamily = "its family is not built yet";
 
-template <typename Row, const char* const& Why>
-bool passOverRow(Replayer& replayer, Reader) {
-  replayer.passOver(opcodeOf<Row>, Row::kName, Why);
+template <typename Row>
+bool passOverMissing(Replayer& replayer, Reader) {
+  replayer.passOver(opcodeOf<Row>, Row::kName, kNoFunction);
   return true;
 }
 
@@ -27,9 +26,7 @@ template <typename Row, auto Own>
 constexpr Handler handlerOf() {
   using Form = typename Row::Form;
   using L = LayoutOf<Row>;
-  if constexpr (std::is_same_v<Form, Family>) {
-    return &passOverRow<Row, kNoFamily>;
-  } else if constexpr (kHasOwnReplay<Row>) {
+  if constexpr (kHasOwnReplay<Row>) {
     return &replayCommand<Row, L, &callOwn<Row, L, Own>>;
   } else {
     return &replayCommand<Row, L, &FormReplay<Row, Form>::replay>;
@@ -49,7 +46,7 @@ constexpr RowEntry rowEntryOf() {
     // The state of arrays is the host's own: it follows the guest's whatever GL has.
     constexpr bool kWithoutGl = std::is_same_v<typename Row::Form, As<ArrayPointerRecord>>;
     constexpr Handler kHandler = handlerOf<Row, Own>();
-    return {Row::kOpcode, kHandler, kWithoutGl ? kHandler : &passOverRow<Row, kNoFunction>};
+    return {Row::kOpcode, kHandler, kWithoutGl ? kHandler : &passOverMissing<Row>};
   } else {
     return {};
   }

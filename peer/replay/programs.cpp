@@ -153,7 +153,14 @@ void glGetActiveUniformBlockName(Replayer& replayer, GLuint program, GLuint bloc
       replayer, room, [&] { return gl.glGetActiveUniformBlockiv(program, block, GL_UNIFORM_BLOCK_NAME_LENGTH, &length), length; },
       [&](GLsizei size, GLsizei* written, GLchar* text) { gl.glGetActiveUniformBlockName(program, block, size, written, text); });
 }
+// The question for the name comes first, with no room: an interface that has no names or does not exist is another error for the
+// name than for its length.
 void glGetProgramResourceName(Replayer& replayer, GLuint program, GLenum kind, GLuint index, GLsizei room) {
+  if (!mayAsk(replayer)) return;
+  holdGlError(replayer);
+  GLchar none = 0;
+  gl.glGetProgramResourceName(program, kind, index, 0, nullptr, &none);
+  if (glRefused(replayer)) return;
   GLint length = 0;
   const GLenum property = GL_NAME_LENGTH;
   replayText(
@@ -227,9 +234,11 @@ void glGetProgramStringARB(Replayer& replayer, const ProgramStringRecord& record
 
 // --- binaries ---
 
-void glGetProgramBinary(Replayer& replayer, const ProgramBinaryQueryRecord&) {
+void glGetProgramBinary(Replayer& replayer, const ProgramBinaryQueryRecord& record) {
+  if (!mayAsk(replayer)) return;
+  const bool known = gl.glIsProgram(record.program) != GL_FALSE || gl.glIsShader(record.program) != GL_FALSE;
   const GLsizei length = 0;
-  refuse(replayer, GL_INVALID_OPERATION);
+  refuse(replayer, record.room < 0 || !known ? GL_INVALID_VALUE : GL_INVALID_OPERATION);
   replayer.answer(&length, sizeof length);
 }
 void glProgramBinary(Replayer& replayer, const ProgramBinaryRecord&) { refuse(replayer, kNoBinaries); }

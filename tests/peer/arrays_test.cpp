@@ -487,6 +487,18 @@ TEST_F(Arrays, IndirectDrawsNeedABuffer) {
   expectAlive();
 }
 
+// A draw inside a primitive of a list is an error of the list's calls, not of its compilation; executed at once it is one at once.
+TEST_F(Arrays, DrawsInsidePrimitivesOfListsFailWhenCalled) {
+  draw(bufferedCover());
+  const Stream content = Stream().add(kBegin, GL_TRIANGLES) + drawArrays(GL_TRIANGLES, 0, 6, 0) + Stream().add(kEnd);
+  EXPECT_EQ(guest.flush(Stream().add(kNewList, 1, GL_COMPILE) + content + Stream().add(kEndList)), 0);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(draw(Stream().add(kCallList, 1)), 0u);
+  EXPECT_EQ(guest.glError(), GL_INVALID_OPERATION);
+  EXPECT_EQ(guest.flush(Stream().add(kNewList, 2, GL_COMPILE_AND_EXECUTE) + content + Stream().add(kEndList)), 0);
+  EXPECT_EQ(guest.glError(), GL_INVALID_OPERATION);
+}
+
 // While a list is compiled an OpenGL reads the arrays itself: what its buffers do not have is passed over, what they have is
 // drawn.
 TEST_F(Arrays, ListsReadOnlyWhatIsThere) {

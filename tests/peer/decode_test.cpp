@@ -66,11 +66,6 @@ TEST_F(Decode, FixedRowsGiveTheirArguments) {
   EXPECT_GE(tried, 602u);
 }
 
-// No row with a command is of a family that is not replayed.
-TEST_F(Decode, EveryRowIsReplayed) {
-  for (const RowFacts& row : allRows()) EXPECT_NE(row.form, FormKind::Family) << row.name;
-}
-
 // --- an independent list: bytes by hand, arguments by hand ---
 
 // Commands written as bytes by hand give GL the arguments written by hand, one for each form.

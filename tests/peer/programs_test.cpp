@@ -379,10 +379,37 @@ TEST_F(Programs, AttachedShadersAreTold) {
   EXPECT_NE(guest.glError(), 0u);
 }
 
+// The name of a resource: its errors are those of the question for the name, not of the host's own for its length.
+TEST_F(Programs, ResourcesWithoutNamesAreBadInterfaces) {
+  const uint32_t name = program(kPlainVertex, "#version 120\nuniform vec4 c; void main() { gl_FragColor = c; }");
+  const TestGuest::Replies known = guest.askBoth(Stream().add(kGetProgramResourceName, name, GL_UNIFORM, 0, 100), 4, 100);
+  EXPECT_EQ(known.first, words({1}));
+  EXPECT_EQ(known.second, (Bytes{'c', 0}));
+  const auto errorFor = [&](uint32_t kind, uint32_t index, int32_t room) {
+    const TestGuest::Replies got = guest.askBoth(Stream().add(kGetProgramResourceName, name, kind, index, room), 4, 100);
+    EXPECT_TRUE(got.first.empty());
+    EXPECT_TRUE(got.second.empty());
+    const uint32_t error = guest.glError();
+    EXPECT_EQ(guest.glError(), 0u);
+    return error;
+  };
+  EXPECT_EQ(errorFor(GL_ATOMIC_COUNTER_BUFFER, 0, 100), static_cast<uint32_t>(GL_INVALID_ENUM));
+  EXPECT_EQ(errorFor(GL_TEXTURE_2D, 0, 100), static_cast<uint32_t>(GL_INVALID_ENUM));
+  EXPECT_EQ(errorFor(GL_UNIFORM, 7, 100), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(errorFor(GL_UNIFORM, 0, -1), static_cast<uint32_t>(GL_INVALID_VALUE));
+}
+
 // Binaries are refused whatever their format, and none is handed out.
 TEST_F(Programs, BinariesAreRefused) {
   const uint32_t name = program(kPlainVertex, "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
   EXPECT_EQ(guest.ask(Stream().add(kGetProgramBinary, name, 1000000, 0, 0, 0), 4), words({0}));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(guest.ask(Stream().add(kGetProgramBinary, name, -1, 0, 0, 0), 4), words({0}));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(guest.ask(Stream().add(kGetProgramBinary, 0xDEADBEEF, 1000000, 0, 0, 0), 4), words({0}));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  const uint32_t aShader = shader(GL_VERTEX_SHADER, kPlainVertex);
+  EXPECT_EQ(guest.ask(Stream().add(kGetProgramBinary, aShader, 1000000, 0, 0, 0), 4), words({0}));
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
   EXPECT_EQ(guest.flush(Stream().add(kProgramBinary, name, 0x875F, 0, 1000)), 0);
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_ENUM));

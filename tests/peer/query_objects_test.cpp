@@ -137,6 +137,22 @@ TEST_F(HostQueries, SyncsHaveNumbers) {
   EXPECT_EQ(guest.glError(), 0u);
 }
 
+// A fence before a glFinish is signalled for every question after it: the guest may ask without a timeout.
+TEST(HostWaits, FinishFinishes) {
+  ASSERT_NE(EglDisplay::get(), nullptr);
+  const GlFunctions before = gl;
+  static int finished;
+  finished = 0;
+  gl.glFinish = +[] { ++finished; };
+  Replayer replayer;
+  const Stream stream = Stream().add(kFinish).add(kFlush).add(kFinish);
+  replayer.begin();
+  const auto bytes = static_cast<uint32_t>(stream.data.size());
+  EXPECT_EQ(replayer.replay(stream.data.data(), bytes, bytes).outcome, Replayer::Outcome::Done);
+  EXPECT_EQ(finished, 2);
+  gl = before;
+}
+
 // Numbers that stand for nothing: no sync, a failed wait, an error; the delete of 0 is silent.
 TEST_F(HostQueries, UnknownSyncsAreErrors) {
   EXPECT_EQ(guest.askFor<uint32_t>(Stream().add(kFenceSync, 0x1234, 0)), 0u);

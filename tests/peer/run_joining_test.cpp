@@ -208,6 +208,11 @@ TEST_F(JoinedRunsReachGl, ApartFromPartsOfPrimitives) {
 TEST_F(JoinedRunsReachGl, ApartFromLargeStrips) {
   const Draws draws = drawn(between(strip(), kRunEnded, strip(100)));
   EXPECT_EQ(draws, (Draws{{{GL_TRIANGLES, 20 * 6}, {GL_TRIANGLE_STRIP, 100}, {GL_TRIANGLES, 20 * 6}}, 0}));
+  // The least that is large enough, in front of small ones.
+  Stream stream;
+  stream.large(kRunEnded, strip(48));
+  for (int i = 0; i < 20; ++i) stream.large(kRunEnded, strip());
+  EXPECT_EQ(drawn(stream), (Draws{{{GL_TRIANGLE_STRIP, 48}, {GL_TRIANGLES, 20 * 6}}, 0}));
 }
 
 // While a program or a pipeline is current, whose shaders may count primitives, no run is joined.

@@ -149,6 +149,7 @@ TEST_F(StringsTest, EveryKnownNamePasses) {
   EXPECT_EQ(kept("GL_XYZ_nothing"), "");
   EXPECT_EQ(kept("GL_AAA"), "");
   EXPECT_EQ(kept("gl_arb_shadow"), "");
+  EXPECT_EQ(kept("GL_ARB_compatibility GL_ARB_vertex_type_10f_11f_11f_rev"), "");
 }
 
 // Blanks in any number separate, and one stands between what is kept.

@@ -79,6 +79,7 @@ TEST(ResourceCells, ImpossibleResourcesAreDropped) {
   cache.addResource({0x92DB, 1, 4, 0}, "d", 1);
   EXPECT_EQ(cache.count, 1);
   EXPECT_EQ(cache.resolveLocation("d"), 4);
+  EXPECT_EQ(cache.resolveLocation(nullptr), -1);
   EXPECT_EQ(cache.cellOf(4).bits, 0u);
   cache.clear();
   EXPECT_EQ(cache.count, 0);

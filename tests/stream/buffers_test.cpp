@@ -483,6 +483,8 @@ TEST_F(Buffers, ClearsAreAsLongAsTheirRange) {
   expectStream(Stream().add(kClearBufferData, GL_ARRAY_BUFFER, GL_R8, GL_RED, GL_FLOAT, 0));
   QV_CALL(glClearBufferData)(GL_COPY_READ_BUFFER, GL_R8, GL_RED, GL_FLOAT, nullptr);
   expectError(GL_INVALID_OPERATION);
+  QV_CALL(glClearBufferSubData)(GL_COPY_READ_BUFFER, GL_R8, 0, 1, GL_RED, GL_FLOAT, nullptr);
+  expectError(GL_INVALID_OPERATION);
 }
 
 // Deleting resets every indexed binding and the first general one; a name that is bound to two targets stays in the second.

@@ -231,6 +231,19 @@ TEST_F(DebugLog, LowMessagesDoNotPassAtFirst) {
   EXPECT_TRUE(passes(1, GL_DEBUG_SEVERITY_NOTIFICATION));
 }
 
+// A length of 0 is that of an empty message, whatever follows; below 0 the text is measured.
+TEST_F(DebugLog, LengthZeroIsAnEmptyMessage) {
+  on();
+  drop();
+  for (const GLsizei length : {0, -1}) {
+    QV_CALL(glDebugMessageInsert)(kApp, kMarker, 1, kHigh, length, "abc");
+    GLsizei given = -1;
+    GLchar text[8] = {};
+    EXPECT_EQ(QV_CALL(glGetDebugMessageLog)(1, sizeof text, nullptr, nullptr, nullptr, nullptr, &given, text), 1u);
+    EXPECT_EQ(std::string(text), length == 0 ? "" : "abc");
+  }
+}
+
 // The filter of everything: all severities in all rows, and no exceptions of ids stay.
 TEST_F(DebugLog, ControlOfEverythingDropsTheExceptions) {
   on();
@@ -243,7 +256,11 @@ TEST_F(DebugLog, ControlOfEverythingDropsTheExceptions) {
   EXPECT_TRUE(passes(5, kLow, kOther, kThird));
   EXPECT_EQ(context().debugLog->filters[0]->row(4, 6).entries, nullptr);
   control(kAny, kAny, kAny, {}, false);
-  for (const GLenum source : {kApp, kThird}) EXPECT_FALSE(passes(6, kHigh, kOther, source));
+  for (const GLenum source : {kApp, kThird}) {
+    for (const GLenum severity :
+         {kHigh, static_cast<GLenum>(GL_DEBUG_SEVERITY_MEDIUM), kLow, static_cast<GLenum>(GL_DEBUG_SEVERITY_NOTIFICATION)})
+      EXPECT_FALSE(passes(6, severity, kOther, source)) << severity;
+  }
 }
 
 // A severity is switched in the rows of its source and type alone, and in their exceptions; an exception that says what its row
@@ -430,6 +447,11 @@ TEST_F(DebugLog, StateNeedsMemory) {
     push();
     EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_OUT_OF_MEMORY));
     EXPECT_EQ(context().debugLog, nullptr);
+    // Of a log that there is not, no message is taken.
+    failingAllocation = failing;
+    EXPECT_EQ(QV_CALL(glGetDebugMessageLog)(3, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0u);
+    failingAllocation = 0;
+    takeError();
   }
   push();
   EXPECT_EQ(takeError(), 0u);

@@ -221,7 +221,7 @@ const std::vector<Literal> kLiterals = {
 // clang-format on
 
 bool hasLengthOfItsOwn(const RowFacts& row) {
-  if (row.absent || row.isPrivate) return false;
+  if (row.isPrivate) return false;
   if (row.form == FormKind::Sized || row.form == FormKind::Counted || row.form == FormKind::Array) return true;
   return row.form == FormKind::Query && row.reply != ReplyKind::Answer && row.reply != ReplyKind::Bytes;
 }

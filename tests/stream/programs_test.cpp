@@ -176,6 +176,15 @@ TEST_F(Programs, AttributeLocationsAreChecked) {
   expectRefused(GL_INVALID_VALUE, kBindAttribLocation);
 }
 
+// A program that gives no name has given an empty one: nothing is read through the pointer.
+TEST_F(Programs, NoNameIsAnEmptyName) {
+  QV_CALL(glBindAttribLocation)(2, 1, nullptr);
+  QV_CALL(glBindFragDataLocation)(2, 3, nullptr);
+  expectStream(words({0x111EA, 2, 1, 1, 0, 0x11827, 2, 3, 1, 0}));
+  EXPECT_EQ(QV_CALL(glGetProgramResourceIndex)(2, GL_UNIFORM, nullptr), 0u);
+  EXPECT_EQ(host.submissions.back().stream, words({0x11933, 2, GL_UNIFORM, 1, 0}));
+}
+
 // With the quirk, calls on programs flush at once in a context that shares, and in no other.
 TEST_F(Programs, TheQuirkFlushesForSharers) {
   const auto all = [] {

@@ -163,7 +163,7 @@ class Evaluators : public ContextTest {
   std::vector<T> tail(size_t fixed) {
     const std::vector<uint8_t> bytes = pending();
     std::vector<T> out((bytes.size() - 4 - fixed) / sizeof(T));
-    std::memcpy(out.data(), bytes.data() + 4 + fixed, out.size() * sizeof(T));
+    if (!out.empty()) std::memcpy(out.data(), bytes.data() + 4 + fixed, out.size() * sizeof(T));
     drop();
     return out;
   }

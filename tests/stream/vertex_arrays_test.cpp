@@ -84,6 +84,14 @@ TEST_F(VertexArrays, BgraIsFourBytes) {
   expectError(GL_INVALID_OPERATION);
   QV_CALL(glVertexAttribPointer)(1, GL_BGRA, GL_FLOAT, GL_TRUE, 0, at(4));
   expectError(GL_INVALID_OPERATION);
+  for (const GLenum packed : {GL_INT_2_10_10_10_REV, GL_UNSIGNED_INT_2_10_10_10_REV}) {
+    QV_CALL(glColorPointer)(GL_BGRA, packed, 0, at(4));
+    expectError(GL_INVALID_OPERATION);
+    QV_CALL(glSecondaryColorPointer)(GL_BGRA, packed, 0, at(4));
+    expectError(GL_INVALID_OPERATION);
+    QV_CALL(glVertexAttribPointer)(1, GL_BGRA, packed, GL_TRUE, 0, at(4));
+    expectError(GL_INVALID_OPERATION);
+  }
 }
 
 // Secondary colours always have three components, four in a packed type, and the host is told so.

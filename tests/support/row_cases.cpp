@@ -205,7 +205,6 @@ std::vector<RowCase> casesOf(const RowFacts& row) {
     case FormKind::Image:
     case FormKind::Record:
     case FormKind::Local:
-    case FormKind::Family:
       return {};
   }
   switch (row.reply) {
