@@ -15,6 +15,7 @@
 #include <fstream>
 #include <thread>
 
+#include "bench/drawing.h"
 #include "loader/opengl32/opengl32.h"
 #include "peer/link/host_client.h"
 #include "peer/link/null_gpu.h"
@@ -24,30 +25,7 @@
 namespace {
 
 using namespace qv;
-
-// A current context on a window of the simulated Windows, in front of `link`.
-class Drawing {
- public:
-  explicit Drawing(sim::GpuLink* link) {
-    sim::reset();
-    sim::setGpuLink(link);
-    if (!loader::loadDriver()) std::abort();
-    hdc = GetDC(sim::createWindow());
-    loader::wglSetPixelFormat(hdc, 4, nullptr);
-    context_ = loader::wglCreateContext(hdc);
-    if (!loader::wglMakeCurrent(hdc, context_)) std::abort();
-  }
-  ~Drawing() {
-    loader::wglMakeCurrent(nullptr, nullptr);
-    loader::wglDeleteContext(context_);
-    loader::unloadDriver();
-    sim::reset();
-  }
-  HDC hdc;
-
- private:
-  HGLRC context_;
-};
+using bench::Drawing;
 
 template <typename Function>
 Function procedure(const char* name) {

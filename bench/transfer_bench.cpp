@@ -12,6 +12,7 @@
 #include <memory>
 #include <vector>
 
+#include "bench/drawing.h"
 #include "loader/opengl32/opengl32.h"
 #include "peer/host/egl_display.h"
 #include "peer/link/host_client.h"
@@ -24,6 +25,9 @@
 namespace {
 
 using namespace qv;
+using bench::Drawing;
+
+const sim::WindowOptions kWindow = {.client = {0, 0, 300, 300}};
 
 constexpr int kSide = 256;
 constexpr uint32_t kImageBytes = kSide * kSide * 4, kUploadBytes = 65536, kMapBytes = 1 << 20;
@@ -110,29 +114,6 @@ struct Functions {
   }
 };
 
-// The driver with a current context on a window of the simulated Windows, in front of `link`.
-class Drawing {
- public:
-  explicit Drawing(sim::GpuLink* link) {
-    sim::reset();
-    sim::setGpuLink(link);
-    if (!loader::loadDriver()) std::abort();
-    const HDC hdc = GetDC(sim::createWindow({.client = {0, 0, 300, 300}}));
-    loader::wglSetPixelFormat(hdc, 4, nullptr);
-    context_ = loader::wglCreateContext(hdc);
-    if (!loader::wglMakeCurrent(hdc, context_)) std::abort();
-  }
-  ~Drawing() {
-    loader::wglMakeCurrent(nullptr, nullptr);
-    loader::wglDeleteContext(context_);
-    loader::unloadDriver();
-    sim::reset();
-  }
-
- private:
-  HGLRC context_;
-};
-
 struct Memory {
   // Clipped away, so that what is measured is the work per draw and not the pixels.
   std::vector<float> positions = std::vector<float>(3000, 3.0f);
@@ -195,7 +176,7 @@ void InOneThread(benchmark::State& state, const Kind& kind) {
   const HostContext context;
   if (!context.current) return state.SkipWithError("no OpenGL");
   ReplayingGpu gpu;
-  const Drawing drawing(&gpu);
+  const Drawing drawing(&gpu, kWindow);
   measure(state, Functions::ofDriver(), kind);
 }
 
@@ -203,7 +184,7 @@ void Driven(benchmark::State& state, const Kind& kind) {
   std::string error;
   const auto gpu = peer::startHost(&error);
   if (gpu == nullptr) return state.SkipWithError(error.c_str());
-  const Drawing drawing(gpu.get());
+  const Drawing drawing(gpu.get(), kWindow);
   measure(state, Functions::ofDriver(), kind);
 }
 
@@ -231,7 +212,7 @@ void MapAndUnmap(benchmark::State& state, bool wait) {
   std::string error;
   const auto gpu = peer::startHost(&error);
   if (gpu == nullptr) return state.SkipWithError(error.c_str());
-  const Drawing drawing(gpu.get());
+  const Drawing drawing(gpu.get(), kWindow);
   const Functions f = Functions::ofDriver();
   GLuint buffer = 0;
   f.glGenBuffers(1, &buffer);
