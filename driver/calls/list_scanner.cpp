@@ -165,18 +165,27 @@ void callListShadow(GlContext* context, GLuint list) {
   // The first of these is required oddity 136.
   if (context->listMode == GL_COMPILE_AND_EXECUTE || context->listDepth >= kDeepest) return;
   const GLuint name = list + context->list.current().listBase;  // required oddity 133
+  ShareGroup* const group = context->shareGroup;
+  if (!context->insideBegin &&
+      context->inertLists.contain(name, group->listsGeneration.load(std::memory_order_acquire))) [[likely]]
+    return;
   DisplayListStream* found = nullptr;
+  uint64_t generation = 0;
   {
-    const ShareLock lock(context->shareGroup);
-    found = static_cast<DisplayListStream*>(context->shareGroup->table(ShareSlot::kLists).findAs<CommandStream>(name));
+    const ShareLock lock(group);
+    generation = group->listsGeneration.load(std::memory_order_relaxed);
+    found = static_cast<DisplayListStream*>(group->table(ShareSlot::kLists).findAs<CommandStream>(name));
     if (found != nullptr) found->keep();
   }
   ++context->listDepth;
   context->listMode = kListScanning;
+  bool inert = true;
   if (found != nullptr) {
     scanList(context, *found);
+    inert = found->inert.load(std::memory_order_relaxed);
     found->release();
   }
+  if (inert) context->inertLists.add(name, generation);
   if (--context->listDepth == 0) context->listMode = 0;
 }
 

@@ -48,6 +48,7 @@ void endRecording(GlContext* context) {
   if (auto* const old = static_cast<DisplayListStream*>(lists.findAs<CommandStream>(list->listId)); old != nullptr)
     std::swap(list->label, old->label);
   lists.set(list->listId, static_cast<CommandStream*>(list));
+  context->shareGroup->listsChanged();
 }
 
 void removeLists(GlContext* context, GLuint list, GLsizei range) {
@@ -57,6 +58,7 @@ void removeLists(GlContext* context, GLuint list, GLsizei range) {
   NameTable& lists = context->shareGroup->table(ShareSlot::kLists);
   lists.removeRange(list, end);
   if (end > kNames) lists.removeRange(0, end - kNames);  // names wrap around
+  context->shareGroup->listsChanged();
 }
 
 namespace gl {

@@ -25,18 +25,23 @@ constexpr NameTable::Destroy kDestroy[kShareSlots] = {
     releaseList,                      // display lists
 };
 
+// A number that no group has had.
+uint64_t nextGeneration() {
+  static std::atomic<uint64_t> last = 0;
+  return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
 }  // namespace
 
 ShareGroup::ShareGroup() {
   programsChanged();
+  listsChanged();
   for (uint32_t slot = 0; slot < kShareSlots; ++slot) tables[slot] = new NameTable(kDestroy[slot]);
   InitializeCriticalSection(&lock);
 }
 
-void ShareGroup::programsChanged() {
-  static std::atomic<uint64_t> last = 0;
-  programsGeneration.store(last.fetch_add(1, std::memory_order_relaxed) + 1, std::memory_order_release);
-}
+void ShareGroup::programsChanged() { programsGeneration.store(nextGeneration(), std::memory_order_release); }
+void ShareGroup::listsChanged() { listsGeneration.store(nextGeneration(), std::memory_order_release); }
 
 ShareGroup::~ShareGroup() {
   for (NameTable* const table : tables) {

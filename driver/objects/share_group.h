@@ -33,13 +33,15 @@ struct ShareGroup {
 
   NameTable& table(ShareSlot slot) { return *tables[static_cast<uint32_t>(slot)]; }
 
-  // To be called under the lock whenever a row of the programs comes, goes or gets another object.
+  // To be called under the lock whenever a row of the programs, or of the lists, comes, goes or gets another object.
   void programsChanged();
+  void listsChanged();
 
   NameTable* tables[kShareSlots];
-  // Another number after each change of the programs, and in each group: who has found a program under a number finds it again
-  // without the lock while that number stands here.
+  // Another number after each change of the programs, or of the lists, and in each group: who has found a program or a list under
+  // a number finds it again without the lock while that number stands here. Never 0.
   std::atomic<uint64_t> programsGeneration;
+  std::atomic<uint64_t> listsGeneration;
   std::atomic<int32_t> refCount = 0;  // contexts beyond the first; the group dies below 0
   // Guards all tables. Recursive, since an operation that holds it may call one that takes it. It protects the tables and not
   // the objects: an object found in a table is used after the lock is released.

@@ -94,6 +94,21 @@ struct KnownProgram {
   ProgramRecord* record = nullptr;
 };
 
+// Lists of which the scanner knows that their call outside glBegin does nothing to the shadow, by name, and the generation of the
+// group's lists under which it does. A name displaces another whose place it takes. Name 0, of which no list is, stands everywhere.
+struct InertLists {
+  static constexpr uint32_t kPlaces = 64;
+
+  bool contain(uint32_t name, uint64_t now) const { return generation == now && names[name % kPlaces] == name; }
+  void add(uint32_t name, uint64_t now) {
+    if (generation != now) *this = {.generation = now};
+    names[name % kPlaces] = name;
+  }
+
+  uint64_t generation = 0;
+  uint32_t names[kPlaces] = {};
+};
+
 struct DeferredDeleteList {
   uint32_t* names = nullptr;
   uint32_t count = 0;
@@ -193,6 +208,7 @@ class GlContext final : public CommandStream, public VertexRun {
   NameTable queryTable{destroyLabelled<QueryRecord>};
   ActiveQueries activeQueries;
   KnownProgram knownProgram;
+  InertLists inertLists;
   uint32_t boundVertexArray = 0;
   uint32_t drawFramebuffer = 0, readFramebuffer = 0;
   VertexArrayObject defaultVertexArray;  // in force while boundVertexArray is 0

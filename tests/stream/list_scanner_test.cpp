@@ -4,6 +4,7 @@
 #include <functional>
 #include <set>
 
+#include "driver/calls/lists.h"
 #include "driver/objects/display_list_stream.h"
 #include "driver/objects/share_group.h"
 #include "driver/state/buffer_bindings.h"
@@ -30,6 +31,7 @@ class ListScanner : public ContextTest {
       list->remaining -= recording.size();
     }
     context().shareGroup->table(ShareSlot::kLists).set(name, static_cast<CommandStream*>(list));
+    context().shareGroup->listsChanged();
   }
   void define(GLuint name, const Stream& recording) { define(name, recording.data); }
   DisplayListStream* find(GLuint name) {
@@ -585,6 +587,68 @@ TEST_F(ListScanner, InertListsAreWalkedOnce) {
   record(1, [&] { QV_CALL(glEnable)(GL_FOG); });
   call(1);
   EXPECT_EQ(context().fog.current().enabled, 1);
+}
+
+// Inert lists and names without a list are looked up once, until a list of the group changes.
+TEST_F(ListScanner, InertListsAreLookedUpOnce) {
+  const auto known = [&](GLuint name) {
+    return context().inertLists.contain(name, context().shareGroup->listsGeneration.load());
+  };
+  record(1, [&] { QV_CALL(glColor3f)(1, 0, 0); });
+  record(2, [&] { QV_CALL(glEnable)(GL_FOG); });
+  for (const GLuint name : {1u, 2u, 3u}) {
+    EXPECT_FALSE(known(name)) << name;
+    call(name);
+  }
+  EXPECT_TRUE(known(1));
+  EXPECT_FALSE(known(2));
+  EXPECT_TRUE(known(3));
+  // One that takes the other's place.
+  call(3 + InertLists::kPlaces);
+  EXPECT_TRUE(known(3 + InertLists::kPlaces));
+  EXPECT_FALSE(known(3));
+  EXPECT_TRUE(known(1));
+}
+
+// A list that is defined, defined anew or deleted by a context of the group counts at the next call in every context of it.
+TEST_F(ListScanner, InertListsAreForgottenWhenAListChanges) {
+  GlContext other(4, 210, 1);
+  joinGroup(&context(), &other);
+  const auto enabled = [&] { return context().fog.current().enabled; };
+  const auto define = [&](GLuint name, GLenum capability) {
+    beginRecording(&other, name, GL_COMPILE);
+    other.recordingList->reserve(8);
+    const uint32_t command[] = {smallHeader(op::glEnable::kOpcode, 8), capability};
+    std::memcpy(other.recordingList->base, command, sizeof command);
+    other.recordingList->cursor += sizeof command;
+    other.recordingList->remaining -= sizeof command;
+    endRecording(&other);
+  };
+  call(1);  // no list yet
+  define(1, GL_FOG);
+  call(1);
+  EXPECT_EQ(enabled(), 1);
+  QV_CALL(glDisable)(GL_FOG);
+  record(2, [&] { QV_CALL(glColor3f)(1, 0, 0); });
+  call(2);
+  define(2, GL_FOG);
+  call(2);
+  EXPECT_EQ(enabled(), 1);
+  // A deletion forgets them as well: what is called then has been looked up anew.
+  record(3, [&] { QV_CALL(glColor3f)(1, 0, 0); });
+  call(3);
+  removeLists(&other, 3, 1);
+  EXPECT_FALSE(context().inertLists.contain(3, context().shareGroup->listsGeneration.load()));
+}
+
+// The lists of the group that a context joins are other lists.
+TEST_F(ListScanner, InertListsAreForgottenInAnotherGroup) {
+  GlContext other(4, 210, 1);
+  record(1, [&] { QV_CALL(glColor3f)(1, 0, 0); });
+  call(1);
+  EXPECT_TRUE(context().inertLists.contain(1, context().shareGroup->listsGeneration.load()));
+  joinGroup(&context(), &other);
+  EXPECT_FALSE(context().inertLists.contain(1, context().shareGroup->listsGeneration.load()));
 }
 
 // Lists that change the shadow, call others, raise an error or do not leave primitives as they were are walked at every call.
