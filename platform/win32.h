@@ -24,6 +24,23 @@ using NTSTATUS = LONG;
 // A literal of WCHAR, which is wchar_t here and char16_t in the simulated Windows.
 #define QV_WIDE(text) L##text
 
+namespace qv {
+
+// TlsGetValue without its call where the slot is one of those that stand in the thread's own block; their place is part of the
+// system's binary interface. The last error stays as it is.
+inline void* threadValue(DWORD slot) {
+  constexpr DWORD kSlotsOfBlock = 64;
+  if (slot >= kSlotsOfBlock) [[unlikely]]
+    return TlsGetValue(slot);
+#ifdef _WIN64
+  return reinterpret_cast<void*>(__readgsqword(0x1480 + 8 * slot));
+#else
+  return reinterpret_cast<void*>(__readfsdword(0xE10 + 4 * slot));
+#endif
+}
+
+}  // namespace qv
+
 #else
 
 #define APIENTRY

@@ -18,6 +18,9 @@ BOOL WINAPI TlsFree(DWORD index);
 BOOL WINAPI TlsSetValue(DWORD index, LPVOID value);
 // Does not touch the last error, is not counted and cannot be made to fail: it is a plain read. A bad index yields null.
 inline LPVOID WINAPI TlsGetValue(DWORD index) { return qv::sim::tlsSlots[index < 63 ? index : 63]; }
+namespace qv {
+inline void* threadValue(DWORD slot) { return TlsGetValue(slot); }
+}  // namespace qv
 DWORD WINAPI GetCurrentProcessId();
 DWORD WINAPI GetCurrentThreadId();
 DWORD WINAPI GetLastError();

@@ -12,6 +12,6 @@ inline constexpr DWORD kNoTlsSlot = 0xFFFFFFFF;
 // The thread's current GlContext, null when none. kNoTlsSlot before attach and after detach.
 extern DWORD ContextTlsSlot;
 
-inline GlContext* currentContext() { return static_cast<GlContext*>(TlsGetValue(ContextTlsSlot)); }
+inline GlContext* currentContext() { return static_cast<GlContext*>(threadValue(ContextTlsSlot)); }
 
 }  // namespace qv
