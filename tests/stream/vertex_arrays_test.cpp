@@ -567,7 +567,7 @@ TEST_F(VertexArrays, LocksAreKept) {
   EXPECT_EQ(context().lockedCount, 50);
   QV_CALL(glUnlockArraysEXT)();
   EXPECT_EQ(context().lockedFirst, -1);
-  EXPECT_EQ(context().lockedCount, -1);
+  EXPECT_EQ(context().lockedCount, 0);
 }
 
 }  // namespace
