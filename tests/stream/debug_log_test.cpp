@@ -305,7 +305,10 @@ TEST_F(DebugLog, ControlOfIds) {
   EXPECT_FALSE(passes(3));
   control(kApp, kMarker, kAny, {}, true);
   control(kApp, kMarker, kAny, {2}, false);
-  EXPECT_FALSE(passes(2));
+  for (const GLenum severity : kDebugSeverities) {
+    EXPECT_FALSE(passes(2, severity));
+    EXPECT_TRUE(passes(3, severity));
+  }
   control(kApp, kMarker, kAny, {2}, true);
   EXPECT_TRUE(passes(2));
   EXPECT_EQ(context().debugLog->filters[0]->row(4, 6).entries, nullptr);

@@ -224,9 +224,12 @@ TEST_F(Lists, LongRangesAreDeletedAtOnce) {
   EXPECT_EQ(QV_CALL(glIsList)(0x7FFFFFFF), GL_TRUE);
   QV_CALL(glDeleteLists)(0x7FFFFFFF, 2);
   EXPECT_EQ(QV_CALL(glIsList)(0x80000000), GL_FALSE);
+  QV_CALL(glNewList)(4, GL_COMPILE);
+  QV_CALL(glEndList)();
   QV_CALL(glDeleteLists)(0xFFFFFFF0, 20);
   EXPECT_EQ(QV_CALL(glIsList)(0xFFFFFFFF), GL_FALSE);
   EXPECT_EQ(QV_CALL(glIsList)(3), GL_FALSE);
+  EXPECT_EQ(QV_CALL(glIsList)(4), GL_TRUE);
 }
 
 // glCallList and glCallLists are recorded and sent, and need no glEnd.

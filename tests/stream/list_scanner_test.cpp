@@ -444,6 +444,18 @@ TEST_F(ListScanner, UncheckedCommandsHaveTheirLeastPayload) {
   context().insideBegin = 0;
 }
 
+// Images and draws are recorded without their data: what their words tell of data does not count.
+TEST_F(ListScanner, ImagesAndDrawsHaveNoData) {
+  for (const auto& [opcode, least] : std::initializer_list<std::pair<uint32_t, size_t>>{
+           {8, 32}, {175, 8}, {182, 36}, {183, 40}, {251, 16}, {252, 16}, {253, 16}, {257, 24}, {309, 16}, {310, 36}}) {
+    define(1, Stream().bytes(opcode, std::vector<uint8_t>(least, 1)));
+    context().insideBegin = 1;
+    call(1);
+    EXPECT_EQ(takeError(), kInvalidOperation) << opcode;
+    context().insideBegin = 0;
+  }
+}
+
 // A count of values is reckoned in 64 bits: one whose bytes wrap around is not there.
 TEST_F(ListScanner, CountsDoNotWrap) {
   for (const uint32_t opcode : {160u, 162u, 185u, 187u}) {
