@@ -57,14 +57,11 @@ void applyCallLists(GlContext* context, const uint8_t* payload) {
   callListsShadow(context, record.count, record.type, payload + sizeof record);
 }
 
+// The data of draws, which are not recorded either, have no length of their own.
 template <typename Form>
 inline constexpr bool kRecordsTail = true;
 template <typename Data>
 inline constexpr bool kRecordsTail<Image<Data>> = false;
-template <>
-inline constexpr bool kRecordsTail<As<DrawArraysRecord>> = false;
-template <>
-inline constexpr bool kRecordsTail<As<DrawElementsRecord>> = false;
 
 template <typename Row>
 constexpr ScannedRow scannedRow() {

@@ -28,12 +28,14 @@ void withNames(int32_t n, Use&& use) {
 
 void beginRecording(GlContext* context, GLuint list, GLenum mode) {
   if (context->recordingList != nullptr || list == 0 || (mode != GL_COMPILE && mode != GL_COMPILE_AND_EXECUTE)) return;
+  uint64_t capacity = 0;  // a list that is defined again takes about as much as before
   {
     const ShareLock lock(context->shareGroup);
     NameTable& lists = context->shareGroup->table(ShareSlot::kLists);
     if (!lists.contains(list)) lists.set(list, nullptr);
+    if (const auto* const old = lists.findAs<CommandStream>(list); old != nullptr) capacity = old->capacity;
   }
-  context->recordingList = new DisplayListStream(list);
+  context->recordingList = new DisplayListStream(list, capacity);
   context->listMode = mode;
 }
 

@@ -22,9 +22,9 @@ bool isTaken(const GlContext* context, GLenum mode) {
   }
 }
 
-// The bytes of a buffer of so many words; a reply's length has 32 bits.
+// The bytes of a buffer of so many words, which are never less than 0; a reply's length has 32 bits.
 uint32_t bufferBytes(int32_t words) {
-  const uint64_t bytes = 4 * static_cast<uint64_t>(words < 0 ? 0 : words);
+  const uint64_t bytes = 4 * static_cast<uint64_t>(words);
   return bytes > 0xFFFFFFFF ? 0xFFFFFFFC : static_cast<uint32_t>(bytes);
 }
 

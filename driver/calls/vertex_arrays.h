@@ -34,6 +34,9 @@ inline void shadow(op::glLockArraysEXT, GlContext* c, GLint first, GLsizei count
   c->lockedFirst = first;
   c->lockedCount = count;
 }
-inline void shadow(op::glUnlockArraysEXT, GlContext* c) { c->lockedFirst = c->lockedCount = -1; }
+inline void shadow(op::glUnlockArraysEXT, GlContext* c) {
+  c->lockedFirst = -1;
+  c->lockedCount = 0;
+}
 
 }  // namespace qv

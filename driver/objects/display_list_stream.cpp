@@ -5,6 +5,12 @@
 
 namespace qv {
 
+DisplayListStream::DisplayListStream(uint32_t name, uint64_t bytes) : listId(name) {
+  if (bytes == 0) return;
+  capacity = remaining = bytes;
+  reallocate();
+}
+
 DisplayListStream::~DisplayListStream() { std::free(label); }
 
 void DisplayListStream::reserve(uint64_t n) {

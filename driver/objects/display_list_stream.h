@@ -11,7 +11,8 @@ namespace qv {
 // Once it stands in the table of its share group nobody changes its bytes. Other contexts may delete or replace it there while it is
 // being scanned, so that it lives until its last user has released it.
 struct DisplayListStream final : CommandStream {
-  explicit DisplayListStream(uint32_t name) : listId(name) {}
+  // With room for `bytes` from the beginning.
+  explicit DisplayListStream(uint32_t name, uint64_t bytes = 0);
   ~DisplayListStream() override;
   // Grows in steps of 512 bytes, never flushes and has no upper limit.
   void reserve(uint64_t n) override;

@@ -103,6 +103,30 @@ class HostImages : public testing::Test {
 
 // --- uploads ---
 
+// The image layout comes back with the client attribute stack, if it was saved: uploads behind the pop are read by it again.
+TEST_F(HostImages, LayoutComesBackWithTheClientStack) {
+  uint8_t last = 0;  // each image has values of its own
+  const auto load = [&](bool padded) {
+    V data, expected;
+    for (int row = 0; row < 2; ++row) {
+      for (int i = 0; i < 3; ++i) expected.push_back(++last), data.push_back(last);
+      if (padded) data.push_back(0xEE);
+    }
+    run(upload(kTexImage2D, {GL_TEXTURE_2D, 0, GL_RED, 3, 2, 0, GL_RED, GL_UNSIGNED_BYTE}, data));
+    EXPECT_EQ(reds(GL_TEXTURE_2D, 6), expected);
+  };
+  load(true);
+  for (const uint32_t mask : {GL_CLIENT_PIXEL_STORE_BIT, GL_CLIENT_VERTEX_ARRAY_BIT}) {
+    run(store(GL_UNPACK_ALIGNMENT, 4));
+    run(Stream().add(kPushClientAttrib, mask));
+    run(store(GL_UNPACK_ALIGNMENT, 1));
+    load(false);
+    run(Stream().add(kPopClientAttrib));
+    load(mask == GL_CLIENT_PIXEL_STORE_BIT);
+  }
+  EXPECT_EQ(error(), 0u);
+}
+
 // Swapped components come out right from rows with a length and skipped pixels, which some OpenGLs write beyond their memory for.
 TEST_F(HostImages, SwappedComponentsWithARowLength) {
   constexpr uint32_t kRow = 5, kPixel = 8;

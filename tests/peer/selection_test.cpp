@@ -94,6 +94,17 @@ TEST_F(Selection, FeedbackValuesComeBack) {
   EXPECT_EQ(floatsOf(little.buffer), (std::vector<float>{GL_PASS_THROUGH_TOKEN, 10.0f, GL_PASS_THROUGH_TOKEN}));
 }
 
+// Values with depth and colour come back in full.
+TEST_F(Selection, FeedbackTellsDepthAndColour) {
+  mode(feedback(64, GL_3D_COLOR), GL_FEEDBACK);
+  Stream stream = Stream().add(kPassThrough, 5.0f).add(kColor3f, 1.0f, 0.5f, 0.0f);
+  stream.add(kBegin, GL_POINTS).add(kVertex3f, 0.0f, 0.5f, 0.0f).add(kEnd);
+  const Answer answer = mode(stream, GL_RENDER);
+  EXPECT_EQ(answer.value, 10);
+  EXPECT_EQ(floatsOf(answer.buffer),
+            (std::vector<float>{GL_PASS_THROUGH_TOKEN, 5.0f, GL_POINT_TOKEN, 16.0f, 24.0f, 0.5f, 1.0f, 0.5f, 0.0f, 1.0f}));
+}
+
 // A mode without its buffer, an unknown one and one inside a primitive are errors, and the mode stays.
 TEST_F(Selection, WrongModesAreRefused) {
   for (const uint32_t value : {uint32_t{GL_SELECT}, uint32_t{GL_FEEDBACK}}) {
@@ -107,6 +118,19 @@ TEST_F(Selection, WrongModesAreRefused) {
   ASSERT_EQ(guest.flush(Stream().add(kEnd)), 0);
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
   EXPECT_EQ(mode(Stream(), GL_RENDER).value, 2);
+}
+
+// A primitive that a list has opened counts, too.
+TEST_F(Selection, ModesAreRefusedInsidePrimitivesOfLists) {
+  ASSERT_EQ(guest.flush(Stream().add(kNewList, 1u, GL_COMPILE).add(kBegin, GL_POINTS).add(kEndList)), 0);
+  mode(select(64), GL_SELECT);
+  ASSERT_EQ(guest.flush(named()), 0);
+  EXPECT_EQ(mode(Stream().add(kCallList, 1u).add(kSelectBuffer, 2, 1u), GL_RENDER).value, 0);
+  ASSERT_EQ(guest.flush(Stream().add(kEnd)), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  const Answer answer = mode(Stream(), GL_RENDER);
+  EXPECT_EQ(answer.value, 2);
+  EXPECT_EQ(answer.buffer.size(), 36u);
 }
 
 // Wrong buffers are refused, and the one in use stays: sizes below 0, unknown types, in their own mode, inside a primitive.
@@ -191,6 +215,23 @@ TEST_F(Selection, WrongMapsAreRefused) {
       guest.flush(Stream().add(kNewList, 1u, GL_COMPILE).add(kMap1f, GL_MAP1_VERTEX_3, 0.0f, 1.0f, 3, 0x7FFFFFFF).add(kEndList)),
       0);
   refused(Stream().add(kCallList, 1u), GL_INVALID_VALUE);
+}
+
+// Whatever length the commands of selection, feedback and maps have, the host takes them or refuses them, and lives.
+TEST_F(Selection, EveryLengthIsSurvived) {
+  LogCapture log;
+  const std::pair<uint32_t, size_t> commands[] = {{kFeedbackBuffer, 16}, {kSelectBuffer, 12}, {kRenderMode, 8}, {kMap1d, 80},
+                                                  {kMap1f, 56},          {kMap2d, 120},       {kMap2f, 80}};
+  for (const auto& [opcode, most] : commands) {
+    for (const uint8_t value : {uint8_t{0}, uint8_t{1}, uint8_t{0x7F}, uint8_t{0xFF}}) {
+      for (size_t bytes = 0; bytes <= most; ++bytes) {
+        if (guest.flush(Stream().bytes(opcode, std::vector<uint8_t>(bytes, value))) != 0) continue;
+        guest.glError();
+      }
+    }
+  }
+  EXPECT_EQ(mode(select(64), GL_SELECT).value, 0);
+  EXPECT_EQ(mode(named(), GL_RENDER).value, 2);
 }
 
 // Points of another length than the command's own words say make the stream malformed.

@@ -254,8 +254,12 @@ TEST_F(DebugLog, ControlOfEverythingDropsTheExceptions) {
   control(kAny, kAny, kAny, {}, true);
   EXPECT_TRUE(passes(5));
   EXPECT_TRUE(passes(5, kLow, kOther, kThird));
-  EXPECT_EQ(context().debugLog->filters[0]->row(4, 6).entries, nullptr);
+  for (const DebugFilterRow& row : context().debugLog->filters[0]->rows) {
+    EXPECT_EQ(row.defaultMask, 15u);
+    EXPECT_EQ(row.entries, nullptr);
+  }
   control(kAny, kAny, kAny, {}, false);
+  for (const DebugFilterRow& row : context().debugLog->filters[0]->rows) EXPECT_EQ(row.defaultMask, 0u);
   for (const GLenum source : {kApp, kThird}) {
     for (const GLenum severity :
          {kHigh, static_cast<GLenum>(GL_DEBUG_SEVERITY_MEDIUM), kLow, static_cast<GLenum>(GL_DEBUG_SEVERITY_NOTIFICATION)})
@@ -301,7 +305,10 @@ TEST_F(DebugLog, ControlOfIds) {
   EXPECT_FALSE(passes(3));
   control(kApp, kMarker, kAny, {}, true);
   control(kApp, kMarker, kAny, {2}, false);
-  EXPECT_FALSE(passes(2));
+  for (const GLenum severity : kDebugSeverities) {
+    EXPECT_FALSE(passes(2, severity));
+    EXPECT_TRUE(passes(3, severity));
+  }
   control(kApp, kMarker, kAny, {2}, true);
   EXPECT_TRUE(passes(2));
   EXPECT_EQ(context().debugLog->filters[0]->row(4, 6).entries, nullptr);
@@ -318,6 +325,8 @@ TEST_F(DebugLog, ControlChecks) {
   expect(0, kMarker, kAny, 0, GL_INVALID_ENUM);
   expect(kApp, 0, kAny, 0, GL_INVALID_ENUM);
   expect(kApp, kMarker, 0, 0, GL_INVALID_ENUM);
+  expect(0, kMarker, kAny, -1, GL_INVALID_VALUE);
+  expect(0, kMarker, kHigh, 1, GL_INVALID_ENUM);
   expect(kApp, kMarker, kHigh, 1, GL_INVALID_OPERATION);
   expect(kAny, kMarker, kAny, 1, GL_INVALID_OPERATION);
   expect(kApp, kAny, kAny, 1, GL_INVALID_OPERATION);
@@ -353,6 +362,7 @@ TEST_F(DebugLog, InsertChecks) {
   expect(kApp, kMarker, kHigh, 4095, tooLong.c_str(), 0);
   expect(kApp, kMarker, kHigh, -1, tooLong.c_str(), GL_INVALID_VALUE);
   expect(kApp, kMarker, kHigh, 4096, tooLong.c_str(), GL_INVALID_VALUE);
+  expect(GL_DEBUG_SOURCE_API, kMarker, kHigh, 4096, tooLong.c_str(), GL_INVALID_ENUM);
 }
 
 // A group announces itself under its own filter, and its end under the filter of the group around it, both with its text.
@@ -416,6 +426,8 @@ TEST_F(DebugLog, GroupsAreChecked) {
   EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_INVALID_VALUE));
   QV_CALL(glPushDebugGroup)(kApp, 1, -1, tooLong.c_str());
   EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  QV_CALL(glPushDebugGroup)(GL_DEBUG_SOURCE_API, 1, -1, tooLong.c_str());
+  EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_INVALID_ENUM));
   QV_CALL(glPushDebugGroup)(kApp, 1, 4095, tooLong.c_str());
   EXPECT_EQ(takeError(), 0u);
   EXPECT_EQ(value(GL_DEBUG_GROUP_STACK_DEPTH), 2);
@@ -475,9 +487,18 @@ TEST_F(DebugLog, MessagesNeedMemory) {
   EXPECT_EQ(source, static_cast<GLenum>(GL_DEBUG_SOURCE_OTHER));
   EXPECT_EQ(type, static_cast<GLenum>(GL_DEBUG_TYPE_ERROR));
   EXPECT_EQ(severity, kHigh);
+  // A group without memory for its text ends with the text that tells so.
   failingAllocation = 1;
-  push();
+  push(7);
+  QV_CALL(glDebugMessageCallback)(tell, nullptr);
   pop();
+  ASSERT_EQ(told.size(), 1u);
+  EXPECT_EQ(told[0].source, static_cast<GLenum>(GL_DEBUG_SOURCE_OTHER));
+  EXPECT_EQ(told[0].type, static_cast<GLenum>(GL_DEBUG_TYPE_POP_GROUP));
+  EXPECT_NE(told[0].id, 7u);
+  EXPECT_EQ(told[0].severity, static_cast<GLenum>(GL_DEBUG_SEVERITY_NOTIFICATION));
+  EXPECT_EQ(told[0].length, -1);
+  EXPECT_EQ(told[0].text, "Debugging error: out of memory");
   EXPECT_EQ(takeError(), 0u);
 }
 

@@ -161,6 +161,26 @@ TEST_F(Lists, RedefinitionReplacesAtItsEnd) {
   EXPECT_EQ(recording(5), Stream().add(kDisable, GL_BLEND).data);
 }
 
+// A list that is defined again has the room of its last recording from the beginning.
+TEST_F(Lists, RedefinitionKeepsTheCapacity) {
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  EXPECT_EQ(context().recordingList->capacity, 0u);
+  for (int i = 0; i < 100; ++i) QV_CALL(glLoadIdentity)();
+  EXPECT_EQ(context().recordingList->capacity, 512u);
+  for (int i = 0; i < 100; ++i) QV_CALL(glLoadIdentity)();
+  EXPECT_EQ(context().recordingList->capacity, 1024u);
+  QV_CALL(glEndList)();
+  QV_CALL(glNewList)(5, GL_COMPILE);
+  const DisplayListStream* const list = context().recordingList;
+  EXPECT_EQ(list->capacity, 1024u);
+  EXPECT_EQ(list->remaining, 1024u);
+  EXPECT_EQ(list->cursor, list->base);
+  QV_CALL(glEnable)(GL_BLEND);
+  QV_CALL(glEndList)();
+  EXPECT_EQ(list->capacity, 1024u);
+  EXPECT_EQ(recording(5), Stream().add(kEnable, GL_BLEND).data);
+}
+
 // A list is in use from glNewList on, and its recording outlives the deletion of the name: glEndList defines it.
 TEST_F(Lists, RecordingOutlivesItsDeletion) {
   QV_CALL(glNewList)(5, GL_COMPILE);
@@ -204,9 +224,12 @@ TEST_F(Lists, LongRangesAreDeletedAtOnce) {
   EXPECT_EQ(QV_CALL(glIsList)(0x7FFFFFFF), GL_TRUE);
   QV_CALL(glDeleteLists)(0x7FFFFFFF, 2);
   EXPECT_EQ(QV_CALL(glIsList)(0x80000000), GL_FALSE);
+  QV_CALL(glNewList)(4, GL_COMPILE);
+  QV_CALL(glEndList)();
   QV_CALL(glDeleteLists)(0xFFFFFFF0, 20);
   EXPECT_EQ(QV_CALL(glIsList)(0xFFFFFFFF), GL_FALSE);
   EXPECT_EQ(QV_CALL(glIsList)(3), GL_FALSE);
+  EXPECT_EQ(QV_CALL(glIsList)(4), GL_TRUE);
 }
 
 // glCallList and glCallLists are recorded and sent, and need no glEnd.

@@ -1,4 +1,6 @@
 // Labels of objects, kind by kind.
+#include <sys/resource.h>
+
 #include <cstring>
 #include <functional>
 #include <string>
@@ -61,7 +63,7 @@ TEST_F(Labels, KnownObjectsTakeLabels) {
   check(GL_BUFFER, names[0], names[1]);
   QV_CALL(glGenVertexArrays)(2, names);
   QV_CALL(glBindVertexArray)(names[0]);
-  check(GL_VERTEX_ARRAY, names[0], 0);
+  check(GL_VERTEX_ARRAY, names[0], names[1]);
   EXPECT_EQ(read(GL_VERTEX_ARRAY_OBJECT_EXT, names[0]), "it stays");
   QV_CALL(glGenTransformFeedbacks)(2, names);
   QV_CALL(glBindTransformFeedback)(GL_TRANSFORM_FEEDBACK, names[0]);
@@ -70,7 +72,7 @@ TEST_F(Labels, KnownObjectsTakeLabels) {
   check(GL_SHADER, 5, 0);
   QV_CALL(glGenQueries)(2, names);
   QV_CALL(glBeginQuery)(GL_SAMPLES_PASSED, names[0]);
-  check(GL_QUERY, names[0], 0);
+  check(GL_QUERY, names[0], names[1]);
   EXPECT_EQ(read(GL_QUERY_OBJECT_EXT, names[0]), "it stays");
   QV_CALL(glNewList)(3, GL_COMPILE);
   QV_CALL(glEndList)();
@@ -130,6 +132,25 @@ TEST_F(Labels, LongLabelsAreErrorsAndStored) {
   }
   label(GL_FRAMEBUFFER, 5, "abc", 0);
   EXPECT_EQ(read(GL_FRAMEBUFFER, 5), "");
+}
+
+// Without memory for a label there is none, and the old one is gone; no error tells of it but that of the length. (The sanitizers'
+// own memory leaves no limit to set.)
+TEST_F(Labels, LabelsNeedMemory) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP();
+#endif
+  label(GL_FRAMEBUFFER, 5, "old");
+  rlimit before;
+  ASSERT_EQ(getrlimit(RLIMIT_AS, &before), 0);
+  rlimit little = before;
+  little.rlim_cur = 1u << 30;
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &little), 0);
+  label(GL_FRAMEBUFFER, 5, "x", 0x7FFFFFFF);
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &before), 0);
+  EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(read(GL_FRAMEBUFFER, 5), "");
+  EXPECT_EQ(takeError(), 0u);
 }
 
 // A read gives what fits with its zero, and its length; without room the whole length, and nothing is written.

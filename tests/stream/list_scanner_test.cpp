@@ -171,6 +171,18 @@ TEST_F(ListScanner, NamesFollowTheirType) {
   }
 }
 
+// The names of two bytes travel as the program gave them, and the guest follows the lists that it takes them for.
+TEST_F(ListScanner, TwoByteNamesTravelAsGiven) {
+  define(258, Stream().add(kEnable, GL_FOG));
+  define(515, Stream().add(kEnable, GL_BLEND));
+  const uint8_t names[] = {1, 2, 3, 0};
+  QV_CALL(glCallLists)(2, GL_2_BYTES, names);
+  expectStream(words({0x14003, 2, GL_2_BYTES, 4, 0x00030201}));
+  EXPECT_EQ(context().lastOpcode, kCallLists);
+  EXPECT_EQ(context().fog.current().enabled, 1);
+  EXPECT_EQ(context().colorBuffer.current().blendEnabled, 1);
+}
+
 // A negative number of names is none.
 TEST_F(ListScanner, NegativeCountCallsNothing) {
   record(1, [&] { QV_CALL(glEnable)(GL_LIGHTING); });
@@ -245,6 +257,65 @@ TEST_F(ListScanner, RefusedCommandNamesItsOpcode) {
   expectStream(words({0x7D7, 12, 0x04000000, 0x8002, 1}));
   EXPECT_EQ(takeError(), kInvalidOperation);
   EXPECT_EQ(context().lastOpcode, kRasterPos2fv);
+}
+
+// A refused command of a called list leaves the shadow as it is, and the error says what every error of the driver says.
+TEST_F(ListScanner, RefusedCommandsDoNotAct) {
+  record(1, [&] {
+    const float f[16] = {2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2};
+    QV_CALL(glListBase)(3);
+    QV_CALL(glBegin)(GL_LINES);
+    QV_CALL(glCullFace)(GL_FRONT);
+    QV_CALL(glFrontFace)(GL_CW);
+    QV_CALL(glShadeModel)(GL_FLAT);
+    QV_CALL(glDrawBuffer)(GL_FRONT);
+    QV_CALL(glClearDepth)(0.25);
+    QV_CALL(glDepthMask)(GL_FALSE);
+    QV_CALL(glEnable)(GL_FOG);
+    QV_CALL(glDisable)(GL_MULTISAMPLE);
+    QV_CALL(glPushAttrib)(GL_FOG_BIT);
+    QV_CALL(glDepthFunc)(GL_NEVER);
+    QV_CALL(glDepthRange)(0.5, 0.75);
+    QV_CALL(glFrustum)(-1, 2, -3, 4, 5, 6);
+    QV_CALL(glLoadMatrixf)(f);
+    QV_CALL(glMultMatrixf)(f);
+    QV_CALL(glOrtho)(-1, 2, -3, 4, -5, 6);
+    QV_CALL(glRotatef)(30, 1, 2, 3);
+    QV_CALL(glScalef)(2, 2, 2);
+    QV_CALL(glTranslatef)(2, 2, 2);
+    QV_CALL(glPushMatrix)();
+    QV_CALL(glMatrixMode)(GL_PROJECTION);
+    QV_CALL(glViewport)(1, 2, 3, 4);
+  });
+  GlContext& c = context();
+  QV_CALL(glEnable)(GL_DEBUG_OUTPUT);
+  QV_CALL(glBegin)(GL_POINTS);
+  call(1);
+  EXPECT_EQ(takeError(), kInvalidOperation);
+  char text[64] = {};
+  EXPECT_EQ(QV_CALL(glGetDebugMessageLog)(1, sizeof text, nullptr, nullptr, nullptr, nullptr, nullptr, text), 1u);
+  EXPECT_STREQ(text, "GL_INVALID_OPERATION in Orbeck todo");
+  EXPECT_EQ(c.beginPrimitive, static_cast<uint32_t>(GL_POINTS));
+  EXPECT_EQ(c.list.current().listBase, 0u);
+  EXPECT_EQ(c.polygon.current().cullMode, static_cast<uint32_t>(GL_BACK));
+  EXPECT_EQ(c.polygon.current().frontFace, static_cast<uint32_t>(GL_CCW));
+  EXPECT_EQ(c.lighting.current().shadeModel, static_cast<uint32_t>(GL_SMOOTH));
+  EXPECT_NE(c.drawBufferMode, static_cast<uint32_t>(GL_FRONT));
+  EXPECT_EQ(c.frontDirty, 0);
+  EXPECT_EQ(c.depth.current().clearValue, 1.0);
+  EXPECT_EQ(c.depth.current().writeMask, 1);
+  EXPECT_EQ(c.fog.current().enabled, 0);
+  EXPECT_EQ(c.multisample.current().enabled, 1);
+  EXPECT_EQ(c.attribMasks.top, 0u);
+  EXPECT_EQ(c.depth.current().func, static_cast<uint32_t>(GL_LESS));
+  EXPECT_EQ(c.viewport.current().nearValue, 0.0);
+  EXPECT_LT(c.viewport.current().width, 0);
+  EXPECT_EQ(c.modelview.top, 0u);
+  EXPECT_EQ(c.currentMatrixStack, &c.modelview);
+  const Matrix identity;
+  EXPECT_EQ(std::memcmp(&c.modelview.current(), &identity, sizeof identity), 0);
+  QV_CALL(glEnd)();
+  EXPECT_EQ(takeError(), 0u);
 }
 
 // Commands that are only checked, with their least payloads as the contract has them: opcode, bytes, opcode of the error, and
@@ -331,6 +402,69 @@ TEST_F(ListScanner, EveryCheckedCommandHasItsLeastPayload) {
   // The 131 recorded routines and opcode 853, without the ten that have no check or another one: 2, 3, 7, 43, 374, 408 to 411,
   // 1557 and 2055.
   EXPECT_EQ(opcodes.size(), 121u);
+}
+
+// A command without the usual check acts when its payload is long enough and is passed over when a byte is missing.
+TEST_F(ListScanner, UncheckedCommandsHaveTheirLeastPayload) {
+  define(9, Stream().add(kEnable, GL_FOG));
+  struct Case {
+    uint32_t opcode;
+    std::vector<uint8_t> payload;
+  };
+  std::vector<uint8_t> floatsOf, doublesOf;
+  for (int i = 0; i < 16; ++i) {
+    Stream::append(floatsOf, i % 5 == 0 ? 3.0f : 0.0f);
+    Stream::append(doublesOf, i % 5 == 0 ? 3.0 : 0.0);
+  }
+  std::vector<uint8_t> lists = words({1, GL_UNSIGNED_BYTE, 1});
+  lists.push_back(9);
+  const Case cases[] = {{kCallList, words({9})},     {kCallLists, lists}, {kBegin, words({GL_LINES})},
+                        {374, words({GL_TEXTURE4})}, {408, floatsOf},     {409, doublesOf},
+                        {410, floatsOf},             {411, doublesOf},    {583, words({GL_TEXTURE4})},
+                        {617, floatsOf},             {618, doublesOf},    {619, floatsOf},
+                        {620, doublesOf}};
+  const auto acted = [&](const std::vector<uint8_t>& list) {
+    GlContext& c = context();
+    c.insideBegin = 0;
+    c.beginPrimitive = 0;
+    QV_CALL(glDisable)(GL_FOG);
+    QV_CALL(glLoadIdentity)();
+    QV_CALL(glActiveTexture)(GL_TEXTURE0);
+    define(1, list);
+    call(1);
+    EXPECT_EQ(takeError(), 0u);
+    return c.fog.current().enabled != 0 || c.insideBegin != 0 || c.activeTextureUnit == 4 || matrix(0) == 3.0;
+  };
+  for (const auto& [opcode, payload] : cases) {
+    EXPECT_TRUE(acted(Stream().bytes(opcode, payload).data)) << opcode;
+    EXPECT_TRUE(acted(Stream().large(opcode, payload).data)) << opcode;
+    const std::vector<uint8_t> cut(payload.begin(), payload.end() - 1);
+    EXPECT_FALSE(acted(Stream().bytes(opcode, cut).data)) << opcode;
+  }
+  context().insideBegin = 0;
+}
+
+// Images and draws are recorded without their data: what their words tell of data does not count.
+TEST_F(ListScanner, ImagesAndDrawsHaveNoData) {
+  for (const auto& [opcode, least] : std::initializer_list<std::pair<uint32_t, size_t>>{
+           {8, 32}, {175, 8}, {182, 36}, {183, 40}, {251, 16}, {252, 16}, {253, 16}, {257, 24}, {309, 16}, {310, 36}}) {
+    define(1, Stream().bytes(opcode, std::vector<uint8_t>(least, 1)));
+    context().insideBegin = 1;
+    call(1);
+    EXPECT_EQ(takeError(), kInvalidOperation) << opcode;
+    context().insideBegin = 0;
+  }
+}
+
+// A count of values is reckoned in 64 bits: one whose bytes wrap around is not there.
+TEST_F(ListScanner, CountsDoNotWrap) {
+  for (const uint32_t opcode : {160u, 162u, 185u, 187u}) {
+    define(1, Stream().add(opcode, 1, 2, 0x40000000));
+    context().insideBegin = 1;
+    call(1);
+    EXPECT_EQ(takeError(), 0u) << opcode;
+    context().insideBegin = 0;
+  }
 }
 
 // No command without a check raises an error inside a primitive, and each of them acts there.
@@ -686,6 +820,39 @@ TEST_F(ListScanner, ListStaysWhileItIsWalked) {
   call(1);
   EXPECT_EQ(context().fog.current().enabled, 1);
   EXPECT_EQ(host.submissions.size(), 1u);
+}
+
+// The debug callback of a command that is refused may delete the list that is walked, and define it anew.
+std::function<void()> onMessage;
+void APIENTRY callBack(GLenum, GLenum, GLuint, GLenum, GLsizei, const GLchar*, const void*) { onMessage(); }
+TEST_F(ListScanner, CallbackMayReplaceTheList) {
+  record(1, [&] {
+    QV_CALL(glEnd)();
+    QV_CALL(glEnable)(GL_FOG);
+    QV_CALL(glCallList)(2);
+  });
+  record(2, [&] { QV_CALL(glEnable)(GL_LIGHTING); });
+  QV_CALL(glEnable)(GL_DEBUG_OUTPUT);
+  QV_CALL(glDebugMessageCallback)(callBack, nullptr);
+  int told = 0;
+  onMessage = [&] {
+    ++told;
+    QV_CALL(glDeleteLists)(1, 1);
+    EXPECT_EQ(find(1), nullptr);
+    QV_CALL(glNewList)(1, GL_COMPILE);
+    QV_CALL(glEnable)(GL_BLEND);
+    QV_CALL(glEndList)();
+  };
+  call(1);
+  EXPECT_EQ(told, 1);
+  EXPECT_EQ(context().fog.current().enabled, 1);
+  EXPECT_EQ(context().lighting.current().lightingEnabled, 1);
+  EXPECT_EQ(context().colorBuffer.current().blendEnabled, 0);
+  EXPECT_EQ(context().listMode, 0u);
+  EXPECT_EQ(context().listDepth, 0);
+  call(1);
+  EXPECT_EQ(context().colorBuffer.current().blendEnabled, 1);
+  EXPECT_EQ(takeError(), kInvalidOperation);
 }
 
 }  // namespace

@@ -57,6 +57,7 @@ TEST_F(Selection, BufferIsOfferedWhenItsModeEnds) {
   host.answerCommand(kRenderMode, words({0}), {});
   EXPECT_EQ(mode(GL_SELECT), 0);
   EXPECT_EQ(last().stream, words({0xC0C3, 64, half(hits), 0x100C2, 32, GL_2D, half(values), 0x80C4, GL_SELECT}));
+  EXPECT_EQ(last().presentMode, 0u);
   EXPECT_EQ(last().replySize, 4u);
   EXPECT_EQ(last().reply2Size, 0u);
   EXPECT_EQ(context().renderMode, static_cast<uint32_t>(GL_SELECT));
@@ -121,6 +122,39 @@ TEST_F(Selection, RefusedBuffersAreNotTaken) {
     EXPECT_EQ(context().feedbackBufferSize, static_cast<int32_t>(type - GL_2D + 1));
   }
   EXPECT_EQ(takeError(), 0u);
+}
+
+// A buffer is offered as far as the length of a reply goes.
+TEST_F(Selection, LengthsOfBuffersAreCut) {
+  host.leavesSecond = true;
+  const std::pair<GLsizei, uint32_t> sizes[] = {
+      {1, 4}, {0x3FFFFFFF, 0xFFFFFFFC}, {0x40000000, 0xFFFFFFFC}, {0x40000001, 0xFFFFFFFC}, {0x7FFFFFFF, 0xFFFFFFFC}};
+  for (const auto& [size, bytes] : sizes) {
+    QV_CALL(glSelectBuffer)(size, hits);
+    mode(GL_SELECT);
+    QV_CALL(glFeedbackBuffer)(size, GL_2D, values);
+    mode(GL_FEEDBACK);
+    EXPECT_EQ(last().reply2Size, bytes) << size;
+    mode(GL_RENDER);
+    EXPECT_EQ(last().reply2Size, bytes) << size;
+  }
+}
+
+// A buffer of no words takes the place of another one, and its mode is not entered.
+TEST_F(Selection, EmptyBuffersAreTaken) {
+  QV_CALL(glSelectBuffer)(64, hits);
+  QV_CALL(glFeedbackBuffer)(32, GL_2D, values);
+  QV_CALL(glSelectBuffer)(0, hits);
+  QV_CALL(glFeedbackBuffer)(0, GL_2D, values);
+  for (const GLenum name : {GL_SELECTION_BUFFER_SIZE, GL_FEEDBACK_BUFFER_SIZE}) {
+    GLint size = -1;
+    QV_CALL(glGetIntegerv)(name, &size);
+    EXPECT_EQ(size, 0) << name;
+  }
+  for (const GLenum value : {GL_SELECT, GL_FEEDBACK}) {
+    mode(value);
+    EXPECT_EQ(context().renderMode, static_cast<uint32_t>(GL_RENDER));
+  }
 }
 
 // A buffer without an address is not offered.

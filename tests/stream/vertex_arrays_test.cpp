@@ -528,6 +528,62 @@ TEST_F(VertexArrays, ClientStackRestores) {
   EXPECT_EQ(alignment, 2);
 }
 
+// Every field of every row and binding comes back, and of both image layouts; which row it is and whose stays.
+TEST_F(VertexArrays, ClientStackRestoresEveryField) {
+  VertexArrayObject& object = arrays();
+  const auto fill = [&](uint32_t seed) {
+    for (uint32_t i = 0; i < kArrayRows; ++i) {
+      VertexAttribRecord& row = object.row(i);
+      const uint32_t value = seed + 16 * i;
+      row.pointer = uint64_t{value} << 20 | 1;
+      row.stride = value + 2;
+      row.elementSize = value + 3;
+      row.size = value + 4;
+      row.type = value + 5;
+      row.relativeOffset = value + 6;
+      row.normalized = row.isInteger = row.isLong = seed & 1;
+      row.bindingIndex = static_cast<uint8_t>((i + seed) % 16);
+      row.setEnabled((i & 1) == (seed & 1));
+      object.bindings[i] = {uint64_t{value} << 20 | 7, value + 8, value + 9, value + 10};
+    }
+    int32_t at = static_cast<int32_t>(seed);
+    for (PixelStoreHalf* half : {&context().pixelStore.unpack, &context().pixelStore.pack}) {
+      for (int32_t* field : {&half->alignment, &half->rowLength, &half->imageHeight, &half->skipPixels, &half->skipRows,
+                             &half->skipImages})
+        *field = ++at;
+      half->swapBytes = half->lsbFirst = seed & 1;
+    }
+    context().nvRestartEnabled = seed & 1;
+    context().nvRestartIndex = seed;
+  };
+  const auto told = [&] {
+    std::vector<uint64_t> out;
+    for (uint32_t i = 0; i < kArrayRows; ++i) {
+      const VertexAttribRecord& row = object.row(i);
+      out.insert(out.end(), {row.pointer, row.enabled, row.stride, row.elementSize, row.size, row.type, row.normalized,
+                             row.relativeOffset, row.isInteger, row.isLong, row.bindingIndex, row.isGeneric, row.index});
+      EXPECT_EQ(row.owner, &object);
+      const VertexBindingRecord& binding = object.bindings[i];
+      out.insert(out.end(), {binding.offset, binding.stride, binding.divisor, binding.buffer});
+    }
+    for (const PixelStoreHalf* half : {&context().pixelStore.unpack, &context().pixelStore.pack}) {
+      for (const int32_t field :
+           {half->alignment, half->rowLength, half->imageHeight, half->skipPixels, half->skipRows, half->skipImages})
+        out.push_back(static_cast<uint64_t>(field));
+      out.insert(out.end(), {half->swapBytes, half->lsbFirst});
+    }
+    out.insert(out.end(), {object.enabledRows, context().nvRestartEnabled, context().nvRestartIndex});
+    return out;
+  };
+  fill(1);
+  const std::vector<uint64_t> before = told();
+  QV_CALL(glPushClientAttrib)(GL_CLIENT_ALL_ATTRIB_BITS);
+  fill(1000);
+  EXPECT_NE(told(), before);
+  QV_CALL(glPopClientAttrib)();
+  EXPECT_EQ(told(), before);
+}
+
 // Each bit of the mask saves its own part, and none saves nothing.
 TEST_F(VertexArrays, ClientStackSavesByItsMask) {
   QV_CALL(glPushClientAttrib)(GL_CLIENT_PIXEL_STORE_BIT);
@@ -547,9 +603,13 @@ TEST_F(VertexArrays, ClientStackSavesByItsMask) {
 
 // Sixteen pushes fit; the seventeenth and a pop too many are refused and not sent.
 TEST_F(VertexArrays, ClientStackHasSixteenLevels) {
-  for (int i = 0; i < 16; ++i) QV_CALL(glPushClientAttrib)(0);
+  std::vector<uint8_t> sixteen;
+  for (int i = 0; i < 16; ++i) {
+    QV_CALL(glPushClientAttrib)(0);
+    sixteen += words({8u << 12 | kPushClientAttrib, 0});
+  }
   EXPECT_EQ(takeError(), 0u);
-  drop();
+  expectStream(sixteen);
   QV_CALL(glPushClientAttrib)(0);
   expectError(GL_STACK_OVERFLOW);
   for (int i = 0; i < 16; ++i) QV_CALL(glPopClientAttrib)();
@@ -559,7 +619,7 @@ TEST_F(VertexArrays, ClientStackHasSixteenLevels) {
   expectError(GL_STACK_UNDERFLOW);
 }
 
-// Locked arrays are the answer to two queries.
+// Locked arrays are the answer to two queries; unlocked ones are as in a new context.
 TEST_F(VertexArrays, LocksAreKept) {
   QV_CALL(glLockArraysEXT)(3, 50);
   expectStream(Stream().add(kLockArraysEXT, 3, 50));
@@ -567,7 +627,7 @@ TEST_F(VertexArrays, LocksAreKept) {
   EXPECT_EQ(context().lockedCount, 50);
   QV_CALL(glUnlockArraysEXT)();
   EXPECT_EQ(context().lockedFirst, -1);
-  EXPECT_EQ(context().lockedCount, -1);
+  EXPECT_EQ(context().lockedCount, 0);
 }
 
 }  // namespace

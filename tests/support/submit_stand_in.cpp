@@ -23,6 +23,7 @@ uint64_t SubmitStandIn::submit(Submission submission, void* reply, void* reply2)
   const Submission& made = submissions.back();
   if (onSubmit) onSubmit(made);
   if (reply != nullptr) std::memset(reply, 0, made.replySize);
+  if (leavesSecond) reply2 = nullptr;
   if (reply2 != nullptr) std::memset(reply2, 0, made.reply2Size);
   if (failing) return 0;
   if (!toCommands_.empty()) {

@@ -49,6 +49,7 @@ class SubmitStandIn {
 
   std::vector<Submission> submissions;
   bool failing = false;                             // both buffers get zeros, and the length is 0
+  bool leavesSecond = false;                        // nothing is written into the second buffer
   std::function<void(const Submission&)> onSubmit;  // sees each submission before it is answered
 
   // What SubmitFlush returns.
