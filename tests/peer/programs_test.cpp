@@ -306,6 +306,47 @@ TEST_F(Programs, AttributesAreListed) {
              {{GL_FLOAT_VEC4, 1, 9, 0, "p"}, {GL_FLOAT, 2, 10, 1, "f"}, {GL_FLOAT_MAT3, 2, 2, 3, "turn"}});
 }
 
+// The questions about resources of programs know uniforms and attributes by the guest's indices too, those in order of locations.
+TEST_F(Programs, ResourcesHaveTheGuestsIndices) {
+  const uint32_t name = program(
+      "#version 430 compatibility\nlayout(location = 9) uniform vec4 a; layout(location = 3) uniform float b[3];\n"
+      "layout(location = 8) in vec4 p; layout(location = 2) in float f; layout(location = 5) in float g;\n"
+      "void main() { gl_Position = p * b[1] * b[2] + a * f * g; }",
+      "#version 430 compatibility\nlayout(location = 1) uniform float c; layout(location = 0) out vec4 first;\n"
+      "layout(location = 1) out vec4 second; void main() { first = vec4(c); second = vec4(0.0); }");
+  list(kActiveUniforms, name);
+  list(kActiveAttributes, name);
+  const auto indexIn = [&](uint32_t kind, const std::string& resource) {
+    constexpr uint32_t kGetProgramResourceIndex = 2355;
+    Bytes payload = words({name, kind, static_cast<uint32_t>(resource.size()) + 1});
+    payload.insert(payload.end(), resource.begin(), resource.end());
+    payload.push_back(0);
+    return guest.askFor<uint32_t>(Stream().bytes(kGetProgramResourceIndex, payload));
+  };
+  const auto nameIn = [&](uint32_t kind, uint32_t index) {
+    const Bytes text = guest.askBoth(Stream().add(kGetProgramResourceName, name, kind, index, 100), 4, 100).second;
+    return std::string(text.begin(), text.empty() ? text.end() : text.end() - 1);
+  };
+  const auto locationIn = [&](uint32_t kind, uint32_t index) {
+    return guest.askBoth(Stream().add(kGetProgramResourceiv, name, kind, index, 1, 1, GL_LOCATION), 4, 4).second;
+  };
+  const struct {
+    uint32_t kind;
+    const char* name;
+    uint32_t index, location;
+  } known[] = {{GL_UNIFORM, "c", 0, 1},       {GL_UNIFORM, "b[0]", 1, 3},    {GL_UNIFORM, "a", 2, 9},
+               {GL_PROGRAM_INPUT, "f", 0, 2}, {GL_PROGRAM_INPUT, "g", 1, 5}, {GL_PROGRAM_INPUT, "p", 2, 8}};
+  for (const auto& each : known) {
+    EXPECT_EQ(indexIn(each.kind, each.name), each.index) << each.name;
+    EXPECT_EQ(nameIn(each.kind, each.index), each.name);
+    EXPECT_EQ(locationIn(each.kind, each.index), words({each.location})) << each.name;
+  }
+  EXPECT_EQ(indexIn(GL_UNIFORM, "nothing"), static_cast<uint32_t>(GL_INVALID_INDEX));
+  // Other kinds have GL's own indices.
+  for (const uint32_t index : {0u, 1u}) EXPECT_EQ(indexIn(GL_PROGRAM_OUTPUT, nameIn(GL_PROGRAM_OUTPUT, index)), index);
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
 // A list that does not fit tells its length alone, and comes when there is room for it.
 TEST_F(Programs, LongListsTellTheirLength) {
   std::string fragment = "#version 120\n", sum = "vec4(0.0)";
