@@ -242,6 +242,20 @@ TEST_F(HostQueries, WaitsEndWithTheirContext) {
 
 // --- transform feedback ---
 
+// A draw of captured vertices by a name that was never bound is an error, and none of object 0.
+TEST_F(HostQueries, DrawsNeedAFeedbackObject) {
+  constexpr uint32_t kDrawTransformFeedback = 2258, kDrawTransformFeedbackInstanced = 2336;
+  const Stream draws[] = {Stream().add(kDrawTransformFeedback, GL_POINTS, 999),
+                          Stream().add(kDrawTransformFeedbackInstanced, GL_POINTS, 999, 1)};
+  for (const Stream& draw : draws) {
+    ASSERT_EQ(guest.flush(draw), 0);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  }
+  // Object 0 is there, and has captured nothing.
+  ASSERT_EQ(guest.flush(Stream().add(kDrawTransformFeedback, GL_POINTS, 0)), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+}
+
 // Names that GL has not generated are made for the guest, and told by the guest's own.
 TEST_F(HostQueries, FeedbackObjectsHaveTheGuestsNames) {
   const Stream binding = Stream().add(kGetIntegerv, GL_TRANSFORM_FEEDBACK_BINDING, 1u);
