@@ -1,6 +1,8 @@
 // Shaders and programs in the guest: their commands, the names that are known, and the deletes that wait for the last use.
 #include <cstring>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include "driver/base/current_context.h"
 #include "driver/diagnostics/debug_log.h"
@@ -330,6 +332,73 @@ TEST_F(Programs, LinkingAgainReplacesTheLists) {
   EXPECT_EQ(record()->attributes.count, 0);
 }
 
+// Whether another thread could enter the lock of the names now.
+bool lockIsFree(GlContext& context) {
+  bool entered = false;
+  std::thread([&] {
+    entered = TryEnterCriticalSection(&context.shareGroup->lock) != FALSE;
+    if (entered) LeaveCriticalSection(&context.shareGroup->lock);
+  }).join();
+  return entered;
+}
+
+// A link holds the lock of the names while it asks for both lists; nothing else holds it while the host is asked.
+TEST_F(Programs, OnlyLinksAskUnderTheLock) {
+  std::string free;
+  const auto asked = [&] { return std::exchange(free, ""); };
+  host.onSubmit = [&](const Submission&) { free += lockIsFree(context()) ? '1' : '0'; };
+  QV_CALL(glCreateProgram)();
+  QV_CALL(glCreateShader)(GL_VERTEX_SHADER);
+  EXPECT_EQ(asked(), "11");
+  QV_CALL(glLinkProgram)(2);
+  EXPECT_EQ(asked(), "00");
+  EXPECT_TRUE(lockIsFree(context()));
+  const char* texts[] = {""};
+  host.answerCommand(kCreateShaderProgramv, words({9}));
+  QV_CALL(glCreateShaderProgramv)(GL_VERTEX_SHADER, 1, texts);
+  EXPECT_EQ(asked(), "100");
+  GLint value = 0;
+  QV_CALL(glGetProgramiv)(2, GL_LINK_STATUS, &value);
+  QV_CALL(glGetUniformIndices)(2, 0, nullptr, nullptr);
+  QV_CALL(glGetUniformBlockIndex)(2, "b");
+  QV_CALL(glFenceSync)(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+  QV_CALL(glClientWaitSync)(nullptr, 0, 0);
+  EXPECT_EQ(asked(), "11111");
+  host.onSubmit = nullptr;
+}
+
+// No command of a delete is written under the lock: a stream without room for it is flushed, which may take long.
+TEST_F(Programs, DeletesAreWrittenWithoutTheLock) {
+  std::string free;
+  host.onSubmit = [&](const Submission&) { free += lockIsFree(context()) ? '1' : '0'; };
+  // Lets the stream be full after so many bytes: then it flushes rather than grow.
+  const auto fullAfter = [&](uint64_t bytes) {
+    context().capacity = 0x6000000;
+    context().remaining = bytes;
+  };
+  link({});
+  QV_CALL(glUseProgram)(2);
+  QV_CALL(glDeleteProgram)(2);
+  free = "";
+  fullAfter(8);
+  QV_CALL(glUseProgram)(0);  // the delete that was held back does not fit
+  EXPECT_EQ(free, "1");
+  for (const int call : {0, 1, 2, 3, 4}) {
+    fullAfter(0);
+    const GLuint name = 7;
+    free = "";
+    if (call == 0) QV_CALL(glDeleteProgram)(name);
+    if (call == 1) QV_CALL(glDeleteObjectARB)(name);
+    if (call == 2) QV_CALL(glDeleteShader)(name);
+    if (call == 3) QV_CALL(glDeleteProgramPipelines)(1, &name);
+    if (call == 4) QV_CALL(glDeleteSync)(nullptr);
+    EXPECT_EQ(free, "1") << call;
+  }
+  host.onSubmit = nullptr;
+  context().capacity = 0x40000;
+  context().remaining = context().capacity - static_cast<uint64_t>(context().cursor - context().base);
+}
+
 // Linking a program that is current here and has no record yet counts that use.
 TEST_F(Programs, LinkingACurrentProgramCountsItsUse) {
   QV_CALL(glCreateProgram)();
@@ -489,9 +558,11 @@ TEST_F(Programs, FourFactsAreAnsweredHere) {
   GLint size[3];
   QV_CALL(glGetProgramiv)(2, GL_COMPUTE_WORK_GROUP_SIZE, size);
   EXPECT_EQ(host.submissions.back().replySize, 12u);
-  // A program without a record is the host's.
-  QV_CALL(glGetProgramiv)(3, GL_ACTIVE_UNIFORMS, size);
+  // Without a place for the answer the host is asked. A program without a record is the host's, too.
+  QV_CALL(glGetProgramiv)(2, GL_ACTIVE_UNIFORMS, nullptr);
   EXPECT_EQ(host.submissions.size(), 4u);
+  QV_CALL(glGetProgramiv)(3, GL_ACTIVE_UNIFORMS, size);
+  EXPECT_EQ(host.submissions.size(), 5u);
 }
 
 // The length of a log goes into the caller's word or one of the driver's, its text into the caller's buffer.
