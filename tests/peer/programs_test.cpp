@@ -3,8 +3,13 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 
+#include "peer/host/egl_display.h"
 #include "peer/host/in_process_gpu.h"
+#include "peer/replay/gl_functions.h"
+#include "peer/replay/replay_state.h"
+#include "peer/replay/replayer.h"
 #include "tests/peer/test_guest.h"
 #include "tests/support/resource_list.h"
 
@@ -53,6 +58,21 @@ class Programs : public testing::Test {
       guest.flush(Stream().add(kAttachShader, name, one));
     }
     EXPECT_EQ(guest.flush(Stream().add(kLinkProgram, name)), 0);
+    return name;
+  }
+  // A linked program whose vertex shader gives these varyings, as they are captured.
+  uint32_t capturing(const std::vector<std::string>& varyings) {
+    const auto name = guest.askFor<uint32_t>(Stream().add(kCreateProgram));
+    const uint32_t vertex = shader(GL_VERTEX_SHADER,
+                                   "#version 150 compatibility\nout vec2 place; out vec3 tint;\n"
+                                   "void main() { place = gl_Vertex.xy; tint = gl_Vertex.xyz; gl_Position = gl_Vertex; }");
+    const auto count = static_cast<uint32_t>(varyings.size());
+    Bytes payload = words({name, count, 0, textBytes(varyings), GL_INTERLEAVED_ATTRIBS, count});
+    payload += textTail(varyings);
+    Stream stream = Stream().add(kAttachShader, name, vertex);
+    stream.bytes(kTransformFeedbackVaryings, payload).add(kLinkProgram, name);
+    EXPECT_EQ(guest.flush(stream), 0);
+    EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetProgramiv, name, GL_LINK_STATUS)), 1);
     return name;
   }
   TestGuest::Replies list(uint32_t opcode, uint32_t name, uint32_t capacity = 4096) {
@@ -438,6 +458,89 @@ TEST_F(Programs, ResourcesWithoutNamesAreBadInterfaces) {
   EXPECT_EQ(errorFor(GL_TEXTURE_2D, 0, 100), static_cast<uint32_t>(GL_INVALID_ENUM));
   EXPECT_EQ(errorFor(GL_UNIFORM, 7, 100), static_cast<uint32_t>(GL_INVALID_VALUE));
   EXPECT_EQ(errorFor(GL_UNIFORM, 0, -1), static_cast<uint32_t>(GL_INVALID_VALUE));
+}
+
+// A varying that is captured is told with its size and type, and its name as far as there is room.
+TEST_F(Programs, VaryingsAreTold) {
+  const uint32_t name = capturing({"place", "tint"});
+  const auto told = [&](uint32_t index, int32_t room, uint32_t capacity = 64) {
+    return guest.askBoth(Stream().add(kGetTransformFeedbackVarying, name, index, room, 0, 0, 0), 12, capacity);
+  };
+  EXPECT_EQ(told(1, 64).first, words({4, 1, GL_FLOAT_VEC3}));
+  EXPECT_EQ(told(1, 64).second, (Bytes{'t', 'i', 'n', 't', 0}));
+  EXPECT_EQ(told(0, 64).first, words({5, 1, GL_FLOAT_VEC2}));
+  EXPECT_EQ(told(0, 3).first, words({2, 1, GL_FLOAT_VEC2}));
+  EXPECT_EQ(told(0, 3).second, (Bytes{'p', 'l', 0}));
+  EXPECT_EQ(told(0, 64, 3).second, (Bytes{'p', 'l', 0}));
+  EXPECT_EQ(told(0, 1).second, Bytes{0});
+  EXPECT_EQ(told(0, 0).first, words({0, 1, GL_FLOAT_VEC2}));
+  EXPECT_EQ(told(0, 0).second, Bytes{});
+  EXPECT_EQ(told(0, 0x7FFFFFFF).first, words({5, 1, GL_FLOAT_VEC2}));
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(told(2, 64).first, Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetTransformFeedbackVarying, 999, 0, 64, 0, 0, 0), 12, 64).first, Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+}
+
+// An object that is capturing is not deleted, and keeps the guest's name.
+TEST_F(Programs, CapturingObjectsStay) {
+  const uint32_t name = capturing({"place"});
+  const Stream binding = Stream().add(kGetIntegerv, GL_TRANSFORM_FEEDBACK_BINDING, 1u);
+  Stream stream = Stream().add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 7);
+  stream.add(kBindBuffer, GL_ARRAY_BUFFER, 3);
+  stream.bytes(kBufferData, words({GL_ARRAY_BUFFER, 64, 0, GL_STATIC_DRAW, 0}));
+  stream.add(kBindBufferBase, GL_TRANSFORM_FEEDBACK_BUFFER, 0, 3).add(kUseProgram, name).add(kBeginTransformFeedback, GL_POINTS);
+  ASSERT_EQ(guest.flush(stream), 0);
+  ASSERT_EQ(guest.glError(), 0u);
+  ASSERT_EQ(guest.flush(Stream().add(kDeleteTransformFeedbacks, 1, 7)), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(guest.askFor<uint32_t>(binding), 7u);
+  ASSERT_EQ(guest.flush(Stream().add(kEndTransformFeedback).add(kDeleteTransformFeedbacks, 1, 7)), 0);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(guest.askFor<uint32_t>(binding), 0u);
+}
+
+// The order of a program's resources goes with the program, and stays while the program does.
+TEST(ProgramDeletes, OrdersGoWithTheirProgram) {
+  ASSERT_NE(EglDisplay::get(), nullptr);
+  static GLboolean remains;
+  const GlFunctions before = gl;
+  gl.glDeleteProgram = +[](GLuint) {};
+  gl.glDeleteObjectARB = +[](GLhandleARB) {};
+  gl.glIsProgram = +[](GLuint) -> GLboolean { return remains; };
+  gl.glBegin = +[](GLenum) {};
+  Replayer replayer;
+  const auto replay = [&](const Stream& stream) {
+    replayer.begin();
+    const auto bytes = static_cast<uint32_t>(stream.data.size());
+    EXPECT_EQ(replayer.replay(stream.data.data(), bytes, bytes).outcome, Replayer::Outcome::Done);
+  };
+  SharedObjects& shared = *replayer.state().shared;
+  const auto kept = [&] {
+    GLuint uniform = 0, attribute = 0;
+    shared.uniformOrders.toGl(5, &uniform, 1);
+    shared.attributeOrders.toGl(5, &attribute, 1);
+    return std::make_pair(uniform == 1, attribute == 1);
+  };
+  const auto setOrders = [&] {
+    shared.uniformOrders.set(5, {1, 0});
+    shared.attributeOrders.set(5, {1, 0});
+  };
+  for (const uint32_t opcode : {kDeleteProgram, kDeleteObjectARB}) {
+    setOrders();
+    remains = GL_TRUE;
+    replay(Stream().add(opcode, 5));
+    EXPECT_EQ(kept(), std::make_pair(true, true)) << opcode;
+    remains = GL_FALSE;
+    replay(Stream().add(opcode, 5));
+    EXPECT_EQ(kept(), std::make_pair(false, false)) << opcode;
+  }
+  // Inside a primitive nothing is deleted.
+  setOrders();
+  replay(Stream().add(kBegin, GL_POINTS).add(kDeleteProgram, 5));
+  EXPECT_EQ(kept(), std::make_pair(true, true));
+  gl = before;
 }
 
 // Binaries are refused whatever their format, and none is handed out.

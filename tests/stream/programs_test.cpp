@@ -155,6 +155,43 @@ TEST_F(Programs, ShaderProgramsAreLinkedAtOnce) {
   EXPECT_NE(record(9), nullptr);
 }
 
+// Of a name that is known already the records stay as they are.
+TEST_F(Programs, KnownNamesKeepTheirRecords) {
+  link({{GL_FLOAT, 1, 3, 0, "u"}});
+  ProgramRecord* const program = record();
+  EXPECT_EQ(QV_CALL(glCreateProgram)(), 2u);
+  EXPECT_EQ(record(), program);
+  QV_CALL(glCreateShader)(GL_VERTEX_SHADER);
+  NameTable& shaders = context().shareGroup->table(ShareSlot::kShaders);
+  const void* const shader = shaders.find(5);
+  QV_CALL(glCreateShader)(GL_VERTEX_SHADER);
+  EXPECT_EQ(shaders.find(5), shader);
+}
+
+// A text that is not there is an empty one, and a list of texts that no command can hold is refused by every call.
+TEST_F(Programs, ListsOfTextsAreMeasured) {
+  const char* some[] = {"a", nullptr};
+  QV_CALL(glShaderSource)(3, 2, some, nullptr);
+  Bytes expected = words({0x27206, 3, 2, low(some), 0, 3, 2});
+  expected += {'a', 0, 0};
+  expected += words({1, 0});
+  expected.resize(40);
+  expectStream(expected);
+
+  link({});
+  const std::string text(1 << 20, 'x');
+  const std::vector<const char*> many(2048, text.c_str());
+  const auto count = static_cast<GLsizei>(many.size());
+  EXPECT_EQ(QV_CALL(glCreateShaderProgramv)(GL_VERTEX_SHADER, count, many.data()), 0u);
+  expectRefused(GL_OUT_OF_MEMORY, kCreateShaderProgramv);
+  GLuint index = 7;
+  QV_CALL(glGetUniformIndices)(2, count, many.data(), &index);
+  expectRefused(GL_OUT_OF_MEMORY, kGetUniformIndices);
+  EXPECT_EQ(index, 7u);
+  QV_CALL(glTransformFeedbackVaryings)(2, count, many.data(), GL_INTERLEAVED_ATTRIBS);
+  expectRefused(GL_OUT_OF_MEMORY, kTransformFeedbackVaryings);
+}
+
 // A program that the host could not make is neither registered nor linked.
 TEST_F(Programs, FailedShaderProgramsAreUnknown) {
   const char* texts[] = {""};
@@ -316,6 +353,28 @@ TEST_F(Programs, NamesWithoutTheirZeroAreCut) {
   EXPECT_EQ(record()->uniforms.count, 2);
   EXPECT_EQ(QV_CALL(glGetUniformLocation)(2, "abc"), 7);
   EXPECT_EQ(QV_CALL(glGetUniformLocation)(2, "ok"), 4);
+}
+
+// Up to 16 bytes behind the last entry are no entry, and neither is one that reaches beyond the list.
+TEST_F(Programs, CutEntriesEndTheList) {
+  const Bytes whole = resourceList({{GL_FLOAT, 1, 4, 0, "a"}});
+  ASSERT_EQ(whole.size(), 20u);
+  Bytes padded = whole;
+  padded.resize(40);
+  QV_CALL(glCreateProgram)();
+  const auto entriesOf = [&](const Bytes& list, size_t bytes, size_t told) {
+    host.answerCommand(kActiveUniforms, list, listTotals(bytes, told));
+    QV_CALL(glLinkProgram)(2);
+    return record()->uniforms.count;
+  };
+  EXPECT_EQ(entriesOf(whole, 20, 1), 1);
+  EXPECT_EQ(entriesOf(padded, 36, 1), 1);
+  EXPECT_EQ(entriesOf(padded, 37, 1), 1);
+  EXPECT_EQ(entriesOf(padded, 37, 2), 0);
+  EXPECT_EQ(entriesOf(padded, 40, 2), 2);  // the second has an empty name
+  EXPECT_EQ(entriesOf(padded, 40, 1), 0);
+  EXPECT_EQ(entriesOf(whole, 18, 1), 0);
+  EXPECT_EQ(entriesOf(whole, 0, 5), 0);
 }
 
 // A further link replaces both lists and leaves the count of uses alone.
@@ -636,6 +695,25 @@ TEST_F(Programs, PipelinesAreTracked) {
   EXPECT_EQ(takeError(), 0u);
 }
 
+// Binding what is bound already is a command and no more: a record that a sharer has deleted is not made anew.
+TEST_F(Programs, BoundPipelinesAreNotMadeAnew) {
+  QV_CALL(glBindProgramPipeline)(4);
+  {
+    Sharer second(context());
+    const GLuint name = 4;
+    QV_CALL(glDeleteProgramPipelines)(1, &name);
+  }
+  EXPECT_EQ(context().boundPipeline, 4u);
+  EXPECT_EQ(usesCurrentProgram(&context()), 0u);
+  drop();
+  QV_CALL(glBindProgramPipeline)(4);
+  expectStream(words({0x88DA, 4}));
+  EXPECT_EQ(usesPipeline(&context(), 4, false), nullptr);
+  QV_CALL(glBindProgramPipeline)(5);
+  QV_CALL(glBindProgramPipeline)(4);
+  EXPECT_NE(usesPipeline(&context(), 4, false), nullptr);
+}
+
 // Deleting one pipeline leaves the binding of another.
 TEST_F(Programs, OtherPipelinesStayBound) {
   QV_CALL(glBindProgramPipeline)(4);
@@ -653,11 +731,12 @@ struct Reported {
   GLenum source = 0, type = 0, severity = 0;
   GLsizei length = -1;
   std::string text;
+  GLuint id = 0;
 };
 Reported reported;
 
-void APIENTRY report(GLenum source, GLenum type, GLuint, GLenum severity, GLsizei length, const GLchar* text, const void*) {
-  reported = {source, type, severity, length, text};
+void APIENTRY report(GLenum source, GLenum type, GLuint id, GLenum severity, GLsizei length, const GLchar* text, const void*) {
+  reported = {source, type, severity, length, text, id};
 }
 
 // With debug output a compile asks for its status, and for the log of a failure; without it asks nothing.
@@ -686,6 +765,10 @@ TEST_F(Programs, FailedCompilesAreReported) {
   };
   host.answerCommand(kGetShaderInfoLog, words({3}), {'b', 'a', 'd', 0});
   QV_CALL(glCompileShader)(5);
+  const GLuint firstId = reported.id;
+  host.submissions.clear();
+  QV_CALL(glCompileShader)(5);
+  EXPECT_GT(reported.id, firstId);  // every report has an id of its own
   host.onSubmit = nullptr;
   ASSERT_EQ(host.submissions.size(), 3u);
   EXPECT_EQ(host.submissions[2].reply2Size, 4u);
@@ -694,6 +777,13 @@ TEST_F(Programs, FailedCompilesAreReported) {
   EXPECT_EQ(reported.severity, static_cast<GLenum>(GL_DEBUG_SEVERITY_HIGH));
   EXPECT_EQ(reported.length, 3);
   EXPECT_EQ(reported.text, "bad");
+  // A shader that failed without a log: nothing to report.
+  host.answerCommand(kGetShaderiv, words({0}));
+  host.submissions.clear();
+  reported = {};
+  QV_CALL(glCompileShader)(5);
+  EXPECT_EQ(host.submissions.size(), 2u);
+  EXPECT_EQ(reported.source, 0u);
 }
 
 }  // namespace

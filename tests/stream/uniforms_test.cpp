@@ -80,7 +80,7 @@ TEST_F(Uniforms, SamplersTakeIntegers) {
 
 // Bools take floats, integers and unsigned ones of their width, and no doubles.
 TEST_F(Uniforms, BoolsTakeAllButDoubles) {
-  use({{GL_BOOL, 1, 0, 0, "b"}, {GL_BOOL_VEC4, 1, 1, 0, "b4"}});
+  use({{GL_BOOL, 1, 0, 0, "b"}, {GL_BOOL_VEC4, 1, 1, 0, "b4"}, {GL_BOOL_VEC2, 1, 2, 0, "b2"}, {GL_BOOL_VEC3, 1, 3, 0, "b3"}});
   QV_CALL(glUniform1f)(0, 1.0f);
   QV_CALL(glUniform1i)(0, 1);
   QV_CALL(glUniform1ui)(0, 1);
@@ -90,7 +90,19 @@ TEST_F(Uniforms, BoolsTakeAllButDoubles) {
   QV_CALL(glUniform4uivEXT)(1, 1, words_);
   EXPECT_EQ(takeError(), 0u);
   EXPECT_EQ(parse(pending()).size(), 7u);
+  QV_CALL(glUniform2f)(2, 1, 1);
+  QV_CALL(glUniform2i)(2, 1, 1);
+  QV_CALL(glUniform2ui)(2, 1, 1);
+  QV_CALL(glUniform3f)(3, 1, 1, 1);
+  QV_CALL(glUniform3i)(3, 1, 1, 1);
+  QV_CALL(glUniform3ui)(3, 1, 1, 1);
+  EXPECT_EQ(takeError(), 0u);
+  EXPECT_EQ(parse(pending()).size(), 13u);
   drop();
+  QV_CALL(glUniform2d)(2, 1, 1);
+  expectRefused(GL_INVALID_OPERATION, 2202);
+  QV_CALL(glUniform3f)(2, 1, 1, 1);
+  expectRefused(GL_INVALID_OPERATION, 522);
   QV_CALL(glUniform1d)(0, 1.0);
   expectRefused(GL_INVALID_OPERATION, kUniform1d);
   QV_CALL(glUniform4f)(0, 1, 1, 1, 1);
