@@ -191,6 +191,8 @@ TEST_F(ActiveResources, ArraysHaveElements) {
   EXPECT_EQ(locate("v[-1]"), -1);
   EXPECT_EQ(locate("v[ 1 ]"), 1);
   EXPECT_EQ(locate("v[]"), 0);
+  EXPECT_EQ(locate("v[2]x"), 2);
+  EXPECT_EQ(locate("v[+3"), -1);
   EXPECT_EQ(locate("v["), -1);
   EXPECT_EQ(locate("v]2["), -1);
   EXPECT_EQ(locate("x"), 4);

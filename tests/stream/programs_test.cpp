@@ -505,6 +505,35 @@ TEST_F(Programs, DeletesWaitForEveryContext) {
   expectStream(words({0x8207, 0, 0x81EE, 2}));
 }
 
+// Pipelines do not keep a program from its delete: only contexts that have it current do.
+TEST_F(Programs, PipelinesDoNotHoldDeletes) {
+  link({{GL_FLOAT, 1, 3, 0, "u"}});
+  QV_CALL(glBindProgramPipeline)(4);
+  QV_CALL(glUseProgramStages)(4, GL_VERTEX_SHADER_BIT, 2);
+  QV_CALL(glActiveShaderProgram)(4, 2);
+  drop();
+  QV_CALL(glDeleteProgram)(2);
+  expectStream(words({0x81EE, 2}));
+  QV_CALL(glUniform1f)(3, 1.0f);
+  expectRefused(GL_INVALID_OPERATION, 520);
+}
+
+// A context that ends with a program current counts as a user for ever.
+TEST_F(Programs, EndedContextsStillUseTheirProgram) {
+  link({});
+  {
+    Sharer second(context());
+    QV_CALL(glUseProgram)(2);
+  }
+  QV_CALL(glDeleteProgram)(2);
+  QV_CALL(glUseProgram)(2);
+  QV_CALL(glUseProgram)(0);
+  const std::vector<Command> sent = parse(pending());
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_EQ(sent[1].opcode, kUseProgram);
+  EXPECT_TRUE(QV_CALL(glIsProgram)(2));
+}
+
 // A program that was never linked, and one that nobody knows, is deleted at once.
 TEST_F(Programs, DeletesOfUnlinkedProgramsAreSentAtOnce) {
   QV_CALL(glCreateProgram)();

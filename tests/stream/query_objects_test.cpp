@@ -51,6 +51,15 @@ TEST_F(QueryObjects, BeginAndEndAreTracked) {
   EXPECT_EQ(query(1)->result, -1);
 }
 
+// A second begin on a target is tracked, whatever the host says of it: nothing ends the first query.
+TEST_F(QueryObjects, SecondBeginsAreTracked) {
+  QV_CALL(glBeginQuery)(GL_SAMPLES_PASSED, 1);
+  QV_CALL(glBeginQuery)(GL_SAMPLES_PASSED, 2);
+  QV_CALL(glEndQuery)(GL_SAMPLES_PASSED);
+  EXPECT_EQ(query(1)->result, -2);
+  EXPECT_EQ(query(2)->result, -1);
+}
+
 // Every target has a place of its own, the indexed ones four.
 TEST_F(QueryObjects, TargetsAreKeptApart) {
   GLuint id = 1;

@@ -221,6 +221,21 @@ TEST_F(Uniforms, DoublesTakeTwoWords) {
   expectWords({16u << 12 | 2201, 1, 0, 0x3FF00000});
 }
 
+// While a list is compiled setters are checked and cut as ever, by the program that is current then; refusals make no error.
+TEST_F(Uniforms, SettersAreCheckedWhileAListIsCompiled) {
+  use({{GL_FLOAT, 2, 1, 1, "f"}});
+  QV_CALL(glNewList)(1, GL_COMPILE);
+  drop();
+  QV_CALL(glUniform1fv)(1, 3, ones);
+  ASSERT_EQ(parse(pending()).size(), 1u);
+  EXPECT_EQ(parse(pending())[0].words[1], 2u);
+  drop();
+  QV_CALL(glUniform1f)(9, 1.0f);
+  QV_CALL(glUniform1i)(1, 1);
+  expectNothing();
+  QV_CALL(glEndList)();
+}
+
 // A setter breaks an open run and is sent.
 TEST_F(Uniforms, SettersBreakARun) {
   use({{GL_FLOAT, 1, 1, 0, "f"}});
