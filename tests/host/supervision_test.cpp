@@ -232,7 +232,7 @@ TEST(Supervision, SourceBombsHurtOneGuestAlone) {
     while (steady_clock::now() < last && !others().empty()) {
       const auto from = steady_clock::now();
       ASSERT_TRUE(draws(neighbour));
-      EXPECT_LT(steady_clock::now() - from, milliseconds(1000));
+      EXPECT_LT(steady_clock::now() - from, std::chrono::seconds(5));
       for (const pid_t process : others()) {
         const std::string status = statusOf(process);
         const size_t at = status.find("VmData:");

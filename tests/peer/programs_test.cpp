@@ -412,13 +412,33 @@ TEST_F(Programs, WithoutALinkThereIsNoList) {
 // Inside a primitive no question of the host's own is asked, and the guest hears of its own error.
 TEST_F(Programs, QuestionsInsideAPrimitiveAreErrors) {
   const uint32_t name = program(kPlainVertex, "#version 120\nuniform vec4 c; void main() { gl_FragColor = c; }");
-  const Stream questions[] = {Stream().add(kGetProgramInfoLog, name, 10), Stream().add(kGetAttachedShaders, name, 4),
-                              Stream().add(kGetUniformfv, name, 0, 4), Stream().add(kGetSynciv, 1, GL_SYNC_STATUS, 1),
-                              Stream().add(kGetActiveUniformsiv, name, 1, GL_UNIFORM_TYPE, 0)};
+  Bytes indices = words({name, 1, 0, 2, 1});
+  indices += textTail({"c"});
+  const Stream questions[] = {Stream().add(kGetProgramInfoLog, name, 10),
+                              Stream().add(kGetAttachedShaders, name, 4),
+                              Stream().add(kGetUniformfv, name, 0, 4),
+                              Stream().add(kGetSynciv, 1, GL_SYNC_STATUS, 1),
+                              Stream().add(kGetActiveUniformsiv, name, 1, GL_UNIFORM_TYPE, 0),
+                              Stream().add(kGetProgramResourceName, name, GL_UNIFORM, 0, 10),
+                              Stream().add(kGetProgramResourceiv, name, GL_UNIFORM, 0, 1, 1, GL_TYPE),
+                              Stream().bytes(kGetUniformIndices, indices),
+                              Stream().add(kGetActiveUniformBlockiv, name, 0, GL_UNIFORM_BLOCK_BINDING),
+                              Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, GL_ATOMIC_COUNTER_BUFFER_BINDING, 1),
+                              Stream().add(kGetActiveSubroutineUniformiv, name, GL_VERTEX_SHADER, 0, GL_UNIFORM_SIZE, 1),
+                              Stream().add(kGetShaderPrecisionFormat, GL_VERTEX_SHADER, GL_HIGH_FLOAT),
+                              Stream().add(kGetProgramBinary, name, 16, 0, 0, 0),
+                              Stream().add(kGetTransformFeedbackVarying, name, 0, 8, 0, 0, 0),
+                              Stream().add(kGetProgramStringARB, GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_STRING_ARB, 4),
+                              Stream().add(kGetFramebufferParameteriv, GL_FRAMEBUFFER, GL_DOUBLEBUFFER, 1),
+                              Stream().add(kGetInternalformati64v, GL_RENDERBUFFER, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, 1, 1),
+                              Stream().add(kGetQueryiv, GL_SAMPLES_PASSED, GL_CURRENT_QUERY),
+                              Stream().add(kGetQueryIndexediv, GL_SAMPLES_PASSED, 0, GL_CURRENT_QUERY),
+                              Stream().add(kGetQueryObjectiv, 1, GL_QUERY_RESULT)};
   for (const Stream& question : questions) {
     Stream stream = Stream().add(kBegin, GL_POINTS);
     stream.raw(question.data);
     const TestGuest::Replies got = guest.askBoth(stream, 16, 16);
+    SCOPED_TRACE(&question - questions);
     EXPECT_TRUE(got.first.empty());
     EXPECT_TRUE(got.second.empty());
     EXPECT_EQ(guest.status, 0);
@@ -428,11 +448,69 @@ TEST_F(Programs, QuestionsInsideAPrimitiveAreErrors) {
   }
 }
 
+// An error that was there before a question is neither taken for its refusal nor lost.
+TEST_F(Programs, OlderErrorsRefuseNoQuestion) {
+  const uint32_t name = program(
+      "#version 430 compatibility\nuniform B { vec4 y; }; out vec4 tint; uniform float f;\n"
+      "void main() { tint = y; gl_Position = gl_Vertex * f; }",
+      "#version 430 compatibility\nlayout(binding = 0) uniform atomic_uint a; in vec4 tint;\n"
+      "subroutine vec4 Shade(); subroutine uniform Shade shade; subroutine(Shade) vec4 red() { return vec4(1, 0, 0, 1); }\n"
+      "void main() { gl_FragColor = tint * shade() * float(atomicCounter(a)); }");
+  Bytes varyings = words({name, 1, 0, 5, GL_INTERLEAVED_ATTRIBS, 1}), indices = words({name, 1, 0, 2, 1});
+  varyings += textTail({"tint"});
+  indices += textTail({"f"});
+  ASSERT_EQ(guest.flush(Stream().bytes(kTransformFeedbackVaryings, varyings).add(kLinkProgram, name)), 0);
+  ASSERT_EQ(guest.askFor<int32_t>(Stream().add(kGetProgramiv, name, GL_LINK_STATUS)), 1);
+  const auto location = static_cast<int32_t>(guest.askFor<uint32_t>(Stream().bytes(2358, [&] {
+    Bytes payload = words({name, GL_UNIFORM, 2});
+    payload += {'f', 0};
+    return payload;
+  }())));
+  const auto fence = guest.askFor<uint32_t>(Stream().add(kFenceSync, GL_SYNC_GPU_COMMANDS_COMPLETE, 0));
+  ASSERT_EQ(guest.flush(Stream().add(kBeginQuery, GL_SAMPLES_PASSED, 1).add(kEndQuery, GL_SAMPLES_PASSED)), 0);
+  ASSERT_EQ(guest.glError(), 0u);
+  const Stream questions[] = {
+      Stream().add(kGetProgramInfoLog, name, 10),
+      Stream().add(kGetAttachedShaders, name, 4),
+      Stream().add(kGetUniformfv, name, location, 1),
+      Stream().add(kGetSynciv, fence, GL_SYNC_CONDITION, 1),
+      Stream().add(kGetActiveUniformsiv, name, 1, GL_UNIFORM_TYPE, 0),
+      Stream().add(kGetProgramResourceName, name, GL_UNIFORM, 0, 10),
+      Stream().add(kGetProgramResourceiv, name, GL_UNIFORM, 0, 1, 1, GL_TYPE),
+      Stream().bytes(kGetUniformIndices, indices),
+      Stream().add(kGetActiveUniformBlockiv, name, 0, GL_UNIFORM_BLOCK_BINDING),
+      Stream().add(kGetActiveUniformBlockiv, name, 0, GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES),
+      Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, 1),
+      Stream().add(kGetActiveSubroutineUniformiv, name, GL_FRAGMENT_SHADER, 0, GL_COMPATIBLE_SUBROUTINES, 1),
+      Stream().add(kGetShaderPrecisionFormat, GL_VERTEX_SHADER, GL_HIGH_FLOAT),
+      Stream().add(kGetTransformFeedbackVarying, name, 0, 8, 0, 0, 0),
+      Stream().add(kGetProgramStringARB, GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_STRING_ARB, 4),
+      Stream().add(kGetFramebufferParameteriv, GL_FRAMEBUFFER, GL_DOUBLEBUFFER, 1),
+      Stream().add(kGetInternalformati64v, GL_RENDERBUFFER, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, 1, 1),
+      Stream().add(kGetQueryiv, GL_SAMPLES_PASSED, GL_QUERY_COUNTER_BITS),
+      Stream().add(kGetQueryIndexediv, GL_SAMPLES_PASSED, 0, GL_QUERY_COUNTER_BITS),
+      Stream().add(kGetQueryObjectiv, 1, GL_QUERY_RESULT)};
+  for (const Stream& question : questions) {
+    SCOPED_TRACE(&question - questions);
+    const TestGuest::Replies expected = guest.askBoth(question, 16, 16);
+    EXPECT_EQ(guest.glError(), 0u);
+    Stream stream = Stream().add(kUseProgram, 9999);
+    stream.raw(question.data);
+    const TestGuest::Replies got = guest.askBoth(stream, 16, 16);
+    EXPECT_EQ(got.first, expected.first);
+    EXPECT_EQ(got.second, expected.second);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+    EXPECT_EQ(guest.glError(), 0u);
+  }
+}
+
 // A shader's and a program's own questions.
 TEST_F(Programs, AttachedShadersAreTold) {
   const uint32_t name = program(kPlainVertex, "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
   EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, 9), 4, 36).second.size(), 8u);
   EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, 1), 4, 4).second.size(), 4u);
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, 0), 4, 4).first, words({0}));
+  EXPECT_EQ(guest.glError(), 0u);
   EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, 0x7FFFFFFF), 4, 64).first, words({2}));
   EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, -1), 4, 4).first, Bytes{});
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
@@ -541,6 +619,66 @@ TEST(ProgramDeletes, OrdersGoWithTheirProgram) {
   replay(Stream().add(kBegin, GL_POINTS).add(kDeleteProgram, 5));
   EXPECT_EQ(kept(), std::make_pair(true, true));
   gl = before;
+}
+
+// Counters and subroutines are told by number: as many values as there are and the guest has room for.
+TEST_F(Programs, CountersAndSubroutinesAreTold) {
+  const uint32_t name = program(
+      kPlainVertex,
+      "#version 430 compatibility\n"
+      "layout(binding = 3) uniform atomic_uint a; layout(binding = 3) uniform atomic_uint b;\n"
+      "subroutine vec4 Shade(); subroutine uniform Shade shade;\n"
+      "subroutine(Shade) vec4 red() { return vec4(1, 0, 0, 1); } subroutine(Shade) vec4 green() { return vec4(0, 1, 0, 1); }\n"
+      "void main() { gl_FragColor = shade() * float(atomicCounter(a) + atomicCounter(b)); }");
+  ASSERT_EQ(guest.askFor<int32_t>(Stream().add(kGetProgramiv, name, GL_LINK_STATUS)), 1);
+  list(kActiveUniforms, name);
+  const auto counters = [&](uint32_t pname, uint32_t room) {
+    return guest.ask(Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, pname, room), 64);
+  };
+  EXPECT_EQ(counters(GL_ATOMIC_COUNTER_BUFFER_BINDING, 1), words({3}));
+  EXPECT_EQ(counters(GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTERS, 1), words({2}));
+  Bytes indices = counters(GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, 9);
+  Bytes both;
+  for (const char* const counter : {"a", "b"}) Stream::append(both, indexOf(name, counter));
+  EXPECT_EQ(indices, both);
+  EXPECT_EQ(counters(GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, 1).size(), 4u);
+  const auto subroutines = [&](uint32_t index, uint32_t pname, uint32_t room) {
+    return guest.ask(Stream().add(kGetActiveSubroutineUniformiv, name, GL_FRAGMENT_SHADER, index, pname, room), 64);
+  };
+  EXPECT_EQ(subroutines(0, GL_NUM_COMPATIBLE_SUBROUTINES, 1), words({2}));
+  EXPECT_EQ(subroutines(0, GL_COMPATIBLE_SUBROUTINES, 9), words({0, 1}));
+  EXPECT_EQ(subroutines(0, GL_COMPATIBLE_SUBROUTINES, 1).size(), 4u);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(subroutines(5, GL_COMPATIBLE_SUBROUTINES, 9), Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  const TestGuest::Replies text =
+      guest.askBoth(Stream().add(kGetActiveSubroutineName, name, GL_FRAGMENT_SHADER, 1, 64, 0), 4, 64);
+  EXPECT_EQ(text.first, words({5}));
+  EXPECT_EQ(text.second, (Bytes{'g', 'r', 'e', 'e', 'n', 0}));
+  const TestGuest::Replies uniform = guest.askBoth(Stream().add(2245, name, GL_FRAGMENT_SHADER, 0, 64, 0), 4, 64);
+  EXPECT_EQ(uniform.second, (Bytes{'s', 'h', 'a', 'd', 'e', 0}));
+}
+
+// Assembly programs give their text back, as much as the guest has room for; precisions come in two replies.
+TEST_F(Programs, AssemblyTextsAndPrecisionsAreTold) {
+  const std::string text = "!!ARBvp1.0\nMOV result.position, vertex.position;\nEND\n";
+  Bytes payload = words({GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_FORMAT_ASCII_ARB, static_cast<uint32_t>(text.size())});
+  payload.insert(payload.end(), text.begin(), text.end());
+  ASSERT_EQ(guest.flush(Stream().bytes(kProgramStringARB, payload)), 0);
+  const auto told = [&](uint32_t room) {
+    const Bytes got = guest.ask(Stream().add(kGetProgramStringARB, GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_STRING_ARB, room), 200);
+    return std::string(got.begin(), got.end());
+  };
+  EXPECT_EQ(told(200).substr(0, text.size()), text);
+  EXPECT_EQ(told(10), "!!ARBvp1.0");
+  EXPECT_EQ(told(0), "");
+  const TestGuest::Replies precision =
+      guest.askBoth(Stream().add(kGetShaderPrecisionFormat, GL_FRAGMENT_SHADER, GL_HIGH_FLOAT), 8, 4);
+  EXPECT_EQ(precision.first, words({127, 127}));
+  EXPECT_EQ(precision.second, words({23}));
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetShaderPrecisionFormat, 1, 2), 8, 4).first, Bytes{});
+  EXPECT_NE(guest.glError(), 0u);
 }
 
 // Binaries are refused whatever their format, and none is handed out.

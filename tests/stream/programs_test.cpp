@@ -329,6 +329,7 @@ TEST_F(Programs, ContradictoryListsCountAsNone) {
     EXPECT_EQ(record()->attributes.count, 1);
     host.answerCommand(kActiveUniforms, list, listTotals(bytes, entries));
     QV_CALL(glLinkProgram)(2);
+    EXPECT_EQ(host.submissions.size(), 1u) << bytes;  // neither more of this list nor the other is asked for
     EXPECT_EQ(record()->uniforms.count, 0) << bytes;
     EXPECT_EQ(record()->attributes.count, 0) << bytes;
   }
