@@ -579,6 +579,34 @@ TEST_F(Programs, CapturingObjectsStay) {
   EXPECT_EQ(guest.askFor<uint32_t>(binding), 0u);
 }
 
+// What an object has captured is drawn out of the guest's arrays.
+TEST_F(Programs, CapturedVerticesAreDrawn) {
+  constexpr uint32_t kDrawTransformFeedback = 2258;
+  const uint32_t name = capturing({"place"});
+  Stream capture = Stream().add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 7).add(kBindBuffer, GL_ARRAY_BUFFER, 3);
+  capture.bytes(kBufferData, words({GL_ARRAY_BUFFER, 64, 0, GL_STATIC_DRAW, 0}));
+  capture.add(kBindBufferBase, GL_TRANSFORM_FEEDBACK_BUFFER, 0, 3).add(kUseProgram, name);
+  capture.add(kBeginTransformFeedback, GL_TRIANGLES).add(kBegin, GL_TRIANGLES);
+  capture.add(kVertex2f, -1.0f, -1.0f).add(kVertex2f, 3.0f, -1.0f).add(kVertex2f, -1.0f, 3.0f).add(kEnd);
+  capture.add(kEndTransformFeedback).add(kUseProgram, 0);
+  ASSERT_EQ(guest.flush(capture), 0);
+  ASSERT_EQ(guest.glError(), 0u);
+  Stream draw = Stream().add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
+  draw.add(kVertexPointer, 2, GL_FLOAT, 0, 0, 3).add(kEnableClientState, GL_VERTEX_ARRAY).add(kColor3f, 0.0f, 1.0f, 0.0f);
+  draw.add(kDrawTransformFeedback, GL_TRIANGLES, 7);
+  ASSERT_EQ(guest.flush(draw, GL_BACK), 0);
+  EXPECT_EQ(guest.surface->pixel(8, 8) & 0xFFFFFF, 0x00FF00u);
+  EXPECT_EQ(guest.glError(), 0u);
+  // Neither inside a primitive nor into a list.
+  for (const Stream& around : {Stream().add(kBegin, GL_POINTS), Stream().add(kNewList, 1, GL_COMPILE)}) {
+    Stream stream = around;
+    stream.add(kDrawTransformFeedback, GL_TRIANGLES, 7).add(kEnd).add(kEndList);
+    ASSERT_EQ(guest.flush(stream), 0);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+    guest.glError();
+  }
+}
+
 // The order of a program's resources goes with the program, and stays while the program does.
 TEST(ProgramDeletes, OrdersGoWithTheirProgram) {
   ASSERT_NE(EglDisplay::get(), nullptr);

@@ -95,6 +95,8 @@ TEST_F(HostQueries, ErrorsAreGls) {
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
   EXPECT_EQ(guest.ask(Stream().add(kGetQueryObjectiv, 99, GL_QUERY_RESULT), 4), Bytes{});
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  ASSERT_EQ(guest.flush(Stream().add(kDeleteQueries, 0)), 0);
+  EXPECT_EQ(guest.glError(), 0u);
   ASSERT_EQ(guest.flush(Stream().add(kDeleteQueries, -1)), 0);
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
 }
@@ -308,6 +310,8 @@ TEST_F(HostQueries, FeedbackObjectsHaveTheGuestsNames) {
   EXPECT_EQ(guest.askFor<uint32_t>(binding), 40u);
   ASSERT_EQ(guest.flush(Stream().add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 0)), 0);
   EXPECT_EQ(guest.askFor<uint32_t>(binding), 0u);
+  EXPECT_EQ(guest.glError(), 0u);
+  ASSERT_EQ(guest.flush(Stream().add(kDeleteTransformFeedbacks, 0)), 0);
   EXPECT_EQ(guest.glError(), 0u);
   ASSERT_EQ(guest.flush(Stream().add(kDeleteTransformFeedbacks, -1)), 0);
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
