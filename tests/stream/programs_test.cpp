@@ -685,6 +685,10 @@ TEST_F(Programs, AttachedShadersAreChecked) {
   expectRefused(GL_INVALID_VALUE, kGetAttachedShaders);
   QV_CALL(glGetAttachedShaders)(2, 0, &count, nullptr);
   EXPECT_TRUE(host.submissions.empty());
+  QV_CALL(glGetAttachedShaders)(2, 0, &count, shaders);
+  EXPECT_EQ(host.submissions.back().stream, words({0xC1F5, 2, 0}));
+  EXPECT_EQ(host.submissions.back().reply2Size, 0u);
+  EXPECT_EQ(takeError(), 0u);
   host.answerCommand(kGetAttachedShaders, words({2}), words({5, 6}));
   QV_CALL(glGetAttachedShaders)(2, 4, &count, shaders);
   EXPECT_EQ(host.submissions.back().stream, words({0xC1F5, 2, 4}));
@@ -697,6 +701,7 @@ TEST_F(Programs, AttachedShadersAreChecked) {
 
 // A bind makes the record that glUniform reads; a delete takes it and the binding away.
 TEST_F(Programs, PipelinesAreTracked) {
+  EXPECT_EQ(usesCurrentProgram(&context()), 0u);
   QV_CALL(glBindProgramPipeline)(4);
   expectStream(words({0x88DA, 4}));
   EXPECT_EQ(context().boundPipeline, 4u);
