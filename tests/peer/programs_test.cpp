@@ -504,6 +504,43 @@ TEST_F(Programs, OlderErrorsRefuseNoQuestion) {
   }
 }
 
+// What GL refuses has no reply: what the guest holds stays as it was.
+TEST_F(Programs, RefusedQuestionsHaveNoReply) {
+  const uint32_t name = program(kPlainVertex, "#version 120\nuniform vec4 c; void main() { gl_FragColor = c; }");
+  Bytes indices = words({999, 1, 0, 2, 1});
+  indices += textTail({"c"});
+  const Stream questions[] = {
+      Stream().add(kGetProgramInfoLog, 999, 10),
+      Stream().add(kGetAttachedShaders, 999, 4),
+      Stream().add(kGetUniformfv, name, 77, 1),
+      Stream().add(kGetActiveUniformsiv, name, 1, GL_UNIFORM_TYPE, 5),
+      Stream().add(kGetProgramResourceiv, name, GL_UNIFORM, 9, 1, 1, GL_TYPE),
+      Stream().bytes(kGetUniformIndices, indices),
+      Stream().add(kGetActiveUniformBlockiv, name, 5, GL_UNIFORM_BLOCK_BINDING),
+      Stream().add(kGetActiveUniformBlockiv, name, 5, GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES),
+      Stream().add(kGetActiveAtomicCounterBufferiv, name, 5, GL_ATOMIC_COUNTER_BUFFER_BINDING, 1),
+      Stream().add(kGetActiveAtomicCounterBufferiv, name, 5, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, 1),
+      Stream().add(kGetActiveSubroutineUniformiv, name, GL_VERTEX_SHADER, 5, GL_UNIFORM_SIZE, 1),
+      Stream().add(kGetActiveSubroutineUniformiv, name, GL_VERTEX_SHADER, 5, GL_COMPATIBLE_SUBROUTINES, 1),
+      Stream().add(kGetShaderPrecisionFormat, 1, 2),
+      Stream().add(kGetTransformFeedbackVarying, name, 5, 8, 0, 0, 0),
+      Stream().add(kGetProgramStringARB, GL_TEXTURE_2D, GL_PROGRAM_STRING_ARB, 4),
+      Stream().add(kGetFramebufferParameteriv, GL_TEXTURE_2D, GL_DOUBLEBUFFER, 1),
+      Stream().add(kGetInternalformati64v, GL_POINTS, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, 1, 1),
+      Stream().add(kGetQueryiv, GL_TEXTURE_2D, GL_QUERY_COUNTER_BITS),
+      Stream().add(kGetQueryIndexediv, GL_TEXTURE_2D, 0, GL_QUERY_COUNTER_BITS),
+      Stream().add(kGetQueryObjectiv, 1, GL_QUERY_RESULT)};
+  for (const Stream& question : questions) {
+    SCOPED_TRACE(&question - questions);
+    const TestGuest::Replies got = guest.askBoth(question, 16, 16);
+    EXPECT_EQ(got.first, Bytes{});
+    EXPECT_EQ(got.second, Bytes{});
+    EXPECT_EQ(guest.status, 0);
+    EXPECT_NE(guest.glError(), 0u);
+    EXPECT_EQ(guest.glError(), 0u);
+  }
+}
+
 // A shader's and a program's own questions.
 TEST_F(Programs, AttachedShadersAreTold) {
   const uint32_t name = program(kPlainVertex, "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
