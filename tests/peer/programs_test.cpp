@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -722,6 +723,37 @@ TEST_F(Programs, CountersAndSubroutinesAreTold) {
   EXPECT_EQ(text.second, (Bytes{'g', 'r', 'e', 'e', 'n', 0}));
   const TestGuest::Replies uniform = guest.askBoth(Stream().add(2245, name, GL_FRAGMENT_SHADER, 0, 64, 0), 4, 64);
   EXPECT_EQ(uniform.second, (Bytes{'s', 'h', 'a', 'd', 'e', 0}));
+}
+
+// Longer lists than any one property has come whole.
+TEST_F(Programs, LongListsOfIndicesComeWhole) {
+  constexpr uint32_t kMany = 100;
+  std::string fragment = "#version 430 compatibility\nsubroutine vec4 Shade(); subroutine uniform Shade shade;\n", sum = "0u";
+  std::string block = "layout(std140) uniform B {", members = "vec4(0.0)";
+  for (uint32_t i = 0; i < kMany; ++i) {
+    const std::string n = std::to_string(i);
+    fragment += "subroutine(Shade) vec4 s" + n + "() { return vec4(" + n + "); }\n";
+    fragment += "layout(binding = 0) uniform atomic_uint a" + n + ";\n";
+    sum += "+ atomicCounter(a" + n + ")";
+    block += "vec4 m" + n + ";";
+    members += "+ m" + n;
+  }
+  const uint32_t name = program(
+      kPlainVertex, fragment + block + "};\nvoid main() { gl_FragColor = shade() * float(" + sum + ") + " + members + "; }");
+  ASSERT_EQ(guest.askFor<int32_t>(Stream().add(kGetProgramiv, name, GL_LINK_STATUS)), 1);
+  const Bytes subroutines =
+      guest.ask(Stream().add(kGetActiveSubroutineUniformiv, name, GL_FRAGMENT_SHADER, 0, GL_COMPATIBLE_SUBROUTINES, 1000), 4000);
+  const Bytes counters = guest.ask(
+      Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, 1000), 4000);
+  const Bytes uniforms =
+      guest.ask(Stream().add(kGetActiveUniformBlockiv, name, 0, GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES), 4000);
+  for (const Bytes& list : {subroutines, counters, uniforms}) {
+    ASSERT_EQ(list.size(), 4 * kMany);
+    std::vector<uint32_t> indices(kMany);
+    std::memcpy(indices.data(), list.data(), list.size());
+    EXPECT_EQ(std::set<uint32_t>(indices.begin(), indices.end()).size(), kMany);
+  }
+  EXPECT_EQ(guest.glError(), 0u);
 }
 
 // Assembly programs give their text back, as much as the guest has room for; precisions come in two replies.
