@@ -35,7 +35,8 @@ void registerProgram(GlContext* context, GLuint program) {
   if (program != 0 && recordIn(programsOf(context), program) == nullptr) setRecord(context, program, nullptr);
 }
 
-// Whether the delete is to be sent. It waits while a context has the program current: required oddity 109.
+// Whether the delete is to be sent. It waits while a context has the program current: required oddity 109. Pipelines do not count
+// (required oddity 182), and a context that ends still does (required oddity 184).
 bool releaseProgram(GlContext* context, GLuint program) {
   const ShareLock held(context->shareGroup);
   if (ProgramRecord* const record = recordIn(programsOf(context), program); record != nullptr) {

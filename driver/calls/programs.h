@@ -17,6 +17,7 @@ inline void shadow(op::glBindFragDataLocationIndexed, GlContext* c, GLuint, GLui
 // While debug output is on, asks for the log of a shader that does not compile and gives it to the debug log.
 void reportCompile(GlContext* context, GLuint shader);
 inline void shadow(op::glCompileShader, GlContext* c, GLuint shader) { reportCompile(c, shader); }
+// Also when it is attached to a program: required oddity 181.
 void removeShader(GlContext* context, GLuint shader);
 inline void shadow(op::glDeleteShader, GlContext* c, GLuint shader) { removeShader(c, shader); }
 

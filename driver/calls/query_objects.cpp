@@ -58,7 +58,7 @@ template <typename T>
 bool answerQueryObject(GlContext* context, GLuint id, GLenum pname, T* params) {
   if (params == nullptr) return true;
   if (id == 0) {
-    *params = 0;
+    *params = 0;  // and no error: required oddity 187
     return true;
   }
   // Below OpenGL 3.0 every answer is 4: required oddity 113.

@@ -6,7 +6,7 @@
 
 namespace qv {
 
-// The query `id` begins on the target, or with 0 the one that runs there ends.
+// The query `id` begins on the target, or with 0 the one that runs there ends; also when the host refuses it: required oddity 185.
 void trackQuery(GlContext* context, GLenum target, GLuint index, GLuint id);
 
 inline void shadow(op::glBeginQuery, GlContext* c, GLenum target, GLuint id) { trackQuery(c, target, 0, id); }

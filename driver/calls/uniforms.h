@@ -66,6 +66,7 @@ struct UniformEntry<Row, Type, void(APIENTRY*)(A...)> {
     return uniformElementSize(Type, true, &components);
   }();
 
+  // The same while a list is compiled: required oddity 183.
   static void APIENTRY call(A... args) {
     GlContext* const context = currentContext();
     if (context == nullptr || argument<kLocation>(args...) == -1) return;

@@ -158,7 +158,7 @@ int32_t ResourceCache::resolveLocation(const char* name) const {
   if (found == nullptr) return location;
   const ResourceRecord& record = *found->value;
   if (index == nullptr) return record.arraySize <= 0 ? -1 : location;
-  const long number = std::strtol(index, nullptr, 10);
+  const long number = std::strtol(index, nullptr, 10);  // blanks, signs and what follows are taken: required oddity 186
   if (number < 0 || number >= record.arraySize) return -1;
   return location + static_cast<int32_t>(number) * record.locationStep;
 }

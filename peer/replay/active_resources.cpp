@@ -32,7 +32,7 @@ struct Questions {
   GLenum count, longestName;
   void(APIENTRY* describe)(GLuint, GLuint, GLsizei, GLsizei*, GLint*, GLenum*, GLchar*);
   GLint(APIENTRY* locate)(GLuint, const GLchar*);
-  bool uniforms;
+  GLenum kind;
 };
 
 // Locations that one attribute takes up.
@@ -90,7 +90,7 @@ std::vector<Listed> resourcesOf(GLuint program, const Questions& questions) {
     listed.entry.location = questions.locate(program, name.c_str());
     const bool indexed = name.ends_with(kIndexZero);
     if (indexed) name.resize(name.size() - std::strlen(kIndexZero));
-    listed.entry.step = !indexed && listed.entry.arraySize <= 1 ? 0 : questions.uniforms ? 1 : columnsOf(listed.entry.type);
+    if (indexed || listed.entry.arraySize > 1) listed.entry.step = questions.kind == GL_UNIFORM ? 1 : columnsOf(listed.entry.type);
     listed.name = name;
     bytes += activeResourceBytes(static_cast<uint32_t>(name.size()));
     if (bytes > kLongestList) return {};
@@ -126,7 +126,7 @@ void listResources(Replayer& replayer, const ActiveResourcesRecord& record, cons
     std::stable_sort(order.begin(), order.end(),
                      [&](GLuint a, GLuint b) { return list[a].entry.location < list[b].entry.location; });
   }
-  if (questions.uniforms) replayer.state().shared->uniformOrders.set(record.program, order);
+  replayer.state().shared->ordersOf(questions.kind)->set(record.program, order);
   if (sorts) {
     const auto longest = std::max_element(order.begin(), order.end(),
                                           [&](GLuint a, GLuint b) { return list[a].seenLength() < list[b].seenLength(); });
@@ -145,11 +145,12 @@ namespace replay {
 
 void qvActiveUniforms(Replayer& replayer, const ActiveResourcesRecord& record) {
   listResources(replayer, record,
-                {GL_ACTIVE_UNIFORMS, GL_ACTIVE_UNIFORM_MAX_LENGTH, gl.glGetActiveUniform, gl.glGetUniformLocation, true});
+                {GL_ACTIVE_UNIFORMS, GL_ACTIVE_UNIFORM_MAX_LENGTH, gl.glGetActiveUniform, gl.glGetUniformLocation, GL_UNIFORM});
 }
 void qvActiveAttributes(Replayer& replayer, const ActiveResourcesRecord& record) {
-  listResources(replayer, record,
-                {GL_ACTIVE_ATTRIBUTES, GL_ACTIVE_ATTRIBUTE_MAX_LENGTH, gl.glGetActiveAttrib, gl.glGetAttribLocation, false});
+  listResources(
+      replayer, record,
+      {GL_ACTIVE_ATTRIBUTES, GL_ACTIVE_ATTRIBUTE_MAX_LENGTH, gl.glGetActiveAttrib, gl.glGetAttribLocation, GL_PROGRAM_INPUT});
 }
 
 void glGetUniformIndices(Replayer& replayer, const TextListRecord& record, Reader& rest) {
@@ -178,6 +179,7 @@ void glGetActiveUniformsiv(Replayer& replayer, const ActiveUniformsRecord& recor
   if (!glRefused(replayer)) replayer.answer(values.data(), static_cast<uint32_t>(values.size() * sizeof(GLint)));
 }
 
+// The indices are GL's: a program whose blocks or buffers have members lists uniforms without locations, and keeps GL's order.
 void glGetActiveUniformBlockiv(Replayer& replayer, GLuint program, GLuint block, GLenum pname) {
   if (!mayAsk(replayer)) return;
   const std::lock_guard lock(replayer.state().shared->programChanges);
@@ -190,28 +192,21 @@ void glGetActiveUniformBlockiv(Replayer& replayer, GLuint program, GLuint block,
   std::vector<GLint> values(static_cast<size_t>(std::max(count, 16)));
   gl.glGetActiveUniformBlockiv(program, block, pname, values.data());
   if (glRefused(replayer)) return;
-  if (pname == GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES) {
-    replayer.state().shared->uniformOrders.toGuest(program, reinterpret_cast<GLuint*>(values.data()), values.size());
-  }
   replayer.answer(values.data(), static_cast<uint32_t>(std::max(count, 0)) * 4);
 }
 
 void glGetActiveAtomicCounterBufferiv(Replayer& replayer, const AtomicCounterBufferRecord& record) {
   if (!mayAsk(replayer)) return;
   const std::lock_guard lock(replayer.state().shared->programChanges);
-  const bool wantsIndices = record.pname == GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES;
   GLint count = 1;
   holdGlError(replayer);
-  if (wantsIndices) {
+  if (record.pname == GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES) {
     gl.glGetActiveAtomicCounterBufferiv(record.program, record.index, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTERS, &count);
     if (glRefused(replayer)) return;
   }
   std::vector<GLint> values(static_cast<size_t>(std::max(count, 0)) + 16);
   gl.glGetActiveAtomicCounterBufferiv(record.program, record.index, record.pname, values.data());
   if (glRefused(replayer)) return;
-  if (wantsIndices) {
-    replayer.state().shared->uniformOrders.toGuest(record.program, reinterpret_cast<GLuint*>(values.data()), values.size());
-  }
   replayer.answer(values.data(), std::min(record.count, static_cast<uint32_t>(std::max(count, 0))) * 4);
 }
 
@@ -239,8 +234,11 @@ void glGetProgramResourceiv(Replayer& replayer, const ProgramResourceRecord& rec
   std::vector<GLint> values(size_t{room} + 1);
   GLsizei length = 0;
   holdGlError(replayer);
-  gl.glGetProgramResourceiv(record.program, record.kind, record.index, record.count, properties.data(),
-                            static_cast<GLsizei>(room), &length, values.data());
+  GLuint index = record.index;
+  if (const ResourceOrders* const orders = replayer.state().shared->ordersOf(record.kind); orders != nullptr)
+    orders->toGl(record.program, &index, 1);
+  gl.glGetProgramResourceiv(record.program, record.kind, index, record.count, properties.data(), static_cast<GLsizei>(room),
+                            &length, values.data());
   if (glRefused(replayer)) return;
   length = std::clamp(length, 0, static_cast<GLsizei>(room));
   replayer.answer(&length, sizeof length, values.data(), static_cast<uint32_t>(length) * 4);

@@ -13,22 +13,26 @@ namespace qv::peer {
 namespace {
 
 constexpr uint32_t kMostFormatValues = 4096;
+constexpr GLuint kNoObject = ~0u;
 
 NameMap& feedbacksOf(Replayer& replayer) { return replayer.state().feedbacks; }
 
-// Draws as many vertices of the guest's arrays as have been captured.
+// Draws as many vertices of the guest's arrays as have been captured. A name that the guest has not bound has no object, whatever
+// the object 0 holds.
 template <typename Draw>
 void drawCaptured(Replayer& replayer, GLuint id, Draw&& draw) {
   ReplayState& state = replayer.state();
   if (state.insideBegin || state.listOpen) return refuse(replayer, GL_INVALID_OPERATION);
   state.arrays.useBuffers(replayer);
-  draw(feedbacksOf(replayer).find(id));
+  const GLuint name = feedbacksOf(replayer).find(id);
+  draw(name == 0 && id != 0 ? kNoObject : name);
 }
 
 }  // namespace
 
 namespace replay {
 
+// A name is made whether the guest has generated it or not, which it does not say: required oddity 180.
 void glBindTransformFeedback(Replayer& replayer, GLenum target, GLuint id) {
   const GLuint name = feedbacksOf(replayer).findOrMake(id, [] {
     GLuint made = 0;

@@ -53,6 +53,13 @@ void getVarying(Replayer& replayer, const FeedbackVaryingRecord& record, decltyp
   replayer.answer(&reply, sizeof reply, name, room == 0 ? 0 : static_cast<uint32_t>(reply.length) + 1);
 }
 
+// A program that is current, or that GL does not delete inside a primitive, keeps the orders of its resources.
+void forgetOrders(Replayer& replayer, GLuint program) {
+  if (replayer.state().insideBegin || gl.glIsProgram(program) != GL_FALSE) return;
+  replayer.state().shared->uniformOrders.forget(program);
+  replayer.state().shared->attributeOrders.forget(program);
+}
+
 constexpr GLenum kNoBinaries = GL_INVALID_ENUM;  // every format of binaries is unknown: the host compiles from source alone
 
 }  // namespace
@@ -89,14 +96,13 @@ void glProgramStringARB(Replayer& replayer, GLenum target, GLenum format, GLsize
   gl.glProgramStringARB(target, format, length, text.data());
 }
 
-// A program that is current, or that GL does not delete inside a primitive, keeps the order of its uniforms.
 void glDeleteProgram(Replayer& replayer, GLuint program) {
   gl.glDeleteProgram(program);
-  if (!replayer.state().insideBegin && gl.glIsProgram(program) == GL_FALSE) replayer.state().shared->uniformOrders.forget(program);
+  forgetOrders(replayer, program);
 }
 void glDeleteObjectARB(Replayer& replayer, GLhandleARB object) {
   gl.glDeleteObjectARB(object);
-  if (!replayer.state().insideBegin && gl.glIsProgram(object) == GL_FALSE) replayer.state().shared->uniformOrders.forget(object);
+  forgetOrders(replayer, object);
 }
 
 void glGetAttachedShaders(Replayer& replayer, GLuint program, GLsizei room) {
@@ -157,6 +163,8 @@ void glGetActiveUniformBlockName(Replayer& replayer, GLuint program, GLuint bloc
 // name than for its length.
 void glGetProgramResourceName(Replayer& replayer, GLuint program, GLenum kind, GLuint index, GLsizei room) {
   if (!mayAsk(replayer)) return;
+  if (const ResourceOrders* const orders = replayer.state().shared->ordersOf(kind); orders != nullptr)
+    orders->toGl(program, &index, 1);
   holdGlError(replayer);
   GLchar none = 0;
   gl.glGetProgramResourceName(program, kind, index, 0, nullptr, &none);

@@ -16,7 +16,8 @@ constexpr uint32_t kIndices = 4;  // at least as many as GL has streams of verti
 
 QueryNames& queriesOf(Replayer& replayer) { return replayer.state().queries; }
 
-// GL's name of a query, made if there is none yet. 0 only for 0; false when there are too many.
+// GL's name of a query, made if there is none yet: the guest does not say which it has generated (required oddity 180). 0 only for
+// 0; false when there are too many.
 bool nameOf(Replayer& replayer, GLuint guest, GLuint& name) {
   name = queriesOf(replayer).names.findOrMake(guest, [] {
     GLuint made = 0;

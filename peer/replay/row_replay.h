@@ -179,7 +179,11 @@ struct FormReplay<Row, TextQuery> {
     const char* const text = rest.text(rest.left());
     if (text == nullptr) return replayer.fail("text without its terminating zero");
     void* const pointer = const_cast<char*>(text);
-    const auto result = Call::call(fixed, &pointer);
+    auto result = Call::call(fixed, &pointer);
+    if constexpr (std::is_same_v<Row, op::glGetProgramResourceIndex>) {
+      const ResourceOrders* const orders = replayer.state().shared->ordersOf(Call::L::template scalar<1>(fixed));
+      if (orders != nullptr) orders->toGuest(Call::L::template scalar<0>(fixed), &result, 1);
+    }
     replayer.answer(&result, sizeof result);
   }
 };

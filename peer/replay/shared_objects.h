@@ -13,9 +13,9 @@
 
 #include "peer/replay/host_buffer.h"
 #include "peer/replay/name_map.h"
+#include "peer/replay/resource_orders.h"
 #include "peer/replay/sync_names.h"
 #include "peer/replay/texture_memory.h"
-#include "peer/replay/uniform_orders.h"
 
 namespace qv::peer {
 
@@ -108,7 +108,12 @@ class SharedObjects {
 
   KnownLists lists;
   SyncNames syncs;
-  UniformOrders uniformOrders;
+  ResourceOrders uniformOrders, attributeOrders;
+  // The orders for a kind of resources; null for a kind whose indices are GL's.
+  ResourceOrders* ordersOf(GLenum kind) {
+    if (kind == GL_UNIFORM) return &uniformOrders;
+    return kind == GL_PROGRAM_INPUT ? &attributeOrders : nullptr;
+  }
   std::shared_ptr<Budget> bufferBytes, textureBytes;  // null: unlimited
 
  private:

@@ -1,16 +1,44 @@
 // A guest process that draws without end until it is killed: `host_draw_forever SOCKET`. With a second argument it is one command
-// that takes forever.
+// that takes forever; with the number of a source bomb as a third it is the compile of that source.
 #include <unistd.h>
 
+#include <cstdlib>
+
 #include "peer/link/host_client.h"
+#include "tests/host/source_bombs.h"
 #include "tests/peer/test_guest.h"
 
+namespace {
+
+using namespace qv::peer::test;
+
+// Draws with a shader of the source. What becomes of that is the host's affair.
+void drawWith(TestGuest& guest, const std::string& source) {
+  const auto shader = guest.askFor<uint32_t>(Stream().add(kCreateShader, GL_VERTEX_SHADER));
+  const auto program = guest.askFor<uint32_t>(Stream().add(kCreateProgram));
+  const auto bytes = static_cast<uint32_t>(source.size());
+  std::vector<uint8_t> payload = words({shader, 1, 0, 0, bytes + 1, 1});
+  payload.insert(payload.end(), source.begin(), source.end());
+  payload.push_back(0);
+  payload += words({bytes});
+  Stream stream;
+  stream.large(kShaderSource, payload).add(kCompileShader, shader).add(kAttachShader, program, shader);
+  stream.add(kLinkProgram, program).add(kUseProgram, program).add(kRectf, -1.0f, -1.0f, 1.0f, 1.0f);
+  guest.flush(stream, GL_BACK);
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
-  using namespace qv::peer::test;
   const auto client = qv::peer::connectToHost(argc > 1 ? argv[1] : "");
   if (client == nullptr) return 2;
   TestGuest guest(*client, static_cast<uint32_t>(getpid()));
   if (!guest.start(300, 300)) return 2;
+  if (argc > 3) {
+    if (write(1, "d", 1) != 1) return 2;
+    drawWith(guest, sourceBombs().at(static_cast<size_t>(std::atoi(argv[3]))));
+    return 2;
+  }
   if (argc > 2) {
     // 40 lists, each of which calls the next one twice.
     Stream lists;

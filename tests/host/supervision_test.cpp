@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "tests/host/host_process.h"
+#include "tests/host/source_bombs.h"
 #include "tests/peer/test_guest.h"
 
 namespace qv::peer::test {
@@ -26,12 +27,13 @@ bool draws(TestGuest& guest) {
   return guest.flush(clear(0, 1, 0), GL_BACK) == 0 && guest.result == 0 && (guest.surface->pixel(1, 1) & 0xFFFFFF) == 0x00FF00;
 }
 
-// Starts a guest and waits until it is at its drawing.
-pid_t startGuest(const HostProcess& host, bool stuck) {
+// Starts a guest and waits until it is at its drawing, or at the compile of that source bomb.
+pid_t startGuest(const HostProcess& host, bool stuck, int bomb = -1) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return -1;
   std::vector<std::string> command = {QV_DRAW_FOREVER, host.socket()};
-  if (stuck) command.push_back("stuck");
+  if (stuck || bomb >= 0) command.push_back("stuck");
+  if (bomb >= 0) command.push_back(std::to_string(bomb));
   const pid_t guest = startProgram(command, ends[1]);
   close(ends[1]);
   char byte = 0;
@@ -60,6 +62,21 @@ TEST(Supervision, StuckGuestsAreGoneWithinASecond) {
   kill(guest);
   EXPECT_TRUE(comesTrue([&] { return host.reports().empty(); }, milliseconds(1000)));
   EXPECT_EQ(host.end(SIGTERM), 0);
+}
+
+// The same in the midst of a compile, which nothing in the process can end.
+TEST(Supervision, CompilingGuestsAreGoneWithinASecond) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer's compile takes more memory than there is";
+#endif
+  HostProcess host({"--memory", "2000"});
+  const pid_t guest = startGuest(host, false, 0);
+  ASSERT_GT(guest, 0);
+  const uint64_t before = host.ticks();
+  ASSERT_TRUE(comesTrue([&] { return host.ticks() > before + 20; }));
+  ASSERT_EQ(host.reports().size(), 1u);
+  kill(guest);
+  EXPECT_TRUE(comesTrue([&] { return host.reports().empty(); }, milliseconds(1000)));
 }
 
 // The same when the process has been stopped and cannot end by itself.
@@ -184,6 +201,67 @@ TEST(Supervision, MemoryIsBoundedPerGuest) {
   }
   EXPECT_TRUE(refused);
   EXPECT_TRUE(draws(neighbour));
+}
+
+// Sources that may take a compiler endless time or memory hurt the guest that gave them alone: its neighbour draws on, no process
+// takes more memory than it may, and the guest's own is gone within a second when the guest is, whatever the compiler is at.
+TEST(Supervision, SourceBombsHurtOneGuestAlone) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer maps more than any limit";
+#endif
+  HostProcess host({"--memory", "400"});
+  const std::unique_ptr<HostClientGpu> client = host.connect();
+  ASSERT_NE(client, nullptr);
+  TestGuest neighbour(*client);
+  ASSERT_TRUE(neighbour.start(8, 8));
+  ASSERT_TRUE(draws(neighbour));
+  const pid_t its = host.reports().at(0).process;
+  const auto others = [&] {
+    std::vector<pid_t> out;
+    for (const GuestReport& report : host.reports()) {
+      if (report.process != its) out.push_back(report.process);
+    }
+    return out;
+  };
+  const auto bombs = static_cast<int>(sourceBombs().size());
+  for (int bomb = 0; bomb < bombs; ++bomb) {
+    SCOPED_TRACE(bomb);
+    const pid_t guest = startGuest(host, false, bomb);
+    ASSERT_GT(guest, 0);
+    const auto last = steady_clock::now() + milliseconds(1500);
+    while (steady_clock::now() < last && !others().empty()) {
+      const auto from = steady_clock::now();
+      ASSERT_TRUE(draws(neighbour));
+      EXPECT_LT(steady_clock::now() - from, std::chrono::seconds(5));
+      for (const pid_t process : others()) {
+        const std::string status = statusOf(process);
+        const size_t at = status.find("VmData:");
+        EXPECT_LE(at == std::string::npos ? 0 : std::stoul(status.substr(at + 7)), 400u * 1024);
+      }
+      std::this_thread::sleep_for(milliseconds(10));
+    }
+    kill(guest);
+    EXPECT_TRUE(comesTrue([&] { return others().empty(); }, milliseconds(1000)));
+  }
+  EXPECT_TRUE(draws(neighbour));
+}
+
+// A compile that never ends by itself ends with the memory of its process.
+TEST(Supervision, CompilesEndWithTheirMemory) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer maps more than any limit";
+#endif
+  HostProcess host({"--memory", "200"});
+  const pid_t guest = startGuest(host, false, 0);
+  ASSERT_GT(guest, 0);
+  int status = 0;
+  EXPECT_TRUE(comesTrue([&] { return waitpid(guest, &status, WNOHANG) == guest; }, std::chrono::seconds(60)));
+  EXPECT_TRUE(comesTrue([&] { return host.log().find("guest 1: process ended by signal") != std::string::npos; })) << host.log();
+  const std::unique_ptr<HostClientGpu> client = host.connect();
+  ASSERT_NE(client, nullptr);
+  TestGuest next(*client);
+  ASSERT_TRUE(next.start(8, 8));
+  EXPECT_TRUE(draws(next));
 }
 
 // A guest that makes a host complain without end fills no log: so many lines in a second, and then how many were dropped.

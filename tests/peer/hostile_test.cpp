@@ -4,6 +4,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstring>
 #include <random>
 
 #include "peer/host/in_process_gpu.h"
@@ -132,6 +134,51 @@ TEST_F(Hostile, FixedRowsOfAnotherSizeAreRefused) {
     }
   }
   EXPECT_GT(tested, 400);
+}
+
+// Of a command that has a fixed part, every length below that is refused.
+TEST_F(Hostile, CommandsShorterThanTheirWordsAreRefused) {
+  int tested = 0;
+  for (const RowFacts& row : allRows()) {
+    if (row.opcode < 0 || row.form == FormKind::Local || row.fixedBytes == 0) continue;
+    ++tested;
+    for (uint32_t bytes = 0; bytes < row.fixedBytes; ++bytes) {
+      const std::vector<uint8_t> payload(bytes, 0);
+      EXPECT_NE(guest.flush(Stream().bytes(static_cast<uint32_t>(row.opcode), payload)), 0) << row.name << " " << bytes;
+      EXPECT_EQ(log.take().size(), 1u) << row.name << " " << bytes;
+    }
+  }
+  EXPECT_GT(tested, 900);
+}
+
+// Commands on programs, queries, fences, framebuffers and samplers are survived whatever one of their words says: the largest
+// count, a negative one, with data behind them and without.
+TEST_F(Hostile, AnyWordOfProgramCommandsIsSurvived) {
+  const std::pair<int, int> ranges[] = {{466, 539},   {577, 582},   {701, 718},   {743, 744},   {774, 774},   {1481, 1491},
+                                        {1536, 1571}, {2005, 2006}, {2010, 2010}, {2054, 2059}, {2086, 2096}, {2109, 2115},
+                                        {2128, 2149}, {2201, 2221}, {2242, 2322}, {2338, 2338}, {2354, 2363}, {2383, 2384}};
+  int tested = 0;
+  for (const RowFacts& row : allRows()) {
+    const bool isOne =
+        std::any_of(std::begin(ranges), std::end(ranges), [&](const auto& r) { return row.opcode >= r.first && row.opcode <= r.second; });
+    if (!isOne || row.form == FormKind::Local || row.fixedBytes == 0) continue;
+    ++tested;
+    for (uint32_t word = 0; word < row.fixedBytes / 4; ++word) {
+      for (const uint32_t value : {0x7FFFFFFFu, 0xFFFFFFFFu, 0x80000000u, 0x40000001u}) {
+        for (const uint32_t tail : {0u, 4u}) {
+          std::vector<uint8_t> payload(row.fixedBytes + tail, 0);
+          std::memcpy(payload.data() + 4 * word, &value, 4);
+          guest.flush(Stream().bytes(static_cast<uint32_t>(row.opcode), payload));
+          ASSERT_EQ(guest.result, 0) << row.name << " word " << word << " " << value;
+        }
+      }
+    }
+    guest.glError();
+    log.take();
+  }
+  EXPECT_GT(tested, 250);
+  guest.flush(Stream().add(kBindFramebuffer, GL_FRAMEBUFFER, 0).add(kUseProgram, 0));
+  guest.glError();
 }
 
 // A counted array that is shorter than its count is refused; one with fewer values than its name has is met with zeros.

@@ -1,5 +1,6 @@
-// Names of guests and of GL: found both ways, made once, forgotten whole, bounded.
+// Names of guests and of GL: found both ways, made once, forgotten whole, bounded; and the indices of resources.
 #include "peer/replay/name_map.h"
+#include "peer/replay/resource_orders.h"
 
 #include <gtest/gtest.h>
 
@@ -59,6 +60,36 @@ TEST(NameMap, NamesAreBounded) {
   EXPECT_EQ(map.findOrMake(5, [] { return 77777777u; }), 5u);
   map.remove(5);
   EXPECT_EQ(map.findOrMake(NameMap::kMost + 1, [] { return 77777777u; }), 77777777u);
+}
+
+// --- indices ---
+
+// Indices go both ways by the program's own order, until it is forgotten or replaced by one that changes nothing.
+TEST(ResourceOrders, IndicesGoBothWays) {
+  ResourceOrders orders;
+  orders.set(5, {2, 0, 1});
+  orders.set(6, {1, 0});
+  const auto toGl = [&](GLuint program, std::vector<GLuint> indices) {
+    orders.toGl(program, indices.data(), indices.size());
+    return indices;
+  };
+  const auto toGuest = [&](GLuint program, std::vector<GLuint> indices) {
+    orders.toGuest(program, indices.data(), indices.size());
+    return indices;
+  };
+  using Indices = std::vector<GLuint>;
+  EXPECT_EQ(toGl(5, {0, 1, 2, 3, GL_INVALID_INDEX}), (Indices{2, 0, 1, 3, GL_INVALID_INDEX}));
+  EXPECT_EQ(toGuest(5, {0, 1, 2, 3, GL_INVALID_INDEX}), (Indices{1, 2, 0, 3, GL_INVALID_INDEX}));
+  EXPECT_EQ(toGl(6, {0, 1, 2}), (Indices{1, 0, 2}));
+  EXPECT_EQ(toGl(7, {0, 1, 2}), (Indices{0, 1, 2}));
+  orders.set(5, {0, 1, 2});
+  EXPECT_EQ(toGl(5, {0, 1, 2}), (Indices{0, 1, 2}));
+  EXPECT_EQ(toGuest(5, {0, 1, 2}), (Indices{0, 1, 2}));
+  orders.set(6, {2, 1, 0});
+  EXPECT_EQ(toGuest(6, {0, 1, 2}), (Indices{2, 1, 0}));
+  orders.forget(6);
+  EXPECT_EQ(toGl(6, {0, 1}), (Indices{0, 1}));
+  EXPECT_EQ(toGuest(6, {0, 1}), (Indices{0, 1}));
 }
 
 }  // namespace

@@ -2,9 +2,15 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <set>
 #include <string>
+#include <utility>
 
+#include "peer/host/egl_display.h"
 #include "peer/host/in_process_gpu.h"
+#include "peer/replay/gl_functions.h"
+#include "peer/replay/replay_state.h"
+#include "peer/replay/replayer.h"
 #include "tests/peer/test_guest.h"
 #include "tests/support/resource_list.h"
 
@@ -53,6 +59,21 @@ class Programs : public testing::Test {
       guest.flush(Stream().add(kAttachShader, name, one));
     }
     EXPECT_EQ(guest.flush(Stream().add(kLinkProgram, name)), 0);
+    return name;
+  }
+  // A linked program whose vertex shader gives these varyings, as they are captured.
+  uint32_t capturing(const std::vector<std::string>& varyings) {
+    const auto name = guest.askFor<uint32_t>(Stream().add(kCreateProgram));
+    const uint32_t vertex = shader(GL_VERTEX_SHADER,
+                                   "#version 150 compatibility\nout vec2 place; out vec3 tint;\n"
+                                   "void main() { place = gl_Vertex.xy; tint = gl_Vertex.xyz; gl_Position = gl_Vertex; }");
+    const auto count = static_cast<uint32_t>(varyings.size());
+    Bytes payload = words({name, count, 0, textBytes(varyings), GL_INTERLEAVED_ATTRIBS, count});
+    payload += textTail(varyings);
+    Stream stream = Stream().add(kAttachShader, name, vertex);
+    stream.bytes(kTransformFeedbackVaryings, payload).add(kLinkProgram, name);
+    EXPECT_EQ(guest.flush(stream), 0);
+    EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetProgramiv, name, GL_LINK_STATUS)), 1);
     return name;
   }
   TestGuest::Replies list(uint32_t opcode, uint32_t name, uint32_t capacity = 4096) {
@@ -306,6 +327,47 @@ TEST_F(Programs, AttributesAreListed) {
              {{GL_FLOAT_VEC4, 1, 9, 0, "p"}, {GL_FLOAT, 2, 10, 1, "f"}, {GL_FLOAT_MAT3, 2, 2, 3, "turn"}});
 }
 
+// The questions about resources of programs know uniforms and attributes by the guest's indices too, those in order of locations.
+TEST_F(Programs, ResourcesHaveTheGuestsIndices) {
+  const uint32_t name = program(
+      "#version 430 compatibility\nlayout(location = 9) uniform vec4 a; layout(location = 3) uniform float b[3];\n"
+      "layout(location = 8) in vec4 p; layout(location = 2) in float f; layout(location = 5) in float g;\n"
+      "void main() { gl_Position = p * b[1] * b[2] + a * f * g; }",
+      "#version 430 compatibility\nlayout(location = 1) uniform float c; layout(location = 0) out vec4 first;\n"
+      "layout(location = 1) out vec4 second; void main() { first = vec4(c); second = vec4(0.0); }");
+  list(kActiveUniforms, name);
+  list(kActiveAttributes, name);
+  const auto indexIn = [&](uint32_t kind, const std::string& resource) {
+    constexpr uint32_t kGetProgramResourceIndex = 2355;
+    Bytes payload = words({name, kind, static_cast<uint32_t>(resource.size()) + 1});
+    payload.insert(payload.end(), resource.begin(), resource.end());
+    payload.push_back(0);
+    return guest.askFor<uint32_t>(Stream().bytes(kGetProgramResourceIndex, payload));
+  };
+  const auto nameIn = [&](uint32_t kind, uint32_t index) {
+    const Bytes text = guest.askBoth(Stream().add(kGetProgramResourceName, name, kind, index, 100), 4, 100).second;
+    return std::string(text.begin(), text.empty() ? text.end() : text.end() - 1);
+  };
+  const auto locationIn = [&](uint32_t kind, uint32_t index) {
+    return guest.askBoth(Stream().add(kGetProgramResourceiv, name, kind, index, 1, 1, GL_LOCATION), 4, 4).second;
+  };
+  const struct {
+    uint32_t kind;
+    const char* name;
+    uint32_t index, location;
+  } known[] = {{GL_UNIFORM, "c", 0, 1},       {GL_UNIFORM, "b[0]", 1, 3},    {GL_UNIFORM, "a", 2, 9},
+               {GL_PROGRAM_INPUT, "f", 0, 2}, {GL_PROGRAM_INPUT, "g", 1, 5}, {GL_PROGRAM_INPUT, "p", 2, 8}};
+  for (const auto& each : known) {
+    EXPECT_EQ(indexIn(each.kind, each.name), each.index) << each.name;
+    EXPECT_EQ(nameIn(each.kind, each.index), each.name);
+    EXPECT_EQ(locationIn(each.kind, each.index), words({each.location})) << each.name;
+  }
+  EXPECT_EQ(indexIn(GL_UNIFORM, "nothing"), static_cast<uint32_t>(GL_INVALID_INDEX));
+  // Other kinds have GL's own indices.
+  for (const uint32_t index : {0u, 1u}) EXPECT_EQ(indexIn(GL_PROGRAM_OUTPUT, nameIn(GL_PROGRAM_OUTPUT, index)), index);
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
 // A list that does not fit tells its length alone, and comes when there is room for it.
 TEST_F(Programs, LongListsTellTheirLength) {
   std::string fragment = "#version 120\n", sum = "vec4(0.0)";
@@ -351,17 +413,130 @@ TEST_F(Programs, WithoutALinkThereIsNoList) {
 // Inside a primitive no question of the host's own is asked, and the guest hears of its own error.
 TEST_F(Programs, QuestionsInsideAPrimitiveAreErrors) {
   const uint32_t name = program(kPlainVertex, "#version 120\nuniform vec4 c; void main() { gl_FragColor = c; }");
-  const Stream questions[] = {Stream().add(kGetProgramInfoLog, name, 10), Stream().add(kGetAttachedShaders, name, 4),
-                              Stream().add(kGetUniformfv, name, 0, 4), Stream().add(kGetSynciv, 1, GL_SYNC_STATUS, 1),
-                              Stream().add(kGetActiveUniformsiv, name, 1, GL_UNIFORM_TYPE, 0)};
+  Bytes indices = words({name, 1, 0, 2, 1});
+  indices += textTail({"c"});
+  const Stream questions[] = {Stream().add(kGetProgramInfoLog, name, 10),
+                              Stream().add(kGetAttachedShaders, name, 4),
+                              Stream().add(kGetUniformfv, name, 0, 4),
+                              Stream().add(kGetSynciv, 1, GL_SYNC_STATUS, 1),
+                              Stream().add(kGetActiveUniformsiv, name, 1, GL_UNIFORM_TYPE, 0),
+                              Stream().add(kGetProgramResourceName, name, GL_UNIFORM, 0, 10),
+                              Stream().add(kGetProgramResourceiv, name, GL_UNIFORM, 0, 1, 1, GL_TYPE),
+                              Stream().bytes(kGetUniformIndices, indices),
+                              Stream().add(kGetActiveUniformBlockiv, name, 0, GL_UNIFORM_BLOCK_BINDING),
+                              Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, GL_ATOMIC_COUNTER_BUFFER_BINDING, 1),
+                              Stream().add(kGetActiveSubroutineUniformiv, name, GL_VERTEX_SHADER, 0, GL_UNIFORM_SIZE, 1),
+                              Stream().add(kGetShaderPrecisionFormat, GL_VERTEX_SHADER, GL_HIGH_FLOAT),
+                              Stream().add(kGetProgramBinary, name, 16, 0, 0, 0),
+                              Stream().add(kGetTransformFeedbackVarying, name, 0, 8, 0, 0, 0),
+                              Stream().add(kGetProgramStringARB, GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_STRING_ARB, 4),
+                              Stream().add(kGetFramebufferParameteriv, GL_FRAMEBUFFER, GL_DOUBLEBUFFER, 1),
+                              Stream().add(kGetInternalformati64v, GL_RENDERBUFFER, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, 1, 1),
+                              Stream().add(kGetQueryiv, GL_SAMPLES_PASSED, GL_CURRENT_QUERY),
+                              Stream().add(kGetQueryIndexediv, GL_SAMPLES_PASSED, 0, GL_CURRENT_QUERY),
+                              Stream().add(kGetQueryObjectiv, 1, GL_QUERY_RESULT)};
   for (const Stream& question : questions) {
     Stream stream = Stream().add(kBegin, GL_POINTS);
     stream.raw(question.data);
     const TestGuest::Replies got = guest.askBoth(stream, 16, 16);
+    SCOPED_TRACE(&question - questions);
     EXPECT_TRUE(got.first.empty());
     EXPECT_TRUE(got.second.empty());
     EXPECT_EQ(guest.status, 0);
     EXPECT_EQ(guest.flush(Stream().add(kEnd)), 0);
+    EXPECT_NE(guest.glError(), 0u);
+    EXPECT_EQ(guest.glError(), 0u);
+  }
+}
+
+// An error that was there before a question is neither taken for its refusal nor lost.
+TEST_F(Programs, OlderErrorsRefuseNoQuestion) {
+  const uint32_t name = program(
+      "#version 430 compatibility\nuniform B { vec4 y; }; out vec4 tint; uniform float f;\n"
+      "void main() { tint = y; gl_Position = gl_Vertex * f; }",
+      "#version 430 compatibility\nlayout(binding = 0) uniform atomic_uint a; in vec4 tint;\n"
+      "subroutine vec4 Shade(); subroutine uniform Shade shade; subroutine(Shade) vec4 red() { return vec4(1, 0, 0, 1); }\n"
+      "void main() { gl_FragColor = tint * shade() * float(atomicCounter(a)); }");
+  Bytes varyings = words({name, 1, 0, 5, GL_INTERLEAVED_ATTRIBS, 1}), indices = words({name, 1, 0, 2, 1});
+  varyings += textTail({"tint"});
+  indices += textTail({"f"});
+  ASSERT_EQ(guest.flush(Stream().bytes(kTransformFeedbackVaryings, varyings).add(kLinkProgram, name)), 0);
+  ASSERT_EQ(guest.askFor<int32_t>(Stream().add(kGetProgramiv, name, GL_LINK_STATUS)), 1);
+  const auto location = static_cast<int32_t>(guest.askFor<uint32_t>(Stream().bytes(2358, [&] {
+    Bytes payload = words({name, GL_UNIFORM, 2});
+    payload += {'f', 0};
+    return payload;
+  }())));
+  const auto fence = guest.askFor<uint32_t>(Stream().add(kFenceSync, GL_SYNC_GPU_COMMANDS_COMPLETE, 0));
+  ASSERT_EQ(guest.flush(Stream().add(kBeginQuery, GL_SAMPLES_PASSED, 1).add(kEndQuery, GL_SAMPLES_PASSED)), 0);
+  ASSERT_EQ(guest.glError(), 0u);
+  const Stream questions[] = {
+      Stream().add(kGetProgramInfoLog, name, 10),
+      Stream().add(kGetAttachedShaders, name, 4),
+      Stream().add(kGetUniformfv, name, location, 1),
+      Stream().add(kGetSynciv, fence, GL_SYNC_CONDITION, 1),
+      Stream().add(kGetActiveUniformsiv, name, 1, GL_UNIFORM_TYPE, 0),
+      Stream().add(kGetProgramResourceName, name, GL_UNIFORM, 0, 10),
+      Stream().add(kGetProgramResourceiv, name, GL_UNIFORM, 0, 1, 1, GL_TYPE),
+      Stream().bytes(kGetUniformIndices, indices),
+      Stream().add(kGetActiveUniformBlockiv, name, 0, GL_UNIFORM_BLOCK_BINDING),
+      Stream().add(kGetActiveUniformBlockiv, name, 0, GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES),
+      Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, 1),
+      Stream().add(kGetActiveSubroutineUniformiv, name, GL_FRAGMENT_SHADER, 0, GL_COMPATIBLE_SUBROUTINES, 1),
+      Stream().add(kGetShaderPrecisionFormat, GL_VERTEX_SHADER, GL_HIGH_FLOAT),
+      Stream().add(kGetTransformFeedbackVarying, name, 0, 8, 0, 0, 0),
+      Stream().add(kGetProgramStringARB, GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_STRING_ARB, 4),
+      Stream().add(kGetFramebufferParameteriv, GL_FRAMEBUFFER, GL_DOUBLEBUFFER, 1),
+      Stream().add(kGetInternalformati64v, GL_RENDERBUFFER, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, 1, 1),
+      Stream().add(kGetQueryiv, GL_SAMPLES_PASSED, GL_QUERY_COUNTER_BITS),
+      Stream().add(kGetQueryIndexediv, GL_SAMPLES_PASSED, 0, GL_QUERY_COUNTER_BITS),
+      Stream().add(kGetQueryObjectiv, 1, GL_QUERY_RESULT)};
+  for (const Stream& question : questions) {
+    SCOPED_TRACE(&question - questions);
+    const TestGuest::Replies expected = guest.askBoth(question, 16, 16);
+    EXPECT_EQ(guest.glError(), 0u);
+    Stream stream = Stream().add(kUseProgram, 9999);
+    stream.raw(question.data);
+    const TestGuest::Replies got = guest.askBoth(stream, 16, 16);
+    EXPECT_EQ(got.first, expected.first);
+    EXPECT_EQ(got.second, expected.second);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+    EXPECT_EQ(guest.glError(), 0u);
+  }
+}
+
+// What GL refuses has no reply: what the guest holds stays as it was.
+TEST_F(Programs, RefusedQuestionsHaveNoReply) {
+  const uint32_t name = program(kPlainVertex, "#version 120\nuniform vec4 c; void main() { gl_FragColor = c; }");
+  Bytes indices = words({999, 1, 0, 2, 1});
+  indices += textTail({"c"});
+  const Stream questions[] = {
+      Stream().add(kGetProgramInfoLog, 999, 10),
+      Stream().add(kGetAttachedShaders, 999, 4),
+      Stream().add(kGetUniformfv, name, 77, 1),
+      Stream().add(kGetActiveUniformsiv, name, 1, GL_UNIFORM_TYPE, 5),
+      Stream().add(kGetProgramResourceiv, name, GL_UNIFORM, 9, 1, 1, GL_TYPE),
+      Stream().bytes(kGetUniformIndices, indices),
+      Stream().add(kGetActiveUniformBlockiv, name, 5, GL_UNIFORM_BLOCK_BINDING),
+      Stream().add(kGetActiveUniformBlockiv, name, 5, GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES),
+      Stream().add(kGetActiveAtomicCounterBufferiv, name, 5, GL_ATOMIC_COUNTER_BUFFER_BINDING, 1),
+      Stream().add(kGetActiveAtomicCounterBufferiv, name, 5, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, 1),
+      Stream().add(kGetActiveSubroutineUniformiv, name, GL_VERTEX_SHADER, 5, GL_UNIFORM_SIZE, 1),
+      Stream().add(kGetActiveSubroutineUniformiv, name, GL_VERTEX_SHADER, 5, GL_COMPATIBLE_SUBROUTINES, 1),
+      Stream().add(kGetShaderPrecisionFormat, 1, 2),
+      Stream().add(kGetTransformFeedbackVarying, name, 5, 8, 0, 0, 0),
+      Stream().add(kGetProgramStringARB, GL_TEXTURE_2D, GL_PROGRAM_STRING_ARB, 4),
+      Stream().add(kGetFramebufferParameteriv, GL_TEXTURE_2D, GL_DOUBLEBUFFER, 1),
+      Stream().add(kGetInternalformati64v, GL_POINTS, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, 1, 1),
+      Stream().add(kGetQueryiv, GL_TEXTURE_2D, GL_QUERY_COUNTER_BITS),
+      Stream().add(kGetQueryIndexediv, GL_TEXTURE_2D, 0, GL_QUERY_COUNTER_BITS),
+      Stream().add(kGetQueryObjectiv, 1, GL_QUERY_RESULT)};
+  for (const Stream& question : questions) {
+    SCOPED_TRACE(&question - questions);
+    const TestGuest::Replies got = guest.askBoth(question, 16, 16);
+    EXPECT_EQ(got.first, Bytes{});
+    EXPECT_EQ(got.second, Bytes{});
+    EXPECT_EQ(guest.status, 0);
     EXPECT_NE(guest.glError(), 0u);
     EXPECT_EQ(guest.glError(), 0u);
   }
@@ -372,6 +547,8 @@ TEST_F(Programs, AttachedShadersAreTold) {
   const uint32_t name = program(kPlainVertex, "#version 120\nvoid main() { gl_FragColor = vec4(1.0); }");
   EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, 9), 4, 36).second.size(), 8u);
   EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, 1), 4, 4).second.size(), 4u);
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, 0), 4, 4).first, words({0}));
+  EXPECT_EQ(guest.glError(), 0u);
   EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, 0x7FFFFFFF), 4, 64).first, words({2}));
   EXPECT_EQ(guest.askBoth(Stream().add(kGetAttachedShaders, name, -1), 4, 4).first, Bytes{});
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
@@ -397,6 +574,208 @@ TEST_F(Programs, ResourcesWithoutNamesAreBadInterfaces) {
   EXPECT_EQ(errorFor(GL_TEXTURE_2D, 0, 100), static_cast<uint32_t>(GL_INVALID_ENUM));
   EXPECT_EQ(errorFor(GL_UNIFORM, 7, 100), static_cast<uint32_t>(GL_INVALID_VALUE));
   EXPECT_EQ(errorFor(GL_UNIFORM, 0, -1), static_cast<uint32_t>(GL_INVALID_VALUE));
+}
+
+// A varying that is captured is told with its size and type, and its name as far as there is room.
+TEST_F(Programs, VaryingsAreTold) {
+  const uint32_t name = capturing({"place", "tint"});
+  const auto told = [&](uint32_t index, int32_t room, uint32_t capacity = 64) {
+    return guest.askBoth(Stream().add(kGetTransformFeedbackVarying, name, index, room, 0, 0, 0), 12, capacity);
+  };
+  EXPECT_EQ(told(1, 64).first, words({4, 1, GL_FLOAT_VEC3}));
+  EXPECT_EQ(told(1, 64).second, (Bytes{'t', 'i', 'n', 't', 0}));
+  EXPECT_EQ(told(0, 64).first, words({5, 1, GL_FLOAT_VEC2}));
+  EXPECT_EQ(told(0, 3).first, words({2, 1, GL_FLOAT_VEC2}));
+  EXPECT_EQ(told(0, 3).second, (Bytes{'p', 'l', 0}));
+  EXPECT_EQ(told(0, 64, 3).second, (Bytes{'p', 'l', 0}));
+  EXPECT_EQ(told(0, 1).second, Bytes{0});
+  EXPECT_EQ(told(0, 0).first, words({0, 1, GL_FLOAT_VEC2}));
+  EXPECT_EQ(told(0, 0).second, Bytes{});
+  EXPECT_EQ(told(0, 0x7FFFFFFF).first, words({5, 1, GL_FLOAT_VEC2}));
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(told(2, 64).first, Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetTransformFeedbackVarying, 999, 0, 64, 0, 0, 0), 12, 64).first, Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+}
+
+// An object that is capturing is not deleted, and keeps the guest's name.
+TEST_F(Programs, CapturingObjectsStay) {
+  const uint32_t name = capturing({"place"});
+  const Stream binding = Stream().add(kGetIntegerv, GL_TRANSFORM_FEEDBACK_BINDING, 1u);
+  Stream stream = Stream().add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 7);
+  stream.add(kBindBuffer, GL_ARRAY_BUFFER, 3);
+  stream.bytes(kBufferData, words({GL_ARRAY_BUFFER, 64, 0, GL_STATIC_DRAW, 0}));
+  stream.add(kBindBufferBase, GL_TRANSFORM_FEEDBACK_BUFFER, 0, 3).add(kUseProgram, name).add(kBeginTransformFeedback, GL_POINTS);
+  ASSERT_EQ(guest.flush(stream), 0);
+  ASSERT_EQ(guest.glError(), 0u);
+  ASSERT_EQ(guest.flush(Stream().add(kDeleteTransformFeedbacks, 1, 7)), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  EXPECT_EQ(guest.askFor<uint32_t>(binding), 7u);
+  ASSERT_EQ(guest.flush(Stream().add(kEndTransformFeedback).add(kDeleteTransformFeedbacks, 1, 7)), 0);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(guest.askFor<uint32_t>(binding), 0u);
+}
+
+// What an object has captured is drawn out of the guest's arrays.
+TEST_F(Programs, CapturedVerticesAreDrawn) {
+  constexpr uint32_t kDrawTransformFeedback = 2258;
+  const uint32_t name = capturing({"place"});
+  Stream capture = Stream().add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 7).add(kBindBuffer, GL_ARRAY_BUFFER, 3);
+  capture.bytes(kBufferData, words({GL_ARRAY_BUFFER, 64, 0, GL_STATIC_DRAW, 0}));
+  capture.add(kBindBufferBase, GL_TRANSFORM_FEEDBACK_BUFFER, 0, 3).add(kUseProgram, name);
+  capture.add(kBeginTransformFeedback, GL_TRIANGLES).add(kBegin, GL_TRIANGLES);
+  capture.add(kVertex2f, -1.0f, -1.0f).add(kVertex2f, 3.0f, -1.0f).add(kVertex2f, -1.0f, 3.0f).add(kEnd);
+  capture.add(kEndTransformFeedback).add(kUseProgram, 0);
+  ASSERT_EQ(guest.flush(capture), 0);
+  ASSERT_EQ(guest.glError(), 0u);
+  Stream draw = Stream().add(kClearColor, 0.0f, 0.0f, 0.0f, 1.0f).add(kClear, GL_COLOR_BUFFER_BIT);
+  draw.add(kVertexPointer, 2, GL_FLOAT, 0, 0, 3).add(kEnableClientState, GL_VERTEX_ARRAY).add(kColor3f, 0.0f, 1.0f, 0.0f);
+  draw.add(kDrawTransformFeedback, GL_TRIANGLES, 7);
+  ASSERT_EQ(guest.flush(draw, GL_BACK), 0);
+  EXPECT_EQ(guest.surface->pixel(8, 8) & 0xFFFFFF, 0x00FF00u);
+  EXPECT_EQ(guest.glError(), 0u);
+  // Neither inside a primitive nor into a list.
+  for (const Stream& around : {Stream().add(kBegin, GL_POINTS), Stream().add(kNewList, 1, GL_COMPILE)}) {
+    Stream stream = around;
+    stream.add(kDrawTransformFeedback, GL_TRIANGLES, 7).add(kEnd).add(kEndList);
+    ASSERT_EQ(guest.flush(stream), 0);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+    guest.glError();
+  }
+}
+
+// The order of a program's resources goes with the program, and stays while the program does.
+TEST(ProgramDeletes, OrdersGoWithTheirProgram) {
+  ASSERT_NE(EglDisplay::get(), nullptr);
+  static GLboolean remains;
+  const GlFunctions before = gl;
+  gl.glDeleteProgram = +[](GLuint) {};
+  gl.glDeleteObjectARB = +[](GLhandleARB) {};
+  gl.glIsProgram = +[](GLuint) -> GLboolean { return remains; };
+  gl.glBegin = +[](GLenum) {};
+  Replayer replayer;
+  const auto replay = [&](const Stream& stream) {
+    replayer.begin();
+    const auto bytes = static_cast<uint32_t>(stream.data.size());
+    EXPECT_EQ(replayer.replay(stream.data.data(), bytes, bytes).outcome, Replayer::Outcome::Done);
+  };
+  SharedObjects& shared = *replayer.state().shared;
+  const auto kept = [&] {
+    GLuint uniform = 0, attribute = 0;
+    shared.uniformOrders.toGl(5, &uniform, 1);
+    shared.attributeOrders.toGl(5, &attribute, 1);
+    return std::make_pair(uniform == 1, attribute == 1);
+  };
+  const auto setOrders = [&] {
+    shared.uniformOrders.set(5, {1, 0});
+    shared.attributeOrders.set(5, {1, 0});
+  };
+  for (const uint32_t opcode : {kDeleteProgram, kDeleteObjectARB}) {
+    setOrders();
+    remains = GL_TRUE;
+    replay(Stream().add(opcode, 5));
+    EXPECT_EQ(kept(), std::make_pair(true, true)) << opcode;
+    remains = GL_FALSE;
+    replay(Stream().add(opcode, 5));
+    EXPECT_EQ(kept(), std::make_pair(false, false)) << opcode;
+  }
+  // Inside a primitive nothing is deleted.
+  setOrders();
+  replay(Stream().add(kBegin, GL_POINTS).add(kDeleteProgram, 5));
+  EXPECT_EQ(kept(), std::make_pair(true, true));
+  gl = before;
+}
+
+// Counters and subroutines are told by number: as many values as there are and the guest has room for.
+TEST_F(Programs, CountersAndSubroutinesAreTold) {
+  const uint32_t name = program(
+      kPlainVertex,
+      "#version 430 compatibility\n"
+      "layout(binding = 3) uniform atomic_uint a; layout(binding = 3) uniform atomic_uint b;\n"
+      "subroutine vec4 Shade(); subroutine uniform Shade shade;\n"
+      "subroutine(Shade) vec4 red() { return vec4(1, 0, 0, 1); } subroutine(Shade) vec4 green() { return vec4(0, 1, 0, 1); }\n"
+      "void main() { gl_FragColor = shade() * float(atomicCounter(a) + atomicCounter(b)); }");
+  ASSERT_EQ(guest.askFor<int32_t>(Stream().add(kGetProgramiv, name, GL_LINK_STATUS)), 1);
+  list(kActiveUniforms, name);
+  const auto counters = [&](uint32_t pname, uint32_t room) {
+    return guest.ask(Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, pname, room), 64);
+  };
+  EXPECT_EQ(counters(GL_ATOMIC_COUNTER_BUFFER_BINDING, 1), words({3}));
+  EXPECT_EQ(counters(GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTERS, 1), words({2}));
+  Bytes indices = counters(GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, 9);
+  Bytes both;
+  for (const char* const counter : {"a", "b"}) Stream::append(both, indexOf(name, counter));
+  EXPECT_EQ(indices, both);
+  EXPECT_EQ(counters(GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, 1).size(), 4u);
+  const auto subroutines = [&](uint32_t index, uint32_t pname, uint32_t room) {
+    return guest.ask(Stream().add(kGetActiveSubroutineUniformiv, name, GL_FRAGMENT_SHADER, index, pname, room), 64);
+  };
+  EXPECT_EQ(subroutines(0, GL_NUM_COMPATIBLE_SUBROUTINES, 1), words({2}));
+  EXPECT_EQ(subroutines(0, GL_COMPATIBLE_SUBROUTINES, 9), words({0, 1}));
+  EXPECT_EQ(subroutines(0, GL_COMPATIBLE_SUBROUTINES, 1).size(), 4u);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(subroutines(5, GL_COMPATIBLE_SUBROUTINES, 9), Bytes{});
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  const TestGuest::Replies text =
+      guest.askBoth(Stream().add(kGetActiveSubroutineName, name, GL_FRAGMENT_SHADER, 1, 64, 0), 4, 64);
+  EXPECT_EQ(text.first, words({5}));
+  EXPECT_EQ(text.second, (Bytes{'g', 'r', 'e', 'e', 'n', 0}));
+  const TestGuest::Replies uniform = guest.askBoth(Stream().add(2245, name, GL_FRAGMENT_SHADER, 0, 64, 0), 4, 64);
+  EXPECT_EQ(uniform.second, (Bytes{'s', 'h', 'a', 'd', 'e', 0}));
+}
+
+// Longer lists than any one property has come whole.
+TEST_F(Programs, LongListsOfIndicesComeWhole) {
+  constexpr uint32_t kMany = 100;
+  std::string fragment = "#version 430 compatibility\nsubroutine vec4 Shade(); subroutine uniform Shade shade;\n", sum = "0u";
+  std::string block = "layout(std140) uniform B {", members = "vec4(0.0)";
+  for (uint32_t i = 0; i < kMany; ++i) {
+    const std::string n = std::to_string(i);
+    fragment += "subroutine(Shade) vec4 s" + n + "() { return vec4(" + n + "); }\n";
+    fragment += "layout(binding = 0) uniform atomic_uint a" + n + ";\n";
+    sum += "+ atomicCounter(a" + n + ")";
+    block += "vec4 m" + n + ";";
+    members += "+ m" + n;
+  }
+  const uint32_t name = program(
+      kPlainVertex, fragment + block + "};\nvoid main() { gl_FragColor = shade() * float(" + sum + ") + " + members + "; }");
+  ASSERT_EQ(guest.askFor<int32_t>(Stream().add(kGetProgramiv, name, GL_LINK_STATUS)), 1);
+  const Bytes subroutines =
+      guest.ask(Stream().add(kGetActiveSubroutineUniformiv, name, GL_FRAGMENT_SHADER, 0, GL_COMPATIBLE_SUBROUTINES, 1000), 4000);
+  const Bytes counters = guest.ask(
+      Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, 1000), 4000);
+  const Bytes uniforms =
+      guest.ask(Stream().add(kGetActiveUniformBlockiv, name, 0, GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES), 4000);
+  for (const Bytes& list : {subroutines, counters, uniforms}) {
+    ASSERT_EQ(list.size(), 4 * kMany);
+    std::vector<uint32_t> indices(kMany);
+    std::memcpy(indices.data(), list.data(), list.size());
+    EXPECT_EQ(std::set<uint32_t>(indices.begin(), indices.end()).size(), kMany);
+  }
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// Assembly programs give their text back, as much as the guest has room for; precisions come in two replies.
+TEST_F(Programs, AssemblyTextsAndPrecisionsAreTold) {
+  const std::string text = "!!ARBvp1.0\nMOV result.position, vertex.position;\nEND\n";
+  Bytes payload = words({GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_FORMAT_ASCII_ARB, static_cast<uint32_t>(text.size())});
+  payload.insert(payload.end(), text.begin(), text.end());
+  ASSERT_EQ(guest.flush(Stream().bytes(kProgramStringARB, payload)), 0);
+  const auto told = [&](uint32_t room) {
+    const Bytes got = guest.ask(Stream().add(kGetProgramStringARB, GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_STRING_ARB, room), 200);
+    return std::string(got.begin(), got.end());
+  };
+  EXPECT_EQ(told(200).substr(0, text.size()), text);
+  EXPECT_EQ(told(10), "!!ARBvp1.0");
+  EXPECT_EQ(told(0), "");
+  const TestGuest::Replies precision =
+      guest.askBoth(Stream().add(kGetShaderPrecisionFormat, GL_FRAGMENT_SHADER, GL_HIGH_FLOAT), 8, 4);
+  EXPECT_EQ(precision.first, words({127, 127}));
+  EXPECT_EQ(precision.second, words({23}));
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(guest.askBoth(Stream().add(kGetShaderPrecisionFormat, 1, 2), 8, 4).first, Bytes{});
+  EXPECT_NE(guest.glError(), 0u);
 }
 
 // Binaries are refused whatever their format, and none is handed out.

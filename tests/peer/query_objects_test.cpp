@@ -95,8 +95,46 @@ TEST_F(HostQueries, ErrorsAreGls) {
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
   EXPECT_EQ(guest.ask(Stream().add(kGetQueryObjectiv, 99, GL_QUERY_RESULT), 4), Bytes{});
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  ASSERT_EQ(guest.flush(Stream().add(kDeleteQueries, 0)), 0);
+  EXPECT_EQ(guest.glError(), 0u);
   ASSERT_EQ(guest.flush(Stream().add(kDeleteQueries, -1)), 0);
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+}
+
+// What depends on a query is drawn or not by the result of the query with the guest's name; a name without a query is an error.
+TEST_F(HostQueries, ConditionsHaveTheGuestsNames) {
+  ASSERT_EQ(guest.flush(query(70, 1.0f)), 0);  // nothing of it is seen
+  ASSERT_EQ(guest.flush(query(71, -1.0f)), 0);
+  constexpr uint32_t kBeginConditionalRenderNV = 1563;
+  for (const uint32_t begin : {kBeginConditionalRender, kBeginConditionalRenderNV}) {
+    const auto drawn = [&](uint32_t condition) {
+      Stream stream = Stream().add(kClearColor, 0.0f, 0.0f, 0.0f, 0.0f).add(kClear, GL_COLOR_BUFFER_BIT);
+      stream.add(begin, condition, GL_QUERY_WAIT).add(kRectf, -1.0f, -1.0f, 1.0f, 1.0f).add(kEndConditionalRender);
+      EXPECT_EQ(guest.flush(stream, GL_BACK), 0);
+      return (guest.surface->pixel(30, 30) & 0xFFFFFF) != 0;
+    };
+    EXPECT_FALSE(drawn(70)) << begin;
+    EXPECT_TRUE(drawn(71)) << begin;
+    EXPECT_EQ(guest.glError(), 0u);
+    drawn(72);
+    EXPECT_NE(guest.glError(), 0u) << begin;
+  }
+}
+
+// A query of another stream of vertices runs on its own index.
+TEST_F(HostQueries, IndexedQueriesHaveTheirIndex) {
+  const auto running = [&](uint32_t index) {
+    return guest.askFor<uint32_t>(Stream().add(kGetQueryIndexediv, GL_PRIMITIVES_GENERATED, index, GL_CURRENT_QUERY));
+  };
+  ASSERT_EQ(guest.flush(Stream().add(kBeginQueryIndexed, GL_PRIMITIVES_GENERATED, 3, 50)), 0);
+  EXPECT_EQ(running(3), 50u);
+  EXPECT_EQ(running(0), 0u);
+  EXPECT_EQ(batch(50).second, words({0}));  // it runs
+  ASSERT_EQ(guest.flush(Stream().add(kEndQueryIndexed, GL_PRIMITIVES_GENERATED, 3)), 0);
+  EXPECT_EQ(running(3), 0u);
+  EXPECT_EQ(batch(50).first, words({50, GL_QUERY_RESULT, 0, 0}));
+  EXPECT_EQ(guest.askFor<uint32_t>(Stream().add(kGetQueryIndexediv, GL_PRIMITIVES_GENERATED, 3, GL_QUERY_COUNTER_BITS)), 64u);
+  EXPECT_EQ(guest.glError(), 0u);
 }
 
 // A deleted query is unknown, even while it runs; its name may be used again.
@@ -242,6 +280,20 @@ TEST_F(HostQueries, WaitsEndWithTheirContext) {
 
 // --- transform feedback ---
 
+// A draw of captured vertices by a name that was never bound is an error, and none of object 0.
+TEST_F(HostQueries, DrawsNeedAFeedbackObject) {
+  constexpr uint32_t kDrawTransformFeedback = 2258, kDrawTransformFeedbackInstanced = 2336;
+  const Stream draws[] = {Stream().add(kDrawTransformFeedback, GL_POINTS, 999),
+                          Stream().add(kDrawTransformFeedbackInstanced, GL_POINTS, 999, 1)};
+  for (const Stream& draw : draws) {
+    ASSERT_EQ(guest.flush(draw), 0);
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  }
+  // Object 0 is there, and has captured nothing.
+  ASSERT_EQ(guest.flush(Stream().add(kDrawTransformFeedback, GL_POINTS, 0)), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+}
+
 // Names that GL has not generated are made for the guest, and told by the guest's own.
 TEST_F(HostQueries, FeedbackObjectsHaveTheGuestsNames) {
   const Stream binding = Stream().add(kGetIntegerv, GL_TRANSFORM_FEEDBACK_BINDING, 1u);
@@ -258,6 +310,8 @@ TEST_F(HostQueries, FeedbackObjectsHaveTheGuestsNames) {
   EXPECT_EQ(guest.askFor<uint32_t>(binding), 40u);
   ASSERT_EQ(guest.flush(Stream().add(kBindTransformFeedback, GL_TRANSFORM_FEEDBACK, 0)), 0);
   EXPECT_EQ(guest.askFor<uint32_t>(binding), 0u);
+  EXPECT_EQ(guest.glError(), 0u);
+  ASSERT_EQ(guest.flush(Stream().add(kDeleteTransformFeedbacks, 0)), 0);
   EXPECT_EQ(guest.glError(), 0u);
   ASSERT_EQ(guest.flush(Stream().add(kDeleteTransformFeedbacks, -1)), 0);
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));

@@ -44,7 +44,7 @@ static void printActive(GLuint program) {
     const char* wanted = name;
     GLuint found = 77;
     glGetUniformIndices(program, 1, &wanted, &found);
-    line("%s found: %d", name, found == index);
+    line("%s found: %d, as a resource: %d", name, found == index, glGetProgramResourceIndex(program, GL_UNIFORM, name) == index);
   }
   printLines();
   glGetProgramiv(program, GL_ACTIVE_ATTRIBUTES, &count);
@@ -57,7 +57,8 @@ static void printActive(GLuint program) {
     glGetActiveAttrib(program, static_cast<GLuint>(i), sizeof name, &length, &size, &type, name);
     // Not every OpenGL puts "[0]" behind the name of an array.
     *std::strchr(std::strcat(name, "["), '[') = 0;
-    line("attribute %s: size %d type %x location %d", name, size, type, glGetAttribLocation(program, name));
+    line("attribute %s: size %d type %x location %d, as a resource: %d", name, size, type, glGetAttribLocation(program, name),
+         glGetProgramResourceIndex(program, GL_PROGRAM_INPUT, name) == static_cast<GLuint>(i));
   }
   printLines();
   glGetProgramiv(program, GL_ACTIVE_UNIFORM_BLOCKS, &count);
@@ -78,7 +79,34 @@ static void printActive(GLuint program) {
   }
 }
 
+// A log that is longer than any buffer on its way, and its beginning in buffers that are too short for it.
+static void printLongLog() {
+  std::string text = "#version 120\nvoid main() {\n";
+  for (int i = 0; i < 6000; ++i) text += "gl_Position = nothing_of_this_name_" + std::to_string(i) + ";\n";
+  const char* const source = (text += "}").c_str();
+  const GLuint shader = glCreateShader(GL_VERTEX_SHADER);
+  glShaderSource(shader, 1, &source, nullptr);
+  glCompileShader(shader);
+  GLint room = 0;
+  GLsizei length = -7;
+  glGetShaderiv(shader, GL_INFO_LOG_LENGTH, &room);
+  std::string log(static_cast<size_t>(room), '#');
+  glGetShaderInfoLog(shader, room, &length, log.data());
+  unsigned sum = 0;
+  for (const char c : log) sum = sum * 31 + static_cast<unsigned char>(c);
+  std::printf("log of %d bytes: %d characters, sum %x\n", room, length, sum);
+  for (const GLsizei size : {16, 1, 0, -1}) {
+    std::string cut(20, '#');
+    length = -7;
+    glGetShaderInfoLog(shader, size, &length, cut.data());
+    for (char& c : cut) c = c == 0 ? '0' : c;
+    std::printf("cut to %d: %d, %s, error %x\n", size, length, cut.c_str(), glGetError());
+  }
+  glDeleteShader(shader);
+}
+
 static void init() {
+  printLongLog();
   std::printf("--- explicit locations, arrays, structures\n");
   GLuint program = linkProgram(
       "#version 430\n"

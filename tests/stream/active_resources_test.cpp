@@ -191,6 +191,8 @@ TEST_F(ActiveResources, ArraysHaveElements) {
   EXPECT_EQ(locate("v[-1]"), -1);
   EXPECT_EQ(locate("v[ 1 ]"), 1);
   EXPECT_EQ(locate("v[]"), 0);
+  EXPECT_EQ(locate("v[2]x"), 2);
+  EXPECT_EQ(locate("v[+3"), -1);
   EXPECT_EQ(locate("v["), -1);
   EXPECT_EQ(locate("v]2["), -1);
   EXPECT_EQ(locate("x"), 4);
@@ -263,6 +265,38 @@ TEST_F(ActiveResources, OnlyTheLastBracketIsParsed) {
   EXPECT_EQ(locate("a[1].b[2]"), 9);
   EXPECT_EQ(locate("a[1].b"), 7);
   EXPECT_EQ(locate("a[0].b[2]"), -1);
+}
+
+// The name without "[0]" takes the location of the entry that came last; a name that is nothing but "[0]" stays whole.
+TEST_F(ActiveResources, ShorterNamesFollowTheLastEntry) {
+  link({{GL_FLOAT, 1, 5, 0, "a"}, {GL_FLOAT, 2, 7, 1, "a[0]"}, {GL_FLOAT, 2, 20, 1, "[0]"}, {GL_FLOAT, 1, 30, 0, "b[0]"}});
+  EXPECT_EQ(locate("a"), 7);
+  EXPECT_EQ(locate("a[0]"), 7);
+  EXPECT_EQ(locate("[0]"), 20);
+  EXPECT_EQ(locate(""), -1);
+  EXPECT_EQ(locate("b"), 30);
+  EXPECT_EQ(locate("b[0]"), 30);
+  EXPECT_EQ(record()->uniforms.count, 4);
+  EXPECT_EQ(QV_CALL(glGetUniformLocation)(2, nullptr), -1);
+  EXPECT_EQ(takeError(), 0u);
+}
+
+// The location -2 says that a name has none yet: the name is not found, and another entry may give it one.
+TEST_F(ActiveResources, NamesMayGetTheirLocationLater) {
+  link({{GL_FLOAT, 1, -2, 0, "w"}});
+  EXPECT_EQ(locate("w"), -1);
+  link({{GL_FLOAT, 1, -2, 0, "w"}, {GL_FLOAT, 1, 6, 0, "w"}});
+  EXPECT_EQ(locate("w"), 6);
+  EXPECT_EQ(record()->uniforms.count, 2);
+}
+
+// An array without elements is described and has no location.
+TEST_F(ActiveResources, EmptyArraysHaveNoLocation) {
+  link({{GL_FLOAT, 0, 4, 0, "none"}});
+  EXPECT_EQ(locate("none"), -1);
+  EXPECT_EQ(locate("none[0]"), -1);
+  EXPECT_EQ(describe(0).size, 0);
+  EXPECT_EQ(record()->uniforms.cellOf(4).bits, 0u);
 }
 
 // Resources without a location keep the order of arrival, and are described but not located.
@@ -470,6 +504,13 @@ TEST_F(ActiveResources, BlocksAreTheHosts) {
   QV_CALL(glGetActiveUniformBlockName)(2, 3, 8, &length, name);
   EXPECT_EQ(host.submissions.back().stream, Stream().add(kGetActiveUniformBlockName, 2, 3, 8).data);
   EXPECT_EQ(host.submissions.back().reply2Size, 8u);
+  // The number is the host's word, and bounded.
+  std::vector<GLint> many(1 << 20);
+  for (const auto& [told, taken] : {std::pair<uint32_t, uint32_t>{0x80000000, 0}, {1 << 20, 1 << 22}, {(1 << 20) + 1, 1 << 22}}) {
+    host.answerCommand(kGetActiveUniformBlockiv, words({told}));
+    QV_CALL(glGetActiveUniformBlockiv)(2, 3, GL_UNIFORM_BLOCK_ACTIVE_UNIFORM_INDICES, many.data());
+    EXPECT_EQ(host.submissions.back().replySize, taken);
+  }
 }
 
 }  // namespace

@@ -20,6 +20,10 @@ class ProgramTest : public ContextTest {
     host.answerCommand(kCreateShader, words({5}));
     blank();
   }
+  // No question shows a picture.
+  void TearDown() override {
+    for (const Submission& one : host.submissions) EXPECT_EQ(one.presentMode, 0u);
+  }
   // Drops what is written, and zeroes the memory of the next commands: pad bytes have no defined value.
   void blank() {
     drop();

@@ -1,6 +1,8 @@
 // Shaders and programs in the guest: their commands, the names that are known, and the deletes that wait for the last use.
 #include <cstring>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include "driver/base/current_context.h"
 #include "driver/diagnostics/debug_log.h"
@@ -153,6 +155,43 @@ TEST_F(Programs, ShaderProgramsAreLinkedAtOnce) {
   EXPECT_NE(record(9), nullptr);
 }
 
+// Of a name that is known already the records stay as they are.
+TEST_F(Programs, KnownNamesKeepTheirRecords) {
+  link({{GL_FLOAT, 1, 3, 0, "u"}});
+  ProgramRecord* const program = record();
+  EXPECT_EQ(QV_CALL(glCreateProgram)(), 2u);
+  EXPECT_EQ(record(), program);
+  QV_CALL(glCreateShader)(GL_VERTEX_SHADER);
+  NameTable& shaders = context().shareGroup->table(ShareSlot::kShaders);
+  const void* const shader = shaders.find(5);
+  QV_CALL(glCreateShader)(GL_VERTEX_SHADER);
+  EXPECT_EQ(shaders.find(5), shader);
+}
+
+// A text that is not there is an empty one, and a list of texts that no command can hold is refused by every call.
+TEST_F(Programs, ListsOfTextsAreMeasured) {
+  const char* some[] = {"a", nullptr};
+  QV_CALL(glShaderSource)(3, 2, some, nullptr);
+  Bytes expected = words({0x27206, 3, 2, low(some), 0, 3, 2});
+  expected += {'a', 0, 0};
+  expected += words({1, 0});
+  expected.resize(40);
+  expectStream(expected);
+
+  link({});
+  const std::string text(1 << 20, 'x');
+  const std::vector<const char*> many(2048, text.c_str());
+  const auto count = static_cast<GLsizei>(many.size());
+  EXPECT_EQ(QV_CALL(glCreateShaderProgramv)(GL_VERTEX_SHADER, count, many.data()), 0u);
+  expectRefused(GL_OUT_OF_MEMORY, kCreateShaderProgramv);
+  GLuint index = 7;
+  QV_CALL(glGetUniformIndices)(2, count, many.data(), &index);
+  expectRefused(GL_OUT_OF_MEMORY, kGetUniformIndices);
+  EXPECT_EQ(index, 7u);
+  QV_CALL(glTransformFeedbackVaryings)(2, count, many.data(), GL_INTERLEAVED_ATTRIBS);
+  expectRefused(GL_OUT_OF_MEMORY, kTransformFeedbackVaryings);
+}
+
 // A program that the host could not make is neither registered nor linked.
 TEST_F(Programs, FailedShaderProgramsAreUnknown) {
   const char* texts[] = {""};
@@ -290,6 +329,7 @@ TEST_F(Programs, ContradictoryListsCountAsNone) {
     EXPECT_EQ(record()->attributes.count, 1);
     host.answerCommand(kActiveUniforms, list, listTotals(bytes, entries));
     QV_CALL(glLinkProgram)(2);
+    EXPECT_EQ(host.submissions.size(), 1u) << bytes;  // neither more of this list nor the other is asked for
     EXPECT_EQ(record()->uniforms.count, 0) << bytes;
     EXPECT_EQ(record()->attributes.count, 0) << bytes;
   }
@@ -316,6 +356,28 @@ TEST_F(Programs, NamesWithoutTheirZeroAreCut) {
   EXPECT_EQ(QV_CALL(glGetUniformLocation)(2, "ok"), 4);
 }
 
+// Up to 16 bytes behind the last entry are no entry, and neither is one that reaches beyond the list.
+TEST_F(Programs, CutEntriesEndTheList) {
+  const Bytes whole = resourceList({{GL_FLOAT, 1, 4, 0, "a"}});
+  ASSERT_EQ(whole.size(), 20u);
+  Bytes padded = whole;
+  padded.resize(40);
+  QV_CALL(glCreateProgram)();
+  const auto entriesOf = [&](const Bytes& list, size_t bytes, size_t told) {
+    host.answerCommand(kActiveUniforms, list, listTotals(bytes, told));
+    QV_CALL(glLinkProgram)(2);
+    return record()->uniforms.count;
+  };
+  EXPECT_EQ(entriesOf(whole, 20, 1), 1);
+  EXPECT_EQ(entriesOf(padded, 36, 1), 1);
+  EXPECT_EQ(entriesOf(padded, 37, 1), 1);
+  EXPECT_EQ(entriesOf(padded, 37, 2), 0);
+  EXPECT_EQ(entriesOf(padded, 40, 2), 2);  // the second has an empty name
+  EXPECT_EQ(entriesOf(padded, 40, 1), 0);
+  EXPECT_EQ(entriesOf(whole, 18, 1), 0);
+  EXPECT_EQ(entriesOf(whole, 0, 5), 0);
+}
+
 // A further link replaces both lists and leaves the count of uses alone.
 TEST_F(Programs, LinkingAgainReplacesTheLists) {
   link({{GL_FLOAT, 1, 3, 0, "old"}}, {{GL_FLOAT, 1, 1, 0, "a"}});
@@ -328,6 +390,73 @@ TEST_F(Programs, LinkingAgainReplacesTheLists) {
   EXPECT_EQ(QV_CALL(glGetUniformLocation)(2, "old"), -1);
   EXPECT_EQ(QV_CALL(glGetUniformLocation)(2, "new"), 5);
   EXPECT_EQ(record()->attributes.count, 0);
+}
+
+// Whether another thread could enter the lock of the names now.
+bool lockIsFree(GlContext& context) {
+  bool entered = false;
+  std::thread([&] {
+    entered = TryEnterCriticalSection(&context.shareGroup->lock) != FALSE;
+    if (entered) LeaveCriticalSection(&context.shareGroup->lock);
+  }).join();
+  return entered;
+}
+
+// A link holds the lock of the names while it asks for both lists; nothing else holds it while the host is asked.
+TEST_F(Programs, OnlyLinksAskUnderTheLock) {
+  std::string free;
+  const auto asked = [&] { return std::exchange(free, ""); };
+  host.onSubmit = [&](const Submission&) { free += lockIsFree(context()) ? '1' : '0'; };
+  QV_CALL(glCreateProgram)();
+  QV_CALL(glCreateShader)(GL_VERTEX_SHADER);
+  EXPECT_EQ(asked(), "11");
+  QV_CALL(glLinkProgram)(2);
+  EXPECT_EQ(asked(), "00");
+  EXPECT_TRUE(lockIsFree(context()));
+  const char* texts[] = {""};
+  host.answerCommand(kCreateShaderProgramv, words({9}));
+  QV_CALL(glCreateShaderProgramv)(GL_VERTEX_SHADER, 1, texts);
+  EXPECT_EQ(asked(), "100");
+  GLint value = 0;
+  QV_CALL(glGetProgramiv)(2, GL_LINK_STATUS, &value);
+  QV_CALL(glGetUniformIndices)(2, 0, nullptr, nullptr);
+  QV_CALL(glGetUniformBlockIndex)(2, "b");
+  QV_CALL(glFenceSync)(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+  QV_CALL(glClientWaitSync)(nullptr, 0, 0);
+  EXPECT_EQ(asked(), "11111");
+  host.onSubmit = nullptr;
+}
+
+// No command of a delete is written under the lock: a stream without room for it is flushed, which may take long.
+TEST_F(Programs, DeletesAreWrittenWithoutTheLock) {
+  std::string free;
+  host.onSubmit = [&](const Submission&) { free += lockIsFree(context()) ? '1' : '0'; };
+  // Lets the stream be full after so many bytes: then it flushes rather than grow.
+  const auto fullAfter = [&](uint64_t bytes) {
+    context().capacity = 0x6000000;
+    context().remaining = bytes;
+  };
+  link({});
+  QV_CALL(glUseProgram)(2);
+  QV_CALL(glDeleteProgram)(2);
+  free = "";
+  fullAfter(8);
+  QV_CALL(glUseProgram)(0);  // the delete that was held back does not fit
+  EXPECT_EQ(free, "1");
+  for (const int call : {0, 1, 2, 3, 4}) {
+    fullAfter(0);
+    const GLuint name = 7;
+    free = "";
+    if (call == 0) QV_CALL(glDeleteProgram)(name);
+    if (call == 1) QV_CALL(glDeleteObjectARB)(name);
+    if (call == 2) QV_CALL(glDeleteShader)(name);
+    if (call == 3) QV_CALL(glDeleteProgramPipelines)(1, &name);
+    if (call == 4) QV_CALL(glDeleteSync)(nullptr);
+    EXPECT_EQ(free, "1") << call;
+  }
+  host.onSubmit = nullptr;
+  context().capacity = 0x40000;
+  context().remaining = context().capacity - static_cast<uint64_t>(context().cursor - context().base);
 }
 
 // Linking a program that is current here and has no record yet counts that use.
@@ -375,6 +504,35 @@ TEST_F(Programs, DeletesWaitForEveryContext) {
   }
   QV_CALL(glUseProgram)(0);
   expectStream(words({0x8207, 0, 0x81EE, 2}));
+}
+
+// Pipelines do not keep a program from its delete: only contexts that have it current do.
+TEST_F(Programs, PipelinesDoNotHoldDeletes) {
+  link({{GL_FLOAT, 1, 3, 0, "u"}});
+  QV_CALL(glBindProgramPipeline)(4);
+  QV_CALL(glUseProgramStages)(4, GL_VERTEX_SHADER_BIT, 2);
+  QV_CALL(glActiveShaderProgram)(4, 2);
+  drop();
+  QV_CALL(glDeleteProgram)(2);
+  expectStream(words({0x81EE, 2}));
+  QV_CALL(glUniform1f)(3, 1.0f);
+  expectRefused(GL_INVALID_OPERATION, 520);
+}
+
+// A context that ends with a program current counts as a user for ever.
+TEST_F(Programs, EndedContextsStillUseTheirProgram) {
+  link({});
+  {
+    Sharer second(context());
+    QV_CALL(glUseProgram)(2);
+  }
+  QV_CALL(glDeleteProgram)(2);
+  QV_CALL(glUseProgram)(2);
+  QV_CALL(glUseProgram)(0);
+  const std::vector<Command> sent = parse(pending());
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_EQ(sent[1].opcode, kUseProgram);
+  EXPECT_TRUE(QV_CALL(glIsProgram)(2));
 }
 
 // A program that was never linked, and one that nobody knows, is deleted at once.
@@ -489,9 +647,11 @@ TEST_F(Programs, FourFactsAreAnsweredHere) {
   GLint size[3];
   QV_CALL(glGetProgramiv)(2, GL_COMPUTE_WORK_GROUP_SIZE, size);
   EXPECT_EQ(host.submissions.back().replySize, 12u);
-  // A program without a record is the host's.
-  QV_CALL(glGetProgramiv)(3, GL_ACTIVE_UNIFORMS, size);
+  // Without a place for the answer the host is asked. A program without a record is the host's, too.
+  QV_CALL(glGetProgramiv)(2, GL_ACTIVE_UNIFORMS, nullptr);
   EXPECT_EQ(host.submissions.size(), 4u);
+  QV_CALL(glGetProgramiv)(3, GL_ACTIVE_UNIFORMS, size);
+  EXPECT_EQ(host.submissions.size(), 5u);
 }
 
 // The length of a log goes into the caller's word or one of the driver's, its text into the caller's buffer.
@@ -525,6 +685,10 @@ TEST_F(Programs, AttachedShadersAreChecked) {
   expectRefused(GL_INVALID_VALUE, kGetAttachedShaders);
   QV_CALL(glGetAttachedShaders)(2, 0, &count, nullptr);
   EXPECT_TRUE(host.submissions.empty());
+  QV_CALL(glGetAttachedShaders)(2, 0, &count, shaders);
+  EXPECT_EQ(host.submissions.back().stream, words({0xC1F5, 2, 0}));
+  EXPECT_EQ(host.submissions.back().reply2Size, 0u);
+  EXPECT_EQ(takeError(), 0u);
   host.answerCommand(kGetAttachedShaders, words({2}), words({5, 6}));
   QV_CALL(glGetAttachedShaders)(2, 4, &count, shaders);
   EXPECT_EQ(host.submissions.back().stream, words({0xC1F5, 2, 4}));
@@ -537,6 +701,7 @@ TEST_F(Programs, AttachedShadersAreChecked) {
 
 // A bind makes the record that glUniform reads; a delete takes it and the binding away.
 TEST_F(Programs, PipelinesAreTracked) {
+  EXPECT_EQ(usesCurrentProgram(&context()), 0u);
   QV_CALL(glBindProgramPipeline)(4);
   expectStream(words({0x88DA, 4}));
   EXPECT_EQ(context().boundPipeline, 4u);
@@ -565,6 +730,25 @@ TEST_F(Programs, PipelinesAreTracked) {
   EXPECT_EQ(takeError(), 0u);
 }
 
+// Binding what is bound already is a command and no more: a record that a sharer has deleted is not made anew.
+TEST_F(Programs, BoundPipelinesAreNotMadeAnew) {
+  QV_CALL(glBindProgramPipeline)(4);
+  {
+    Sharer second(context());
+    const GLuint name = 4;
+    QV_CALL(glDeleteProgramPipelines)(1, &name);
+  }
+  EXPECT_EQ(context().boundPipeline, 4u);
+  EXPECT_EQ(usesCurrentProgram(&context()), 0u);
+  drop();
+  QV_CALL(glBindProgramPipeline)(4);
+  expectStream(words({0x88DA, 4}));
+  EXPECT_EQ(usesPipeline(&context(), 4, false), nullptr);
+  QV_CALL(glBindProgramPipeline)(5);
+  QV_CALL(glBindProgramPipeline)(4);
+  EXPECT_NE(usesPipeline(&context(), 4, false), nullptr);
+}
+
 // Deleting one pipeline leaves the binding of another.
 TEST_F(Programs, OtherPipelinesStayBound) {
   QV_CALL(glBindProgramPipeline)(4);
@@ -582,11 +766,12 @@ struct Reported {
   GLenum source = 0, type = 0, severity = 0;
   GLsizei length = -1;
   std::string text;
+  GLuint id = 0;
 };
 Reported reported;
 
-void APIENTRY report(GLenum source, GLenum type, GLuint, GLenum severity, GLsizei length, const GLchar* text, const void*) {
-  reported = {source, type, severity, length, text};
+void APIENTRY report(GLenum source, GLenum type, GLuint id, GLenum severity, GLsizei length, const GLchar* text, const void*) {
+  reported = {source, type, severity, length, text, id};
 }
 
 // With debug output a compile asks for its status, and for the log of a failure; without it asks nothing.
@@ -615,6 +800,10 @@ TEST_F(Programs, FailedCompilesAreReported) {
   };
   host.answerCommand(kGetShaderInfoLog, words({3}), {'b', 'a', 'd', 0});
   QV_CALL(glCompileShader)(5);
+  const GLuint firstId = reported.id;
+  host.submissions.clear();
+  QV_CALL(glCompileShader)(5);
+  EXPECT_GT(reported.id, firstId);  // every report has an id of its own
   host.onSubmit = nullptr;
   ASSERT_EQ(host.submissions.size(), 3u);
   EXPECT_EQ(host.submissions[2].reply2Size, 4u);
@@ -623,6 +812,13 @@ TEST_F(Programs, FailedCompilesAreReported) {
   EXPECT_EQ(reported.severity, static_cast<GLenum>(GL_DEBUG_SEVERITY_HIGH));
   EXPECT_EQ(reported.length, 3);
   EXPECT_EQ(reported.text, "bad");
+  // A shader that failed without a log: nothing to report.
+  host.answerCommand(kGetShaderiv, words({0}));
+  host.submissions.clear();
+  reported = {};
+  QV_CALL(glCompileShader)(5);
+  EXPECT_EQ(host.submissions.size(), 2u);
+  EXPECT_EQ(reported.source, 0u);
 }
 
 }  // namespace

@@ -51,6 +51,15 @@ TEST_F(QueryObjects, BeginAndEndAreTracked) {
   EXPECT_EQ(query(1)->result, -1);
 }
 
+// A second begin on a target is tracked, whatever the host says of it: nothing ends the first query.
+TEST_F(QueryObjects, SecondBeginsAreTracked) {
+  QV_CALL(glBeginQuery)(GL_SAMPLES_PASSED, 1);
+  QV_CALL(glBeginQuery)(GL_SAMPLES_PASSED, 2);
+  QV_CALL(glEndQuery)(GL_SAMPLES_PASSED);
+  EXPECT_EQ(query(1)->result, -2);
+  EXPECT_EQ(query(2)->result, -1);
+}
+
 // Every target has a place of its own, the indexed ones four.
 TEST_F(QueryObjects, TargetsAreKeptApart) {
   GLuint id = 1;
@@ -505,7 +514,14 @@ TEST_F(ProgramQuestions, ListsAreAskedByNumber) {
   ASSERT_EQ(host.submissions.size(), 2u);
   EXPECT_EQ(host.submissions[1].stream, words({24u << 12 | 2244, 2, GL_VERTEX_SHADER, 0, GL_COMPATIBLE_SUBROUTINES, 2}));
   host.submissions.clear();
-  for (const uint32_t number : {0x80000000u, 5000u}) {
+  std::vector<GLint> many(4096);
+  host.answerCommand(kGetActiveSubroutineUniformiv, words({4096}));
+  host.answerCommand(kGetActiveAtomicCounterBufferiv, words({4096}));
+  QV_CALL(glGetActiveSubroutineUniformiv)(2, GL_VERTEX_SHADER, 0, GL_COMPATIBLE_SUBROUTINES, many.data());
+  EXPECT_EQ(host.submissions.back().replySize, 16384u);
+  QV_CALL(glGetActiveAtomicCounterBufferiv)(2, 1, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, many.data());
+  EXPECT_EQ(host.submissions.back().replySize, 16384u);
+  for (const uint32_t number : {0x80000000u, 4097u}) {
     host.answerCommand(kGetActiveSubroutineUniformiv, words({number}));
     host.answerCommand(kGetActiveAtomicCounterBufferiv, words({number}));
     QV_CALL(glGetActiveSubroutineUniformiv)(2, GL_VERTEX_SHADER, 0, GL_COMPATIBLE_SUBROUTINES, values);
@@ -513,6 +529,19 @@ TEST_F(ProgramQuestions, ListsAreAskedByNumber) {
     QV_CALL(glGetActiveAtomicCounterBufferiv)(2, 1, GL_ATOMIC_COUNTER_BUFFER_ACTIVE_ATOMIC_COUNTER_INDICES, values);
     EXPECT_EQ(host.submissions.back().replySize, 0u);
   }
+}
+
+// A question inside a primitive breaks the run.
+TEST_F(ProgramQuestions, QuestionsBreakARun) {
+  const GLenum property = GL_TYPE;
+  GLint value = 0;
+  QV_CALL(glBegin)(GL_POINTS);
+  QV_CALL(glGetProgramResourceiv)(2, GL_UNIFORM, 3, 1, &property, 1, nullptr, &value);
+  const std::vector<Command> sent = host.submissions.back().commands();
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_EQ(sent[0].opcode, kRunBroken);
+  EXPECT_EQ(sent[1].opcode, kGetProgramResourceiv);
+  QV_CALL(glEnd)();
 }
 
 // Names of subroutines, properties of resources, parameters of framebuffers and formats have their words and replies.
@@ -533,6 +562,11 @@ TEST_F(ProgramQuestions, TheOthersHaveTheirWords) {
   EXPECT_EQ(host.submissions.back().stream, words({32u << 12 | 2357, 2, GL_UNIFORM, 3, 2, 8, GL_NAME_LENGTH, GL_TYPE}));
   EXPECT_EQ(host.submissions.back().replySize, 4u);
   EXPECT_EQ(host.submissions.back().reply2Size, 32u);
+  QV_CALL(glGetActiveSubroutineName)(2, GL_VERTEX_SHADER, 1, 8, &length, nullptr);
+  EXPECT_EQ(host.submissions.back().reply2Size, 0u);
+  QV_CALL(glGetProgramResourceiv)(2, GL_UNIFORM, 3, 2, properties, 8, nullptr, nullptr);
+  EXPECT_EQ(host.submissions.back().replySize, 4u);
+  EXPECT_EQ(host.submissions.back().reply2Size, 0u);
   QV_CALL(glGetProgramResourceiv)(2, GL_UNIFORM, 3, -1, properties, -8, &length, values);
   EXPECT_EQ(host.submissions.back().reply2Size, 0u);
   EXPECT_EQ(host.last().words.size(), 5u);

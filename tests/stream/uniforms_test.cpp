@@ -80,7 +80,7 @@ TEST_F(Uniforms, SamplersTakeIntegers) {
 
 // Bools take floats, integers and unsigned ones of their width, and no doubles.
 TEST_F(Uniforms, BoolsTakeAllButDoubles) {
-  use({{GL_BOOL, 1, 0, 0, "b"}, {GL_BOOL_VEC4, 1, 1, 0, "b4"}});
+  use({{GL_BOOL, 1, 0, 0, "b"}, {GL_BOOL_VEC4, 1, 1, 0, "b4"}, {GL_BOOL_VEC2, 1, 2, 0, "b2"}, {GL_BOOL_VEC3, 1, 3, 0, "b3"}});
   QV_CALL(glUniform1f)(0, 1.0f);
   QV_CALL(glUniform1i)(0, 1);
   QV_CALL(glUniform1ui)(0, 1);
@@ -90,7 +90,19 @@ TEST_F(Uniforms, BoolsTakeAllButDoubles) {
   QV_CALL(glUniform4uivEXT)(1, 1, words_);
   EXPECT_EQ(takeError(), 0u);
   EXPECT_EQ(parse(pending()).size(), 7u);
+  QV_CALL(glUniform2f)(2, 1, 1);
+  QV_CALL(glUniform2i)(2, 1, 1);
+  QV_CALL(glUniform2ui)(2, 1, 1);
+  QV_CALL(glUniform3f)(3, 1, 1, 1);
+  QV_CALL(glUniform3i)(3, 1, 1, 1);
+  QV_CALL(glUniform3ui)(3, 1, 1, 1);
+  EXPECT_EQ(takeError(), 0u);
+  EXPECT_EQ(parse(pending()).size(), 13u);
   drop();
+  QV_CALL(glUniform2d)(2, 1, 1);
+  expectRefused(GL_INVALID_OPERATION, 2202);
+  QV_CALL(glUniform3f)(2, 1, 1, 1);
+  expectRefused(GL_INVALID_OPERATION, 522);
   QV_CALL(glUniform1d)(0, 1.0);
   expectRefused(GL_INVALID_OPERATION, kUniform1d);
   QV_CALL(glUniform4f)(0, 1, 1, 1, 1);
@@ -207,6 +219,21 @@ TEST_F(Uniforms, DoublesTakeTwoWords) {
   use({{GL_DOUBLE, 1, 1, 0, "d"}});
   QV_CALL(glUniform1d)(1, 1.0);
   expectWords({16u << 12 | 2201, 1, 0, 0x3FF00000});
+}
+
+// While a list is compiled setters are checked and cut as ever, by the program that is current then; refusals make no error.
+TEST_F(Uniforms, SettersAreCheckedWhileAListIsCompiled) {
+  use({{GL_FLOAT, 2, 1, 1, "f"}});
+  QV_CALL(glNewList)(1, GL_COMPILE);
+  drop();
+  QV_CALL(glUniform1fv)(1, 3, ones);
+  ASSERT_EQ(parse(pending()).size(), 1u);
+  EXPECT_EQ(parse(pending())[0].words[1], 2u);
+  drop();
+  QV_CALL(glUniform1f)(9, 1.0f);
+  QV_CALL(glUniform1i)(1, 1);
+  expectNothing();
+  QV_CALL(glEndList)();
 }
 
 // A setter breaks an open run and is sent.

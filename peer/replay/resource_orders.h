@@ -1,4 +1,4 @@
-// UniformOrders: programs whose active uniforms have other indices in the guest than in GL.
+// ResourceOrders: programs whose active uniforms, or attributes, have other indices in the guest than in GL.
 #pragma once
 
 #include <cstdint>
@@ -11,10 +11,10 @@
 
 namespace qv::peer {
 
-// A guest sorts the uniforms of a program by their locations, and its indices follow. For the programs of one share set.
-class UniformOrders {
+// A guest sorts what a program exposes by locations, and its indices follow. For the programs of one share set.
+class ResourceOrders {
  public:
-  // Whose element number i is the index in GL of the uniform with the guest's index i. An order that changes nothing is not kept.
+  // Whose element number i is the index in GL of the resource with the guest's index i. An order that changes nothing is not kept.
   using Order = std::vector<GLuint>;
 
   void set(GLuint program, Order order) {
