@@ -35,6 +35,22 @@ class Arrays : public testing::Test {
     EXPECT_EQ(guest.flush(all, GL_BACK), 0);
     return guest.surface->pixel(16, 16) & 0xFFFFFF;
   }
+  // A program of the two shaders.
+  uint32_t linked(const std::string& vertex, const std::string& fragment) {
+    const auto program = guest.askFor<uint32_t>(Stream().add(kCreateProgram));
+    for (const auto& [type, text] :
+         {std::pair<uint32_t, std::string>{GL_VERTEX_SHADER, vertex}, {GL_FRAGMENT_SHADER, fragment}}) {
+      const auto shader = guest.askFor<uint32_t>(Stream().add(kCreateShader, type));
+      std::vector<uint8_t> payload = words({shader, 1, 0, 0, static_cast<uint32_t>(text.size() + 1), 1});
+      payload.insert(payload.end(), text.begin(), text.end());
+      payload.push_back(0);
+      payload += words({static_cast<uint32_t>(text.size())});
+      EXPECT_EQ(
+          guest.flush(Stream().bytes(kShaderSource, payload).add(kCompileShader, shader).add(kAttachShader, program, shader)), 0);
+    }
+    EXPECT_EQ(guest.flush(Stream().add(kLinkProgram, program)), 0);
+    return program;
+  }
   // The guest still gets its pictures: a cover of white from memory.
   void expectAlive() {
     guest.glError();
@@ -895,24 +911,13 @@ TEST_F(Arrays, InstancesHaveTheirElements) {
 // A name that was never generated is a vertex array object that draws, in a core context, too.
 TEST_F(Arrays, AnyNameDrawsInACoreContext) {
   guest.context = guest.createContext({GL_DOUBLEBUFFER, GL_VERSION, 330, GL_CONTEXT_PROFILE_MASK, 1, 0}).contextId;
-  const auto program = guest.askFor<uint32_t>(Stream().add(kCreateProgram));
-  const std::pair<uint32_t, std::string> texts[] = {
-      {GL_VERTEX_SHADER, "#version 330\nlayout(location = 0) in vec2 at; void main() { gl_Position = vec4(at, 0.0, 1.0); }"},
-      {GL_FRAGMENT_SHADER, "#version 330\nout vec4 color; void main() { color = vec4(0.0, 1.0, 0.0, 1.0); }"}};
-  for (const auto& [type, text] : texts) {
-    const auto shader = guest.askFor<uint32_t>(Stream().add(kCreateShader, type));
-    std::vector<uint8_t> payload = words({shader, 1, 0, 0, static_cast<uint32_t>(text.size() + 1), 1});
-    payload.insert(payload.end(), text.begin(), text.end());
-    payload.push_back(0);
-    payload += words({static_cast<uint32_t>(text.size())});
-    ASSERT_EQ(guest.flush(Stream().bytes(kShaderSource, payload).add(kCompileShader, shader).add(kAttachShader, program, shader)),
-              0);
-  }
+  const uint32_t program =
+      linked("#version 330\nlayout(location = 0) in vec2 at; void main() { gl_Position = vec4(at, 0.0, 1.0); }",
+             "#version 330\nout vec4 color; void main() { color = vec4(0.0, 1.0, 0.0, 1.0); }");
   const Stream arrays = buffer(GL_ARRAY_BUFFER, 5, floats(kCover))
                             .add(kVertexAttribPointer, 0, 2, GL_FLOAT, 0, 0, 0, 5)
                             .add(kEnableVertexAttribArray, 0);
-  EXPECT_EQ(draw(Stream().add(kLinkProgram, program).add(kUseProgram, program).add(kBindVertexArray, 77) + arrays +
-                 drawArrays(GL_TRIANGLES, 0, 6, 0)),
+  EXPECT_EQ(draw(Stream().add(kUseProgram, program).add(kBindVertexArray, 77) + arrays + drawArrays(GL_TRIANGLES, 0, 6, 0)),
             kGreen);
   EXPECT_EQ(draw(Stream().add(kBindVertexArray, 78) + drawArrays(GL_TRIANGLES, 0, 6, 0)), 0u);
   EXPECT_EQ(draw(Stream().add(kBindVertexArray, 77) + drawArrays(GL_TRIANGLES, 0, 6, 0)), kGreen);
@@ -977,8 +982,8 @@ TEST_F(Arrays, FormatsAreThoseOfOpenGL) {
   for (const uint32_t opcode : {kVertexPointer, kColorPointer, kTexCoordPointer}) enable.add(opcode, 3, GL_FLOAT, 0, 0, 5);
   for (const uint32_t opcode : {kNormalPointer, kFogCoordPointer, kIndexPointer}) enable.add(opcode, GL_FLOAT, 0, 0, 5);
   enable.add(kSecondaryColorPointer, 3, GL_FLOAT, 0, 0, 5)
-      .add(kEnableVertexAttribArray, 1)
-      .add(kVertexAttribPointer, 1, 3, GL_FLOAT, 0, 0, 0, 5);
+      .add(kEnableVertexAttribArray, 0)
+      .add(kVertexAttribPointer, 0, 3, GL_FLOAT, 0, 0, 0, 5);
   ASSERT_EQ(guest.flush(enable), 0);
   for (const GLenum type : types) {
     for (const uint32_t stride : {0u, 2048u, 0xFFFFFFF4u}) {
@@ -988,12 +993,12 @@ TEST_F(Arrays, FormatsAreThoseOfOpenGL) {
         for (const auto& [row, opcode] : sized)
           check(row, Stream().add(opcode, size, type, stride, 0, 5), size, type, stride, false, false, false);
         for (const uint32_t normalized : {0u, 1u}) {
-          check(kArrayKinds + 1, Stream().add(kVertexAttribPointer, 1, size, type, normalized, stride, 0, 5), size, type, stride,
+          check(kArrayKinds, Stream().add(kVertexAttribPointer, 0, size, type, normalized, stride, 0, 5), size, type, stride,
                 normalized != 0, false, false);
         }
-        check(kArrayKinds + 1, Stream().add(kVertexAttribIPointer, 1, size, type, stride, 0, 5), size, type, stride, false, true,
+        check(kArrayKinds, Stream().add(kVertexAttribIPointer, 0, size, type, stride, 0, 5), size, type, stride, false, true,
               false);
-        check(kArrayKinds + 1, Stream().add(kVertexAttribLPointer, 1, size, type, stride, 0, 5), size, type, stride, false, false,
+        check(kArrayKinds, Stream().add(kVertexAttribLPointer, 0, size, type, stride, 0, 5), size, type, stride, false, false,
               true);
       }
     }
@@ -1040,6 +1045,33 @@ TEST_F(Arrays, RefusedArraysLetGoOfTheirBuffers) {
   const Stream kept = Stream().add(kColorPointer, 3, GL_UNSIGNED_BYTE, 0, 0x1000, 0);
   tryRow(GL_COLOR_ARRAY, good, kept + drawArrays(GL_TRIANGLES, 0, 6, 3, std::vector<uint8_t>(18, 99)), GL_INVALID_ENUM);
   gl.glColorPointer = realColorPointer;
+}
+
+// Texture coordinates of every client unit go to that unit, out of memory and of a buffer, and so does their switch.
+TEST_F(Arrays, TextureCoordinatesHaveTheirUnits) {
+  const uint32_t program = linked(
+      "#version 120\nvoid main() { gl_Position = gl_Vertex; gl_FrontColor = gl_MultiTexCoord3 + gl_MultiTexCoord6 - "
+      "gl_MultiTexCoord0; }",
+      "#version 120\nvoid main() { gl_FragColor = vec4(gl_Color.rgb, 1.0); }");
+  const auto unit = [](uint32_t number) { return Stream().add(kClientActiveTexture, GL_TEXTURE0 + number); };
+  std::vector<float> red, blue;
+  for (int i = 0; i < 6; ++i) {
+    red.insert(red.end(), {1, 0, 0});
+    blue.insert(blue.end(), {0, 0, 1});
+  }
+  Stream stream = Stream().add(kUseProgram, program).add(kVertexPointer, 2, GL_FLOAT, 0, 0x1000, 0);
+  stream.add(kEnableClientState, GL_VERTEX_ARRAY);
+  stream.data += (unit(3).add(kTexCoordPointer, 3, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_TEXTURE_COORD_ARRAY)).data;
+  std::vector<uint8_t> block = floats(kCover);
+  block += floats(red);
+  EXPECT_EQ(draw(stream + drawArrays(GL_TRIANGLES, 0, 6, 20, block)), kRed);
+  Stream both = buffer(GL_ARRAY_BUFFER, 5, floats(blue)) + unit(6);
+  both.add(kTexCoordPointer, 3, GL_FLOAT, 0, 0, 5).add(kEnableClientState, GL_TEXTURE_COORD_ARRAY);
+  EXPECT_EQ(draw(both + unit(0) + drawArrays(GL_TRIANGLES, 0, 6, 20, block)), kRed | kBlue);
+  EXPECT_EQ(draw(unit(3).add(kDisableClientState, GL_TEXTURE_COORD_ARRAY) + drawArrays(GL_TRIANGLES, 0, 6, 8, floats(kCover))),
+            kBlue);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
 }
 
 // glArrayElement finds the data of each array in its command, those of instances behind all others, and takes attribute 0 for the
