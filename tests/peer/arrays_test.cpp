@@ -629,6 +629,61 @@ TEST_F(Arrays, PrimitivesAreLeftAlone) {
   expectAlive();
 }
 
+// Each of the commands on buffers is an error inside a primitive.
+TEST_F(Arrays, BufferCommandsInsidePrimitivesAreErrors) {
+  draw(buffer(GL_ARRAY_BUFFER, 5, words({1, 2})) + buffer(GL_COPY_WRITE_BUFFER, 6, words({3, 4})));
+  const Stream commands[] = {Stream().add(kBindBuffer, GL_ARRAY_BUFFER, 9),
+                             Stream().add(kBindBuffer, GL_COPY_READ_BUFFER, 9),
+                             Stream().add(kDeleteBuffers, 1, 5),
+                             Stream().add(kBufferData, GL_ARRAY_BUFFER, 4, 0, GL_STATIC_DRAW, 0),
+                             Stream().add(kBufferSubData, GL_ARRAY_BUFFER, 0, 4, 1, 4, 7),
+                             Stream().add(kBindBufferBase, GL_UNIFORM_BUFFER, 0, 5),
+                             Stream().add(kBindBufferRange, GL_UNIFORM_BUFFER, 0, 5, 0, 4),
+                             Stream().add(kMapBuffer, GL_ARRAY_BUFFER, GL_READ_ONLY, 4),
+                             Stream().add(kUnmapBuffer, GL_ARRAY_BUFFER, 4, 7),
+                             Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 4),
+                             Stream().add(kGetBufferParameteriv, GL_ARRAY_BUFFER, GL_BUFFER_SIZE, 1),
+                             Stream().add(kCopyBufferSubData, GL_ARRAY_BUFFER, GL_COPY_WRITE_BUFFER, 0, 0, 4),
+                             Stream().add(kClearBufferSubData, GL_ARRAY_BUFFER, GL_R8, 0, 4, GL_RED, GL_FLOAT, 0)};
+  for (const Stream& one : commands) {
+    guest.flush(Stream().add(kBegin, GL_POINTS) + one + Stream().add(kEnd));
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION)) << &one - commands;
+    EXPECT_EQ(guest.glError(), 0u);
+  }
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 8), 8), words({1, 2}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_COPY_WRITE_BUFFER, 0, 8), 8), words({3, 4}));
+}
+
+// A draw of arrays in the program's memory takes nothing from the bound array buffer: commands behind it reach the guest's.
+TEST_F(Arrays, DrawsLeaveTheArrayBufferBound) {
+  draw(buffer(GL_ARRAY_BUFFER, 5, words({1, 2})));
+  draw(cover().add(kBufferSubData, GL_ARRAY_BUFFER, 0, 4, 1, 4, 7));
+  EXPECT_EQ(guest.ask(cover().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 8), 8), words({7, 2}));
+  EXPECT_EQ(guest.ask(cover().add(kMapBuffer, GL_ARRAY_BUFFER, GL_READ_ONLY, 8), 8), words({7, 2}));
+  draw(cover().add(kBufferData, GL_ARRAY_BUFFER, 4, 1, GL_STATIC_DRAW, 4, 9));
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 4), 4), words({9}));
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// No buffer can be bound to every target, and deleting none is no error.
+TEST_F(Arrays, NoBufferIsAName) {
+  guest.context = guest.createContext({GL_DOUBLEBUFFER, GL_VERSION, 430, GL_CONTEXT_PROFILE_MASK, 2, 0}).contextId;
+  for (const uint32_t target : {GL_ARRAY_BUFFER, GL_ELEMENT_ARRAY_BUFFER, GL_COPY_READ_BUFFER, GL_UNIFORM_BUFFER}) {
+    draw(buffer(target, 5, words({1})));
+    draw(Stream().add(kBindBuffer, target, 0).add(kDeleteBuffers, 0));
+    EXPECT_EQ(guest.glError(), 0u) << target;
+    draw(Stream().add(kBufferSubData, target, 0, 4, 1, 4, 7));
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION)) << target;
+  }
+  draw(Stream().add(kBindBufferBase, GL_UNIFORM_BUFFER, 0, 5).add(kBindBufferBase, GL_UNIFORM_BUFFER, 0, 0));
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegeri_v, GL_UNIFORM_BUFFER_BINDING, 0, 1)), 0);
+  draw(Stream().add(kDeleteBuffers, -1));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(guest.ask(Stream().add(kBindBuffer, GL_COPY_READ_BUFFER, 5).add(kGetBufferSubData, GL_COPY_READ_BUFFER, 0, 4), 4),
+            words({1}));
+}
+
 // The part of a buffer that is bound to an index never exceeds it, before and after its size changes.
 TEST_F(Arrays, BoundRangesStayInTheirBuffers) {
   guest.context = guest.createContext({GL_DOUBLEBUFFER, GL_VERSION, 430, GL_CONTEXT_PROFILE_MASK, 2, 0}).contextId;
