@@ -74,12 +74,14 @@ bool findIndices(GlContext* context, GLenum type, GLsizei count, const void* ind
   }
   const BufferObject* const buffer = findBuffer(context, source.buffer);
   if (buffer == nullptr || static_cast<uint32_t>(buffer->size) < bytes) return false;
-  if (count == 0) return false;
-  if (!needed) return true;
-  if (buffer->store.data() == nullptr || buffer->shadowIsStale()) {
+  // A map of the program's ends with this: required oddity 160.
+  if (needed && (buffer->store.data() == nullptr || buffer->shadowIsStale())) {
     gl::glMapBuffer(GL_ELEMENT_ARRAY_BUFFER, GL_READ_ONLY);
     gl::glUnmapBuffer(GL_ELEMENT_ARRAY_BUFFER);
   }
+  // Only now, so that a draw of nothing, too, renews the copy.
+  if (count == 0) return false;
+  if (!needed) return true;
   // Only the size has been checked, the offset has not.
   const uint64_t offset = reinterpret_cast<uintptr_t>(indices), have = buffer->readableBytes();
   if (offset > have) {
@@ -134,7 +136,10 @@ void drawElements(GlContext* context, const ElementsDraw& draw, Write&& write) {
   const ClientArrays arrays = measureClientArrays(context, instances);
   IndexSource source;
   const bool needed = arrays.blockVertexBytes() != 0 || context->nvRestartEnabled;
-  if (!findIndices(context, draw.type, draw.count, draw.indices, needed, source)) return;
+  if (!findIndices(context, draw.type, draw.count, draw.indices, needed, source)) {
+    context->lastOpcode = Row::kOpcode;
+    return;
+  }
   if (source.data != nullptr && context->nvRestartEnabled)
     return drawRestartRuns(context, draw.mode, draw.type, source, draw.restartInstances);
   IndexRange indices;
@@ -176,11 +181,8 @@ template <typename Row>
 void drawInstanced(GLenum mode, GLsizei count, GLenum type, const void* indices, GLsizei instances) {
   GlContext* const context = currentContext();
   if (context == nullptr) return;
-  if (context->listMode == GL_COMPILE) {
-    recordError(context, GL_INVALID_OPERATION, 1, kErrorText);
-    context->lastOpcode = Row::kOpcode;
-    return;
-  }
+  context->lastOpcode = Row::kOpcode;
+  if (context->listMode == GL_COMPILE) return recordError(context, GL_INVALID_OPERATION, 1, kErrorText);
   if (instances < 1) return;
   if (count < 0) return refuse(context, opcodeOf<Row>, GL_INVALID_VALUE);
   drawCommon<Row>(context, ElementsDraw{mode, count, type, indices, instances, instances}, instances);
@@ -229,6 +231,7 @@ void APIENTRY glDrawElementsInstancedBaseVertex(GLenum mode, GLsizei count, GLen
   GlContext* const context = currentContext();
   if (context == nullptr) return;
   if (count < 0 || instancecount < 0) return refuse(context, opcodeOf<Row>, GL_INVALID_VALUE);
+  context->lastOpcode = Row::kOpcode;
   if (instancecount == 0) return;
   if (basevertex == 0) return glDrawElementsInstancedARB(mode, count, type, indices, instancecount);
   drawCommon<Row>(context, ElementsDraw{mode, count, type, indices, instancecount, instancecount, basevertex}, instancecount,

@@ -1,13 +1,15 @@
 // Draws whose counts lie in memory: those that the host cannot carry out by itself become plain draws.
 #include "driver/calls/client_arrays.h"
 #include "driver/state/buffer_bindings.h"
+#include "driver/state/shared_objects.h"
 #include "driver/stream/gl_routines.h"
 #include "driver/stream/record_command.h"
 
 namespace qv {
 namespace {
 
-// Reads the record of an indirect draw, from the program's memory or from the copy of the buffer, which it renews if need be.
+// Reads the record of an indirect draw, from the program's memory or from the copy of the buffer, which it renews if need be, at
+// the cost of a map that the program has: required oddity 160.
 // False when the buffer has no record or is too short, which is no error.
 template <typename Words>
 bool readRecord(GlContext* context, const void* indirect, Words& out) {
@@ -62,7 +64,11 @@ void APIENTRY glDrawArraysIndirect(GLenum mode, const void* indirect) {
     sendWords<Row>(c, DrawArraysIndirectRecord{mode, low32(indirect)});
   });
   ArraysWords words;
-  if (context == nullptr || !readRecord(context, indirect, words)) return;
+  if (context == nullptr) return;
+  if (!readRecord(context, indirect, words)) {
+    context->lastOpcode = Row::kOpcode;
+    return;
+  }
   glDrawArraysInstancedBaseInstance(mode, static_cast<GLint>(words.first), static_cast<GLsizei>(words.count),
                                     static_cast<GLsizei>(words.instances), words.baseInstance);
 }
@@ -73,9 +79,15 @@ void APIENTRY glDrawElementsIndirect(GLenum mode, GLenum type, const void* indir
     sendWords<Row>(c, DrawElementsIndirectRecord{mode, type, low32(indirect)});
   });
   ElementsWords words;
-  if (context == nullptr || !readRecord(context, indirect, words)) return;
+  if (context == nullptr) return;
+  if (!readRecord(context, indirect, words)) {
+    context->lastOpcode = Row::kOpcode;
+    return;
+  }
   const uint64_t indexBytes = type == GL_UNSIGNED_SHORT ? 2 : type == GL_UNSIGNED_INT ? 4 : 1;
-  const auto* const indices = reinterpret_cast<const void*>(static_cast<uintptr_t>(words.firstIndex * indexBytes));
+  // The first index counts from the element buffer's beginning. Without one there are no indices: they have no address.
+  const uint64_t offset = currentVertexArray(context)->elementArrayBuffer == 0 ? 0 : words.firstIndex * indexBytes;
+  const auto* const indices = reinterpret_cast<const void*>(static_cast<uintptr_t>(offset));
   glDrawElementsInstancedBaseVertexBaseInstance(mode, static_cast<GLsizei>(words.count), type, indices,
                                                 static_cast<GLsizei>(words.instances), words.baseVertex, words.baseInstance);
 }

@@ -28,10 +28,10 @@ template <typename Row>
 GlContext* enterInstanced(GLsizei instances) {
   GlContext* const context = currentContext();
   if (context == nullptr) return nullptr;
+  context->lastOpcode = Row::kOpcode;
   if constexpr (has<Row>(kListTest)) {
     if (context->listMode == GL_COMPILE) {
       recordError(context, GL_INVALID_OPERATION, 1, kErrorText);
-      context->lastOpcode = Row::kOpcode;
       return nullptr;
     }
   }

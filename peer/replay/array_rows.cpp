@@ -33,8 +33,8 @@ namespace {
 
 constexpr GLenum kVertexTypes[] = {
     GL_SHORT, GL_INT, GL_FLOAT, GL_DOUBLE, GL_HALF_FLOAT, GL_INT_2_10_10_10_REV, GL_UNSIGNED_INT_2_10_10_10_REV};
-constexpr GLenum kNormalTypes[] = {
-    GL_BYTE, GL_SHORT, GL_INT, GL_FLOAT, GL_DOUBLE, GL_HALF_FLOAT, GL_INT_2_10_10_10_REV, GL_UNSIGNED_INT_2_10_10_10_REV};
+// Packed types have four components, a normal has three: OpenGL has it both ways, and the host's refuses them.
+constexpr GLenum kNormalTypes[] = {GL_BYTE, GL_SHORT, GL_INT, GL_FLOAT, GL_DOUBLE, GL_HALF_FLOAT};
 constexpr GLenum kColorTypes[] = {GL_BYTE,
                                   GL_UNSIGNED_BYTE,
                                   GL_SHORT,
@@ -46,8 +46,6 @@ constexpr GLenum kColorTypes[] = {GL_BYTE,
                                   GL_HALF_FLOAT,
                                   GL_INT_2_10_10_10_REV,
                                   GL_UNSIGNED_INT_2_10_10_10_REV};
-constexpr GLenum kSecondaryTypes[] = {GL_BYTE,         GL_UNSIGNED_BYTE, GL_SHORT,  GL_UNSIGNED_SHORT, GL_INT,
-                                      GL_UNSIGNED_INT, GL_FLOAT,         GL_DOUBLE, GL_HALF_FLOAT};
 constexpr GLenum kFogTypes[] = {GL_FLOAT, GL_DOUBLE, GL_HALF_FLOAT};
 constexpr GLenum kIndexTypes[] = {GL_UNSIGNED_BYTE, GL_SHORT, GL_INT, GL_FLOAT, GL_DOUBLE};
 constexpr GLenum kAttribTypes[] = {GL_BYTE,
@@ -123,10 +121,9 @@ bool isDrawableFormat(uint32_t row, uint32_t size, GLenum type, uint32_t stride,
     case kArrayNormal:
       return has(kNormalTypes, type);
     case kArrayColor:
+    case kArraySecondaryColor:
       return size == GL_BGRA ? type == GL_UNSIGNED_BYTE
                              : isBetween(size, 3, 4) && has(kColorTypes, type) && fitsPacked(size, type);
-    case kArraySecondaryColor:
-      return size == GL_BGRA ? type == GL_UNSIGNED_BYTE : size == 3 && has(kSecondaryTypes, type);
     case kArrayFogCoord:
       return has(kFogTypes, type);
     case kArrayIndex:

@@ -265,11 +265,25 @@ void ArrayState::setRealDivisor(uint32_t row, uint32_t divisor) {
   real = divisor;
 }
 
-void ArrayState::applyBuffered(uint32_t number) {
+void ArrayState::giveRow(Replayer& replayer, uint32_t number, const ArrayPlace& place) {
+  const ArrayRow& row = current_->rows[number];
+  holdGlError(replayer);
+  pointRow(number, row, place);
+  if (!glRefused(replayer)) return;
+  // The buffer that the row has had may be deleted, and GL would take the offset in it for an address.
+  const RealBuffer bound = boundArray_;
+  const bool stream = boundStream_;
+  park(number);
+  if (!stream) bindArray(bound.buffer);
+  pointRow(number, row, place);
+  glRefused(replayer);
+}
+
+void ArrayState::applyBuffered(Replayer& replayer, uint32_t number) {
   const ArrayRow& row = current_->rows[number];
   const ArrayBinding& binding = current_->bindingOf(number);
   bindArray(binding.buffer);
-  pointRow(number, row, {realName(binding.buffer), uint64_t{binding.offset} + row.relativeOffset, binding.stride});
+  giveRow(replayer, number, {realName(binding.buffer), uint64_t{binding.offset} + row.relativeOffset, binding.stride});
   setRealDivisor(number, binding.divisor);
   current_->applied |= bit(number);
   current_->stream.pointed &= ~bit(number);
@@ -296,7 +310,7 @@ uint32_t ArrayState::bufferedRows() const {
 bool ArrayState::useBuffers(Replayer& replayer) {
   if (!bindReal(replayer)) return mayGoOn(replayer);
   const uint32_t rows = bufferedRows();
-  forEachRow(rows & ~current_->applied, [&](uint32_t row) { applyBuffered(row); });
+  forEachRow(rows & ~current_->applied, [&](uint32_t row) { applyBuffered(replayer, row); });
   enableRows(rows);
   return true;
 }
@@ -369,13 +383,13 @@ void startAnew(StreamLayout& layout, std::span<const StreamUpload> uploads) {
 
 }  // namespace
 
-void ArrayState::pointStreamed(uint32_t number, uint64_t offset, uint32_t divisor) {
+void ArrayState::pointStreamed(Replayer& replayer, uint32_t number, uint64_t offset, uint32_t divisor) {
   const ArrayRow& row = current_->rows[number];
   const StreamLayout::Pointer pointer{offset, row.size, row.type, row.elementSize, row.normalized, row.integer, row.wide};
   StreamLayout& layout = current_->stream;
   if ((layout.pointed & bit(number)) == 0 || layout.pointers[number] != pointer) {
     bindStream();
-    pointRow(number, row, {stream_.name(), offset, row.elementSize});
+    giveRow(replayer, number, {stream_.name(), offset, row.elementSize});
     layout.pointers[number] = pointer;
     layout.pointed |= bit(number);
     current_->realBuffers[number] = &stream_;
@@ -429,7 +443,7 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
   const uint32_t arrays = count;
   if (indices.size() != 0) plan(kIndexRegion, indices.data(), indices.size(), 0);
 
-  forEachRow(rows & ~current_->applied, [&](uint32_t row) { applyBuffered(row); });
+  forEachRow(rows & ~current_->applied, [&](uint32_t row) { applyBuffered(replayer, row); });
   if (count != 0) {
     if (bytes + farthest > StreamBuffer::kMost) {
       replayer.passOver(opcode, name, "its data are too long, or too far from the beginning of their arrays");
@@ -453,7 +467,7 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
       // What lies in front of an array's first element is none of it.
       const uint64_t ahead =
           range.first < 0 && !instance ? static_cast<uint64_t>(-range.first) * current_->rows[number].elementSize : 0;
-      pointStreamed(number, layout.regions[number].base + ahead, instance ? current_->bindingOf(number).divisor : 0);
+      pointStreamed(replayer, number, layout.regions[number].base + ahead, instance ? current_->bindingOf(number).divisor : 0);
       rows |= bit(number);
     }
     if (indices.size() != 0) {

@@ -121,10 +121,12 @@ class ArrayState {
   void bindArray(const std::shared_ptr<HostBuffer>& buffer);
   void bindStream();
   void bindRealElements(const std::shared_ptr<HostBuffer>& buffer);
-  void applyBuffered(uint32_t row);
+  // Gives GL a row. GL may refuse what was taken for drawable; it then keeps nothing of what the row was before.
+  void giveRow(Replayer& replayer, uint32_t row, const ArrayPlace& place);
+  void applyBuffered(Replayer& replayer, uint32_t row);
   void enableRows(uint32_t rows);
   // Gives GL a row whose data are in the stream buffer, element 0 at `offset`.
-  void pointStreamed(uint32_t row, uint64_t offset, uint32_t divisor);
+  void pointStreamed(Replayer& replayer, uint32_t row, uint64_t offset, uint32_t divisor);
   void setRealDivisor(uint32_t row, uint32_t divisor);
   // Whether GL has the rows from the stores that their buffers have now.
   bool areUpToDate(uint32_t rows) const;

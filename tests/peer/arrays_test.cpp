@@ -4,10 +4,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "peer/host/in_process_gpu.h"
 #include "peer/link/status.h"
+#include "peer/replay/array_rows.h"
 #include "peer/replay/gl_functions.h"
 #include "tests/peer/test_guest.h"
 
@@ -30,6 +34,22 @@ class Arrays : public testing::Test {
     all.data += stream.data;
     EXPECT_EQ(guest.flush(all, GL_BACK), 0);
     return guest.surface->pixel(16, 16) & 0xFFFFFF;
+  }
+  // A program of the two shaders.
+  uint32_t linked(const std::string& vertex, const std::string& fragment) {
+    const auto program = guest.askFor<uint32_t>(Stream().add(kCreateProgram));
+    for (const auto& [type, text] :
+         {std::pair<uint32_t, std::string>{GL_VERTEX_SHADER, vertex}, {GL_FRAGMENT_SHADER, fragment}}) {
+      const auto shader = guest.askFor<uint32_t>(Stream().add(kCreateShader, type));
+      std::vector<uint8_t> payload = words({shader, 1, 0, 0, static_cast<uint32_t>(text.size() + 1), 1});
+      payload.insert(payload.end(), text.begin(), text.end());
+      payload.push_back(0);
+      payload += words({static_cast<uint32_t>(text.size())});
+      EXPECT_EQ(
+          guest.flush(Stream().bytes(kShaderSource, payload).add(kCompileShader, shader).add(kAttachShader, program, shader)), 0);
+    }
+    EXPECT_EQ(guest.flush(Stream().add(kLinkProgram, program)), 0);
+    return program;
   }
   // The guest still gets its pictures: a cover of white from memory.
   void expectAlive() {
@@ -102,7 +122,9 @@ TEST_F(Arrays, BuffersLieInMemoryOfOpenGL) {
   EXPECT_EQ(guest.glError(), uint32_t{GL_INVALID_ENUM});
   ASSERT_EQ(guest.flush(Stream().bytes(kBufferData, words({kPinned, 0x10000000, 0, GL_STATIC_DRAW, 0}))), 0);
   EXPECT_NE(guest.glError(), 0u);
-  ASSERT_EQ(guest.flush(Stream().add(kBindBuffer, GL_COPY_READ_BUFFER, 7u) + buffer(GL_COPY_WRITE_BUFFER, 8, std::vector<uint8_t>(64))), 0);
+  ASSERT_EQ(
+      guest.flush(Stream().add(kBindBuffer, GL_COPY_READ_BUFFER, 7u) + buffer(GL_COPY_WRITE_BUFFER, 8, std::vector<uint8_t>(64))),
+      0);
   ASSERT_EQ(guest.flush(Stream().add(kCopyBufferSubData, GL_COPY_READ_BUFFER, GL_COPY_WRITE_BUFFER, 0x400000u, 0u, 64u)), 0);
   EXPECT_EQ(guest.glError(), uint32_t{GL_INVALID_VALUE});
 }
@@ -487,7 +509,8 @@ TEST_F(Arrays, IndirectDrawsNeedABuffer) {
   expectAlive();
 }
 
-// A draw inside a primitive of a list is an error of the list's calls, not of its compilation; executed at once it is one at once.
+// A draw inside a primitive of a list is an error of the list's calls, not of its compilation; executed at once it is one at
+// once.
 TEST_F(Arrays, DrawsInsidePrimitivesOfListsFailWhenCalled) {
   draw(bufferedCover());
   const Stream content = Stream().add(kBegin, GL_TRIANGLES) + drawArrays(GL_TRIANGLES, 0, 6, 0) + Stream().add(kEnd);
@@ -604,6 +627,61 @@ TEST_F(Arrays, PrimitivesAreLeftAlone) {
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
   EXPECT_EQ(draw(Stream().add(kBindVertexArray, 0) + drawArrays(GL_TRIANGLES, 0, 6, 0)), kWhite);
   expectAlive();
+}
+
+// Each of the commands on buffers is an error inside a primitive.
+TEST_F(Arrays, BufferCommandsInsidePrimitivesAreErrors) {
+  draw(buffer(GL_ARRAY_BUFFER, 5, words({1, 2})) + buffer(GL_COPY_WRITE_BUFFER, 6, words({3, 4})));
+  const Stream commands[] = {Stream().add(kBindBuffer, GL_ARRAY_BUFFER, 9),
+                             Stream().add(kBindBuffer, GL_COPY_READ_BUFFER, 9),
+                             Stream().add(kDeleteBuffers, 1, 5),
+                             Stream().add(kBufferData, GL_ARRAY_BUFFER, 4, 0, GL_STATIC_DRAW, 0),
+                             Stream().add(kBufferSubData, GL_ARRAY_BUFFER, 0, 4, 1, 4, 7),
+                             Stream().add(kBindBufferBase, GL_UNIFORM_BUFFER, 0, 5),
+                             Stream().add(kBindBufferRange, GL_UNIFORM_BUFFER, 0, 5, 0, 4),
+                             Stream().add(kMapBuffer, GL_ARRAY_BUFFER, GL_READ_ONLY, 4),
+                             Stream().add(kUnmapBuffer, GL_ARRAY_BUFFER, 4, 7),
+                             Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 4),
+                             Stream().add(kGetBufferParameteriv, GL_ARRAY_BUFFER, GL_BUFFER_SIZE, 1),
+                             Stream().add(kCopyBufferSubData, GL_ARRAY_BUFFER, GL_COPY_WRITE_BUFFER, 0, 0, 4),
+                             Stream().add(kClearBufferSubData, GL_ARRAY_BUFFER, GL_R8, 0, 4, GL_RED, GL_FLOAT, 0)};
+  for (const Stream& one : commands) {
+    guest.flush(Stream().add(kBegin, GL_POINTS) + one + Stream().add(kEnd));
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION)) << &one - commands;
+    EXPECT_EQ(guest.glError(), 0u);
+  }
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 8), 8), words({1, 2}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_COPY_WRITE_BUFFER, 0, 8), 8), words({3, 4}));
+}
+
+// A draw of arrays in the program's memory takes nothing from the bound array buffer: commands behind it reach the guest's.
+TEST_F(Arrays, DrawsLeaveTheArrayBufferBound) {
+  draw(buffer(GL_ARRAY_BUFFER, 5, words({1, 2})));
+  draw(cover().add(kBufferSubData, GL_ARRAY_BUFFER, 0, 4, 1, 4, 7));
+  EXPECT_EQ(guest.ask(cover().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 8), 8), words({7, 2}));
+  EXPECT_EQ(guest.ask(cover().add(kMapBuffer, GL_ARRAY_BUFFER, GL_READ_ONLY, 8), 8), words({7, 2}));
+  draw(cover().add(kBufferData, GL_ARRAY_BUFFER, 4, 1, GL_STATIC_DRAW, 4, 9));
+  EXPECT_EQ(guest.ask(Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, 4), 4), words({9}));
+  EXPECT_EQ(guest.glError(), 0u);
+}
+
+// No buffer can be bound to every target, and deleting none is no error.
+TEST_F(Arrays, NoBufferIsAName) {
+  guest.context = guest.createContext({GL_DOUBLEBUFFER, GL_VERSION, 430, GL_CONTEXT_PROFILE_MASK, 2, 0}).contextId;
+  for (const uint32_t target : {GL_ARRAY_BUFFER, GL_ELEMENT_ARRAY_BUFFER, GL_COPY_READ_BUFFER, GL_UNIFORM_BUFFER}) {
+    draw(buffer(target, 5, words({1})));
+    draw(Stream().add(kBindBuffer, target, 0).add(kDeleteBuffers, 0));
+    EXPECT_EQ(guest.glError(), 0u) << target;
+    draw(Stream().add(kBufferSubData, target, 0, 4, 1, 4, 7));
+    EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION)) << target;
+  }
+  draw(Stream().add(kBindBufferBase, GL_UNIFORM_BUFFER, 0, 5).add(kBindBufferBase, GL_UNIFORM_BUFFER, 0, 0));
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(guest.askFor<int32_t>(Stream().add(kGetIntegeri_v, GL_UNIFORM_BUFFER_BINDING, 0, 1)), 0);
+  draw(Stream().add(kDeleteBuffers, -1));
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+  EXPECT_EQ(guest.ask(Stream().add(kBindBuffer, GL_COPY_READ_BUFFER, 5).add(kGetBufferSubData, GL_COPY_READ_BUFFER, 0, 4), 4),
+            words({1}));
 }
 
 // The part of a buffer that is bound to an index never exceeds it, before and after its size changes.
@@ -835,6 +913,301 @@ TEST_F(Arrays, CoreContextsNeedAnObject) {
   draw(Stream().add(kBindVertexArray, 77) + arrays + drawArrays(GL_TRIANGLES, 0, 6, 0));
   draw(Stream().add(kDeleteVertexArrays, 1, 77) + drawArrays(GL_TRIANGLES, 0, 6, 0));
   draw(cover());
+}
+
+// Data of instances: each element serves as many instances as the divisor says. What comes with the draw begins with the first
+// instance that is drawn, whatever the base instance; what lies in a buffer is counted from there.
+TEST_F(Arrays, InstancesHaveTheirElements) {
+  const auto at = [](int pixel) { return (static_cast<float>(pixel) + 0.5f) / 16.0f - 1.0f; };
+  const auto lit = [&](const Stream& stream) {
+    draw(stream);
+    std::vector<uint32_t> columns;
+    for (uint32_t x = 0; x < 32; ++x) {
+      if ((guest.surface->pixel(x, 16) & 0xFFFFFF) != 0) columns.push_back(x);
+    }
+    return columns;
+  };
+  std::vector<float> places;
+  for (const int pixel : {2, 5, 9, 14, 20, 27}) places.insert(places.end(), {at(pixel), at(15)});
+  const std::vector<uint8_t> all = floats(places), three = {all.begin(), all.begin() + 24};
+  std::vector<uint8_t> section = words({32, 1, 24, 0});
+  section += three;
+  Stream memory = Stream().add(kVertexAttribPointer, 0, 2, GL_FLOAT, 0, 0, 0x1000, 0).add(kVertexAttribDivisor, 0, 2);
+  memory.add(kEnableVertexAttribArray, 0);
+  const auto based = [&](uint32_t instances, uint32_t base, uint32_t flags, const std::vector<uint8_t>& tail) {
+    return drawElements(kDrawArraysInstancedBaseInstance, {GL_POINTS, 0, 1, instances, base, flags}, tail);
+  };
+  using Columns = std::vector<uint32_t>;
+  EXPECT_EQ(lit(memory + drawElements(kDrawArraysInstanced, {GL_POINTS, 0, 1, 0x10000, 5}, section)), (Columns{2, 5, 9}));
+  for (const uint32_t base : {0u, 3u, 1000u}) {
+    EXPECT_EQ(lit(based(5, base, 0x10000, section)), (Columns{2, 5, 9})) << base;
+    std::vector<uint8_t> tail = {0};
+    tail += section;
+    const Stream elements = drawElements(kDrawElementsInstancedBaseVertexBaseInstance,
+                                         {GL_POINTS, 1, GL_UNSIGNED_BYTE, 1, 5, 0, base, 0, 0x10000, 1, 0, 0}, tail);
+    EXPECT_EQ(lit(elements), (Columns{2, 5, 9})) << base;
+  }
+  std::vector<uint8_t> tail = {0};
+  tail += words({5});
+  tail += section;
+  EXPECT_EQ(lit(drawElements(kDrawElementsInstanced, {GL_POINTS, 1, GL_UNSIGNED_BYTE, 1, 0, 0x10000, 1, 0, 0}, tail)),
+            (Columns{2, 5, 9}));
+  const Stream stored = buffer(GL_ARRAY_BUFFER, 5, all).add(kVertexAttribPointer, 0, 2, GL_FLOAT, 0, 0, 0, 5);
+  EXPECT_EQ(lit(stored + based(5, 3, 0, {})), (Columns{14, 20, 27}));
+  EXPECT_EQ(lit(based(4, 0, 0, {})), (Columns{2, 5}));
+  EXPECT_EQ(lit(Stream().add(kVertexAttribDivisor, 0, 1) + based(4, 1, 0, {})), (Columns{5, 9, 14, 20}));
+  EXPECT_EQ(lit(drawElements(kDrawArraysInstanced, {GL_POINTS, 0, 1, 0, 2}, {})), (Columns{2, 5}));
+  EXPECT_EQ(lit(Stream().add(kVertexAttribDivisor, 0, 0) + drawElements(kDrawArraysInstanced, {GL_POINTS, 1, 3, 0, 2}, {})),
+            (Columns{5, 9, 14}));
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
+// A name that was never generated is a vertex array object that draws, in a core context, too.
+TEST_F(Arrays, AnyNameDrawsInACoreContext) {
+  guest.context = guest.createContext({GL_DOUBLEBUFFER, GL_VERSION, 330, GL_CONTEXT_PROFILE_MASK, 1, 0}).contextId;
+  const uint32_t program =
+      linked("#version 330\nlayout(location = 0) in vec2 at; void main() { gl_Position = vec4(at, 0.0, 1.0); }",
+             "#version 330\nout vec4 color; void main() { color = vec4(0.0, 1.0, 0.0, 1.0); }");
+  const Stream arrays = buffer(GL_ARRAY_BUFFER, 5, floats(kCover))
+                            .add(kVertexAttribPointer, 0, 2, GL_FLOAT, 0, 0, 0, 5)
+                            .add(kEnableVertexAttribArray, 0);
+  EXPECT_EQ(draw(Stream().add(kUseProgram, program).add(kBindVertexArray, 77) + arrays + drawArrays(GL_TRIANGLES, 0, 6, 0)),
+            kGreen);
+  EXPECT_EQ(draw(Stream().add(kBindVertexArray, 78) + drawArrays(GL_TRIANGLES, 0, 6, 0)), 0u);
+  EXPECT_EQ(draw(Stream().add(kBindVertexArray, 77) + drawArrays(GL_TRIANGLES, 0, 6, 0)), kGreen);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(draw(Stream().add(kDeleteVertexArrays, 1, 77) + drawArrays(GL_TRIANGLES, 0, 6, 0)), 0u);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  // Objects that come and go while they are bound: GL may give a name again.
+  for (uint32_t name = 100; name < 104; ++name) {
+    EXPECT_EQ(
+        draw(Stream().add(kBindVertexArray, name) + arrays + drawArrays(GL_TRIANGLES, 0, 6, 0).add(kDeleteVertexArrays, 1, name)),
+        kGreen);
+    EXPECT_EQ(guest.glError(), 0u);
+  }
+}
+
+// What the host takes for a format that can be drawn GL takes, too, at the call and at the draw; what it takes for none GL
+// refuses.
+TEST_F(Arrays, FormatsAreThoseOfOpenGL) {
+  guest.context = guest.createContext({GL_DOUBLEBUFFER, GL_VERSION, 430, GL_CONTEXT_PROFILE_MASK, 2, 0}).contextId;
+  ASSERT_EQ(guest.flush(buffer(GL_ARRAY_BUFFER, 5, std::vector<uint8_t>(4096)).add(kBindVertexArray, 1)), 0);
+  guest.glError();
+  std::vector<std::string> wrong;
+  const auto check = [&](uint32_t row, Stream call, uint32_t size, GLenum type, uint32_t stride, bool normalized, bool integer,
+                         bool wide) {
+    const bool drawable = isDrawableFormat(row, size, type, stride, normalized, integer, wide);
+    EXPECT_EQ(guest.flush(call), 0);
+    const uint32_t atCall = guest.glError();
+    EXPECT_EQ(guest.flush(drawArrays(GL_POINTS, 0, 1, 0)), 0);
+    const uint32_t atDraw = guest.glError();
+    // Of GL_BGRA in conventional arrays the host takes less than GL, as the guest does.
+    const bool strict = size == GL_BGRA && row < kArrayKinds;
+    if (atDraw == 0 && (drawable ? atCall == 0 : atCall != 0 || strict)) return;
+    wrong.push_back("row " + std::to_string(row) + " size " + std::to_string(size) + " type " + std::to_string(type) +
+                    " stride " + std::to_string(stride) + " kind " + std::to_string(normalized + 2 * integer + 4 * wide) + ": " +
+                    std::to_string(drawable) + ", errors " + std::to_string(atCall) + " and " + std::to_string(atDraw));
+  };
+  const GLenum types[] = {GL_BYTE,
+                          GL_UNSIGNED_BYTE,
+                          GL_SHORT,
+                          GL_UNSIGNED_SHORT,
+                          GL_INT,
+                          GL_UNSIGNED_INT,
+                          GL_FLOAT,
+                          0x1407,
+                          GL_DOUBLE,
+                          GL_HALF_FLOAT,
+                          GL_FIXED,
+                          GL_INT_2_10_10_10_REV,
+                          GL_UNSIGNED_INT_2_10_10_10_REV,
+                          GL_UNSIGNED_INT_10F_11F_11F_REV,
+                          0x1234};
+  const std::pair<uint32_t, uint32_t> sized[] = {{kArrayVertex, kVertexPointer},
+                                                 {kArrayColor, kColorPointer},
+                                                 {kArraySecondaryColor, kSecondaryColorPointer},
+                                                 {kArrayTexCoord0, kTexCoordPointer}};
+  const std::pair<uint32_t, uint32_t> typed[] = {
+      {kArrayNormal, kNormalPointer}, {kArrayFogCoord, kFogCoordPointer}, {kArrayIndex, kIndexPointer}};
+  Stream enable;
+  for (const uint32_t array : {GL_VERTEX_ARRAY, GL_NORMAL_ARRAY, GL_COLOR_ARRAY, GL_SECONDARY_COLOR_ARRAY, GL_FOG_COORD_ARRAY,
+                               GL_INDEX_ARRAY, GL_TEXTURE_COORD_ARRAY})
+    enable.add(kEnableClientState, array);
+  for (const uint32_t opcode : {kVertexPointer, kColorPointer, kTexCoordPointer}) enable.add(opcode, 3, GL_FLOAT, 0, 0, 5);
+  for (const uint32_t opcode : {kNormalPointer, kFogCoordPointer, kIndexPointer}) enable.add(opcode, GL_FLOAT, 0, 0, 5);
+  enable.add(kSecondaryColorPointer, 3, GL_FLOAT, 0, 0, 5)
+      .add(kEnableVertexAttribArray, 0)
+      .add(kVertexAttribPointer, 0, 3, GL_FLOAT, 0, 0, 0, 5);
+  ASSERT_EQ(guest.flush(enable), 0);
+  for (const GLenum type : types) {
+    for (const uint32_t stride : {0u, 2048u, 0xFFFFFFF4u}) {
+      for (const auto& [row, opcode] : typed)
+        check(row, Stream().add(opcode, type, stride, 0, 5), 3, type, stride, false, false, false);
+      for (const uint32_t size : {0u, 1u, 2u, 3u, 4u, 5u, static_cast<uint32_t>(GL_BGRA)}) {
+        for (const auto& [row, opcode] : sized)
+          check(row, Stream().add(opcode, size, type, stride, 0, 5), size, type, stride, false, false, false);
+        for (const uint32_t normalized : {0u, 1u}) {
+          check(kArrayKinds, Stream().add(kVertexAttribPointer, 0, size, type, normalized, stride, 0, 5), size, type, stride,
+                normalized != 0, false, false);
+        }
+        check(kArrayKinds, Stream().add(kVertexAttribIPointer, 0, size, type, stride, 0, 5), size, type, stride, false, true,
+              false);
+        check(kArrayKinds, Stream().add(kVertexAttribLPointer, 0, size, type, stride, 0, 5), size, type, stride, false, false,
+              true);
+      }
+    }
+  }
+  EXPECT_EQ(wrong, std::vector<std::string>{});
+}
+
+std::atomic<bool> refusing{false};
+decltype(gl.glColorPointer) realColorPointer = nullptr;
+void APIENTRY refuseColorPointer(GLint size, GLenum type, GLsizei stride, const void* pointer) {
+  realColorPointer(size, refusing && size == 3 ? 0x1234 : type, stride, pointer);
+}
+
+// An array that GL refuses lets go of the buffer that it had before: when that is deleted GL would take the offset in it for an
+// address.
+TEST_F(Arrays, RefusedArraysLetGoOfTheirBuffers) {
+  const std::vector<uint8_t> zeros(4096);
+  const auto tryRow = [&](uint32_t array, const Stream& good, const Stream& bad, uint32_t error) {
+    SCOPED_TRACE(array);
+    Stream stream = buffer(GL_ARRAY_BUFFER, 7, zeros) + buffer(GL_ARRAY_BUFFER, 6, zeros) + bufferedCover();
+    draw(stream.add(kEnableClientState, array) + good + drawArrays(GL_TRIANGLES, 0, 6, 0));
+    EXPECT_EQ(guest.glError(), 0u);
+    refusing = true;
+    draw(bad);
+    EXPECT_EQ(guest.glError(), error);
+    refusing = false;
+    draw(Stream().add(kDeleteBuffers, 1, 6) + bad);
+    draw(bad);
+    draw(Stream().add(kDeleteBuffers, 1, 7) + drawArrays(GL_TRIANGLES, 0, 6, 0));
+    draw(Stream().add(kDisableClientState, array).add(kDisable, GL_LIGHTING).add(kColor3f, 1.0f, 1.0f, 1.0f));
+    expectAlive();
+  };
+  guest.flush(Stream().add(kEnable, GL_LIGHTING).add(kEnable, GL_LIGHT0));
+  tryRow(GL_NORMAL_ARRAY, Stream().add(kNormalPointer, GL_FLOAT, 0, 0x40, 6),
+         Stream().add(kNormalPointer, GL_INT_2_10_10_10_REV, 0, 0x40, 7) + drawArrays(GL_TRIANGLES, 0, 6, 0),
+         GL_INVALID_OPERATION);
+  realColorPointer = std::exchange(gl.glColorPointer, refuseColorPointer);
+  const Stream good = Stream().add(kColorPointer, 4, GL_FLOAT, 0, 0x40, 6);
+  guest.flush(Stream().add(kBindVertexArray, 0));
+  tryRow(GL_COLOR_ARRAY, good, Stream().add(kColorPointer, 3, GL_FLOAT, 0, 0x40, 7) + drawArrays(GL_TRIANGLES, 0, 6, 0),
+         GL_INVALID_ENUM);
+  guest.flush(Stream().add(kBindVertexArray, 0));
+  // The same with data that come along.
+  const Stream kept = Stream().add(kColorPointer, 3, GL_UNSIGNED_BYTE, 0, 0x1000, 0);
+  tryRow(GL_COLOR_ARRAY, good, kept + drawArrays(GL_TRIANGLES, 0, 6, 3, std::vector<uint8_t>(18, 99)), GL_INVALID_ENUM);
+  gl.glColorPointer = realColorPointer;
+}
+
+// Texture coordinates of every client unit go to that unit, out of memory and of a buffer, and so does their switch.
+TEST_F(Arrays, TextureCoordinatesHaveTheirUnits) {
+  const uint32_t program = linked(
+      "#version 120\nvoid main() { gl_Position = gl_Vertex; gl_FrontColor = gl_MultiTexCoord3 + gl_MultiTexCoord6 - "
+      "gl_MultiTexCoord0; }",
+      "#version 120\nvoid main() { gl_FragColor = vec4(gl_Color.rgb, 1.0); }");
+  const auto unit = [](uint32_t number) { return Stream().add(kClientActiveTexture, GL_TEXTURE0 + number); };
+  std::vector<float> red, blue;
+  for (int i = 0; i < 6; ++i) {
+    red.insert(red.end(), {1, 0, 0});
+    blue.insert(blue.end(), {0, 0, 1});
+  }
+  Stream stream = Stream().add(kUseProgram, program).add(kVertexPointer, 2, GL_FLOAT, 0, 0x1000, 0);
+  stream.add(kEnableClientState, GL_VERTEX_ARRAY);
+  stream.data += (unit(3).add(kTexCoordPointer, 3, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_TEXTURE_COORD_ARRAY)).data;
+  std::vector<uint8_t> block = floats(kCover);
+  block += floats(red);
+  EXPECT_EQ(draw(stream + drawArrays(GL_TRIANGLES, 0, 6, 20, block)), kRed);
+  Stream both = buffer(GL_ARRAY_BUFFER, 5, floats(blue)) + unit(6);
+  both.add(kTexCoordPointer, 3, GL_FLOAT, 0, 0, 5).add(kEnableClientState, GL_TEXTURE_COORD_ARRAY);
+  EXPECT_EQ(draw(both + unit(0) + drawArrays(GL_TRIANGLES, 0, 6, 20, block)), kRed | kBlue);
+  EXPECT_EQ(draw(unit(3).add(kDisableClientState, GL_TEXTURE_COORD_ARRAY) + drawArrays(GL_TRIANGLES, 0, 6, 8, floats(kCover))),
+            kBlue);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
+// glArrayElement finds the data of each array in its command, those of instances behind all others, and takes attribute 0 for the
+// position when there is one.
+TEST_F(Arrays, ArrayElementsTakeTheirDataApart) {
+  const auto primitive = [](const Stream& arrays, uint32_t flags, const std::function<std::vector<uint8_t>(uint32_t)>& data) {
+    Stream all = arrays;
+    all.add(kBegin, GL_TRIANGLES);
+    for (uint32_t i = 0; i < 6; ++i) {
+      std::vector<uint8_t> payload = words({i, flags});
+      payload += data(i);
+      all.bytes(kArrayElement, payload);
+    }
+    return all.add(kEnd);
+  };
+  const auto corner = [](uint32_t i) { return floats({kCover[2 * i], kCover[2 * i + 1]}); };
+  const std::vector<uint8_t> blue = {0, 0, 255};
+  const Stream positions = Stream().add(kVertexPointer, 2, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_VERTEX_ARRAY);
+  const Stream colors = Stream().add(kColorPointer, 3, GL_UNSIGNED_BYTE, 0, 0x1000, 0).add(kEnableClientState, GL_COLOR_ARRAY);
+  EXPECT_EQ(draw(primitive(positions + colors, 11,
+                           [&](uint32_t i) {
+                             std::vector<uint8_t> data = corner(i);
+                             data += blue;
+                             return data;
+                           })),
+            kBlue);
+  const Stream attribute = Stream().add(kVertexAttribPointer, 0, 2, GL_FLOAT, 0, 0, 0x1000, 0).add(kEnableVertexAttribArray, 0);
+  EXPECT_EQ(draw(primitive(attribute, 19,
+                           [&](uint32_t i) {
+                             std::vector<uint8_t> data = floats({9, 9});
+                             data += blue;
+                             data += corner(i);
+                             return data;
+                           })),
+            kBlue);
+  // The position is that of an instance, and so is an attribute that nothing uses.
+  const Stream instances = Stream()
+                               .add(kDisableClientState, GL_VERTEX_ARRAY)
+                               .add(kVertexAttribDivisor, 0, 3)
+                               .add(kVertexAttribPointer, 5, 1, GL_FLOAT, 0, 0, 0x1000, 0)
+                               .add(kVertexAttribDivisor, 5, 1)
+                               .add(kEnableVertexAttribArray, 5);
+  EXPECT_EQ(draw(primitive(instances, 0x10003,
+                           [&](uint32_t i) {
+                             std::vector<uint8_t> data = blue;
+                             data += words({20, 1, 12, 0});
+                             data += corner(i);
+                             data += floats({7});
+                             return data;
+                           })),
+            kBlue);
+  EXPECT_EQ(guest.glError(), 0u);
+  EXPECT_EQ(log.take(), std::vector<std::string>{});
+}
+
+std::atomic<int> stores{0};
+void APIENTRY countBufferData(GLenum target, GLsizeiptr bytes, const void* data, GLenum usage) {
+  ++stores;
+  storeBytes = bytes;
+  realBufferData(target, bytes, data, usage);
+}
+
+// Blocks that grow bit by bit up to the usual room stay in it; a larger store is kept as long as draws need it.
+TEST_F(Arrays, RoomIsKeptWhileItIsNeeded) {
+  const auto block = [](uint32_t vertices) {
+    std::vector<uint8_t> payload = words({GL_TRIANGLES, 0, vertices, 16});
+    payload += floats(std::vector<float>(4 * vertices, 9));
+    return Stream().large(kDrawArrays, payload);
+  };
+  const Stream four = Stream().add(kVertexPointer, 4, GL_FLOAT, 0, 0x1000, 0).add(kEnableClientState, GL_VERTEX_ARRAY);
+  draw(four + block(3));
+  realBufferData = std::exchange(gl.glBufferData, countBufferData);
+  for (uint32_t vertices = 30; vertices < 65000; vertices += vertices / 2) draw(block(vertices));
+  EXPECT_EQ(stores, 0);
+  const Stream large = block(66000);
+  for (int i = 0; i < 260; ++i) ASSERT_EQ(guest.flush(large), 0);
+  EXPECT_EQ(stores, 1);
+  EXPECT_GE(storeBytes, 66000 * 16);
+  gl.glBufferData = realBufferData;
+  EXPECT_EQ(draw(cover()), kWhite);
+  EXPECT_EQ(guest.glError(), 0u);
 }
 
 }  // namespace

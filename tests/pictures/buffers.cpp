@@ -181,6 +181,13 @@ void objects() {
   glVertexAttribDivisor(0, 1);
   glPointSize(4.0f);
   glDrawArraysInstancedBaseInstance(GL_POINTS, 0, 1, 2, 1);
+  cell();
+  glBindVertexArray(any);
+  glVertexAttribDivisor(0, 2);
+  glColor3f(1.0f, 0.0f, 1.0f);
+  glDrawArraysInstancedBaseInstance(GL_POINTS, 0, 1, 2, 3);
+  glColor3f(0.0f, 1.0f, 1.0f);
+  glDrawArraysInstanced(GL_POINTS, 0, 1, 5);
   glPointSize(1.0f);
   glVertexAttribDivisor(0, 0);
   glDeleteVertexArrays(1, &any);

@@ -3,6 +3,7 @@
 #define GL_GLEXT_PROTOTYPES
 #include <GL/gl.h>
 #include <GL/glext.h>
+#include <sys/mman.h>
 
 #include <cstring>
 #include <vector>
@@ -130,6 +131,47 @@ void ranges() {
     glColorPointer(3, GL_UNSIGNED_BYTE, 0, narrow.data());
     glDrawArrays(GL_POINTS, count, count);
   }
+  cell();
+  // Any number of elements of three bytes between floats.
+  std::vector<GLfloat> normals, depths;
+  for (int i = 0; i < 100; ++i) {
+    normals.insert(normals.end(), {0.0f, 0.6f, 0.8f});
+    depths.push_back(static_cast<GLfloat>(i) / 100.0f);
+  }
+  const GLfloat haze[] = {1.0f, 0.0f, 0.0f, 1.0f};
+  glEnable(GL_LIGHTING);
+  glEnable(GL_LIGHT0);
+  glEnable(GL_COLOR_MATERIAL);
+  glEnable(GL_FOG);
+  glFogi(GL_FOG_COORD_SRC, GL_FOG_COORD);
+  glFogi(GL_FOG_MODE, GL_LINEAR);
+  glFogfv(GL_FOG_COLOR, haze);
+  for (int count = 1; count <= 100; ++count) {
+    position(vertices.data()->position, sizeof(Vertex));
+    glEnableClientState(GL_NORMAL_ARRAY);
+    glNormalPointer(GL_FLOAT, 0, normals.data());
+    glEnableClientState(GL_COLOR_ARRAY);
+    glColorPointer(3, GL_UNSIGNED_BYTE, 0, narrow.data());
+    glEnableClientState(GL_FOG_COORD_ARRAY);
+    glFogCoordPointer(GL_FLOAT, 0, depths.data());
+    glLoadIdentity();
+    glTranslatef(0.0f, static_cast<GLfloat>(count) / 100.0f - 0.5f, 0.0f);
+    glDrawArrays(GL_POINTS, 0, count);
+  }
+  glLoadIdentity();
+  glDisable(GL_FOG);
+  glDisable(GL_COLOR_MATERIAL);
+  glDisable(GL_LIGHTING);
+  cell();
+  // An address whose low half is zero.
+  void* const high = mmap(reinterpret_cast<void*>(uintptr_t{1} << 45), 4096, PROT_READ | PROT_WRITE,
+                          MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
+  if (high != MAP_FAILED) std::memcpy(high, kQuad, sizeof kQuad);
+  position(high != MAP_FAILED ? high : kQuad);
+  color();
+  glDrawArrays(GL_QUADS, 0, 4);
+  glDrawElements(GL_LINE_LOOP, 4, GL_UNSIGNED_BYTE, "\0\1\2\3");
+  if (high != MAP_FAILED) munmap(high, 4096);
   cell();
   struct Packed {
     GLfloat tex[2];
@@ -272,6 +314,23 @@ void state() {
   glDrawArrays(GL_LINES, 0, 2);
   glPopClientAttrib();
   glDrawArrays(GL_QUADS, 0, 4);
+  cell();
+  // The layout of images comes back with the arrays.
+  const GLubyte bits[] = {0xFF, 0x81, 0xBD, 0xA5, 0xA5, 0xBD, 0x81, 0xFF};
+  position();
+  color();
+  glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+  glPushClientAttrib(GL_CLIENT_ALL_ATTRIB_BITS);
+  glPixelStorei(GL_UNPACK_ROW_LENGTH, 100);
+  glPixelStorei(GL_UNPACK_ALIGNMENT, 8);
+  glDisableClientState(GL_COLOR_ARRAY);
+  glEnableClientState(GL_NORMAL_ARRAY);
+  glNormalPointer(GL_FLOAT, 0, kQuad);
+  glPopClientAttrib();
+  glDrawArrays(GL_TRIANGLES, 0, 3);
+  glRasterPos2f(-0.9f, 0.2f);
+  glBitmap(8, 8, 0.0f, 0.0f, 0.0f, 0.0f, bits);
+  glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
   cell();
   position();
   color();

@@ -1,4 +1,7 @@
 // Buffer objects: bindings, contents, maps and the guest's copy, over a host that only records.
+#include <sys/resource.h>
+
+#include <memory>
 #include <vector>
 
 #include "driver/state/buffer_bindings.h"
@@ -45,6 +48,8 @@ TEST_F(Buffers, FirstBindMakesTheRecord) {
   EXPECT_EQ(object(55).usage, static_cast<GLenum>(GL_STATIC_DRAW));
   EXPECT_EQ(object(55).access, static_cast<GLenum>(GL_READ_WRITE));
   EXPECT_EQ(object(55).accessFlags, 0u);
+  for (const GLenum pname : {GL_BUFFER_MAPPED, GL_BUFFER_MAP_OFFSET, GL_BUFFER_MAP_LENGTH})
+    EXPECT_EQ(parameter(GL_ARRAY_BUFFER, pname), 0) << pname;
   QV_CALL(glBindBuffer)(GL_SHADER_STORAGE_BUFFER, 55);
   EXPECT_EQ(object(55).target, static_cast<GLenum>(GL_ARRAY_BUFFER));
   EXPECT_FALSE(object(55).shadowIsStale());
@@ -520,6 +525,356 @@ TEST_F(Buffers, DataThatNoCommandHoldsAreLeftOut) {
   EXPECT_EQ(commands[0].words.size(), 5u);
   EXPECT_EQ(commands[0].words[2], 16u);
   EXPECT_EQ(commands[0].words[4], 0xFFFFFFFFu);
+}
+
+// All five indexed binds store slot and general binding, make the record, and are refused beyond their limit. Each family has
+// slots of its own.
+TEST_F(Buffers, IndexedBindsOfAllFamilies) {
+  LimitCache& limits = context().limits;
+  limits.maxTransformFeedbackSeparateAttribs = 2;
+  limits.maxUniformBufferBindings = 3;
+  limits.maxAtomicCounterBufferBindings = 4;
+  limits.maxShaderStorageBufferBindings = 5;
+  const struct {
+    GLenum target;
+    GLuint limit;
+    const uint32_t* slots;
+    const uint32_t* general;
+  } families[] = {
+      {GL_TRANSFORM_FEEDBACK_BUFFER, 2, context().buffers.indexedTransformFeedback, &context().buffers.transformFeedback},
+      {GL_UNIFORM_BUFFER, 3, context().buffers.indexedUniform, &context().buffers.uniform},
+      {GL_ATOMIC_COUNTER_BUFFER, 4, context().buffers.indexedAtomicCounter, &context().buffers.atomicCounter},
+      {GL_SHADER_STORAGE_BUFFER, 5, context().buffers.indexedShaderStorage, &context().buffers.shaderStorage},
+  };
+  GLuint name = 40;
+  for (const auto& [target, limit, slots, general] : families) {
+    SCOPED_TRACE(target);
+    QV_CALL(glBindBufferBase)(target, limit - 1, ++name);
+    EXPECT_EQ(slots[limit - 1], name);
+    QV_CALL(glBindBufferBaseEXT)(target, 0, ++name);
+    EXPECT_EQ(slots[0], name);
+    EXPECT_EQ(*general, name);
+    QV_CALL(glBindBufferRange)(target, 0, ++name, 4, 8);
+    EXPECT_EQ(slots[0], name);
+    QV_CALL(glBindBufferRangeEXT)(target, 1, ++name, 12, 16);
+    EXPECT_EQ(slots[1], name);
+    QV_CALL(glBindBufferOffsetEXT)(target, 1, ++name, 20);
+    EXPECT_EQ(slots[1], name);
+    EXPECT_EQ(*general, name);
+    EXPECT_EQ(object(name).target, target);
+    expectStream(Stream()
+                     .add(kBindBufferBase, target, limit - 1, name - 4)
+                     .add(1560, target, 0, name - 3)
+                     .add(kBindBufferRange, target, 0, name - 2, 4, 8)
+                     .add(1558, target, 1, name - 1, 12, 16)
+                     .add(kBindBufferOffsetEXT, target, 1, name, 20));
+    QV_CALL(glBindBufferBase)(target, limit, 7);
+    expectError(GL_INVALID_VALUE);
+    QV_CALL(glBindBufferBaseEXT)(target, limit, 7);
+    expectError(GL_INVALID_VALUE);
+    QV_CALL(glBindBufferRange)(target, limit, 7, 0, 4);
+    expectError(GL_INVALID_VALUE);
+    QV_CALL(glBindBufferRangeEXT)(target, limit, 7, 0, 4);
+    expectError(GL_INVALID_VALUE);
+    QV_CALL(glBindBufferOffsetEXT)(target, limit, 7, 0);
+    expectError(GL_INVALID_VALUE);
+    EXPECT_EQ(*general, name);
+    EXPECT_EQ(findBuffer(&context(), 7), nullptr);
+  }
+  QV_CALL(glBindBufferBase)(GL_ARRAY_BUFFER, 0, 7);
+  expectError(GL_INVALID_ENUM);
+  QV_CALL(glBindBufferBase)(0x1234, 0, 7);
+  expectError(GL_INVALID_ENUM);
+  EXPECT_EQ(context().buffers.array, 0u);
+}
+
+// A buffer without new data shows in its map what its copy has held before.
+TEST_F(Buffers, OldContentsShowWithoutData) {
+  bound(GL_ARRAY_BUFFER);
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 4, nullptr, GL_STATIC_DRAW);
+  std::memcpy(QV_CALL(glMapBuffer)(GL_ARRAY_BUFFER, GL_WRITE_ONLY), "abc", 4);
+  QV_CALL(glUnmapBuffer)(GL_ARRAY_BUFFER);
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 4, nullptr, GL_STATIC_DRAW);
+  EXPECT_STREQ(static_cast<char*>(QV_CALL(glMapBuffer)(GL_ARRAY_BUFFER, GL_READ_ONLY)), "abc");
+  EXPECT_TRUE(host.submissions.empty());
+}
+
+// A map that the host does not answer shows zeros.
+TEST_F(Buffers, MapsWithoutAnAnswerShowZeros) {
+  bound(GL_ARRAY_BUFFER);
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 4, "abc", GL_STATIC_DRAW);
+  host.failing = true;
+  const auto* const mapping = static_cast<const uint8_t*>(QV_CALL(glMapBuffer)(GL_ARRAY_BUFFER, GL_READ_ONLY));
+  EXPECT_EQ(std::vector<uint8_t>(mapping, mapping + 4), std::vector<uint8_t>(4, 0));
+}
+
+// A range map of an array buffer with data, in bytes: the whole buffer is read and written back, then the range goes out, and
+// the flags are those of the map that the upload inside makes.
+TEST_F(Buffers, RangeMapOfAnArrayBuffer) {
+  const GLuint name = bound(GL_ARRAY_BUFFER);
+  const std::vector<uint8_t> data(64, 0x11);
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 64, data.data(), GL_STATIC_DRAW);
+  drop();
+  host.answerAll(data);
+  constexpr GLbitfield kAccess = GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_RANGE_BIT;
+  auto* const mapping = static_cast<uint8_t*>(QV_CALL(glMapBufferRange)(GL_ARRAY_BUFFER, 16, 32, kAccess));
+  ASSERT_EQ(host.submissions.size(), 1u);
+  EXPECT_EQ(host.submissions[0].stream, words({0x101E0, 0x8892, 0x88B8, 64}));
+  EXPECT_EQ(host.submissions[0].replySize, 64u);
+  std::vector<uint8_t> back = words({0x4C1E1, 0x8892, 64});
+  back += data;
+  expectStream(back);
+  EXPECT_EQ(parameter(GL_ARRAY_BUFFER, GL_BUFFER_ACCESS_FLAGS), 6);
+  std::memset(mapping, 0x22, 32);
+  EXPECT_EQ(QV_CALL(glUnmapBuffer)(GL_ARRAY_BUFFER), GL_TRUE);
+  std::vector<uint8_t> range = words({0x381DE, 0x8892, 16, 32, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(mapping)), 32});
+  range += std::vector<uint8_t>(32, 0x22);
+  expectStream(range);
+  EXPECT_EQ(parameter(GL_ARRAY_BUFFER, GL_BUFFER_ACCESS_FLAGS), 2);
+  EXPECT_EQ(parameter(GL_ARRAY_BUFFER, GL_BUFFER_ACCESS), GL_READ_WRITE);
+  EXPECT_EQ(parameter(GL_ARRAY_BUFFER, GL_BUFFER_MAP_LENGTH), 0);
+  EXPECT_EQ(object(name).hostContentsNewer, 0);
+  EXPECT_EQ(object(name).store.data()[16], 0x22);
+  EXPECT_EQ(object(name).store.data()[48], 0x11);
+  // The copy is current: the next map reads nothing.
+  drop();
+  QV_CALL(glMapBuffer)(GL_ARRAY_BUFFER, GL_READ_WRITE);
+  expectStream(words({0x101E0, 0x8892, 0x88BA, 0}));
+}
+
+// Reading and writing together is reading and writing; the range may end with the buffer, and may be empty.
+TEST_F(Buffers, RangeMapsReachTheEnd) {
+  bound(GL_ARRAY_BUFFER);
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 64, nullptr, GL_STATIC_DRAW);
+  const auto map = [&](GLintptr offset, GLsizeiptr length, GLbitfield access) {
+    const void* const mapping = QV_CALL(glMapBufferRange)(GL_ARRAY_BUFFER, offset, length, access);
+    EXPECT_EQ(takeError(), 0u);
+    EXPECT_EQ(parameter(GL_ARRAY_BUFFER, GL_BUFFER_ACCESS), (access & 3) == 3   ? GL_READ_WRITE
+                                                            : (access & 1) != 0 ? GL_READ_ONLY
+                                                                                : GL_WRITE_ONLY);
+    EXPECT_EQ(parameter(GL_ARRAY_BUFFER, GL_BUFFER_ACCESS_FLAGS), static_cast<GLint>(access));
+    EXPECT_EQ(QV_CALL(glUnmapBuffer)(GL_ARRAY_BUFFER), GL_TRUE);
+    return mapping;
+  };
+  EXPECT_NE(map(60, 4, 3), nullptr);
+  EXPECT_NE(map(64, 0, 1), nullptr);
+  EXPECT_NE(map(0, 64, GL_MAP_READ_BIT | GL_MAP_WRITE_BIT | GL_MAP_FLUSH_EXPLICIT_BIT), nullptr);
+  EXPECT_NE(map(0, 64, GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT | GL_MAP_UNSYNCHRONIZED_BIT), nullptr);
+  EXPECT_NE(map(0, 64, GL_MAP_READ_BIT | 128), nullptr);  // a bit that means nothing here
+}
+
+// A range map outlives uploads, which pass it by, even one that makes the buffer longer than its copy.
+TEST_F(Buffers, UploadsPassARangeMapBy) {
+  const GLuint name = bound(GL_ARRAY_BUFFER);
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 8, nullptr, GL_STATIC_DRAW);
+  auto* const mapping = static_cast<char*>(QV_CALL(glMapBufferRange)(GL_ARRAY_BUFFER, 0, 8, GL_MAP_WRITE_BIT));
+  std::memcpy(mapping, "abcdefg", 8);
+  QV_CALL(glBufferSubData)(GL_ARRAY_BUFFER, 0, 1, "X");
+  EXPECT_STREQ(mapping, "abcdefg");
+  EXPECT_EQ(object(name).mappedRange, 1);
+  EXPECT_EQ(object(name).hostContentsNewer, 1);
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 4096, nullptr, GL_STATIC_DRAW);
+  EXPECT_EQ(parameter(GL_ARRAY_BUFFER, GL_BUFFER_MAPPED), 1);
+  EXPECT_STREQ(mapping, "abcdefg");
+  drop();
+  EXPECT_EQ(QV_CALL(glUnmapBuffer)(GL_ARRAY_BUFFER), GL_TRUE);
+  const auto low = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(mapping));
+  expectStream(Stream().add(kBufferSubData, GL_ARRAY_BUFFER, 0, 8, low, 8, 0x64636261, 0x00676665));
+}
+
+// What a read of a buffer refuses, and what it does not: a negative size goes out, and nothing comes back.
+TEST_F(Buffers, ReadsAreRefusedWithoutABuffer) {
+  uint8_t to[16] = {};
+  QV_CALL(glGetBufferSubData)(0x1234, 0, 4, to);
+  expectError(GL_INVALID_ENUM);
+  QV_CALL(glGetBufferSubData)(GL_ARRAY_BUFFER, 0, 4, to);
+  expectError(GL_INVALID_OPERATION);
+  QV_CALL(glCopyBufferSubData)(GL_COPY_READ_BUFFER, GL_COPY_WRITE_BUFFER, 0, 0, 4);
+  expectError(GL_INVALID_OPERATION);
+  EXPECT_EQ(QV_CALL(glUnmapBuffer)(GL_ARRAY_BUFFER), GL_FALSE);
+  expectError(GL_INVALID_OPERATION);
+  void* pointer = to;
+  QV_CALL(glGetBufferPointerv)(GL_ARRAY_BUFFER, GL_BUFFER_MAP_POINTER, &pointer);
+  expectError(GL_INVALID_OPERATION);
+  EXPECT_EQ(pointer, nullptr);
+  const GLuint name = bound(GL_ARRAY_BUFFER);
+  drop();
+  QV_CALL(glGetBufferSubData)(GL_ARRAY_BUFFER, 0, -1, to);
+  EXPECT_EQ(host.submissions.back().stream, Stream().add(kGetBufferSubData, GL_ARRAY_BUFFER, 0, -1).data);
+  EXPECT_EQ(host.submissions.back().replySize, 0u);
+  // A range map does not stand in the way.
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 16, nullptr, GL_STATIC_DRAW);
+  QV_CALL(glMapBufferRange)(GL_ARRAY_BUFFER, 0, 4, GL_MAP_READ_BIT);
+  QV_CALL(glGetBufferSubData)(GL_ARRAY_BUFFER, 0, 16, to);
+  EXPECT_EQ(host.submissions.back().replySize, 16u);
+  EXPECT_EQ(takeError(), 0u);
+  QV_CALL(glCopyBufferSubData)(GL_ARRAY_BUFFER, GL_ARRAY_BUFFER, 0, 8, -4);
+  EXPECT_EQ(object(name).hostContentsNewer, 0);
+}
+
+// The wide query answers from the record, too; the list of binary formats has as many values as the context has found.
+TEST_F(Buffers, WideQueriesReadTheRecord) {
+  bound(GL_ARRAY_BUFFER);
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 77, nullptr, GL_STREAM_READ);
+  QV_CALL(glMapBufferRange)(GL_ARRAY_BUFFER, 5, 6, GL_MAP_READ_BIT);
+  host.submissions.clear();
+  drop();
+  const std::pair<GLenum, GLint64> values[] = {
+      {GL_BUFFER_SIZE, 77},        {GL_BUFFER_USAGE, GL_STREAM_READ}, {GL_BUFFER_ACCESS, GL_READ_ONLY}, {GL_BUFFER_MAPPED, 1},
+      {GL_BUFFER_ACCESS_FLAGS, 1}, {GL_BUFFER_MAP_LENGTH, 6},         {GL_BUFFER_MAP_OFFSET, 5}};
+  for (const auto& [pname, expected] : values) {
+    GLint64 wide = -1;
+    QV_CALL(glGetBufferParameteri64v)(GL_ARRAY_BUFFER, pname, &wide);
+    EXPECT_EQ(wide, expected) << pname;
+  }
+  EXPECT_TRUE(pending().empty());
+  context().limits.numShaderBinaryFormats = 2;
+  GLint formats[2] = {};
+  host.answerAll(std::vector<GLint>{7, 8});
+  QV_CALL(glGetBufferParameteriv)(GL_ARRAY_BUFFER, GL_SHADER_BINARY_FORMATS, formats);
+  EXPECT_EQ(host.submissions.back().stream,
+            Stream().add(kGetBufferParameteriv, GL_ARRAY_BUFFER, GL_SHADER_BINARY_FORMATS, 2).data);
+  EXPECT_EQ(formats[1], 8);
+  GLint64 wide = 0;
+  QV_CALL(glGetBufferParameteri64v)(GL_ARRAY_BUFFER, GL_MAX_TEXTURE_SIZE, &wide);
+  EXPECT_EQ(takeError(), 0u);
+}
+
+// Texture buffers need a record, and none for no buffer.
+TEST_F(Buffers, TextureBuffersNeedARecord) {
+  const GLuint name = bound(GL_TEXTURE_BUFFER);
+  drop();
+  QV_CALL(glTexBuffer)(GL_TEXTURE_BUFFER, GL_R8, name);
+  QV_CALL(glTexBuffer)(GL_TEXTURE_BUFFER, GL_R8, 0);
+  QV_CALL(glTexBufferRange)(GL_TEXTURE_BUFFER, GL_R8, name, 16, 32);
+  QV_CALL(glTexBufferRange)(GL_TEXTURE_BUFFER, GL_R8, 0, 0, 0);
+  expectStream(Stream()
+                   .add(2118, GL_TEXTURE_BUFFER, GL_R8, name)
+                   .add(2118, GL_TEXTURE_BUFFER, GL_R8, 0)
+                   .add(2381, GL_TEXTURE_BUFFER, GL_R8, name, 16, 32)
+                   .add(2381, GL_TEXTURE_BUFFER, GL_R8, 0, 0, 0));
+}
+
+// Of two general bindings of a deleted buffer the one that comes first in this order is reset.
+TEST_F(Buffers, DeletionLooksInItsOrder) {
+  const GLenum order[] = {GL_ARRAY_BUFFER,          GL_ELEMENT_ARRAY_BUFFER,    GL_PIXEL_PACK_BUFFER,
+                          GL_PIXEL_UNPACK_BUFFER,   GL_UNIFORM_BUFFER_EXT,      GL_TRANSFORM_FEEDBACK_BUFFER,
+                          GL_UNIFORM_BUFFER,        GL_TEXTURE_BUFFER,          GL_COPY_READ_BUFFER,
+                          GL_COPY_WRITE_BUFFER,     GL_DRAW_INDIRECT_BUFFER,    GL_ATOMIC_COUNTER_BUFFER,
+                          GL_SHADER_STORAGE_BUFFER, GL_DISPATCH_INDIRECT_BUFFER};
+  for (size_t i = 0; i + 1 < std::size(order); ++i) {
+    const GLuint name = 500 + static_cast<GLuint>(i);
+    for (const GLenum target : order) QV_CALL(glBindBuffer)(target, 0);
+    QV_CALL(glBindBuffer)(order[i + 1], name);
+    QV_CALL(glBindBuffer)(order[i], name);
+    QV_CALL(glDeleteBuffers)(1, &name);
+    EXPECT_EQ(*bufferBinding(&context(), order[i]), 0u) << order[i];
+    EXPECT_EQ(*bufferBinding(&context(), order[i + 1]), name) << order[i];
+  }
+}
+
+// Every indexed binding of a deleted buffer is reset, in all families, as far as their limits go.
+TEST_F(Buffers, DeletionResetsIndexedBindings) {
+  LimitCache& limits = context().limits;
+  limits.maxTransformFeedbackSeparateAttribs = 2;
+  limits.maxUniformBufferBindings = 2;
+  limits.maxAtomicCounterBufferBindings = 2;
+  limits.maxShaderStorageBufferBindings = 2;
+  BufferBindings& buffers = context().buffers;
+  uint32_t* const slots[] = {buffers.indexedTransformFeedback, buffers.indexedUniform, buffers.indexedAtomicCounter,
+                             buffers.indexedShaderStorage};
+  for (uint32_t* const each : slots) {
+    each[0] = 5;
+    each[1] = each[2] = 6;
+  }
+  const GLuint names[] = {0, 6, 77};
+  QV_CALL(glDeleteBuffers)(3, names);
+  for (const uint32_t* const each : slots) {
+    EXPECT_EQ(each[0], 5u);
+    EXPECT_EQ(each[1], 0u);
+    EXPECT_EQ(each[2], 6u);
+  }
+  QV_CALL(glDeleteBuffers)(-1, names);
+  EXPECT_EQ(takeError(), 0u);
+}
+
+// An upload of nothing and one to a buffer without a copy leave no copy behind.
+TEST_F(Buffers, UploadsAloneMakeNoCopy) {
+  const GLuint name = bound(GL_ARRAY_BUFFER);
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 16, "0123456789abcde", GL_STATIC_DRAW);
+  QV_CALL(glBufferSubData)(GL_ARRAY_BUFFER, 4, 4, "wxyz");
+  EXPECT_EQ(object(name).store.capacity, 0u);
+  EXPECT_EQ(object(name).hostContentsNewer, 1);
+  EXPECT_EQ(object(name).accessFlags, 0u);
+  object(name).hostContentsNewer = 0;
+  drop();
+  QV_CALL(glBufferSubData)(GL_ARRAY_BUFFER, 4, 4, nullptr);
+  EXPECT_EQ(object(name).hostContentsNewer, 0);
+  expectStream(Stream().add(kBufferSubData, GL_ARRAY_BUFFER, 4, 4, 0, 0));
+}
+
+// A clear value that is longer than the range is cut.
+TEST_F(Buffers, ShortClearsCutTheValue) {
+  bound(GL_ARRAY_BUFFER);
+  drop();
+  const uint32_t value[] = {1, 2, 3, 4};
+  QV_CALL(glClearBufferSubData)(GL_ARRAY_BUFFER, GL_RGBA32UI, 0, 8, GL_RGBA_INTEGER, GL_UNSIGNED_INT, value);
+  QV_CALL(glClearBufferSubData)(GL_ARRAY_BUFFER, GL_RGBA32UI, 0, -8, GL_RGBA_INTEGER, GL_UNSIGNED_INT, value);
+  QV_CALL(glClearBufferSubData)(GL_ARRAY_BUFFER, GL_RGBA32UI, 0, 8, GL_RGBA_INTEGER, GL_UNSIGNED_INT, nullptr);
+  expectStream(Stream()
+                   .add(kClearBufferSubData, GL_ARRAY_BUFFER, GL_RGBA32UI, 0, 8, GL_RGBA_INTEGER, GL_UNSIGNED_INT, 1, 2)
+                   .add(kClearBufferSubData, GL_ARRAY_BUFFER, GL_RGBA32UI, 0, -8, GL_RGBA_INTEGER, GL_UNSIGNED_INT)
+                   .add(kClearBufferSubData, GL_ARRAY_BUFFER, GL_RGBA32UI, 0, 8, GL_RGBA_INTEGER, GL_UNSIGNED_INT));
+}
+
+// A copy that grows keeps what it holds, wherever its first aligned byte lies.
+TEST(ShadowStores, GrowthKeepsTheContents) {
+  std::vector<std::unique_ptr<ShadowStore>> stores;
+  for (uint32_t size = 1; size < 400; size += 16) {
+    ShadowStore& store = *stores.emplace_back(std::make_unique<ShadowStore>());
+    EXPECT_EQ(store.data(), nullptr);
+    store.ensure(size);
+    std::memset(store.data(), 0x5A, size);
+    store.ensure(size + 777);
+    ASSERT_EQ(store.capacity, size + 777);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(store.data()) % 64, 0u);
+    EXPECT_EQ(std::vector<uint8_t>(store.data(), store.data() + size), std::vector<uint8_t>(size, 0x5A)) << size;
+    uint8_t* const before = store.data();
+    store.ensure(size);
+    store.ensure(size + 777);
+    EXPECT_EQ(store.data(), before);
+    EXPECT_EQ(store.capacity, size + 777);
+  }
+}
+
+// A map for which there is no memory has no address, reads nothing and gives nothing back; the copy stays as it was.
+TEST_F(Buffers, MapsWithoutMemoryHaveNoAddress) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer has more memory than this test gives";
+#else
+  const GLuint name = bound(GL_ARRAY_BUFFER);
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 4, nullptr, GL_STATIC_DRAW);
+  auto* const mapping = static_cast<char*>(QV_CALL(glMapBuffer)(GL_ARRAY_BUFFER, GL_WRITE_ONLY));
+  std::memcpy(mapping, "abc", 4);
+  QV_CALL(glUnmapBuffer)(GL_ARRAY_BUFFER);
+  object(name).hostContentsNewer = 1;
+  rlimit before{}, little{};
+  ASSERT_EQ(getrlimit(RLIMIT_AS, &before), 0);
+  little = before;
+  little.rlim_cur = rlim_t{1} << 30;
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &little), 0);
+  QV_CALL(glBufferData)(GL_ARRAY_BUFFER, 0x7FFFFFFF, nullptr, GL_STATIC_DRAW);
+  object(name).hostContentsNewer = 1;
+  drop();
+  EXPECT_EQ(QV_CALL(glMapBuffer)(GL_ARRAY_BUFFER, GL_READ_WRITE), nullptr);
+  EXPECT_EQ(setrlimit(RLIMIT_AS, &before), 0);
+  expectStream(Stream().add(kMapBuffer, GL_ARRAY_BUFFER, GL_READ_WRITE, 0));
+  EXPECT_EQ(object(name).store.capacity, 4u);
+  EXPECT_TRUE(host.submissions.empty());
+  EXPECT_EQ(QV_CALL(glUnmapBuffer)(GL_ARRAY_BUFFER), GL_TRUE);
+  expectStream(Stream().add(kUnmapBuffer, GL_ARRAY_BUFFER, 4, 0x00636261));
+  EXPECT_EQ(takeError(), 0u);
+#endif
 }
 
 }  // namespace

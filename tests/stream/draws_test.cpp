@@ -1,6 +1,8 @@
 // Draws from arrays: the bytes of their commands, the splitting of restarts, and the draws that the guest reads itself.
 #include <numeric>
+#include <tuple>
 
+#include "driver/base/current_context.h"
 #include "driver/objects/display_list_stream.h"
 #include "driver/state/buffer_bindings.h"
 #include "driver/state/shared_objects.h"
@@ -498,6 +500,11 @@ TEST_F(Draws, ArrayElementCarriesOneElement) {
   expected.data += elements(bytes, 12, 7, 7);
   expected.add(kEnd);
   expectStream(expected);
+  QV_CALL(glArrayElement)(0);
+  Stream first;
+  first.data = words({(24u << 12) | kArrayElement, 0, 12});
+  first.data += elements(bytes, 12, 0, 0);
+  expectStream(first);
   QV_CALL(glEnableClientState)(GL_PRIMITIVE_RESTART_NV);
   QV_CALL(glPrimitiveRestartIndexNV)(9);
   context().quirkFlags &= ~kQuirkVertexRuns;
@@ -555,6 +562,371 @@ TEST_F(Draws, IndirectElements) {
     expectStream(
         Stream().add(kDrawElementsInstancedBaseVertexBaseInstance, GL_LINES, 4, type, offset, 1, -1, 2, 3, 0, 0, 0xFFFFFFFF, 0));
   }
+}
+
+// Indices end with their buffer, though its copy is longer and a draw goes on.
+TEST_F(Draws, IndicesEndWithTheirBuffer) {
+  vertexArray(1);
+  const std::vector<GLushort> longer(10, 50), shorter = {1, 1, 2, 3, 4};
+  QV_CALL(glBindBuffer)(GL_ELEMENT_ARRAY_BUFFER, 3);
+  QV_CALL(glBufferData)(GL_ELEMENT_ARRAY_BUFFER, 20, longer.data(), GL_STATIC_DRAW);
+  host.answerAll(longer);
+  QV_CALL(glMapBuffer)(GL_ELEMENT_ARRAY_BUFFER, GL_READ_ONLY);
+  QV_CALL(glUnmapBuffer)(GL_ELEMENT_ARRAY_BUFFER);
+  QV_CALL(glBufferData)(GL_ELEMENT_ARRAY_BUFFER, 10, shorter.data(), GL_STATIC_DRAW);
+  drop();
+  for (const auto& [offset, least, most] : {std::tuple<uintptr_t, uint32_t, uint32_t>{4, 2, 4}, {8, 4, 4}, {10, 0xFFFFFFFF, 0}}) {
+    QV_CALL(glDrawElements)(GL_POINTS, 5, GL_UNSIGNED_SHORT, at(offset));
+    const std::vector<Command> commands = take();
+    ASSERT_EQ(commands.size(), 1u);
+    EXPECT_EQ(commands[0].words[7], least) << offset;
+    EXPECT_EQ(commands[0].words[8], most) << offset;
+  }
+}
+
+// A draw that draws nothing leaves its number behind all the same.
+TEST_F(Draws, SilentDrawsLeaveTheirNumber) {
+  const GLuint indices[] = {1}, record[] = {1, 1, 0, 0, 0};
+  QV_CALL(glBindBuffer)(GL_ELEMENT_ARRAY_BUFFER, 3);
+  QV_CALL(glBindBuffer)(GL_ELEMENT_ARRAY_BUFFER, 0);
+  const auto expectNumber = [&](uint32_t opcode) {
+    EXPECT_EQ(context().lastOpcode, static_cast<int32_t>(opcode));
+    context().lastOpcode = kFlush;
+  };
+  context().lastOpcode = kFlush;
+  drop();
+  QV_CALL(glDrawElements)(GL_POINTS, 0, GL_UNSIGNED_INT, indices);
+  expectNumber(kDrawElements);
+  QV_CALL(glDrawElementsBaseVertex)(GL_POINTS, 0, GL_UNSIGNED_INT, const_cast<GLuint*>(indices), 1);
+  expectNumber(kDrawElementsBaseVertex);
+  QV_CALL(glDrawElementsInstanced)(GL_POINTS, 1, GL_UNSIGNED_INT, indices, 0);
+  expectNumber(kDrawElementsInstanced);
+  QV_CALL(glDrawElementsInstancedBaseVertex)(GL_POINTS, 1, GL_UNSIGNED_INT, indices, 0, 1);
+  expectNumber(kDrawElementsInstancedBaseVertex);
+  QV_CALL(glDrawArraysInstanced)(GL_POINTS, 0, 1, 0);
+  expectNumber(kDrawArraysInstanced);
+  QV_CALL(glDrawArraysInstancedBaseInstance)(GL_POINTS, 0, 1, 0, 1);
+  expectNumber(kDrawArraysInstancedBaseInstance);
+  vertexArray();
+  QV_CALL(glBindBuffer)(GL_DRAW_INDIRECT_BUFFER, 4);
+  QV_CALL(glBufferData)(GL_DRAW_INDIRECT_BUFFER, 20, record, GL_STATIC_DRAW);
+  drop();
+  QV_CALL(glDrawArraysIndirect)(GL_POINTS, at(8));
+  expectNumber(kDrawArraysIndirect);
+  QV_CALL(glBindBuffer)(GL_DRAW_INDIRECT_BUFFER, 0);
+  QV_CALL(glBindBuffer)(GL_DRAW_INDIRECT_BUFFER, 5);
+  QV_CALL(glDrawElementsIndirect)(GL_POINTS, GL_UNSIGNED_INT, at(0));
+  expectNumber(kDrawElementsIndirect);
+  EXPECT_EQ(takeError(), 0u);
+}
+
+// A draw of no elements out of a buffer renews the guest's copy of it before it ends; one of arrays in buffers does not.
+TEST_F(Draws, DrawsOfNothingRenewTheCopy) {
+  vertexArray();
+  QV_CALL(glBindBuffer)(GL_ELEMENT_ARRAY_BUFFER, 3);
+  QV_CALL(glBufferData)(GL_ELEMENT_ARRAY_BUFFER, 4, "abc", GL_STATIC_DRAW);
+  drop();
+  host.answerAll(std::vector<char>{'a', 'b', 'c', 0});
+  QV_CALL(glDrawElements)(GL_POINTS, 0, GL_UNSIGNED_BYTE, at(0));
+  ASSERT_EQ(host.submissions.size(), 1u);
+  EXPECT_EQ(host.submissions[0].stream, Stream().add(kMapBuffer, GL_ELEMENT_ARRAY_BUFFER, GL_READ_ONLY, 4).data);
+  expectStream(Stream().add(kUnmapBuffer, GL_ELEMENT_ARRAY_BUFFER, 4, 0x00636261));
+  QV_CALL(glDisableClientState)(GL_VERTEX_ARRAY);
+  QV_CALL(glBufferData)(GL_ELEMENT_ARRAY_BUFFER, 4, "abc", GL_STATIC_DRAW);
+  drop();
+  QV_CALL(glDrawElements)(GL_POINTS, 0, GL_UNSIGNED_BYTE, at(0));
+  EXPECT_TRUE(pending().empty());
+}
+
+// The guest's own look into a buffer that the program has mapped ends that map, with an error; the draw goes on.
+TEST_F(Draws, DrawsEndTheMapsOfTheirBuffers) {
+  vertexArray();
+  const GLubyte indices[] = {3, 4, 5, 6};
+  QV_CALL(glBindBuffer)(GL_ELEMENT_ARRAY_BUFFER, 3);
+  QV_CALL(glBufferData)(GL_ELEMENT_ARRAY_BUFFER, 4, indices, GL_STATIC_DRAW);
+  host.answerAll(std::vector<GLubyte>(std::begin(indices), std::end(indices)));
+  EXPECT_NE(QV_CALL(glMapBuffer)(GL_ELEMENT_ARRAY_BUFFER, GL_READ_ONLY), nullptr);
+  drop();
+  QV_CALL(glDrawElements)(GL_POINTS, 4, GL_UNSIGNED_BYTE, at(0));
+  EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_INVALID_OPERATION));
+  const std::vector<Command> commands = take();
+  ASSERT_EQ(commands.size(), 2u);
+  EXPECT_EQ(commands[0].opcode, kUnmapBuffer);
+  EXPECT_EQ(commands[0].words, (std::vector<uint32_t>{GL_ELEMENT_ARRAY_BUFFER, 4, 0x06050403}));
+  EXPECT_EQ(commands[1].opcode, kDrawElements);
+  EXPECT_EQ(commands[1].words[7], 3u);
+  EXPECT_EQ(commands[1].words[8], 6u);
+  EXPECT_EQ(QV_CALL(glUnmapBuffer)(GL_ELEMENT_ARRAY_BUFFER), GL_FALSE);
+}
+
+// Indices of a buffer that the host writes are fetched for each draw, for each part between restarts, too.
+TEST_F(Draws, IndicesTheHostWritesAreFetchedEachTime) {
+  vertexArray();
+  const GLubyte indices[] = {3, 9, 5, 9, 6};
+  QV_CALL(glBindBuffer)(GL_SHADER_STORAGE_BUFFER, 3);
+  QV_CALL(glBindBuffer)(GL_ELEMENT_ARRAY_BUFFER, 3);
+  QV_CALL(glBufferData)(GL_ELEMENT_ARRAY_BUFFER, 5, indices, GL_STATIC_DRAW);
+  host.answerAll(std::vector<GLubyte>(std::begin(indices), std::end(indices)));
+  for (size_t draw = 1; draw < 4; ++draw) {
+    QV_CALL(glDrawElements)(GL_POINTS, 5, GL_UNSIGNED_BYTE, at(0));
+    EXPECT_EQ(host.submissions.size(), draw);
+  }
+  host.submissions.clear();
+  QV_CALL(glEnableClientState)(GL_PRIMITIVE_RESTART_NV);
+  QV_CALL(glPrimitiveRestartIndexNV)(9);
+  QV_CALL(glDrawElements)(GL_POINTS, 5, GL_UNSIGNED_BYTE, at(0));
+  EXPECT_EQ(host.submissions.size(), 4u);
+}
+
+// Restarts of the NV extension take base vertex and base instance from the draws that they split; without instances the parts
+// are plain draws.
+TEST_F(Draws, NvRestartLosesTheBases) {
+  QV_CALL(glEnableClientState)(GL_PRIMITIVE_RESTART_NV);
+  const auto expectParts = [&](uint32_t opcode, uint32_t size, std::vector<uint32_t> extra) {
+    const std::vector<Command> commands = take();
+    ASSERT_EQ(commands.size(), 2u);
+    for (const Command& one : commands) {
+      EXPECT_EQ(one.opcode, opcode);
+      ASSERT_EQ(one.words.size(), 9 + (size + 3) / 4 + extra.size());
+      EXPECT_EQ(std::vector<uint32_t>(one.words.end() - static_cast<std::ptrdiff_t>(extra.size()), one.words.end()), extra);
+    }
+    EXPECT_EQ(commands[0].words[1], 1u);
+    EXPECT_EQ(commands[1].words[1], 1u);
+    EXPECT_EQ(context().nvRestartEnabled, 1);
+  };
+  QV_CALL(glPrimitiveRestartIndexNV)(0xFFFFFFFF);
+  const GLuint wide[] = {1, 0xFFFFFFFF, 2};
+  QV_CALL(glDrawElements)(GL_POINTS, 3, GL_UNSIGNED_INT, wide);
+  expectParts(kDrawElements, 4, {});
+  QV_CALL(glDrawElementsBaseVertex)(GL_POINTS, 3, GL_UNSIGNED_INT, const_cast<GLuint*>(wide), 5);
+  expectParts(kDrawElements, 4, {});
+  QV_CALL(glDrawElementsInstancedEXT)(GL_POINTS, 3, GL_UNSIGNED_INT, wide, 5);
+  expectParts(kDrawElementsInstancedARB, 4, {5});
+  QV_CALL(glDrawElementsInstancedBaseVertex)(GL_POINTS, 3, GL_UNSIGNED_INT, wide, 6, 7);
+  expectParts(kDrawElementsInstancedARB, 4, {6});
+  QV_CALL(glDrawElementsInstancedBaseVertexBaseInstance)(GL_POINTS, 3, GL_UNSIGNED_INT, wide, 6, 7, 8);
+  expectParts(kDrawElementsInstancedARB, 4, {6});
+  QV_CALL(glDrawElementsInstancedBaseVertexBaseInstance)(GL_POINTS, 3, GL_UNSIGNED_INT, wide, 0, 7, 8);
+  expectParts(kDrawElements, 4, {});
+  // Narrow indices are compared in full width.
+  const GLubyte narrow[] = {1, 44, 2};
+  QV_CALL(glPrimitiveRestartIndexNV)(300);
+  QV_CALL(glDrawElements)(GL_POINTS, 3, GL_UNSIGNED_BYTE, narrow);
+  EXPECT_EQ(take().size(), 1u);
+  QV_CALL(glPrimitiveRestartIndexNV)(44);
+  QV_CALL(glDrawElements)(GL_POINTS, 3, GL_UNSIGNED_BYTE, narrow);
+  EXPECT_EQ(take().size(), 2u);
+  // The instanced draws of arrays become those of the ARB extension.
+  QV_CALL(glPrimitiveRestartIndexNV)(2);
+  QV_CALL(glDrawArraysInstanced)(GL_POINTS, 0, 6, 3);
+  expectStream(Stream().add(kDrawArraysInstancedARB, GL_POINTS, 0, 2, 0, 3).add(kDrawArraysInstancedARB, GL_POINTS, 3, 3, 0, 3));
+  QV_CALL(glDrawArraysInstancedEXT)(GL_POINTS, 3, 6, 3);
+  expectStream(Stream().add(kDrawArraysInstancedARB, GL_POINTS, 3, 6, 0, 3));
+  EXPECT_EQ(context().nvRestartEnabled, 1);
+}
+
+// A negative count and a bad type are refused before a restart splits the draw.
+TEST_F(Draws, NvRestartComesAfterTheChecks) {
+  QV_CALL(glEnableClientState)(GL_PRIMITIVE_RESTART_NV);
+  const GLubyte indices[] = {1};
+  QV_CALL(glDrawArrays)(GL_POINTS, 0, -1);
+  expectError(GL_INVALID_VALUE);
+  QV_CALL(glDrawElements)(GL_POINTS, 1, GL_FLOAT, indices);
+  expectError(GL_INVALID_ENUM);
+  QV_CALL(glDrawArraysInstanced)(GL_POINTS, 0, -1, 1);
+  expectError(GL_INVALID_VALUE);
+  QV_CALL(glArrayElement)(-1);
+  expectError(GL_INVALID_VALUE);
+  QV_CALL(glPrimitiveRestartIndexNV)(0xFFFFFFFF);
+  QV_CALL(glArrayElement)(-1);  // the restart index, outside a primitive
+  expectError(GL_INVALID_OPERATION);
+  EXPECT_EQ(context().nvRestartEnabled, 1);
+}
+
+// GL's restart index is compared with the widened index: it counts for narrow indices only where they can have it.
+TEST_F(Draws, RestartIndexIsComparedWide) {
+  vertexArray(1);
+  QV_CALL(glEnable)(GL_PRIMITIVE_RESTART);
+  drop();
+  const auto expectRange = [&](GLenum type, const void* indices, GLuint restart, uint32_t least, uint32_t most) {
+    QV_CALL(glPrimitiveRestartIndex)(restart);
+    drop();
+    QV_CALL(glDrawElements)(GL_POINTS, 3, type, indices);
+    const std::vector<Command> commands = take();
+    ASSERT_EQ(commands.size(), 1u);
+    EXPECT_EQ(commands[0].words[7], least);
+    EXPECT_EQ(commands[0].words[8], most);
+  };
+  const GLubyte narrow[] = {10, 20, 15};
+  const GLushort shorts[] = {10, 20, 15};
+  const GLuint ints[] = {10, 20, 15};
+  for (const GLuint restart : {20u, 20u + 256, 20u + 65536}) {
+    expectRange(GL_UNSIGNED_BYTE, narrow, restart, 10, restart == 20 ? 15 : 20);
+    expectRange(GL_UNSIGNED_SHORT, shorts, restart, 10, restart == 20 ? 15 : 20);
+    expectRange(GL_UNSIGNED_INT, ints, restart, 10, restart == 20 ? 15 : 20);
+  }
+  expectRange(GL_UNSIGNED_INT, ints, 10, 15, 20);
+}
+
+// Rows follow in their order, conventional ones before generic ones, and the section of the instances behind all; an indexed
+// draw counts its instances, and its words stand in front.
+TEST_F(Draws, RowsStandInTheirOrder) {
+  vertexArray(1);
+  QV_CALL(glTexCoordPointer)(1, GL_FLOAT, 0, bytes + 32);
+  QV_CALL(glEnableClientState)(GL_TEXTURE_COORD_ARRAY);
+  QV_CALL(glVertexAttribPointer)(3, 1, GL_FLOAT, GL_FALSE, 0, bytes + 64);
+  QV_CALL(glEnableVertexAttribArray)(3);
+  QV_CALL(glVertexAttribPointer)(1, 1, GL_FLOAT, GL_FALSE, 0, bytes + 96);
+  QV_CALL(glEnableVertexAttribArray)(1);
+  for (const GLuint index : {5u, 4u}) {
+    QV_CALL(glVertexAttribPointer)(index, 1, GL_FLOAT, GL_FALSE, 0, bytes + 64 + 16 * index);
+    QV_CALL(glEnableVertexAttribArray)(index);
+    QV_CALL(glVertexAttribDivisor)(index, index - 3);
+  }
+  const GLushort indices[] = {1, 2};
+  drop();
+  QV_CALL(glDrawElementsInstancedBaseVertex)(GL_POINTS, 2, GL_UNSIGNED_SHORT, indices, 3, 1);
+  std::vector<uint8_t> expected = words(
+      {(120u << 12) | kDrawElementsInstancedBaseVertex, GL_POINTS, 2, GL_UNSIGNED_SHORT, low(indices), 0, 0x10010, 4, 1, 2});
+  expected.insert(expected.end(), {1, 0, 2, 0});
+  expected += words({3, 1});
+  for (const uint32_t from : {0u, 32u, 96u, 64u}) expected += elements(bytes + from, 4, 2, 3);
+  expected += words({28, 1, 20, 0});
+  expected += elements(bytes + 128, 4, 0, 2);
+  expected += elements(bytes + 144, 4, 0, 1);
+  EXPECT_EQ(one(), expected);
+  // glArrayElement takes one instance.
+  QV_CALL(glArrayElement)(2);
+  expected = words({(52u << 12) | kArrayElement, 2, 0x10010});
+  for (const uint32_t from : {0u, 32u, 96u, 64u}) expected += elements(bytes + from, 4, 2, 2);
+  expected += words({16, 1, 8, 0});
+  expected += elements(bytes + 128, 4, 0, 0);
+  expected += elements(bytes + 144, 4, 0, 0);
+  EXPECT_EQ(one(), expected);
+  // No instances at all are sent as those of one.
+  QV_CALL(glDrawElementsInstancedBaseVertexBaseInstance)(GL_POINTS, 2, GL_UNSIGNED_SHORT, indices, 0, 1, 0);
+  EXPECT_EQ(take()[0].words.size(), 12u + 1 + 8 + 4 + 2);
+}
+
+// Instances alone: an element buffer is then not read, and there is no block.
+TEST_F(Draws, InstancesAloneNeedNoIndices) {
+  QV_CALL(glVertexAttribPointer)(1, 1, GL_FLOAT, GL_FALSE, 0, bytes);
+  QV_CALL(glEnableVertexAttribArray)(1);
+  QV_CALL(glVertexAttribDivisor)(1, 1);
+  QV_CALL(glBindBuffer)(GL_ELEMENT_ARRAY_BUFFER, 3);
+  QV_CALL(glBufferData)(GL_ELEMENT_ARRAY_BUFFER, 4, "abc", GL_STATIC_DRAW);
+  drop();
+  QV_CALL(glDrawElementsInstanced)(GL_POINTS, 4, GL_UNSIGNED_BYTE, at(0), 2);
+  Stream expected;
+  expected.add(kDrawElementsInstanced, GL_POINTS, 4, GL_UNSIGNED_BYTE, 0, 3, 0x10000, 0, 0xFFFFFFFF, 0, 2, 16, 1, 8, 0,
+               0x03020100, 0x07060504);
+  expectStream(expected);
+  EXPECT_TRUE(host.submissions.empty());
+}
+
+// A sum of sizes of 65536 is none: the indices of a buffer are not read for it.
+TEST_F(Draws, SizesThatAreCutToNothing) {
+  std::vector<uint8_t> large(65536, 0xAB);
+  QV_CALL(glVertexPointer)(16384, GL_FLOAT, 0, large.data());
+  QV_CALL(glEnableClientState)(GL_VERTEX_ARRAY);
+  QV_CALL(glBindBuffer)(GL_ELEMENT_ARRAY_BUFFER, 3);
+  QV_CALL(glBufferData)(GL_ELEMENT_ARRAY_BUFFER, 4, "abc", GL_STATIC_DRAW);
+  drop();
+  QV_CALL(glDrawElements)(GL_POINTS, 4, GL_UNSIGNED_BYTE, at(0));
+  expectStream(Stream().add(kDrawElements, GL_POINTS, 4, GL_UNSIGNED_BYTE, 0, 3, 0, 0, 0xFFFFFFFF, 0));
+  // One byte more is one.
+  QV_CALL(glColorPointer)(1, GL_UNSIGNED_BYTE, 0, bytes);
+  QV_CALL(glEnableClientState)(GL_COLOR_ARRAY);
+  drop();
+  QV_CALL(glDrawArrays)(GL_POINTS, 0, 4);
+  expectStream(Stream().add(kDrawArrays, GL_POINTS, 0, 4, 1, 0xABABABAB));
+}
+
+// The copy of an indirect buffer is read where the record lies, once it is fetched, up to the buffer's last bytes.
+TEST_F(Draws, IndirectRecordsAreReadFromTheCopy) {
+  vertexArray(1);
+  const std::vector<GLuint> words = {7, 3, 1, 2, 4, 2, 5, 1, 2, 3};
+  const GLushort indices[] = {0, 0, 0, 0, 0, 1, 2, 3, 4};
+  QV_CALL(glBindBuffer)(GL_DRAW_INDIRECT_BUFFER, 4);
+  QV_CALL(glBufferData)(GL_DRAW_INDIRECT_BUFFER, 40, words.data(), GL_STATIC_DRAW);
+  QV_CALL(glBindBuffer)(GL_ELEMENT_ARRAY_BUFFER, 3);
+  QV_CALL(glBufferData)(GL_ELEMENT_ARRAY_BUFFER, sizeof indices, indices, GL_STATIC_DRAW);
+  drop();
+  host.answerAll(words);
+  QV_CALL(glDrawArraysIndirect)(GL_LINES, at(24));
+  ASSERT_EQ(host.submissions.size(), 1u);
+  std::vector<Command> commands = take();
+  ASSERT_EQ(commands.size(), 2u);
+  EXPECT_EQ(commands[1].opcode, kDrawArraysInstancedBaseInstance);
+  EXPECT_EQ(std::vector<uint32_t>(commands[1].words.begin(), commands[1].words.begin() + 6),
+            (std::vector<uint32_t>{GL_LINES, 2, 5, 1, 3, 4}));
+  QV_CALL(glDrawArraysIndirect)(GL_LINES, at(28));
+  EXPECT_TRUE(take().empty());
+  host.answerAll(std::vector<GLushort>(std::begin(indices), std::end(indices)));
+  QV_CALL(glDrawElementsIndirect)(GL_LINES, GL_UNSIGNED_SHORT, at(16));
+  EXPECT_EQ(host.submissions.size(), 2u);  // the indices, no more the record
+  commands = take();
+  ASSERT_EQ(commands.size(), 2u);
+  EXPECT_EQ(commands[1].opcode, kDrawElementsInstancedBaseVertexBaseInstance);
+  EXPECT_EQ(std::vector<uint32_t>(commands[1].words.begin(), commands[1].words.begin() + 12),
+            (std::vector<uint32_t>{GL_LINES, 4, GL_UNSIGNED_SHORT, 10, 2, 1, 2, 3, 4, 0, 1, 4}));
+  QV_CALL(glDrawElementsIndirect)(GL_LINES, GL_UNSIGNED_SHORT, at(20));
+  QV_CALL(glDrawElementsIndirect)(GL_LINES, GL_UNSIGNED_SHORT, at(24));
+  EXPECT_EQ(take().size(), 1u);
+  QV_CALL(glDrawElementsIndirect)(GL_LINES, GL_UNSIGNED_SHORT, at(uintptr_t{1} << 40));
+  EXPECT_TRUE(pending().empty());
+  // A copy that is out of date is fetched again.
+  QV_CALL(glBindBuffer)(GL_COPY_WRITE_BUFFER, 4);
+  QV_CALL(glCopyBufferSubData)(GL_COPY_WRITE_BUFFER, GL_COPY_WRITE_BUFFER, 0, 16, 16);
+  host.submissions.clear();
+  host.answerAll(words);
+  QV_CALL(glDrawArraysIndirect)(GL_LINES, at(0));
+  EXPECT_EQ(host.submissions.size(), 1u);
+}
+
+// An indirect draw of elements without an element buffer has no indices: its first index is no address.
+TEST_F(Draws, IndirectElementsNeedABuffer) {
+  const GLuint record[] = {4, 1, 6, 0, 0}, negative[] = {0xFFFFFFFF, 1, 6, 0, 0};
+  QV_CALL(glDrawElementsIndirect)(GL_LINES, GL_UNSIGNED_INT, record);
+  expectError(0);
+  QV_CALL(glDrawElementsIndirect)(GL_LINES, GL_UNSIGNED_INT, negative);
+  expectError(GL_INVALID_VALUE);
+  QV_CALL(glDrawElementsIndirect)(GL_LINES, GL_FLOAT, record);
+  expectError(GL_INVALID_ENUM);
+}
+
+// The pieces of a multi-draw keep their own offsets, counts and base vertices.
+TEST_F(Draws, MultiDrawsKeepTheirPieces) {
+  const GLubyte indices[] = {1, 2, 3, 4, 5};
+  const GLsizei count[] = {1, 2};
+  const void* const pointers[] = {indices, indices + 3};
+  const GLint bases[] = {7, 8};
+  QV_CALL(glMultiDrawElementsBaseVertex)
+  (GL_LINES, const_cast<GLsizei*>(count), GL_UNSIGNED_BYTE, const_cast<void**>(pointers), 2, const_cast<GLint*>(bases));
+  std::vector<Command> commands = take();
+  ASSERT_EQ(commands.size(), 2u);
+  EXPECT_EQ(commands[0].words[1], 1u);
+  EXPECT_EQ(commands[0].words[9], 0x00000701u);
+  EXPECT_EQ(commands[1].words[1], 2u);
+  EXPECT_EQ(commands[1].words[3], low(indices + 3));
+  EXPECT_EQ(commands[1].words[9], 0x00080504u);
+  QV_CALL(glMultiDrawElements)(GL_LINES, count, GL_UNSIGNED_BYTE, pointers, 2);
+  commands = take();
+  ASSERT_EQ(commands.size(), 2u);
+  EXPECT_EQ(commands[1].words[1], 2u);
+  EXPECT_EQ(commands[1].words[9], 0x0504u);
+}
+
+// Without a context no argument is looked at.
+TEST_F(Draws, NoContextChecksNothing) {
+  TlsSetValue(ContextTlsSlot, nullptr);
+  const GLubyte indices[] = {1};
+  QV_CALL(glDrawRangeElementsBaseVertex)(GL_POINTS, 3, 2, 1, GL_UNSIGNED_BYTE, const_cast<GLubyte*>(indices), 3);
+  QV_CALL(glMultiDrawElementsBaseVertex)(GL_LINES, nullptr, GL_UNSIGNED_BYTE, nullptr, -1, nullptr);
+  QV_CALL(glDrawArrays)(GL_POINTS, 0, -1);
+  QV_CALL(glDrawElementsIndirect)(GL_POINTS, GL_UNSIGNED_INT, nullptr);
+  TlsSetValue(ContextTlsSlot, &context());
+  expectError(0);
 }
 
 }  // namespace

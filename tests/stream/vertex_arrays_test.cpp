@@ -1,6 +1,7 @@
 // Vertex arrays: pointers, formats, bindings, switches, the objects and the client attribute stack, over a host that only
 // records.
 #include <cstring>
+#include <tuple>
 
 #include "driver/state/shared_objects.h"
 #include "tests/support/context_fixture.h"
@@ -248,6 +249,12 @@ TEST_F(VertexArrays, FormatsNeedTheLimit) {
   QV_CALL(glVertexAttribFormat)(1, 4, GL_FLOAT, GL_FALSE, 0);
   EXPECT_EQ(context().lastOpcode, static_cast<int32_t>(kVertexAttribFormat));
   expectError(GL_INVALID_VALUE);
+  // Nor does one when the host tells a limit that is none.
+  context().contextVersion = 430;
+  host.answerAll(std::vector<GLint>{-5});
+  QV_CALL(glVertexAttribFormat)(1, 4, GL_FLOAT, GL_FALSE, 0);
+  expectError(GL_INVALID_VALUE);
+  EXPECT_EQ(host.submissions.size(), 1u);
 }
 
 // Bindings need a vertex array object; the bound-checked index is that of the binding.
@@ -628,6 +635,244 @@ TEST_F(VertexArrays, LocksAreKept) {
   QV_CALL(glUnlockArraysEXT)();
   EXPECT_EQ(context().lockedFirst, -1);
   EXPECT_EQ(context().lockedCount, 0);
+}
+
+// The pointer calls of the conventional arrays take these types and no others; the format calls take GL_FIXED, too.
+TEST_F(VertexArrays, TypesOfArrays) {
+  context().limits.maxVertexAttribRelativeOffset = 2048;
+  QV_CALL(glBindVertexArray)(1);
+  for (const GLenum type :
+       {0, GL_BYTE, GL_UNSIGNED_BYTE, GL_SHORT, GL_UNSIGNED_SHORT, GL_INT, GL_UNSIGNED_INT, GL_FLOAT, GL_DOUBLE, GL_HALF_FLOAT,
+        GL_UNSIGNED_INT_2_10_10_10_REV, GL_INT_2_10_10_10_REV, GL_UNSIGNED_INT_10F_11F_11F_REV}) {
+    SCOPED_TRACE(type);
+    QV_CALL(glVertexPointer)(3, type, 0, at(4));
+    QV_CALL(glVertexAttribFormat)(1, type == GL_UNSIGNED_INT_10F_11F_11F_REV ? 3 : 4, type, GL_FALSE, 0);
+    EXPECT_EQ(takeError(), 0u);
+  }
+  drop();
+  for (GLenum type = 0x13F0; type < 0x1420; ++type) {
+    if ((type >= GL_BYTE && type <= GL_FLOAT) || type == GL_DOUBLE || type == GL_HALF_FLOAT || type == GL_FIXED) continue;
+    QV_CALL(glVertexPointer)(3, type, 0, at(4));
+    expectError(GL_INVALID_ENUM);
+    QV_CALL(glVertexAttribFormat)(1, 4, type, GL_FALSE, 0);
+    expectError(GL_INVALID_ENUM);
+  }
+  const auto expectRefused = [&](GLenum error) {
+    EXPECT_EQ(context().errorsRaised, 1u);
+    context().errorsRaised = 0;
+    expectError(error);
+  };
+  context().errorsRaised = 0;
+  for (const auto& [type, error] : {std::pair<GLenum, GLenum>{GL_FIXED, GL_INVALID_ENUM}, {GL_FLOAT, GL_INVALID_OPERATION}}) {
+    context().insideBegin = type == GL_FLOAT;
+    QV_CALL(glVertexPointer)(3, type, 0, at(4));
+    expectRefused(error);
+    QV_CALL(glWeightPointerARB)(3, type, 0, at(4));
+    expectRefused(error);
+    QV_CALL(glNormalPointer)(type, 0, at(4));
+    expectRefused(error);
+    QV_CALL(glColorPointer)(3, type, 0, at(4));
+    expectRefused(error);
+    QV_CALL(glSecondaryColorPointer)(3, type, 0, at(4));
+    expectRefused(error);
+    QV_CALL(glFogCoordPointer)(type, 0, at(4));
+    expectRefused(error);
+    QV_CALL(glIndexPointer)(type, 0, at(4));
+    expectRefused(error);
+    QV_CALL(glTexCoordPointer)(3, type, 0, at(4));
+    expectRefused(error);
+  }
+  context().insideBegin = 0;
+  EXPECT_EQ(arrays().conventional[kArrayColor].pointer, 0u);
+}
+
+// The integer and double formats check what the real ones check, but for the double ones' types and primitives; neither takes
+// small floats, or GL_BGRA of other types than the real ones do.
+TEST_F(VertexArrays, OtherFormatsCheckInTheirOrder) {
+  context().limits.maxVertexAttribRelativeOffset = 2048;
+  const auto refused = [&](GLint size, GLenum type, GLuint offset, GLenum error) {
+    SCOPED_TRACE(size);
+    QV_CALL(glVertexAttribIFormat)(1, size, type, offset);
+    expectError(error);
+    QV_CALL(glVertexAttribLFormat)(1, size, type, offset);
+    expectError(error);
+  };
+  refused(3, GL_UNSIGNED_INT_10F_11F_11F_REV, 0, GL_INVALID_ENUM);  // before the object is missed
+  refused(3, GL_INT, 0, GL_INVALID_OPERATION);
+  QV_CALL(glBindVertexArray)(1);
+  drop();
+  refused(5, GL_UNSIGNED_INT_10F_11F_11F_REV, 0, GL_INVALID_VALUE);
+  refused(0, GL_INT, 0, GL_INVALID_VALUE);
+  refused(-1, GL_INT, 0, GL_INVALID_VALUE);
+  refused(4, GL_UNSIGNED_INT_10F_11F_11F_REV, 2048, GL_INVALID_VALUE);
+  refused(3, GL_INT_2_10_10_10_REV, 0, GL_INVALID_OPERATION);
+  refused(GL_BGRA, GL_INT, 0, GL_INVALID_OPERATION);
+  QV_CALL(glVertexAttribIFormat)(1, 4, 0x1234, 0);
+  expectError(GL_INVALID_ENUM);
+  context().insideBegin = 1;
+  QV_CALL(glVertexAttribIFormat)(1, 4, GL_INT, 0);
+  expectError(GL_INVALID_OPERATION);
+  QV_CALL(glVertexAttribFormat)(1, 4, GL_FLOAT, GL_FALSE, 0);
+  expectError(GL_INVALID_OPERATION);
+  context().insideBegin = 0;
+  EXPECT_EQ(arrays().generic[1].size, 4u);
+  EXPECT_EQ(arrays().generic[1].type, static_cast<uint32_t>(GL_FLOAT));
+  QV_CALL(glVertexAttribLFormat)(1, 4, 0x1234, 0);
+  QV_CALL(glVertexAttribIFormat)(2, GL_BGRA, GL_UNSIGNED_BYTE, 0);
+  QV_CALL(glVertexAttribIFormat)(3, 4, GL_UNSIGNED_INT_2_10_10_10_REV, 2047);
+  expectStream(Stream()
+                   .add(kVertexAttribLFormat, 1, 4, 0x1234, 0)
+                   .add(kVertexAttribIFormat, 2, GL_BGRA, GL_UNSIGNED_BYTE, 0)
+                   .add(kVertexAttribIFormat, 3, 4, GL_UNSIGNED_INT_2_10_10_10_REV, 2047));
+  EXPECT_EQ(takeError(), 0u);
+  EXPECT_EQ(arrays().generic[1].elementSize, 0u);
+  EXPECT_EQ(arrays().generic[1].isInteger, 0);
+  EXPECT_EQ(arrays().generic[2].isLong, 0);
+  EXPECT_EQ(arrays().generic[3].relativeOffset, 2047u);
+}
+
+// A normalized format takes GL_BGRA of bytes and of the packed types.
+TEST_F(VertexArrays, FormatsTakeBgra) {
+  context().limits.maxVertexAttribRelativeOffset = 2048;
+  QV_CALL(glBindVertexArray)(1);
+  for (const GLenum type : {GL_UNSIGNED_BYTE, GL_INT_2_10_10_10_REV, GL_UNSIGNED_INT_2_10_10_10_REV}) {
+    QV_CALL(glVertexAttribFormat)(1, GL_BGRA, type, GL_TRUE, 0);
+    EXPECT_EQ(takeError(), 0u);
+    EXPECT_EQ(arrays().generic[1].size, static_cast<uint32_t>(GL_BGRA));
+    EXPECT_EQ(arrays().generic[1].elementSize, 4u);
+    EXPECT_EQ(arrays().generic[1].type, type);
+    EXPECT_EQ(arrays().generic[1].normalized, 1);
+    drop();
+    QV_CALL(glVertexAttribFormat)(1, GL_BGRA, type, GL_FALSE, 0);
+    expectError(GL_INVALID_OPERATION);
+  }
+  QV_CALL(glVertexAttribFormat)(1, 3, GL_UNSIGNED_INT_10F_11F_11F_REV, GL_FALSE, 0);
+  EXPECT_EQ(takeError(), 0u);
+  EXPECT_EQ(arrays().generic[1].elementSize, 0u);
+}
+
+// A format leaves pointer, stride and binding of its attribute alone; a pointer takes back what formats and bindings have set.
+TEST_F(VertexArrays, PointersTakeTheirRowsBack) {
+  context().limits.maxVertexAttribRelativeOffset = 2048;
+  QV_CALL(glBindVertexArray)(1);
+  QV_CALL(glVertexAttribPointer)(2, 2, GL_FLOAT, GL_TRUE, 20, at(64));
+  QV_CALL(glVertexAttribBinding)(2, 5);
+  QV_CALL(glVertexAttribIFormat)(2, 1, GL_SHORT, 12);
+  const VertexAttribRecord& row = arrays().generic[2];
+  EXPECT_EQ(row.pointer, 64u);
+  EXPECT_EQ(row.stride, 20u);
+  EXPECT_EQ(row.bindingIndex, 5);
+  EXPECT_EQ(row.elementSize, 2u);
+  EXPECT_EQ(row.normalized, 0);
+  EXPECT_EQ(row.isInteger, 1);
+  EXPECT_EQ(row.relativeOffset, 12u);
+  EXPECT_EQ(arrays().bindings[18].offset, 64u);
+  EXPECT_EQ(arrays().bindings[21].offset, 0u);
+  QV_CALL(glVertexAttribPointer)(2, 3, GL_DOUBLE, GL_FALSE, 0, at(96));
+  EXPECT_EQ(row.bindingIndex, 2);
+  EXPECT_EQ(row.isInteger, 0);
+  EXPECT_EQ(row.relativeOffset, 0u);
+  EXPECT_EQ(row.elementSize, 24u);
+  EXPECT_EQ(arrays().bindings[18].offset, 96u);
+  EXPECT_EQ(arrays().bindings[18].stride, 24u);
+}
+
+// The queries tell what is set of each row, not what is usual.
+TEST_F(VertexArrays, QueriesTellUnusualRows) {
+  context().limits.maxVertexAttribRelativeOffset = 2048;
+  QV_CALL(glBindVertexArray)(1);
+  QV_CALL(glBindBuffer)(GL_ARRAY_BUFFER, 6);
+  QV_CALL(glVertexAttribFormat)(3, 2, GL_BYTE, GL_TRUE, 24);
+  QV_CALL(glVertexAttribBinding)(3, 9);
+  QV_CALL(glBindVertexBuffer)(9, 6, 32, 48);
+  QV_CALL(glVertexBindingDivisor)(9, 4);
+  QV_CALL(glVertexAttribLPointer)(4, 2, GL_DOUBLE, 40, at(8));
+  drop();
+  const std::tuple<GLuint, GLenum, GLint> values[] = {
+      {3, GL_VERTEX_ATTRIB_BINDING, 9},          {3, GL_VERTEX_ATTRIB_RELATIVE_OFFSET, 24},
+      {3, GL_VERTEX_ATTRIB_ARRAY_NORMALIZED, 1}, {3, GL_VERTEX_ATTRIB_ARRAY_STRIDE, 0},
+      {3, GL_VERTEX_ATTRIB_ARRAY_ENABLED, 0},    {3, GL_VERTEX_ATTRIB_ARRAY_BUFFER_BINDING, 6},
+      {3, GL_VERTEX_ATTRIB_ARRAY_DIVISOR, 4},    {3, GL_VERTEX_ATTRIB_ARRAY_INTEGER, 0},
+      {4, GL_VERTEX_ATTRIB_ARRAY_LONG, 1},       {4, GL_VERTEX_ATTRIB_ARRAY_STRIDE, 40},
+      {15, GL_VERTEX_ATTRIB_ARRAY_SIZE, 4}};
+  for (const auto& [index, name, expected] : values) {
+    GLint value = -1;
+    QV_CALL(glGetVertexAttribiv)(index, name, &value);
+    EXPECT_EQ(value, expected) << index << " " << name;
+  }
+  EXPECT_TRUE(pending().empty());
+  EXPECT_TRUE(host.submissions.empty());
+}
+
+// The integer and double queries all go to the host, under their own numbers.
+TEST_F(VertexArrays, OtherQueriesAreTheHosts) {
+  GLint integers[4];
+  GLuint words[4];
+  GLdouble doubles[4];
+  const auto expectQuery = [&](uint32_t opcode, GLenum pname, uint32_t bytes) {
+    EXPECT_EQ(host.submissions.back().stream, Stream().add(opcode, 3, pname).data);
+    EXPECT_EQ(host.submissions.back().replySize, bytes);
+  };
+  for (const auto& [pname, values] :
+       {std::pair<GLenum, uint32_t>{GL_CURRENT_VERTEX_ATTRIB, 4}, {GL_VERTEX_ATTRIB_ARRAY_TYPE, 1}}) {
+    QV_CALL(glGetVertexAttribIivEXT)(3, pname, integers);
+    expectQuery(1479, pname, 4 * values);
+    QV_CALL(glGetVertexAttribIuivEXT)(3, pname, words);
+    expectQuery(1480, pname, 4 * values);
+    QV_CALL(glGetVertexAttribIuiv)(3, pname, words);
+    expectQuery(2065, pname, 4 * values);
+    QV_CALL(glGetVertexAttribLdv)(3, pname, doubles);
+    expectQuery(2332, pname, 8 * values);
+  }
+}
+
+// The extension's divisor is the core's; beyond the rows it leaves no trace in the guest.
+TEST_F(VertexArrays, ExtensionDivisors) {
+  QV_CALL(glBindVertexArray)(1);
+  QV_CALL(glVertexAttribBinding)(15, 3);
+  drop();
+  QV_CALL(glVertexAttribDivisorARB)(15, 7);
+  QV_CALL(glVertexAttribDivisorARB)(16, 8);
+  QV_CALL(glVertexAttribDivisorARB)(0x80000000, 8);
+  expectStream(Stream().add(2150, 15, 7).add(2150, 16, 8).add(2150, 0x80000000, 8));
+  EXPECT_EQ(arrays().bindings[31].divisor, 7u);
+  EXPECT_EQ(arrays().generic[15].bindingIndex, 15);
+  for (uint32_t row = 0; row < 31; ++row) EXPECT_EQ(arrays().bindings[row].divisor, 0u) << row;
+  EXPECT_EQ(takeError(), 0u);
+}
+
+// The last binding is one, too; what a refused call names stays as it was.
+TEST_F(VertexArrays, LastBindingsAreBindings) {
+  QV_CALL(glBindVertexArray)(1);
+  QV_CALL(glBindBuffer)(GL_COPY_READ_BUFFER, 8);
+  QV_CALL(glBindVertexBuffer)(15, 8, 4, 12);
+  QV_CALL(glVertexBindingDivisor)(15, 2);
+  QV_CALL(glVertexAttribBinding)(15, 15);
+  EXPECT_EQ(takeError(), 0u);
+  EXPECT_EQ(arrays().bindings[31].buffer, 8u);
+  EXPECT_EQ(arrays().bindings[31].divisor, 2u);
+  drop();
+  QV_CALL(glBindVertexBuffer)(15, 99, 64, 64);
+  expectError(GL_INVALID_OPERATION);
+  QV_CALL(glBindVertexBuffer)(16, 99, -1, 64);
+  expectError(GL_INVALID_VALUE);
+  EXPECT_EQ(arrays().bindings[31].buffer, 8u);
+  EXPECT_EQ(arrays().bindings[31].offset, 4u);
+  EXPECT_EQ(arrays().bindings[31].stride, 12u);
+}
+
+// An interleaved block with a stride of its own, and inside a primitive.
+TEST_F(VertexArrays, InterleavedArraysTakeTheirStride) {
+  QV_CALL(glInterleavedArrays)(GL_C3F_V3F, 100, at(0x1000));
+  EXPECT_EQ(arrays().conventional[kArrayColor].stride, 100u);
+  EXPECT_EQ(arrays().conventional[kArrayColor].type, static_cast<uint32_t>(GL_FLOAT));
+  EXPECT_EQ(arrays().conventional[kArrayVertex].stride, 100u);
+  drop();
+  context().insideBegin = 1;
+  QV_CALL(glInterleavedArrays)(GL_V2F, 0, at(0x1000));
+  expectError(GL_INVALID_OPERATION);
+  context().insideBegin = 0;
+  EXPECT_EQ(arrays().conventional[kArrayVertex].size, 3u);
 }
 
 }  // namespace
