@@ -106,10 +106,12 @@ LevelLimit::LevelLimit(Replayer& replayer, GLenum target) : target_(target) {
   };
   GLint size = std::max(ask(base, GL_TEXTURE_WIDTH), target == GL_TEXTURE_1D_ARRAY ? 0 : ask(base, GL_TEXTURE_HEIGHT));
   if (target == GL_TEXTURE_3D) size = std::max(size, ask(base, GL_TEXTURE_DEPTH));
-  GLint last = base;
-  for (; size > 1; size /= 2) ++last;
   bool beyond = false;
-  for (GLint level = last + 1; level < std::min(most, kLevels - 1) + 1; ++level) beyond |= ask(level, GL_TEXTURE_WIDTH) > 0;
+  GLint last = base;
+  if (size > 0 && base >= 0 && base < kLevels) {  // OpenGL refuses the rest
+    for (; size > 1; size /= 2) ++last;
+    for (GLint level = last + 1; level < kLevels && level <= most; ++level) beyond |= ask(level, GL_TEXTURE_WIDTH) > 0;
+  }
   gl.glGetError();
   if (!beyond) return;
   if (state.listOpen) {

@@ -219,6 +219,8 @@ TEST_F(HostImages, GeneratedLevelsEndWithTheirSize) {
     return value;
   };
   run(upload(kTexImage2D, {GL_TEXTURE_2D, 3, GL_RGBA8, 24, 2, 0, GL_RGBA, GL_UNSIGNED_BYTE}, {}));
+  run(Stream().add(kGenerateMipmap, GL_TEXTURE_2D));
+  EXPECT_EQ(error(), uint32_t{GL_INVALID_OPERATION});  // there is no first one
   run(upload(kCompressedTexImage2D, {GL_TEXTURE_2D, 0, 0x83F1, 4, 4, 0, 8}, V(8)));
   // In a list the limit would be recorded.
   run(Stream().add(kNewList, 1u, GL_COMPILE_AND_EXECUTE).add(kGenerateMipmap, GL_TEXTURE_2D).add(kEndList));
