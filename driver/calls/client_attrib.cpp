@@ -93,6 +93,7 @@ void APIENTRY glPopClientAttrib() {
   if (context->clientAttribDepth == 0 || node == nullptr) return refuse(context, opcodeOf<Row>, GL_STACK_UNDERFLOW);
   context->clientAttribTop = node->next;
   --context->clientAttribDepth;
+  // The buffers of images stay bound: required oddity 170.
   if (node->pixelStore != nullptr) context->pixelStore = *node->pixelStore;
   if (node->arrays != nullptr) restoreArrays(context, *node->arrays);
   delete node->pixelStore;

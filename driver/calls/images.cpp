@@ -17,8 +17,8 @@ uint32_t packedBytes(const GlContext* context, GLenum target, GLenum format, GLe
   return packBufferBound(context) ? 0 : imageBytes(context->pixelStore.pack, target, format, type, extent);
 }
 
-// A read into a buffer makes the host's contents of it newer than the guest's copy. Returns whether there is a buffer: the name of a
-// deleted one may still be bound.
+// A read into a buffer makes the host's contents of it newer than the guest's copy. Returns whether there is a buffer: the name of
+// a deleted one may still be bound.
 bool noteReadIntoBuffer(GlContext* context) {
   BufferObject* const buffer = findBuffer(context, context->buffers.pixelPack);
   if (buffer == nullptr) return false;
@@ -241,7 +241,8 @@ void APIENTRY glGetTexImage(GLenum target, GLint level, GLenum format, GLenum ty
   const bool intoBuffer = noteReadIntoBuffer(context);
   if (!intoBuffer && pixels == nullptr) return;
   // With a buffer no size is needed, and the host need not be asked.
-  const uint32_t bytes = intoBuffer || packBufferBound(context) ? 0 : packedBytes(context, target, format, type, textureExtent(target, level));
+  uint32_t bytes = 0;
+  if (!packBufferBound(context)) bytes = packedBytes(context, target, format, type, textureExtent(target, level));
   sendRead<Row>(context, GetTexImageRecord{target, level, format, type, bytes, lowWord(pixels)}, pixels, bytes);
 }
 

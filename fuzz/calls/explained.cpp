@@ -1,10 +1,12 @@
 // Reads the table of explained differences.
 #include "fuzz/calls/explained.h"
 
+#include <cstring>
 #include <string_view>
 #include <unordered_set>
 
 #include "wire/columns.h"
+#include "wire/entry_table.h"
 
 namespace qv::fuzz {
 namespace {
@@ -56,6 +58,35 @@ bool isCompared(const Call& call) {
   for (const Query& query : kNotAsked)
     if (query.routine == call.row->name && call.values[0] == query.name) return false;
   return true;
+}
+
+bool isOnImages(const RowFacts& row) {
+  static const uint64_t none[16] = {};
+  return row.form == FormKind::Image || readBytes(row, none, {}).has_value();
+}
+
+// Mesa goes wrong over some images, and the peer keeps them from it: Mesa by itself would show other pixels, write beyond its
+// memory, or never come back. tests/soak/random_images_test.cpp compares these with images that Mesa gets right.
+bool isImageCompared(const Call& call, const PixelState& pixels, bool readsFromWindow) {
+  const RowFacts& row = *call.row;
+  const std::optional<CallImage> image = imageOf(row, call.values.data());
+  if (!image) return true;
+  const bool stipples = row.opcode == op::glPolygonStipple::kOpcode || row.opcode == op::glGetPolygonStipple::kOpcode;
+  const bool reads = row.form != FormKind::Image;
+  const PixelStoreHalf& store = reads ? pixels.store.pack : pixels.store.unpack;
+  if (stipples || row.opcode == op::glBitmap::kOpcode) {
+    // The guest sizes the pattern by the state of packing: required oddity 85.
+    const bool same = std::memcmp(&pixels.store.pack, &pixels.store.unpack, sizeof(PixelStoreHalf)) == 0;
+    return store.skipPixels % 8 == 0 && (!stipples || (same && !pixels.packs && !pixels.unpacks));
+  }
+  // Pixels beside a framebuffer have no value. Those of a window are inside.
+  if (row.opcode == op::glReadPixels::kOpcode && !readsFromWindow) return false;
+  if (image->type == GL_BITMAP || image->format == GL_COLOR_INDEX) return false;
+  if (reads && row.opcode != op::glReadPixels::kOpcode && image->format == GL_STENCIL_INDEX) return false;
+  const bool moved = (store.rowLength | store.skipPixels | store.skipRows | store.skipImages | store.imageHeight) != 0;
+  if (store.swapBytes != 0 && moved) return false;
+  // A flat image heeds neither.
+  return image->dimensions == 3 && image->target != GL_TEXTURE_1D_ARRAY ? true : (store.imageHeight | store.skipImages) == 0;
 }
 
 bool isAnswerCompared(const Call& call) {

@@ -13,6 +13,10 @@ bool isCompared(const RowFacts& row);
 bool isComparedInList(const RowFacts& row);
 // Whether they call it with these arguments.
 bool isCompared(const Call& call);
+// Whether the call uploads or reads an image, a pixel map or a buffer's contents, and whether it is compared in a context whose
+// images lie as `pixels` says.
+bool isOnImages(const RowFacts& row);
+bool isImageCompared(const Call& call, const PixelState& pixels, bool readsFromWindow);
 // Whether the answer of this query is compared.
 bool isAnswerCompared(const Call& call);
 // Whether it is a query of reals that may be rounded otherwise.

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "wire/map_points.h"
 #include "wire/entry_table.h"
+#include "wire/map_points.h"
 #include "wire/sizes.h"
 
 namespace qv::fuzz {
@@ -55,8 +55,9 @@ uint64_t elementsBehind(const RowFacts& row, const uint64_t* values) {
       const MapDirection first{number(3), number(4)};
       return row.n == 1 ? mapSpan(target, first) : mapSpan(target, first, MapDirection{number(7), number(8)});
     }
-    case FormKind::Record:  // glCallLists
-      return count(0) * listNameBytes(static_cast<GLenum>(values[1]));
+    case FormKind::Record:
+      if (row.opcode == op::glBufferData::kOpcode) return count(1);
+      return count(0) * listNameBytes(static_cast<GLenum>(values[1]));  // glCallLists
     case FormKind::Query:
       switch (row.reply) {
         case ReplyKind::Components:
@@ -77,6 +78,18 @@ uint64_t elementsBehind(const RowFacts& row, const uint64_t* values) {
   }
 }
 
+// Reads whose bytes are told apart from their form.
+bool isRead(const RowFacts& row) {
+  switch (row.opcode) {
+    case op::glReadPixels::kOpcode:
+    case op::glGetPolygonStipple::kOpcode:
+    case op::glGetBufferSubData::kOpcode:
+      return true;
+    default:
+      return isSizedByHost(row);
+  }
+}
+
 // Whether elementsBehind() tells of the routine's pointers. Who adds the calls of a form adds its rule there.
 bool isMemoryKnown(const RowFacts& row) {
   switch (row.form) {
@@ -86,12 +99,13 @@ bool isMemoryKnown(const RowFacts& row) {
     case FormKind::Counted:
     case FormKind::Array:
     case FormKind::Evaluator:
+    case FormKind::Image:
     case FormKind::Local:
       return true;
     case FormKind::Query:
       return row.reply != ReplyKind::List;
     default:
-      return row.opcode == op::glCallLists::kOpcode;
+      return row.opcode == op::glCallLists::kOpcode || row.opcode == op::glBufferData::kOpcode || isRead(row);
   }
 }
 
@@ -101,9 +115,44 @@ void addMemory(Call& call, size_t argument, size_t bytes) {
   call.memory.push_back(std::move(memory));
 }
 
-// The memory of all pointers, filled where the routine reads it.
-void addElements(Call& call, Random& random) {
+// The memory of an upload or a read. That of a read is full of other things, which show what is written. With a buffer the
+// pointer is a place in that.
+void addImage(Call& call, Random& random, const PixelState& pixels) {
+  constexpr uint64_t kMostBytes = 1 << 20;
   const RowFacts& row = *call.row;
+  const bool reads = isRead(row);
+  size_t pointer = 0;
+  while (!row.arguments[pointer].pointer) ++pointer;
+  const uint32_t width = row.arguments[pointer].width;
+  // The driver follows the pointer of a pattern all the same: required oddity 85.
+  const bool never = row.opcode == op::glGetBufferSubData::kOpcode || row.opcode == op::glPolygonStipple::kOpcode;
+  const bool inBuffer = !never && (reads ? pixels.packs : pixels.unpacks);
+  const auto bytes = [&] {
+    return reads ? *readBytes(row, call.values.data(), pixels) : *uploadElements(row, call.values.data(), pixels) * width;
+  };
+  if (bytes() > kMostBytes) {
+    for (size_t i = 0; i < row.arguments.size(); ++i) {
+      if (row.arguments[i].kind == ValueKind::Signed && !row.arguments[i].pointer) call.values[i] = 0;
+    }
+  }
+  const uint64_t length = bytes();
+  if (inBuffer) {
+    call.values[pointer] = uint64_t{8} * random.below(4);
+  } else if (length <= kMostBytes && (reads || !random.oneIn(16))) {
+    addMemory(call, pointer, length);
+    uint8_t* const data = call.memory.back().data.get();
+    const bool drawn = !reads && row.arguments[pointer].kind == ValueKind::Real;
+    for (uint64_t at = 0; at + width <= length; at += width) {
+      const uint64_t bits = drawn ? drawBits(row.arguments[pointer], kindOf(call.line, pointer), random) : random.next();
+      std::memcpy(data + at, &bits, width);
+    }
+  }
+}
+
+// The memory of all pointers, filled where the routine reads it.
+void addElements(Call& call, Random& random, const PixelState& pixels = {}) {
+  const RowFacts& row = *call.row;
+  if (row.form == FormKind::Image || isRead(row)) return addImage(call, random, pixels);
   uint64_t elements = elementsBehind(row, call.values.data());
   if (elements > kMostElements && row.reply != ReplyKind::Counted) elements = 0;
   for (size_t i = 0; i < row.arguments.size(); ++i) {
@@ -171,7 +220,7 @@ const RowFacts& routineOf(uint16_t which, bool any) {
 
 }  // namespace
 
-Call makeCall(const RowFacts& row, Random& random, uint32_t oneInWild) {
+Call makeCall(const RowFacts& row, Random& random, uint32_t oneInWild, const PixelState& pixels) {
   Call call;
   call.row = &row;
   call.line = drawLine(row, random);
@@ -186,12 +235,13 @@ Call makeCall(const RowFacts& row, Random& random, uint32_t oneInWild) {
     const bool wild = oneInWild != 0 && random.oneIn(oneInWild);
     call.values[i] = wild ? drawAnything(argument, random) : drawBits(argument, kindOf(call.line, i), random);
   }
-  if (elementsBehind(row, call.values.data()) > kMostElements && row.reply != ReplyKind::Counted) {
+  const bool image = row.form == FormKind::Image || isRead(row);
+  if (!image && elementsBehind(row, call.values.data()) > kMostElements && row.reply != ReplyKind::Counted) {
     for (size_t i = 0; i < row.arguments.size(); ++i) {
       if (row.arguments[i].kind == ValueKind::Signed && !row.arguments[i].pointer) call.values[i] = random.below(8);
     }
   }
-  addElements(call, random);
+  addElements(call, random, pixels);
   return call;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "fuzz/core/call_table.h"
+#include "fuzz/core/image_sizes.h"
 #include "fuzz/core/random.h"
 
 namespace qv::fuzz {
@@ -26,8 +27,8 @@ struct Call {
   std::vector<CallMemory> memory;  // of the pointers
 };
 
-// A call of the row. Every `oneInWild`-th argument is any number; 0 for none.
-Call makeCall(const RowFacts& row, Random& random, uint32_t oneInWild);
+// A call of the row in a context whose images lie as `pixels` says. Every `oneInWild`-th argument is any number; 0 for none.
+Call makeCall(const RowFacts& row, Random& random, uint32_t oneInWild, const PixelState& pixels = {});
 // A call of the line with these scalars; the places of pointers are skipped.
 Call callWith(const CallLine& line, std::vector<uint64_t> values, Random& random);
 // "glName(1, 0x1405, ...)", pointers as such.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "fuzz/core/image_sizes.h"
 #include "fuzz/core/run_maker.h"
 #include "wire/entry_table.h"
 #include "wire/sizes.h"
@@ -73,6 +74,21 @@ void CommandMaker::extraWord(const RowFacts& row, Bytes& payload) {
   put(payload.data() + row.fixedBytes - 4, word);
 }
 
+// The pointer and the number of an image's elements: as many as the image needs under some pixel store state, or other ones.
+void CommandMaker::imageWords(const RowFacts& row, Bytes& payload) {
+  static constexpr PixelStoreHalf kStates[] = {{}, {}, {.alignment = 1}, {.alignment = 8}, {.rowLength = 4, .skipPixels = 3}};
+  std::vector<uint64_t> values(row.arguments.size());
+  for (size_t i = 0; i < values.size(); ++i) {
+    if (!row.arguments[i].pointer) std::memcpy(&values[i], payload.data() + row.arguments[i].offset, row.arguments[i].wireWidth);
+  }
+  const PixelStoreHalf& store = kStates[random_.below(std::size(kStates))];
+  auto elements = static_cast<uint32_t>(*uploadElements(row, values.data(), {.store = {.unpack = store, .pack = store}}));
+  if (random_.oneIn(8)) elements = random_.oneIn(2) ? 0 : random_.below(4096);
+  if (wild()) elements = static_cast<uint32_t>(random_.next());
+  put(payload.data() + row.fixedBytes - 8, random_.below(4) * 8);
+  put(payload.data() + row.fixedBytes - 4, elements);
+}
+
 void CommandMaker::recordWords(const RowFacts& row, const CallLine* line, Bytes& payload) {
   static constexpr ArgumentFacts kWord = {.width = 4, .wireWidth = 4, .components = 1};
   payload.assign(row.fixedBytes, 0);
@@ -123,6 +139,7 @@ void CommandMaker::commandOf(const RowFacts& row, Bytes& out) {
   } else {
     fixedPart(row, line, payload);
     if (hasExtraWord(row)) extraWord(row, payload);
+    if (row.form == FormKind::Image) imageWords(row, payload);
   }
   if (row.hasTail) tail(row, line, payload);
   appendCommand(out, opcode, payload, random_.oneIn(64));

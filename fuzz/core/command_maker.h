@@ -35,6 +35,7 @@ class CommandMaker {
   uint64_t bits(const ArgumentFacts& argument, Kind kind);
   void fixedPart(const RowFacts& row, const CallLine* line, Bytes& payload);
   void extraWord(const RowFacts& row, Bytes& payload);
+  void imageWords(const RowFacts& row, Bytes& payload);
   void recordWords(const RowFacts& row, const CallLine* line, Bytes& payload);
   void tail(const RowFacts& row, const CallLine* line, Bytes& payload);
   void text(uint64_t bytes, Bytes& payload);

@@ -6,6 +6,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "driver/base/current_context.h"
+#include "driver/state/gl_context.h"
 #include "driver/tables/wgl_routines.h"
 #include "fuzz/core/call_maker.h"
 #include "fuzz/core/counts.h"
@@ -68,8 +70,9 @@ class Process {
 
   void call(const RowFacts& row, Random& random) {
     const test::Routine function = routine(row);
-    if (function == nullptr) return;
-    const Call call = makeCall(row, random, 32);
+    // No program has memory for what this host says of images.
+    if (function == nullptr || isSizedByHost(row)) return;
+    const Call call = makeCall(row, random, 32, pixels());
     test::callRoutine(row, function, call.values.data());
   }
 
@@ -141,6 +144,13 @@ class Process {
   void destroyPbuffer() {
     if (pbuffer_ != nullptr) gl::wglDestroyPbufferARB(pbuffer_);
     pbuffer_ = nullptr;
+  }
+
+  // How the images of the current context lie.
+  static PixelState pixels() {
+    const GlContext* const context = currentContext();
+    if (context == nullptr) return {};
+    return {context->pixelStore, context->buffers.pixelPack != 0, context->buffers.pixelUnpack != 0};
   }
 
   static void askWgl(Random& random) {

@@ -251,6 +251,12 @@ void APIENTRY getLevelParameter(GLenum, GLint, GLenum, T* out) {
   if (!stub.insideBegin) writeMemory(out, sizeof *out);
 }
 
+// Two parameters of a texture have four values.
+void APIENTRY getTexParameter(GLenum, GLenum name, GLint* out) {
+  const bool four = name == GL_TEXTURE_BORDER_COLOR || name == GL_TEXTURE_SWIZZLE_RGBA;
+  if (!stub.insideBegin) writeMemory(out, (four ? 4 : 1) * sizeof *out);
+}
+
 // The parameters of tables and filters that the peer asks for have one value.
 template <typename T>
 void APIENTRY getParameter(GLenum, GLenum, T* out) {
@@ -298,6 +304,7 @@ void installStubState() {
   gl.glGetFloatv = &get<GLfloat>;
   gl.glGetDoublev = &get<GLdouble>;
   gl.glGetInteger64v = &get<GLint64>;
+  gl.glGetTexParameteriv = &getTexParameter;
   gl.glGetTexLevelParameteriv = &getLevelParameter<GLint>;
   gl.glGetTexLevelParameterfv = &getLevelParameter<GLfloat>;
   gl.glGetBufferParameteriv = &getParameter<GLint>;

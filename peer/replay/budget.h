@@ -18,10 +18,12 @@ class Budget {
   bool take(uint64_t amount) {
     uint64_t used = used_.load(std::memory_order_relaxed);
     do {
-      if (amount > limit_ - used) return false;
+      if (used > limit_ || amount > limit_ - used) return false;
     } while (!used_.compare_exchange_weak(used, used + amount, std::memory_order_relaxed));
     return true;
   }
+  // Takes what is in use already, whether or not there is as much.
+  void force(uint64_t amount) { used_.fetch_add(amount, std::memory_order_relaxed); }
   void give(uint64_t amount) { used_.fetch_sub(amount, std::memory_order_relaxed); }
 
  private:
@@ -57,6 +59,13 @@ class Held {
     budget_ = &budget;
     amount_ = amount;
     return true;
+  }
+  // The same for what is in use already.
+  void set(Budget& budget, uint64_t amount) {
+    giveBack();
+    budget.force(amount);
+    budget_ = &budget;
+    amount_ = amount;
   }
   void giveBack() {
     if (budget_ != nullptr) budget_->give(amount_);

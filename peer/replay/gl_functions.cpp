@@ -9,7 +9,11 @@ OwnGlFunctions ownGl;
 void loadGlFunctions(void (*(*resolve)(const char* name))()) {
 #define QV_ROW(name, ...) gl.name = reinterpret_cast<decltype(gl.name)>(resolve(#name));
 #include "wire/entry_points.def"
-  ownGl.glGetnTexImageARB = reinterpret_cast<decltype(ownGl.glGetnTexImageARB)>(resolve("glGetnTexImageARB"));
+#define QV_OWN(name) ownGl.name = reinterpret_cast<decltype(ownGl.name)>(resolve(#name));
+  QV_OWN(glGetnTexImageARB)
+  QV_OWN(glGetTextureParameterivEXT)
+  QV_OWN(glGetTextureLevelParameterivEXT)
+#undef QV_OWN
 }
 
 }  // namespace qv::peer

@@ -18,6 +18,8 @@ extern GlFunctions gl;
 // write beyond the room that it is told.
 struct OwnGlFunctions {
   PFNGLGETNTEXIMAGEARBPROC glGetnTexImageARB = nullptr;
+  PFNGLGETTEXTUREPARAMETERIVEXTPROC glGetTextureParameterivEXT = nullptr;
+  PFNGLGETTEXTURELEVELPARAMETERIVEXTPROC glGetTextureLevelParameterivEXT = nullptr;
 };
 extern OwnGlFunctions ownGl;
 

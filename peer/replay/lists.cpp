@@ -9,23 +9,30 @@
 #include "peer/replay/replay_functions.h"
 #include "peer/replay/replay_state.h"
 #include "peer/replay/replayer.h"
+#include "peer/replay/texture_memory.h"
 #include "peer/replay/vertex_attributes.h"
 
 namespace qv::peer {
 namespace {
 
-// Calls lists, which may open a primitive or close the open one; `insideBegin` is true again afterwards.
+// Calls lists, which may open a primitive or close the open one; `insideBegin` is true again afterwards. They define `imageBytes`
+// bytes of images at most.
 template <typename Call>
-void callLists(Replayer& replayer, Call&& call) {
+void callLists(Replayer& replayer, uint32_t opcode, const char* name, uint64_t imageBytes, Call&& call) {
   ReplayState& state = replayer.state();
   const bool carriedOut = !state.listOpen || state.listExecutes;
+  TextureRoom room;
+  if (carriedOut && !room.takeLists(replayer, opcode, name, imageBytes)) return;
   const bool ask = state.insideBegin || state.shared->hasUnbalancedLists();
   if (state.listOpen && state.shared->hasUnbalancedLists()) state.listUnbalanced = true;
   if (carriedOut && ask && !state.insideBegin) holdGlError(replayer);
   call();
-  if (!carriedOut || !ask) return;
-  state.insideBegin = askWhetherPrimitiveIsOpen(replayer);
-  dropProvokedError(replayer);
+  if (!carriedOut) return;
+  if (ask) {
+    state.insideBegin = askWhetherPrimitiveIsOpen(replayer);
+    dropProvokedError(replayer);
+  }
+  room.settle(replayer);
 }
 
 // At the end of some lists an OpenGL visits the lists that the list calls, and those that they call: it crashes over one that is
@@ -114,10 +121,45 @@ bool KnownLists::isWhole(uint32_t list) const {
     if (whole.contains(name)) return true;
     const auto at = calls_.find(name);
     if (open_.contains(name) || at == calls_.end() || at->second.others || depth == kDeepest) return false;
-    for (const uint32_t next : at->second.names)
-      if (!self(self, next, depth + 1)) return false;
+    for (const ListCalls::Calls& next : at->second.calls)
+      if (!self(self, next.name, depth + 1)) return false;
     whole.insert(name);
     return true;
+  };
+  return visit(visit, list, 0);
+}
+
+uint64_t KnownLists::allImageBytes() const {
+  ListCalls all;
+  for (const auto& [_, one] : calls_) all.addImages(one.imageBytes);
+  return all.imageBytes;
+}
+
+uint64_t KnownLists::imageBytes() const {
+  if (!haveImages_.load(std::memory_order_relaxed)) return 0;
+  const std::lock_guard lock(mutex_);
+  return allImageBytes();
+}
+
+uint64_t KnownLists::imageBytes(uint32_t list) const {
+  if (!haveImages_.load(std::memory_order_relaxed)) return 0;
+  constexpr uint32_t kDeepest = 64;  // OpenGL goes no further down
+  const std::lock_guard lock(mutex_);
+  std::map<uint32_t, uint64_t> known;
+  const auto visit = [&](auto&& self, uint32_t name, uint32_t depth) -> uint64_t {
+    const auto at = calls_.find(name);
+    if (at == calls_.end() || depth == kDeepest) return 0;
+    if (const auto before = known.find(name); before != known.end()) return before->second;
+    // In a circle each list counts once.
+    known[name] = at->second.imageBytes;
+    ListCalls all;
+    all.imageBytes = at->second.imageBytes;
+    if (at->second.others) all.addImages(allImageBytes());
+    for (const ListCalls::Calls& next : at->second.calls) {
+      const uint64_t bytes = self(self, next.name, depth + 1);
+      all.addImages(bytes > ListCalls::kMostImageBytes / next.times ? ListCalls::kMostImageBytes : bytes * next.times);
+    }
+    return known[name] = all.imageBytes;
   };
   return visit(visit, list, 0);
 }
@@ -179,10 +221,10 @@ void glCallList(Replayer& replayer, GLuint list) {
   if (!leaf && !mayCallAny(replayer, opcodeOf<op::glCallList>, "glCallList")) return;
   if (state.listOpen) {
     if (!leaf && !state.shared->lists.isWhole(list) && !mayCallAbsent(replayer, opcodeOf<op::glCallList>, "glCallList")) return;
-    std::vector<uint32_t>& names = state.listCalls.names;
-    if (names.empty() || names.back() != list) names.push_back(list);
+    state.listCalls.add(list);
   }
-  callLists(replayer, [&] { gl.glCallList(list); });
+  callLists(replayer, opcodeOf<op::glCallList>, "glCallList", state.shared->lists.imageBytes(list),
+            [&] { gl.glCallList(list); });
 }
 
 void glCallLists(Replayer& replayer, const CallListsRecord& record, Reader& names) {
@@ -194,7 +236,8 @@ void glCallLists(Replayer& replayer, const CallListsRecord& record, Reader& name
   if (!mayCallAny(replayer, opcodeOf<op::glCallLists>, "glCallLists")) return;
   if (!mayCallAbsent(replayer, opcodeOf<op::glCallLists>, "glCallLists")) return;
   if (replayer.state().listOpen) replayer.state().listCalls.others = true;
-  callLists(replayer, [&] { gl.glCallLists(record.count, record.type, data); });
+  callLists(replayer, opcodeOf<op::glCallLists>, "glCallLists", replayer.state().shared->lists.imageBytes(),
+            [&] { gl.glCallLists(record.count, record.type, data); });
 }
 
 }  // namespace replay

@@ -40,6 +40,11 @@ class NameMap {
     const auto at = guests_.find(real);
     return at == guests_.end() ? 0 : at->second;
   }
+  // `use(name)` for each name of GL's.
+  template <typename Use>
+  void forEachReal(Use&& use) const {
+    for (const auto& [real, guest] : guests_) use(real);
+  }
   std::size_t size() const { return guests_.size(); }
 
  private:

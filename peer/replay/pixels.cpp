@@ -19,7 +19,8 @@ void glCopyPixels(Replayer&, GLint x, GLint y, GLsizei width, GLsizei height, GL
 // A name or a value that the guest itself refuses changes nothing.
 void glPixelStorei(Replayer& replayer, GLenum pname, GLint value) { setPixelStore(replayer.state().pixelStore, pname, value); }
 void glPixelStoref(Replayer& replayer, GLenum pname, GLfloat value) {
-  if (value >= 0 && value < 2147483648.0f) setPixelStore(replayer.state().pixelStore, pname, static_cast<GLint>(value));
+  if (value >= -2147483648.0f && value < 2147483648.0f)
+    setPixelStore(replayer.state().pixelStore, pname, static_cast<GLint>(value));
 }
 
 }  // namespace qv::peer::replay

@@ -331,10 +331,25 @@ bool replayCommand(Replayer& replayer, Reader payload) {
     if (replayer.state().listInsideBegin && !mayDefineInList(replayer, opcodeOf<Row>, Row::kName)) [[unlikely]]
       return true;
   }
-  if constexpr (kTextureImage<Row>.width != kNotThere) {
-    if (!mayDefineTexture(replayer, opcodeOf<Row>, Row::kName, textureImageOf<Row, L>(fixed))) return true;
+  if constexpr (kTextureImage<Row>.width != kNotThere || kGeneratesLevels<Row>) {
+    TextureRoom room;
+    if constexpr (kGeneratesLevels<Row>) {
+      const GLenum target = L::template scalar<0>(fixed);
+      const LevelLimit limit(replayer, target);
+      if (!limit.holds()) {
+        replayer.passOver(opcodeOf<Row>, Row::kName, "in a list, of a texture with images beyond its levels");
+        return true;
+      }
+      if (!room.takeLevels(replayer, opcodeOf<Row>, Row::kName, target)) return true;
+      Replay(replayer, fixed, payload);
+    } else {
+      if (!room.take(replayer, opcodeOf<Row>, Row::kName, textureImageOf<Row, L>(fixed))) return true;
+      Replay(replayer, fixed, payload);
+    }
+    room.settle(replayer);
+  } else {
+    Replay(replayer, fixed, payload);
   }
-  Replay(replayer, fixed, payload);
   if constexpr (L::kHasTail) {
     if (payload.failed()) [[unlikely]]
       return replayer.wrongData();

@@ -19,11 +19,22 @@
 
 namespace qv::peer {
 
-// The lists that a list calls, as far as its commands name them.
+// The lists that a list calls, as far as its commands name them, and the images of textures that it defines itself.
 struct ListCalls {
-  std::vector<uint32_t> names;
-  bool others = false;  // lists that only the call itself tells
-  bool any() const { return others || !names.empty(); }
+  static constexpr uint64_t kMostImageBytes = uint64_t{1} << 48;
+
+  struct Calls {
+    uint32_t name = 0, times = 0;
+  };
+  std::vector<Calls> calls;
+  bool others = false;      // lists that only the call itself tells
+  uint64_t imageBytes = 0;  // at most kMostImageBytes
+  bool any() const { return others || !calls.empty(); }
+  void add(uint32_t list) {
+    if (calls.empty() || calls.back().name != list) calls.push_back({list, 0});
+    ++calls.back().times;
+  }
+  void addImages(uint64_t bytes) { imageBytes = bytes > kMostImageBytes - imageBytes ? kMostImageBytes : imageBytes + bytes; }
 };
 
 // The display lists that there are, as far as they have been compiled by the contexts that know this object, and those that are
@@ -62,6 +73,11 @@ class KnownLists {
   }
   // Whether the list and all that it calls, and they in turn, are known to be there, without a circle, and none of them is open.
   bool isWhole(uint32_t list) const;
+  // Notes that a list may define images of textures.
+  void noteImages() { haveImages_.store(true, std::memory_order_relaxed); }
+  // How many bytes of images the call of a list may define at most, and the call of any lists.
+  uint64_t imageBytes(uint32_t list) const;
+  uint64_t imageBytes() const;
   // Whether lists are open that call others, besides one of the caller's own.
   bool othersCall() const {
     const std::lock_guard lock(mutex_);
@@ -71,6 +87,9 @@ class KnownLists {
  private:
   static constexpr size_t kMostPending = 65536;
 
+  uint64_t allImageBytes() const;
+
+  std::atomic<bool> haveImages_{false};
   mutable std::mutex mutex_;
   std::map<uint32_t, ListCalls> calls_;
   std::multiset<uint32_t> open_;  // of different contexts

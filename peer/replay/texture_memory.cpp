@@ -128,31 +128,189 @@ uint64_t textureImageBytes(const TextureImage& image) {
   return image.target == GL_TEXTURE_CUBE_MAP ? 6 * bytes : bytes;
 }
 
-bool mayDefineTexture(Replayer& replayer, uint32_t opcode, const char* name, const TextureImage& image) {
+// --- what OpenGL has ---
+
+namespace {
+
+constexpr GLint kMostLevels = 16;
+
+uint32_t slotOf(GLenum target, GLint level) {
+  const uint32_t face = isCubeFace(target) ? target - GL_TEXTURE_CUBE_MAP_POSITIVE_X : 0;
+  return face * kLevels + (static_cast<uint32_t>(level) & (kLevels - 1));
+}
+
+// The bytes of an image. `get(target, level, name)` answers a parameter of it, 0 for what is not there.
+template <typename Get>
+uint64_t measuredImage(GLenum target, GLint level, Get&& get) {
+  const GLsizei width = get(target, level, GL_TEXTURE_WIDTH);
+  if (width <= 0) return 0;
+  return textureImageBytes({.target = target,
+                            .internalFormat = static_cast<GLenum>(get(target, level, GL_TEXTURE_INTERNAL_FORMAT)),
+                            .width = width,
+                            .height = get(target, level, GL_TEXTURE_HEIGHT),
+                            .depth = get(target, level, GL_TEXTURE_DEPTH),
+                            .samples = get(target, level, GL_TEXTURE_SAMPLES)});
+}
+
+// The bytes of all images of a texture.
+template <typename Get>
+std::map<uint32_t, uint64_t> measuredTexture(GLenum target, Get&& get) {
+  std::map<uint32_t, uint64_t> images;
+  const bool faces = target == GL_TEXTURE_CUBE_MAP || isCubeFace(target);
+  const bool one = target == GL_TEXTURE_2D_MULTISAMPLE || target == GL_TEXTURE_2D_MULTISAMPLE_ARRAY;
+  for (uint32_t face = 0; face < (faces ? 6u : 1u); ++face) {
+    const GLenum image = faces ? GL_TEXTURE_CUBE_MAP_POSITIVE_X + face : target;
+    for (GLint level = 0; level < (one ? 1 : kMostLevels); ++level) {
+      if (const uint64_t bytes = measuredImage(image, level, get); bytes != 0) images[slotOf(image, level)] = bytes;
+    }
+  }
+  return images;
+}
+
+GLint boundParameter(GLenum target, GLint level, GLenum name) {
+  GLint value = 0;
+  gl.glGetTexLevelParameteriv(target, level, name, &value);
+  return value;
+}
+
+// The texture that is bound to a target, by GL's name. Each target has a texture of its own behind the name 0.
+uint64_t boundKey(GLenum binding) {
+  GLint bound = 0;
+  gl.glGetIntegerv(binding, &bound);
+  return bound != 0 ? static_cast<uint32_t>(bound) : uint64_t{binding} << 32;
+}
+
+uint64_t sumOf(const std::map<uint32_t, uint64_t>& images) {
+  uint64_t bytes = 0;
+  for (const auto& [_, one] : images) bytes += one;
+  return bytes;
+}
+
+// Questions about images that OpenGL need not have: their errors are nobody's.
+class Questions {
+ public:
+  explicit Questions(Replayer& replayer) { holdGlError(replayer); }
+  ~Questions() { gl.glGetError(); }
+  Questions(const Questions&) = delete;
+  Questions& operator=(const Questions&) = delete;
+};
+
+// Counts all textures of the share set anew, but for storages, which no list defines. Textures without a name are asked for
+// through every target.
+void recount(SharedObjects& shared, bool listOpen) {
+  if (ownGl.glGetTextureParameterivEXT == nullptr || ownGl.glGetTextureLevelParameterivEXT == nullptr) return;
+  shared.withNames([&](auto& names) {
+    const auto count = [&](GLuint texture, GLenum target, uint64_t key) {
+      std::map<uint32_t, uint64_t> images;
+      if (target == GL_TEXTURE_CUBE_MAP && !listOpen) {
+        // An OpenGL answers for the first face whichever it is asked for, unless the texture is bound.
+        GLint bound = 0;
+        gl.glGetIntegerv(GL_TEXTURE_BINDING_CUBE_MAP, &bound);
+        gl.glBindTexture(target, texture);
+        images = measuredTexture(target, boundParameter);
+        gl.glBindTexture(target, static_cast<GLuint>(bound));
+      } else {
+        images = measuredTexture(target, [&](GLenum image, GLint level, GLenum name) {
+          GLint value = 0;
+          ownGl.glGetTextureLevelParameterivEXT(texture, image, level, name, &value);
+          return value;
+        });
+      }
+      if (images.empty() && !names.textureMemory.contains(key)) return;
+      TextureMemory& memory = names.textureMemory[key];
+      memory.held.set(*shared.textureBytes, sumOf(images));
+      memory.images = std::move(images);
+    };
+    static constexpr GLenum kTargets[] = {GL_TEXTURE_2D,        GL_TEXTURE_CUBE_MAP, GL_TEXTURE_3D,
+                                          GL_TEXTURE_1D,        GL_TEXTURE_2D_ARRAY, GL_TEXTURE_RECTANGLE,
+                                          GL_TEXTURE_1D_ARRAY,  GL_TEXTURE_CUBE_MAP_ARRAY};
+    names.textures.forEachReal([&](GLuint texture) {
+      if (gl.glIsTexture(texture) == GL_FALSE) return;
+      for (const GLenum target : kTargets) {
+        GLint fixed = -1;  // OpenGL answers for the texture's own target alone
+        ownGl.glGetTextureParameterivEXT(texture, target, GL_TEXTURE_IMMUTABLE_FORMAT, &fixed);
+        if (fixed == -1) continue;
+        if (fixed == GL_FALSE) count(texture, target, texture);
+        return;
+      }
+    });
+    for (const GLenum target : kTargets) count(0, target, uint64_t{bindingOf(target)} << 32);
+  });
+}
+
+}  // namespace
+
+bool TextureRoom::hold(Replayer& replayer, uint32_t opcode, const char* name, uint64_t bytes) {
+  if (held_.take(*replayer.state().shared->textureBytes, bytes)) return true;
+  replayer.passOver(opcode, name, "over the guest's quota of texture memory");
+  refuse(replayer, GL_OUT_OF_MEMORY);
+  return false;
+}
+
+bool TextureRoom::take(Replayer& replayer, uint32_t opcode, const char* name, const TextureImage& image) {
   ReplayState& state = replayer.state();
   SharedObjects& shared = *state.shared;
   const GLenum binding = bindingOf(image.target);
   if (shared.textureBytes == nullptr || binding == 0 || state.insideBegin) return true;
-  GLint bound = 0;
-  gl.glGetIntegerv(binding, &bound);
-  // Each target has a texture of its own behind the name 0.
-  const uint64_t key = bound != 0 ? static_cast<uint32_t>(bound) : uint64_t{binding} << 32;
-  const uint32_t face = isCubeFace(image.target) ? image.target - GL_TEXTURE_CUBE_MAP_POSITIVE_X : 0;
-  const uint32_t slot = face * kLevels + (static_cast<uint32_t>(image.level) & (kLevels - 1));
-  const bool room = shared.withNames([&](auto& names) {
-    TextureMemory& memory = names.textureMemory[key];
-    std::map<uint32_t, uint64_t> images = image.levels > 0 ? std::map<uint32_t, uint64_t>{} : memory.images;
-    images[slot] = textureImageBytes(image);
-    uint64_t bytes = 0;
-    for (const auto& [_, one] : images) bytes += one;
-    if (!memory.held.resize(*shared.textureBytes, bytes)) return false;
-    memory.images = std::move(images);
-    return true;
+  key_ = boundKey(binding);
+  target_ = image.target;
+  level_ = image.level;
+  const uint64_t bytes = textureImageBytes(image);
+  if (state.listOpen) {
+    state.listCalls.addImages(bytes);
+    shared.lists.noteImages();
+  }
+  const uint64_t before = shared.withNames([&](auto& names) -> uint64_t {
+    const auto memory = names.textureMemory.find(key_);
+    if (memory == names.textureMemory.end()) return 0;
+    if (image.levels > 0) return sumOf(memory->second.images);
+    const auto one = memory->second.images.find(slotOf(image.target, image.level));
+    return one == memory->second.images.end() ? 0 : one->second;
   });
-  if (room) return true;
-  replayer.passOver(opcode, name, "over the guest's quota of texture memory");
-  refuse(replayer, GL_OUT_OF_MEMORY);
-  return false;
+  defined_ = image.levels > 0 ? Defined::Texture : Defined::Image;
+  return hold(replayer, opcode, name, bytes > before ? bytes - before : 0);
+}
+
+bool TextureRoom::takeLevels(Replayer& replayer, uint32_t opcode, const char* name, GLenum target) {
+  ReplayState& state = replayer.state();
+  if (state.shared->textureBytes == nullptr || bindingOf(target) == 0 || isCubeFace(target) || state.insideBegin) return true;
+  GLint base = 0;
+  TextureImage image{.target = target};
+  {
+    const Questions questions(replayer);
+    const GLenum first = target == GL_TEXTURE_CUBE_MAP ? GLenum{GL_TEXTURE_CUBE_MAP_POSITIVE_X} : target;
+    gl.glGetTexParameteriv(target, GL_TEXTURE_BASE_LEVEL, &base);
+    image.internalFormat = static_cast<GLenum>(boundParameter(first, base, GL_TEXTURE_INTERNAL_FORMAT));
+    image.width = boundParameter(first, base, GL_TEXTURE_WIDTH);
+    image.height = boundParameter(first, base, GL_TEXTURE_HEIGHT);
+    image.depth = boundParameter(first, base, GL_TEXTURE_DEPTH);
+  }
+  for (GLsizei size = std::max({image.width, image.height, target == GL_TEXTURE_3D ? image.depth : 1}); size > 0; size /= 2)
+    ++image.levels;
+  return take(replayer, opcode, name, image);
+}
+
+bool TextureRoom::takeLists(Replayer& replayer, uint32_t opcode, const char* name, uint64_t bytes) {
+  if (bytes == 0 || replayer.state().shared->textureBytes == nullptr) return true;
+  defined_ = Defined::Any;
+  return hold(replayer, opcode, name, bytes);
+}
+
+void TextureRoom::settle(Replayer& replayer) {
+  ReplayState& state = replayer.state();
+  SharedObjects& shared = *state.shared;
+  if (defined_ == Defined::Nothing || state.insideBegin) return;
+  const Questions questions(replayer);
+  if (defined_ == Defined::Any) return recount(shared, state.listOpen);
+  shared.withNames([&](auto& names) {
+    TextureMemory& memory = names.textureMemory[key_];
+    if (defined_ == Defined::Image) {
+      memory.images[slotOf(target_, level_)] = measuredImage(target_, level_, boundParameter);
+    } else {
+      memory.images = measuredTexture(target_, boundParameter);
+    }
+    memory.held.set(*shared.textureBytes, sumOf(memory.images));
+  });
 }
 
 }  // namespace qv::peer

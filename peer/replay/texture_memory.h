@@ -30,9 +30,28 @@ struct TextureMemory {
   Held held;
 };
 
-// Counts an image that a command is about to define in the texture that is bound to its target. False, with GL_OUT_OF_MEMORY
-// raised and a log line, when the guest's textures would take too much.
-bool mayDefineTexture(Replayer& replayer, uint32_t opcode, const char* name, const TextureImage& image);
+// Room in the guest's budget for what a command is about to define in the texture that is bound to its target, or in many. What
+// OpenGL has made of the command is counted afterwards: a command that it refuses, or that only goes into a list, changes nothing.
+class TextureRoom {
+ public:
+  // False, with GL_OUT_OF_MEMORY raised and a log line, when the guest's textures would take too much.
+  bool take(Replayer& replayer, uint32_t opcode, const char* name, const TextureImage& image);
+  // The same for the levels that are made of the target's first one.
+  bool takeLevels(Replayer& replayer, uint32_t opcode, const char* name, GLenum target);
+  // The same for the call of lists that define so many bytes of images, of whatever textures.
+  bool takeLists(Replayer& replayer, uint32_t opcode, const char* name, uint64_t bytes);
+  // Behind the command.
+  void settle(Replayer& replayer);
+
+ private:
+  bool hold(Replayer& replayer, uint32_t opcode, const char* name, uint64_t bytes);
+
+  enum class Defined { Nothing, Image, Texture, Any } defined_ = Defined::Nothing;
+  GLenum target_ = 0;
+  GLint level_ = 0;
+  uint64_t key_ = 0;
+  Held held_;
+};
 
 // Which arguments of a row define an image; kNotThere for one that the row lacks.
 inline constexpr size_t kNotThere = ~size_t{0};
@@ -61,6 +80,14 @@ QV_DEFINES_TEXTURE(glTexStorage2DMultisample, .internalFormat = 2, .width = 3, .
 QV_DEFINES_TEXTURE(glTexStorage3D, .internalFormat = 2, .width = 3, .height = 4, .depth = 5, .levels = 1)
 QV_DEFINES_TEXTURE(glTexStorage3DMultisample, .internalFormat = 2, .width = 3, .height = 4, .depth = 5, .samples = 1)
 #undef QV_DEFINES_TEXTURE
+
+// Rows whose one argument is the target of the texture that gets all its levels.
+template <typename Row>
+inline constexpr bool kGeneratesLevels = false;
+template <>
+inline constexpr bool kGeneratesLevels<op::glGenerateMipmap> = true;
+template <>
+inline constexpr bool kGeneratesLevels<op::glGenerateMipmapEXT> = true;
 
 // The image that a command of the row defines, with `L` the row's layout.
 template <typename Row, typename L>

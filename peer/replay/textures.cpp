@@ -1,6 +1,8 @@
 // Names of textures, and the replay of the commands that name one.
 #include "peer/replay/textures.h"
 
+#include <algorithm>
+
 #include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
 #include "peer/replay/images.h"
@@ -86,6 +88,41 @@ GLuint guestTexture(Replayer& replayer, GLuint real) {
     const GLuint known = names.textures.guestOf(real);
     return known != 0 || replayer.state().core ? known : real;
   });
+}
+
+LevelLimit::LevelLimit(Replayer& replayer, GLenum target) : target_(target) {
+  constexpr GLint kLevels = 32;
+  const ReplayState& state = replayer.state();
+  if (state.insideBegin) return;
+  holdGlError(replayer);
+  GLint base = 0, most = 0;
+  gl.glGetTexParameteriv(target, GL_TEXTURE_BASE_LEVEL, &base);
+  gl.glGetTexParameteriv(target, GL_TEXTURE_MAX_LEVEL, &most);
+  const GLenum image = target == GL_TEXTURE_CUBE_MAP ? GLenum{GL_TEXTURE_CUBE_MAP_POSITIVE_X} : target;
+  const auto ask = [&](GLint level, GLenum name) {
+    GLint value = 0;
+    gl.glGetTexLevelParameteriv(image, level, name, &value);
+    return value;
+  };
+  GLint size = std::max(ask(base, GL_TEXTURE_WIDTH), target == GL_TEXTURE_1D_ARRAY ? 0 : ask(base, GL_TEXTURE_HEIGHT));
+  if (target == GL_TEXTURE_3D) size = std::max(size, ask(base, GL_TEXTURE_DEPTH));
+  bool beyond = false;
+  GLint last = base;
+  if (size > 0 && base >= 0 && base < kLevels) {  // OpenGL refuses the rest
+    for (; size > 1; size /= 2) ++last;
+    for (GLint level = last + 1; level < kLevels && level <= most; ++level) beyond |= ask(level, GL_TEXTURE_WIDTH) > 0;
+  }
+  gl.glGetError();
+  if (!beyond) return;
+  if (state.listOpen) {
+    holds_ = false;
+    return;
+  }
+  most_ = most;
+  gl.glTexParameteri(target, GL_TEXTURE_MAX_LEVEL, last);
+}
+LevelLimit::~LevelLimit() {
+  if (most_ >= 0) gl.glTexParameteri(target_, GL_TEXTURE_MAX_LEVEL, most_);
 }
 
 namespace replay {

@@ -18,6 +18,23 @@ GLuint realTextureForBind(Replayer& replayer, GLuint guest);
 // The guest's name of a texture of GL's.
 GLuint guestTexture(Replayer& replayer, GLuint real);
 
+// While it lives, OpenGL makes no more levels of a target's texture than the first one's size has. Where a texture of compressed
+// blocks has an image beyond these levels, an OpenGL makes levels up to that image and writes behind its memory.
+class LevelLimit {
+ public:
+  LevelLimit(Replayer& replayer, GLenum target);
+  ~LevelLimit();
+  LevelLimit(const LevelLimit&) = delete;
+  LevelLimit& operator=(const LevelLimit&) = delete;
+  // False where a list is open, which would record the limit.
+  bool holds() const { return holds_; }
+
+ private:
+  GLenum target_ = 0;
+  GLint most_ = -1;  // to be set again
+  bool holds_ = true;
+};
+
 // The names of glGet that answer a texture.
 constexpr bool isTextureBinding(GLenum name) {
   switch (name) {

@@ -15,6 +15,7 @@ namespace qv::peer::test {
 namespace {
 
 using V = std::vector<uint8_t>;
+constexpr uint32_t kGenerateMipmap = 1551;
 
 // A replayer whose stretches end at memory that cannot be read.
 class HostImages : public testing::Test {
@@ -223,6 +224,79 @@ TEST_F(HostImages, FarPlacesAreRefused) {
     if (!log.take().empty()) continue;  // passed over
     EXPECT_NE(error(), uint32_t{GL_NO_ERROR});
   }
+}
+
+// A refused size of compressed data is OpenGL's error.
+TEST_F(HostImages, NegativeSizesOfCompressedDataAreRefused) {
+  run(upload(kCompressedTexImage2D, {GL_TEXTURE_2D, 0, 0x83F1, 4, 4, 0, 8}, V(8)));
+  EXPECT_EQ(error(), uint32_t{GL_NO_ERROR});
+  run(upload(kCompressedTexSubImage2D, {GL_TEXTURE_2D, 0, 0, 0, 4, 4, 0x83F1, 0xFFFFFFFF}, {}));
+  EXPECT_EQ(error(), uint32_t{GL_INVALID_VALUE});
+}
+
+// Levels are made of the first one's size, whatever image stands beyond them: some OpenGLs make compressed levels up to that image
+// and write behind their memory.
+TEST_F(HostImages, GeneratedLevelsEndWithTheirSize) {
+  const auto level = [&](uint32_t number, uint32_t name) {
+    uint32_t value = 0;
+    std::memcpy(&value, read(Stream().add(kGetTexLevelParameteriv, GL_TEXTURE_2D, number, name), 4).data(), 4);
+    return value;
+  };
+  run(upload(kTexImage2D, {GL_TEXTURE_2D, 3, GL_RGBA8, 24, 2, 0, GL_RGBA, GL_UNSIGNED_BYTE}, {}));
+  run(Stream().add(kGenerateMipmap, GL_TEXTURE_2D));
+  EXPECT_EQ(error(), uint32_t{GL_INVALID_OPERATION});  // there is no first one
+  run(upload(kCompressedTexImage2D, {GL_TEXTURE_2D, 0, 0x83F1, 4, 4, 0, 8}, V(8)));
+  // In a list the limit would be recorded.
+  run(Stream().add(kNewList, 1u, GL_COMPILE_AND_EXECUTE).add(kGenerateMipmap, GL_TEXTURE_2D).add(kEndList));
+  EXPECT_EQ(log.take().size(), 1u);
+  EXPECT_EQ(level(1, GL_TEXTURE_WIDTH), 0u);
+  run(Stream().add(kGenerateMipmap, GL_TEXTURE_2D));
+  EXPECT_EQ(error(), uint32_t{GL_NO_ERROR});
+  EXPECT_EQ(level(1, GL_TEXTURE_WIDTH), 2u);
+  EXPECT_EQ(level(2, GL_TEXTURE_WIDTH), 1u);
+  EXPECT_EQ(level(3, GL_TEXTURE_WIDTH), 24u);
+  EXPECT_EQ(read(Stream().add(kGetTexParameteriv, GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL), 4), words({1000}));
+}
+
+// --- pixel store ---
+
+// What is pushed comes back: rows lie again as they did before.
+TEST_F(HostImages, PixelStoresAreSaved) {
+  const auto redsOf = [&](const V& data) {
+    run(upload(kTexImage2D, {GL_TEXTURE_2D, 0, GL_RGB8, 3, 2, 0, GL_RGB, GL_UNSIGNED_BYTE}, data));
+    return reds(GL_TEXTURE_2D, 6);
+  };
+  const V expected = {1, 4, 7, 13, 16, 19};  // rows of 12 bytes
+  EXPECT_EQ(redsOf(counting(24)), expected);
+  run(Stream().add(kPushClientAttrib, GL_CLIENT_PIXEL_STORE_BIT));
+  run(store(GL_UNPACK_ALIGNMENT, 1));
+  EXPECT_EQ(redsOf(counting(18)), (V{1, 4, 7, 10, 13, 16}));
+  run(Stream().add(kPopClientAttrib));
+  EXPECT_EQ(redsOf(counting(24)), expected);
+  // A push for other state alone saves nothing of it.
+  run(Stream().add(kPushClientAttrib, GL_CLIENT_VERTEX_ARRAY_BIT));
+  run(store(GL_UNPACK_ALIGNMENT, 1));
+  run(Stream().add(kPopClientAttrib));
+  EXPECT_EQ(redsOf(counting(18)), (V{1, 4, 7, 10, 13, 16}));
+}
+
+// Numbers that come as reals count as those that come whole; flags are set by negative ones, too.
+TEST_F(HostImages, RealPixelStoresCount) {
+  const auto swapped = [&](float value) {
+    run(Stream().add(kPixelStoref, GL_UNPACK_SWAP_BYTES, value));
+    run(upload(kTexImage2D, {GL_TEXTURE_2D, 0, GL_R16, 1, 1, 0, GL_RED, GL_UNSIGNED_SHORT}, {0x12, 0x34}));
+    return read(Stream().add(kGetTexImage, GL_TEXTURE_2D, 0, GL_RED, GL_UNSIGNED_SHORT, 2u, 1u), 2) == V{0x34, 0x12};
+  };
+  EXPECT_TRUE(swapped(1));
+  EXPECT_FALSE(swapped(0));
+  EXPECT_TRUE(swapped(-1));
+  EXPECT_FALSE(swapped(0));
+  EXPECT_TRUE(swapped(-2147483648.0f));
+  EXPECT_TRUE(swapped(2147483648.0f));  // no number that a guest sends: nothing changes
+  EXPECT_FALSE(swapped(0));
+  run(Stream().add(kPixelStoref, GL_UNPACK_SKIP_PIXELS, 2.0f).add(kPixelStoref, GL_UNPACK_ALIGNMENT, 1.0f));
+  run(upload(kTexImage2D, {GL_TEXTURE_2D, 0, GL_R8, 3, 1, 0, GL_RED, GL_UNSIGNED_BYTE}, counting(5)));
+  EXPECT_EQ(reds(GL_TEXTURE_2D, 3), (V{3, 4, 5}));
 }
 
 // --- reads ---

@@ -10,6 +10,7 @@ namespace qv::peer::test {
 namespace {
 
 using V = std::vector<uint8_t>;
+constexpr uint32_t kGenerateMipmap = 1551;
 constexpr uint32_t kName = 70000;  // no name that an OpenGL would generate
 
 class Textures : public testing::TestWithParam<bool> {
@@ -268,6 +269,155 @@ TEST(TextureQuota, TextureMemoryIsBounded) {
   EXPECT_EQ(samples(8, 4), uint32_t{GL_OUT_OF_MEMORY});
   EXPECT_EQ(samples(8, 1), 0u);
   log.take();
+}
+
+Stream operator+(Stream left, const Stream& right) {
+  left.data += right.data;
+  return left;
+}
+
+// A guest with room for 100 KiB of images.
+class SmallTextureQuota : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(guest.start(8, 8)); }
+  void TearDown() override { log.take(); }
+  static Stream bind(uint32_t name) { return Stream().add(kBindTexture, GL_TEXTURE_2D, name); }
+  static Stream image(uint32_t level, uint32_t size, uint32_t format = GL_RGBA) {
+    return Stream().bytes(kTexImage2D, words({GL_TEXTURE_2D, level, GL_RGBA8, size, size, 0, format, GL_UNSIGNED_BYTE, 0, 0}));
+  }
+  static Stream list(uint32_t name, uint32_t mode, const Stream& commands) {
+    return Stream().add(kNewList, name, mode) + commands + Stream().add(kEndList);
+  }
+  uint32_t run(const Stream& stream) {
+    EXPECT_EQ(guest.flush(stream), 0);
+    return guest.glError();
+  }
+  uint32_t width(uint32_t level) {
+    return guest.askFor<uint32_t>(Stream().add(kGetTexLevelParameteriv, GL_TEXTURE_2D, level, GL_TEXTURE_WIDTH));
+  }
+  // Whether an image of size * size texels of four bytes has room; it is taken back.
+  bool hasRoom(uint32_t size) {
+    const bool room = run(bind(100) + image(0, size)) == 0;
+    EXPECT_EQ(run(Stream().add(kDeleteTextures, 1, 100u)), 0u);
+    return room;
+  }
+
+  LogCapture log;
+  InProcessGpu gpu{[] {
+    Quotas quotas;
+    quotas.textureBytes = 100 * 1024;
+    return quotas;
+  }()};
+  TestGuest guest{gpu};
+};
+
+// A command that OpenGL refuses leaves the old image, and its bytes stay counted.
+TEST_F(SmallTextureQuota, RefusedCommandsFreeNothing) {
+  EXPECT_EQ(run(bind(1) + image(0, 128)), 0u);  // 64 KiB
+  EXPECT_NE(run(image(0, 1, 0x1234)), 0u);
+  EXPECT_NE(run(image(0, ~0u)), 0u);
+  EXPECT_NE(run(Stream().add(kTexStorage2D, GL_TEXTURE_2D, 99, GL_RGBA8, 1, 1)), 0u);
+  EXPECT_EQ(width(0), 128u);
+  EXPECT_TRUE(hasRoom(96));  // 36
+  EXPECT_FALSE(hasRoom(97));
+  EXPECT_EQ(run(bind(1) + image(0, 1)), 0u);
+  EXPECT_TRUE(hasRoom(159));
+}
+
+// An image that only goes into a list is none of the bound texture's. The list's calls define it, in every texture.
+TEST_F(SmallTextureQuota, ImagesOfListsCountWhereTheyAreDefined) {
+  EXPECT_EQ(run(bind(1) + image(0, 128)), 0u);
+  EXPECT_EQ(run(list(1, GL_COMPILE, image(0, 1))), 0u);
+  EXPECT_EQ(width(0), 128u);
+  EXPECT_FALSE(hasRoom(97));
+  EXPECT_EQ(run(bind(1) + Stream().add(kCallList, 1u)), 0u);
+  EXPECT_EQ(width(0), 1u);
+  EXPECT_TRUE(hasRoom(159));
+  EXPECT_EQ(run(list(2, GL_COMPILE, image(0, 96))), 0u);
+  for (const uint32_t name : {1u, 2u}) EXPECT_EQ(run(bind(name) + Stream().add(kCallList, 2u)), 0u);  // 72
+  EXPECT_EQ(run(bind(3) + Stream().add(kCallList, 2u)), uint32_t{GL_OUT_OF_MEMORY});
+  EXPECT_EQ(width(0), 0u);
+  EXPECT_FALSE(hasRoom(86));
+  EXPECT_TRUE(hasRoom(84));
+  EXPECT_EQ(run(Stream().add(kDeleteTextures, 1, 2u) + bind(3) + Stream().add(kCallList, 2u)), 0u);
+  EXPECT_FALSE(hasRoom(86));
+  // A list that is carried out while it is compiled defines its images twice.
+  EXPECT_EQ(run(Stream().add(kDeleteTextures, 2, 1u, 3u) + bind(4)), 0u);
+  EXPECT_EQ(run(list(3, GL_COMPILE_AND_EXECUTE, image(0, 96))), 0u);
+  EXPECT_FALSE(hasRoom(129));
+  EXPECT_EQ(run(bind(5) + Stream().add(kCallList, 3u)), 0u);
+  EXPECT_FALSE(hasRoom(86));
+}
+
+// Lists that call lists define what these define, as often as they call them, and textures that they bind themselves.
+TEST_F(SmallTextureQuota, ListsDefineWhatTheirListsDefine) {
+  EXPECT_EQ(run(list(1, GL_COMPILE, image(0, 96))), 0u);  // 36 KiB
+  const auto twice = [&](const Stream& call) { return bind(1) + call + bind(2) + call; };
+  const auto thrice = [&](const Stream& call) { return twice(call) + bind(3) + call; };
+  const Stream one = Stream().add(kCallList, 1u), names = Stream().bytes(kCallLists, words({1, GL_UNSIGNED_INT, 4, 1}));
+  EXPECT_EQ(run(list(2, GL_COMPILE, twice(one))), 0u);
+  EXPECT_EQ(run(list(3, GL_COMPILE, thrice(one))), 0u);
+  EXPECT_EQ(run(list(4, GL_COMPILE, Stream().add(kCallList, 3u))), 0u);
+  EXPECT_EQ(run(Stream().add(kCallList, 4u)), uint32_t{GL_OUT_OF_MEMORY});
+  EXPECT_EQ(run(Stream().add(kCallList, 3u)), uint32_t{GL_OUT_OF_MEMORY});
+  EXPECT_TRUE(hasRoom(160));
+  EXPECT_EQ(run(Stream().add(kCallList, 2u)), 0u);
+  EXPECT_FALSE(hasRoom(86));
+  EXPECT_TRUE(hasRoom(84));
+  EXPECT_EQ(run(Stream().add(kDeleteTextures, 2, 1u, 2u)), 0u);
+  // Names that only the call tells stand for all lists.
+  EXPECT_EQ(run(bind(1) + names), 0u);
+  EXPECT_FALSE(hasRoom(129));
+  EXPECT_EQ(run(bind(2) + names), 0u);
+  EXPECT_EQ(run(bind(3) + names), uint32_t{GL_OUT_OF_MEMORY});
+  EXPECT_EQ(run(Stream().add(kDeleteTextures, 2, 1u, 2u)), 0u);
+  EXPECT_EQ(run(list(5, GL_COMPILE, names)), 0u);
+  EXPECT_EQ(run(bind(1) + Stream().add(kCallList, 5u)), 0u);
+  EXPECT_FALSE(hasRoom(129));
+}
+
+// The textures without a name and the faces of a cube count as well when a list defines them.
+TEST_F(SmallTextureQuota, ListsDefineEveryKindOfTexture) {
+  const auto face = [](uint32_t k) {
+    return Stream().bytes(kTexImage2D, words({GL_TEXTURE_CUBE_MAP_POSITIVE_X + k, 1, GL_RGBA8, 64, 64, 0, GL_RGBA,
+                                              GL_UNSIGNED_BYTE, 0, 0}));  // 16 KiB
+  };
+  EXPECT_EQ(run(list(1, GL_COMPILE, image(2, 96))), 0u);
+  EXPECT_EQ(run(list(2, GL_COMPILE, face(0) + face(5))), 0u);
+  EXPECT_EQ(run(bind(0) + Stream().add(kCallList, 1u)), 0u);
+  EXPECT_FALSE(hasRoom(129));
+  EXPECT_TRUE(hasRoom(127));
+  EXPECT_EQ(run(Stream().add(kBindTexture, GL_TEXTURE_CUBE_MAP, 7u).add(kCallList, 2u)), 0u);
+  EXPECT_FALSE(hasRoom(91));  // 68 of 100 are taken
+  EXPECT_TRUE(hasRoom(89));
+  EXPECT_EQ(run(Stream().add(kCallList, 2u)), 0u);
+  EXPECT_TRUE(hasRoom(89));
+}
+
+// Levels that OpenGL makes of the first one count, for every face and in the room that they need.
+TEST_F(SmallTextureQuota, GeneratedLevelsCount) {
+  const Stream generate = bind(1) + Stream().add(kGenerateMipmap, GL_TEXTURE_2D);
+  EXPECT_EQ(run(bind(1) + image(0, 144)), 0u);  // 81 KiB, and a third for the levels
+  EXPECT_EQ(run(generate), uint32_t{GL_OUT_OF_MEMORY});
+  EXPECT_EQ(width(1), 0u);
+  EXPECT_EQ(run(image(0, 128)), 0u);
+  EXPECT_TRUE(hasRoom(96));
+  EXPECT_EQ(run(generate), 0u);
+  EXPECT_EQ(width(7), 1u);
+  EXPECT_FALSE(hasRoom(62));  // 85.3 KiB are taken
+  EXPECT_TRUE(hasRoom(60));
+  EXPECT_EQ(run(generate), 0u);
+  EXPECT_TRUE(hasRoom(60));
+  EXPECT_NE(run(Stream().add(kGenerateMipmap, 0x1234u)), 0u);
+  EXPECT_EQ(run(Stream().add(kDeleteTextures, 1, 1u)), 0u);
+  Stream cube = Stream().add(kBindTexture, GL_TEXTURE_CUBE_MAP, 2u);
+  for (uint32_t k = 0; k < 6; ++k)
+    cube.bytes(kTexImage2D, words({GL_TEXTURE_CUBE_MAP_POSITIVE_X + k, 0, GL_RGBA8, 48, 48, 0, GL_RGBA, GL_UNSIGNED_BYTE, 0, 0}));
+  EXPECT_EQ(run(cube), 0u);  // 54 KiB
+  EXPECT_TRUE(hasRoom(108));
+  EXPECT_EQ(run(Stream().add(kGenerateMipmap, GL_TEXTURE_CUBE_MAP)), 0u);
+  EXPECT_FALSE(hasRoom(86));  // 72 KiB
+  EXPECT_TRUE(hasRoom(84));
 }
 
 // Estimates follow the internal format, the levels and the layers, and no product of sizes wraps.

@@ -328,6 +328,12 @@ TEST_F(Images, BitmapsTravel) {
   QV_CALL(glBitmap)(32, 32, 0, 0, 0, 0, pixels.data());
   std::vector<uint8_t> expected = words({0xA4008, 32, 32, 0, 0, 0, 0, low(), 128});
   expectStream(expected += first(128));
+  QV_CALL(glBitmap)(9, 3, 0, 0, 0, 0, pixels.data());
+  expected = words({0x2E008, 9, 3, 0, 0, 0, 0, low(), 10});
+  expected += first(10);
+  EXPECT_EQ(pending().size(), 48u);
+  EXPECT_EQ(std::vector<uint8_t>(pending().begin(), pending().begin() + 46), expected);
+  drop();
 }
 
 // The pattern of polygons is sized by the state of packing and kept back by a pack buffer.

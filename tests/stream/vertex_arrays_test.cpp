@@ -608,6 +608,16 @@ TEST_F(VertexArrays, ClientStackSavesByItsMask) {
   EXPECT_EQ(alignment, 8);
 }
 
+// The buffers that images go to and come from stay bound, whatever is popped.
+TEST_F(VertexArrays, ClientStackLeavesPixelBuffers) {
+  QV_CALL(glPushClientAttrib)(GL_CLIENT_ALL_ATTRIB_BITS);
+  QV_CALL(glBindBuffer)(GL_PIXEL_PACK_BUFFER, 6);
+  QV_CALL(glBindBuffer)(GL_PIXEL_UNPACK_BUFFER, 7);
+  QV_CALL(glPopClientAttrib)();
+  EXPECT_EQ(context().buffers.pixelPack, 6u);
+  EXPECT_EQ(context().buffers.pixelUnpack, 7u);
+}
+
 // Sixteen pushes fit; the seventeenth and a pop too many are refused and not sent.
 TEST_F(VertexArrays, ClientStackHasSixteenLevels) {
   std::vector<uint8_t> sixteen;
