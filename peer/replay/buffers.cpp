@@ -54,7 +54,6 @@ constexpr TargetBinding kTargets[] = {
     {GL_ATOMIC_COUNTER_BUFFER, GL_ATOMIC_COUNTER_BUFFER_BINDING},
     {GL_SHADER_STORAGE_BUFFER, GL_SHADER_STORAGE_BUFFER_BINDING},
     {GL_DISPATCH_INDIRECT_BUFFER, GL_DISPATCH_INDIRECT_BUFFER_BINDING},
-    {GL_QUERY_BUFFER, GL_QUERY_BUFFER_BINDING},
 };
 
 // Every command with a target begins with this: the two bindings of arrays are what draws bend (ArrayState). False,
@@ -209,7 +208,8 @@ namespace replay {
 void glBindBuffer(Replayer& replayer, GLenum target, GLuint name) {
   std::shared_ptr<HostBuffer> buffer;
   if (!reach(replayer, 0)) return;
-  // OpenGLs have targets whose buffers lie at an address that the guest would choose.
+  // OpenGLs have targets whose buffers lie at an address that the guest would choose, and one whose buffer takes the results of
+  // queries away from whoever asks. The driver has neither.
   if (bindingOf(target) == 0) return refuse(replayer, GL_INVALID_ENUM);
   if (!bufferFor(replayer, name, buffer)) return;
   if (target == GL_ARRAY_BUFFER) return replayer.state().arrays.bindArrayBuffer(buffer);
