@@ -1,6 +1,8 @@
-// A guest process that draws without end until it is killed: `host_draw_forever SOCKET`. With a second argument it is one command
-// that takes forever.
+// A guest process that draws without end until it is killed: `host_draw_forever SOCKET`. A second argument names one command that
+// takes forever: `lists`, `line` or `mesh`.
 #include <unistd.h>
+
+#include <cstring>
 
 #include "peer/link/host_client.h"
 #include "tests/peer/test_guest.h"
@@ -11,6 +13,16 @@ int main(int argc, char** argv) {
   if (client == nullptr) return 2;
   TestGuest guest(*client, static_cast<uint32_t>(getpid()));
   if (!guest.start(300, 300)) return 2;
+  if (argc > 2 && std::strcmp(argv[2], "lists") != 0) {
+    // All points, or all cells, of an evaluator's grid.
+    const bool line = std::strcmp(argv[2], "line") == 0;
+    constexpr uint32_t kEnableMap = GL_MAP1_VERTEX_3, kEnableMap2 = GL_MAP2_VERTEX_3, kEvalMesh1 = 236, kEvalMesh2 = 238;
+    constexpr int32_t kLast = 0x7FFFFFFF;
+    const Stream enable = Stream().add(kEnable, kEnableMap).add(kEnable, kEnableMap2);
+    if (guest.flush(enable, GL_BACK) != 0 || write(1, "d", 1) != 1) return 2;
+    guest.flush(line ? Stream().add(kEvalMesh1, GL_LINE, 0, kLast) : Stream().add(kEvalMesh2, GL_FILL, 0, kLast, 0, kLast), GL_BACK);
+    return 2;
+  }
   if (argc > 2) {
     // 40 lists, each of which calls the next one twice.
     Stream lists;
