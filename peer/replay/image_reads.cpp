@@ -198,27 +198,28 @@ class ResolvedPicture {
     gl.glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &framebuffer);
     gl.glGetIntegerv(GL_READ_BUFFER, &buffer);
     if (framebuffer != 0 || buffer == GL_NONE) return;
-    GLuint picture = 0;
-    const WindowCommands::Result result = windows->resolvePicture(picture);
+    const WindowCommands::Result result = windows->resolvePicture(picture_);
     if (result.outcome == WindowCommands::Outcome::DrawableLost) {
       replayer.fail("%s", result.why);
       return;
     }
-    if (result.outcome != WindowCommands::Outcome::Done || picture == 0) return;
+    if (result.outcome != WindowCommands::Outcome::Done || picture_ == 0) return;
     gl.glGenFramebuffers(1, &framebuffer_);
     gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer_);
-    gl.glFramebufferRenderbuffer(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, picture);
+    gl.glFramebufferRenderbuffer(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, picture_);
   }
   ~ResolvedPicture() {
-    if (framebuffer_ == 0) return;
-    gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
-    gl.glDeleteFramebuffers(1, &framebuffer_);
+    if (framebuffer_ != 0) {
+      gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+      gl.glDeleteFramebuffers(1, &framebuffer_);
+    }
+    if (picture_ != 0) gl.glDeleteRenderbuffers(1, &picture_);
   }
   ResolvedPicture(const ResolvedPicture&) = delete;
   ResolvedPicture& operator=(const ResolvedPicture&) = delete;
 
  private:
-  GLuint framebuffer_ = 0;
+  GLuint picture_ = 0, framebuffer_ = 0;
 };
 
 GLint levelParameter(GLenum target, GLint level, GLenum pname) {
