@@ -159,8 +159,7 @@ const char* SideContext::accumulate(Window& window, const PixelRect& rect, float
   return nullptr;
 }
 
-const char* SideContext::returnAccumulation(Window& window, const PixelRect& rect, float scale,
-                                            const GLboolean (&mask)[4]) {
+const char* SideContext::returnAccumulation(Window& window, const PixelRect& rect, float scale, const GLboolean (&mask)[4]) {
   if (!bind(window.surface())) return kNoContext;
   gl.glDrawBuffer(GL_BACK);
   gl.glDisable(GL_DITHER);

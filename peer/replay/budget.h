@@ -58,6 +58,7 @@ class Held {
     amount_ = amount;
     return true;
   }
+  uint64_t amount() const { return budget_ == nullptr ? 0 : amount_; }
   void giveBack() {
     if (budget_ != nullptr) budget_->give(amount_);
     budget_ = nullptr;

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "peer/replay/evaluators.h"
+#include "peer/replay/framebuffer_replay.h"
 #include "peer/replay/image_replay.h"
 #include "peer/replay/row_replay.h"
 #include "peer/replay/texture_replay.h"

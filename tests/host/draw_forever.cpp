@@ -20,7 +20,8 @@ int main(int argc, char** argv) {
     constexpr int32_t kLast = 0x7FFFFFFF;
     const Stream enable = Stream().add(kEnable, kEnableMap).add(kEnable, kEnableMap2);
     if (guest.flush(enable, GL_BACK) != 0 || write(1, "d", 1) != 1) return 2;
-    guest.flush(line ? Stream().add(kEvalMesh1, GL_LINE, 0, kLast) : Stream().add(kEvalMesh2, GL_FILL, 0, kLast, 0, kLast), GL_BACK);
+    guest.flush(line ? Stream().add(kEvalMesh1, GL_LINE, 0, kLast) : Stream().add(kEvalMesh2, GL_FILL, 0, kLast, 0, kLast),
+                GL_BACK);
     return 2;
   }
   if (argc > 2) {
