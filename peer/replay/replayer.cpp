@@ -17,8 +17,8 @@ namespace qv::peer {
 
 namespace {
 
-// Of the commands for a list that has no more room: its end ends that.
-bool isLeftOut(uint32_t opcode) { return opcode != opcodeOf<op::glEndList> && opcode != opcodeOf<op::glGetError>; }
+// Of the commands for a list that has no more room: its end ends that, and queries are never recorded.
+bool isLeftOut(uint32_t opcode) { return opcode != opcodeOf<op::glEndList> && !isQuery(opcode); }
 
 }  // namespace
 
