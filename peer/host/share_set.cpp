@@ -10,6 +10,8 @@ void ShareSets::add(const Context& context) {
   sets_.push_back({{{&context, EGL_NO_CONTEXT}}});
   sets_.back().objects->bufferBytes = bufferBytes_;
   sets_.back().objects->textureBytes = textureBytes_;
+  sets_.back().objects->renderbufferBytes = renderbufferBytes_;
+  sets_.back().objects->listBytes = listBytes_;
 }
 
 void ShareSets::remove(const Context& context) {

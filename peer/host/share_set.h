@@ -22,7 +22,9 @@ class ShareSets {
       : counters_(counters),
         display_(display),
         bufferBytes_(std::make_shared<Budget>(quotas.bufferBytes)),
-        textureBytes_(std::make_shared<Budget>(quotas.textureBytes)) {}
+        textureBytes_(std::make_shared<Budget>(quotas.textureBytes)),
+        renderbufferBytes_(std::make_shared<Budget>(quotas.renderbufferBytes)),
+        listBytes_(std::make_shared<Budget>(quotas.listBytes)) {}
 
   void add(const Context& context);
   // Destroys its OpenGL context, if it has one, which must not be current.
@@ -51,7 +53,7 @@ class ShareSets {
 
   LiveCounters& counters_;
   const EglDisplay& display_;
-  const std::shared_ptr<Budget> bufferBytes_, textureBytes_;  // of all sets together
+  const std::shared_ptr<Budget> bufferBytes_, textureBytes_, renderbufferBytes_, listBytes_;  // of all sets together
   // Held while an OpenGL context is made or destroyed: the partner must not go away meanwhile, and two members that are made at
   // the same time must find each other.
   std::mutex mutex_;

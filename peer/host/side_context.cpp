@@ -51,12 +51,6 @@ void clearSurface(WindowSurface& surface) {
 
 SideContext::~SideContext() {
   if (egl_ == EGL_NO_CONTEXT) return;
-  if (framebuffer_ != 0 && display_.makeCurrent(EGL_NO_SURFACE, egl_)) {
-    gl.glDeleteFramebuffers(1, &framebuffer_);
-    // Shared with the guest's contexts, which may live on.
-    gl.glDeleteRenderbuffers(1, &renderbuffer_);
-    display_.release();
-  }
   display_.destroyContext(egl_);
   counters_.glContexts.fetch_sub(1);
 }
@@ -104,43 +98,38 @@ const char* SideContext::copyTexImages(Window& pbuffer, GLuint texture) {
   return refused ? "the texture does not take the images" : nullptr;
 }
 
-void SideContext::resolve(const Window& window) {
+SideContext::Resolved::Resolved(const Window& window) {
   const int32_t width = window.widthOf(window.selected.level), height = window.heightOf(window.selected.level);
-  if (framebuffer_ == 0) {
-    gl.glGenFramebuffers(1, &framebuffer_);
-    gl.glGenRenderbuffers(1, &renderbuffer_);
-    gl.glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer_);
-    gl.glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer_);
-    gl.glFramebufferRenderbuffer(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderbuffer_);
-  }
-  const GLenum format = window.offer.colorBits > 8 ? GL_RGBA16F : GL_RGBA8;
-  if (width != width_ || height != height_ || format != format_) {
-    gl.glRenderbufferStorage(GL_RENDERBUFFER, format, width, height);
-    width_ = width;
-    height_ = height;
-    format_ = format;
-  }
-  // Reading pixels of a multisampled window directly gives one of the samples on some OpenGLs; a blit averages on all.
+  gl.glGenFramebuffers(1, &framebuffer_);
+  gl.glGenRenderbuffers(1, &renderbuffer_);
+  gl.glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer_);
+  gl.glRenderbufferStorage(GL_RENDERBUFFER, window.offer.colorBits > 8 ? GL_RGBA16F : GL_RGBA8, width, height);
   gl.glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer_);
+  gl.glFramebufferRenderbuffer(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderbuffer_);
+  // Reading pixels of a multisampled window directly gives one of the samples on some OpenGLs; a blit averages on all.
   gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
   gl.glReadBuffer(GL_BACK);
   gl.glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
   gl.glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
 }
 
+SideContext::Resolved::~Resolved() {
+  gl.glBindFramebuffer(GL_FRAMEBUFFER, 0);
+  gl.glDeleteFramebuffers(1, &framebuffer_);
+  gl.glBindRenderbuffer(GL_RENDERBUFFER, 0);
+  if (renderbuffer_ != 0) gl.glDeleteRenderbuffers(1, &renderbuffer_);
+}
+
 const char* SideContext::resolvePicture(Window& window, GLuint& renderbuffer) {
   if (!bind(window.surface())) return kNoContext;
-  resolve(window);
-  gl.glBindFramebuffer(GL_FRAMEBUFFER, 0);
-  renderbuffer = renderbuffer_;
+  renderbuffer = Resolved(window).give();
   return nullptr;
 }
 
 const char* SideContext::copyResolvedFrame(Window& window, const Allocation& target) {
   if (!bind(window.surface())) return kNoContext;
-  resolve(window);
+  const Resolved picture(window);
   readFrame(window.widthOf(window.selected.level), window.heightOf(window.selected.level), target);
-  gl.glBindFramebuffer(GL_FRAMEBUFFER, 0);
   return nullptr;
 }
 
@@ -156,8 +145,9 @@ void SideContext::forEachStrip(const PixelRect& rect, Work&& work) {
 
 const char* SideContext::accumulate(Window& window, const PixelRect& rect, float keep, float scale) {
   if (!bind(window.surface())) return kNoContext;
+  std::optional<Resolved> picture;
   if (window.offer.samples != 0) {
-    resolve(window);
+    picture.emplace(window);
   } else {
     gl.glReadBuffer(GL_BACK);
   }
@@ -166,12 +156,10 @@ const char* SideContext::accumulate(Window& window, const PixelRect& rect, float
     gl.glReadPixels(strip.x, strip.y, strip.width, strip.height, GL_RGBA, GL_FLOAT, pixels_.data());
     window.accumulation.add(strip, keep, pixels_, scale);
   });
-  gl.glBindFramebuffer(GL_FRAMEBUFFER, 0);
   return nullptr;
 }
 
-const char* SideContext::returnAccumulation(Window& window, const PixelRect& rect, float scale,
-                                            const GLboolean (&mask)[4]) {
+const char* SideContext::returnAccumulation(Window& window, const PixelRect& rect, float scale, const GLboolean (&mask)[4]) {
   if (!bind(window.surface())) return kNoContext;
   gl.glDrawBuffer(GL_BACK);
   gl.glDisable(GL_DITHER);

@@ -1,6 +1,8 @@
 // SideContext: the host's own OpenGL context beside a guest's, for work that the guest's state must not disturb.
 #pragma once
 
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "peer/host/accumulation.h"
@@ -36,7 +38,7 @@ class SideContext {
   // Copies the picture of a multisampled window, its samples averaged, into the allocation, as copyFrame() does for others.
   // The caller holds the window.
   const char* copyResolvedFrame(Window& window, const Allocation& target);
-  // Gives the renderbuffer that has this picture, in all its precision, until the next call.
+  // Gives a renderbuffer that has this picture, in all its precision. It is the caller's to delete.
   const char* resolvePicture(Window& window, GLuint& renderbuffer);
 
   // The window's accumulation buffer becomes itself * `keep` + the picture * `scale`, within `rect`. The caller holds the window.
@@ -45,8 +47,21 @@ class SideContext {
   const char* returnAccumulation(Window& window, const PixelRect& rect, float scale, const GLboolean (&mask)[4]);
 
  private:
-  // Leaves a picture of one sample per pixel to read from.
-  void resolve(const Window& window);
+  // The picture of the current surface with one sample per pixel, to read from while the object lives. No object of OpenGL's
+  // stays: the guest's contexts can name it.
+  class Resolved {
+   public:
+    explicit Resolved(const Window& window);
+    ~Resolved();
+    Resolved(const Resolved&) = delete;
+    Resolved& operator=(const Resolved&) = delete;
+    // The renderbuffer with the picture, from now on the caller's.
+    GLuint give() { return std::exchange(renderbuffer_, 0); }
+
+   private:
+    GLuint framebuffer_ = 0, renderbuffer_ = 0;
+  };
+
   // Cleared, if it is not yet.
   bool bind(WindowSurface& surface);
   // Cuts a rectangle into pieces of moderate size, with pixels_ as large as each.
@@ -59,10 +74,6 @@ class SideContext {
   const EGLContext share_;
   EGLContext egl_ = EGL_NO_CONTEXT;
   std::vector<float> pixels_;  // of a strip
-  // One sample per pixel, of the last resolved frame's size.
-  GLuint framebuffer_ = 0, renderbuffer_ = 0;
-  int32_t width_ = 0, height_ = 0;
-  GLenum format_ = 0;
 };
 
 }  // namespace qv::peer

@@ -59,7 +59,8 @@ inline constexpr uint32_t kIndexRegion = kArrayRows;
 struct RealBuffer {
   std::shared_ptr<HostBuffer> buffer;  // null for the stream buffer, too
   GLuint name = 0;                     // GL's
-  bool operator==(const RealBuffer&) const = default;
+  MemoryShare share;                   // in the store that GL has there
+  bool operator==(const RealBuffer& other) const { return buffer == other.buffer && name == other.name; }
 };
 
 // A vertex array object of the guest.
@@ -80,6 +81,7 @@ struct ArrayObject {
   const void* realBuffers[kArrayRows] =
       {};  // what each row's elements come from: a HostBuffer, or the stream buffer; never nothing
   GLuint realNames[kArrayRows] = {};        // of the buffers, for rows in `applied`
+  MemoryShare realShares[kArrayRows];       // in their stores
   uint32_t realDivisors[kArrayKinds] = {};  // of the generic rows
   RealBuffer realElements;                  // what is bound there
   StreamLayout stream;

@@ -215,6 +215,7 @@ void ArrayState::park(uint32_t number) {
   current_->stream.pointed &= ~bit(number);
   bindStream();
   pointRow(number, kDefaults.rows[number], {stream_.name(), 0, kDefaults.rows[number].elementSize});
+  current_->realShares[number] = nullptr;
 }
 
 void ArrayState::bindNone() {
@@ -234,17 +235,19 @@ void ArrayState::bindElements(Replayer& replayer) {
 }
 
 void ArrayState::bindRealElements(const std::shared_ptr<HostBuffer>& buffer) {
-  const RealBuffer wanted{buffer, realName(buffer)};
+  RealBuffer wanted{buffer, realName(buffer), nullptr};
   if (current_->realElements == wanted) return;
   gl.glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, wanted.name);
-  current_->realElements = wanted;
+  wanted.share = shareOf(buffer);
+  current_->realElements = std::move(wanted);
 }
 
 void ArrayState::bindArray(const std::shared_ptr<HostBuffer>& buffer) {
-  const RealBuffer wanted{buffer, realName(buffer)};
+  RealBuffer wanted{buffer, realName(buffer), nullptr};
   if (!boundStream_ && boundArray_ == wanted) return;
   gl.glBindBuffer(GL_ARRAY_BUFFER, wanted.name);
-  boundArray_ = wanted;
+  wanted.share = shareOf(buffer);
+  boundArray_ = std::move(wanted);
   boundStream_ = false;
 }
 
@@ -289,6 +292,7 @@ void ArrayState::applyBuffered(Replayer& replayer, uint32_t number) {
   current_->stream.pointed &= ~bit(number);
   current_->realBuffers[number] = binding.buffer.get();
   current_->realNames[number] = realName(binding.buffer);
+  current_->realShares[number] = shareOf(binding.buffer);
 }
 
 void ArrayState::enableRows(uint32_t rows) {
@@ -393,6 +397,7 @@ void ArrayState::pointStreamed(Replayer& replayer, uint32_t number, uint64_t off
     layout.pointers[number] = pointer;
     layout.pointed |= bit(number);
     current_->realBuffers[number] = &stream_;
+    current_->realShares[number] = nullptr;
     current_->applied &= ~bit(number);
   }
   setRealDivisor(number, divisor);
@@ -472,7 +477,7 @@ bool ArrayState::useBlock(Replayer& replayer, uint32_t opcode, const char* name,
     }
     if (indices.size() != 0) {
       placed.indexOffset = layout.regions[kIndexRegion].base;
-      const RealBuffer stream{nullptr, stream_.name()};
+      const RealBuffer stream{nullptr, stream_.name(), nullptr};
       if (current_->realElements != stream) {
         gl.glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, stream.name);
         current_->realElements = stream;

@@ -67,6 +67,7 @@ class Held {
     budget_ = &budget;
     amount_ = amount;
   }
+  uint64_t amount() const { return budget_ == nullptr ? 0 : amount_; }
   void giveBack() {
     if (budget_ != nullptr) budget_->give(amount_);
     budget_ = nullptr;

@@ -6,6 +6,7 @@
 
 #include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
+#include "peer/replay/kept_objects.h"
 #include "peer/replay/replay_functions.h"
 #include "peer/replay/replay_state.h"
 #include "peer/replay/replayer.h"
@@ -54,7 +55,6 @@ constexpr TargetBinding kTargets[] = {
     {GL_ATOMIC_COUNTER_BUFFER, GL_ATOMIC_COUNTER_BUFFER_BINDING},
     {GL_SHADER_STORAGE_BUFFER, GL_SHADER_STORAGE_BUFFER_BINDING},
     {GL_DISPATCH_INDIRECT_BUFFER, GL_DISPATCH_INDIRECT_BUFFER_BINDING},
-    {GL_QUERY_BUFFER, GL_QUERY_BUFFER_BINDING},
 };
 
 // Every command with a target begins with this: the two bindings of arrays are what draws bend (ArrayState). False,
@@ -99,8 +99,9 @@ constexpr GLintptr signedWord(uint32_t word) { return static_cast<int32_t>(word)
 
 // Gives an indexed binding to GL, a range cut to what the buffer has: an OpenGL may read and write beyond a buffer whose bound
 // range is longer than it.
-void applyIndexed(const IndexedBuffer& one) {
+void applyIndexed(IndexedBuffer& one) {
   const GLuint real = realName(one.buffer);
+  one.share = shareOf(one.buffer);
   if (!one.range || real == 0) return gl.glBindBufferBase(one.target, one.index, real);
   const uint64_t bytes = one.buffer->bytes;
   const uint64_t have = one.offset < bytes ? std::min<uint64_t>(one.bytes, bytes - one.offset) : 0;
@@ -122,6 +123,7 @@ void bindIndexed(Replayer& replayer, IndexedBuffer one) {
   if (glRefused(replayer)) return;
   std::vector<IndexedBuffer>& bindings = replayer.state().buffers.indexed;
   std::erase_if(bindings, [&](const IndexedBuffer& old) { return old.target == one.target && old.index == one.index; });
+  replayer.state().buffers.bound[one.target] = shareOf(one.buffer);
   if (one.buffer == nullptr) return;
   const std::lock_guard lock(replayer.state().shared->storeChanges);
   if (one.range) one.buffer->rangeBound = true;
@@ -140,12 +142,15 @@ bool bufferFor(Replayer& replayer, GLuint name, std::shared_ptr<HostBuffer>& out
 void bindNamed(Replayer& replayer, GLenum target, GLuint index, GLuint name, bool range, GLintptr offset, GLsizeiptr bytes) {
   std::shared_ptr<HostBuffer> buffer;
   if (!bufferFor(replayer, name, buffer)) return;
-  bindIndexed(replayer, {target, index, std::move(buffer), range, static_cast<uint32_t>(offset), static_cast<uint32_t>(bytes)});
+  bindIndexed(replayer,
+              {target, index, std::move(buffer), range, static_cast<uint32_t>(offset), static_cast<uint32_t>(bytes), nullptr});
 }
 
 // Puts a new object of GL's in the place of the old one, so that ranges that others have bound keep the old store. This context's
-// bindings follow.
-void renew(Replayer& replayer, HostBuffer& buffer) {
+// bindings follow. `memory` is that of the new store.
+void renew(Replayer& replayer, HostBuffer& buffer, std::shared_ptr<Held> memory) {
+  const MemoryShare before = buffer.memory();
+  buffer.setMemory(std::move(memory));
   GLuint fresh = 0;
   gl.glGenBuffers(1, &fresh);
   const GLuint old = buffer.real;
@@ -165,17 +170,20 @@ void renew(Replayer& replayer, HostBuffer& buffer) {
   });
   buffer.real = fresh;
   replayer.state().arrays.renewed(buffer);
-  for (const IndexedBuffer& one : replayer.state().buffers.indexed) {
+  for (IndexedBuffer& one : replayer.state().buffers.indexed) {
     if (one.buffer.get() == &buffer) applyIndexed(one);
+  }
+  for (auto& [target, share] : replayer.state().buffers.bound) {
+    if (share == before) share = buffer.memory();
   }
   gl.glDeleteBuffers(1, &old);
 }
 
 // Has the guest's budget room for the new store?
-bool mayHold(Replayer& replayer, HostBuffer& buffer, uint64_t bytes) {
+bool mayHold(Replayer& replayer, Held& memory, uint64_t bytes) {
   SharedObjects& shared = *replayer.state().shared;
   if (shared.bufferBytes == nullptr) return true;
-  return shared.withNames([&](auto&) { return buffer.memory.resize(*shared.bufferBytes, bytes); });
+  return shared.withNames([&](auto&) { return memory.resize(*shared.bufferBytes, bytes); });
 }
 
 template <typename T>
@@ -204,17 +212,32 @@ struct ClearValue {
 
 }  // namespace
 
+void BufferState::feedbackBound(GLuint name) {
+  if (name == feedback) return;
+  std::vector<IndexedBuffer> left;
+  for (const IndexedBuffer& one : indexed) {
+    if (one.target == GL_TRANSFORM_FEEDBACK_BUFFER) left.push_back(one);
+  }
+  std::erase_if(indexed, [](const IndexedBuffer& one) { return one.target == GL_TRANSFORM_FEEDBACK_BUFFER; });
+  if (!left.empty()) ofFeedbacks[feedback] = std::move(left);
+  if (const auto now = ofFeedbacks.extract(name); !now.empty())
+    indexed.insert(indexed.end(), now.mapped().begin(), now.mapped().end());
+  feedback = name;
+}
+
 namespace replay {
 
 void glBindBuffer(Replayer& replayer, GLenum target, GLuint name) {
   std::shared_ptr<HostBuffer> buffer;
   if (!reach(replayer, 0)) return;
-  // OpenGLs have targets whose buffers lie at an address that the guest would choose.
+  // OpenGLs have targets whose buffers lie at an address that the guest would choose, and one whose buffer takes the results of
+  // queries away from whoever asks. The driver has neither.
   if (bindingOf(target) == 0) return refuse(replayer, GL_INVALID_ENUM);
   if (!bufferFor(replayer, name, buffer)) return;
   if (target == GL_ARRAY_BUFFER) return replayer.state().arrays.bindArrayBuffer(buffer);
   if (target == GL_ELEMENT_ARRAY_BUFFER) return replayer.state().arrays.setElements(replayer, buffer);
   gl.glBindBuffer(target, realName(buffer));
+  replayer.state().buffers.bound[target] = shareOf(buffer);
 }
 
 void glBindBufferBase(Replayer& replayer, GLenum target, GLuint index, GLuint name) {
@@ -249,19 +272,21 @@ void glBufferData(Replayer& replayer, const BufferDataRecord& record, Reader& da
     return gl.glBufferData(record.target, record.size, nullptr, record.usage);
   }
   const std::lock_guard lock(replayer.state().shared->storeChanges);
-  if (!mayHold(replayer, *buffer, record.size)) {
+  const bool renewed = buffer->rangeBound && record.size < buffer->bytes;
+  const std::shared_ptr<Held> memory = renewed ? std::make_shared<Held>() : buffer->memory();
+  if (!mayHold(replayer, *memory, record.size)) {
     replayer.passOver(opcodeOf<op::glBufferData>, "glBufferData", "over the guest's quota of buffer memory");
     return refuse(replayer, GL_OUT_OF_MEMORY);
   }
-  if (buffer->rangeBound && record.size < buffer->bytes) renew(replayer, *buffer);
+  if (renewed) renew(replayer, *buffer, memory);
   gl.glBufferData(record.target, record.size, from, record.usage);
   GLint64 now = 0;
   gl.glGetBufferParameteri64v(record.target, GL_BUFFER_SIZE, &now);
   const auto bytes = static_cast<uint64_t>(now < 0 ? 0 : now);
-  if (bytes != record.size) mayHold(replayer, *buffer, bytes);
+  if (bytes != record.size) mayHold(replayer, *memory, bytes);
   const bool resized = buffer->bytes.exchange(bytes) != bytes;
   if (!resized || !buffer->rangeBound) return;
-  for (const IndexedBuffer& one : replayer.state().buffers.indexed) {
+  for (IndexedBuffer& one : replayer.state().buffers.indexed) {
     if (one.buffer == buffer && one.range) applyIndexed(one);
   }
 }
@@ -331,11 +356,19 @@ void glClearBufferSubData(Replayer& replayer, const ClearBufferSubDataRecord& re
 }
 
 void glTexBuffer(Replayer& replayer, GLenum target, GLenum internalFormat, GLuint name) {
-  gl.glTexBuffer(target, internalFormat, realName(findBuffer(replayer, name)));
+  const std::shared_ptr<HostBuffer> buffer = findBuffer(replayer, name);
+  callAndNote(
+      replayer, [&] { gl.glTexBuffer(target, internalFormat, realName(buffer)); }, [&] { noteTextureBuffer(replayer, buffer); });
 }
 void glTexBufferRange(Replayer& replayer, GLenum target, GLenum internalFormat, GLuint name, GLintptr offset, GLsizeiptr size) {
-  gl.glTexBufferRange(target, internalFormat, realName(findBuffer(replayer, name)), signedWord(static_cast<uint32_t>(offset)),
-                      signedWord(static_cast<uint32_t>(size)));
+  const std::shared_ptr<HostBuffer> buffer = findBuffer(replayer, name);
+  callAndNote(
+      replayer,
+      [&] {
+        gl.glTexBufferRange(target, internalFormat, realName(buffer), signedWord(static_cast<uint32_t>(offset)),
+                            signedWord(static_cast<uint32_t>(size)));
+      },
+      [&] { noteTextureBuffer(replayer, buffer); });
 }
 
 // Invalidation permits GL to forget contents and demands nothing: the host only raises the errors.
@@ -358,6 +391,7 @@ void glDeleteBuffers(Replayer& replayer, GLsizei n, Reader& data) {
     if (buffer == nullptr) continue;
     state.shared->withNames([&](auto& names) { names.bufferObjects.erase(names.buffers.remove(guests[i])); });
     std::erase_if(state.buffers.indexed, [&](const IndexedBuffer& one) { return one.buffer == buffer; });
+    std::erase_if(state.buffers.bound, [&](const auto& one) { return one.second == buffer->memory(); });
     const GLuint real = buffer->real;
     state.arrays.deleted(replayer, *buffer);
     buffer->deleted = true;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -18,11 +19,18 @@ struct IndexedBuffer {
   std::shared_ptr<HostBuffer> buffer;
   bool range;  // a part of the buffer, `bytes` from `offset` on as far as the buffer has them
   uint32_t offset, bytes;
+  MemoryShare share;  // in the store that GL has there
 };
 
 // What a context keeps of the buffers that it has bound.
 struct BufferState {
-  std::vector<IndexedBuffer> indexed;
+  std::vector<IndexedBuffer> indexed;                        // transform feedback buffers: of the object that is bound
+  std::map<GLenum, MemoryShare> bound;                       // by target; arrays and elements are ArrayState's
+  std::map<GLuint, std::vector<IndexedBuffer>> ofFeedbacks;  // of the other transform feedback objects, by the guest's names
+  GLuint feedback = 0;                                       // the one that is bound
+
+  // Notes that this transform feedback object is bound now.
+  void feedbackBound(GLuint name);
 };
 
 // The buffer of a guest's name; null for 0 and for a name that was never bound.

@@ -17,6 +17,14 @@ constexpr GLuint kNoObject = ~0u;
 
 NameMap& feedbacksOf(Replayer& replayer) { return replayer.state().feedbacks; }
 
+// Asks GL which object is bound now: each has buffers of its own.
+void followBinding(Replayer& replayer) {
+  if (replayer.state().insideBegin) return;
+  GLint real = 0;
+  gl.glGetIntegerv(GL_TRANSFORM_FEEDBACK_BINDING, &real);
+  replayer.state().buffers.feedbackBound(feedbacksOf(replayer).guestOf(static_cast<GLuint>(real)));
+}
+
 // Draws as many vertices of the guest's arrays as have been captured. A name that the guest has not bound has no object, whatever
 // the object 0 holds.
 template <typename Draw>
@@ -41,6 +49,7 @@ void glBindTransformFeedback(Replayer& replayer, GLenum target, GLuint id) {
   });
   if (name == 0 && id != 0) return refuse(replayer, GL_OUT_OF_MEMORY);
   gl.glBindTransformFeedback(target, name);
+  followBinding(replayer);
 }
 
 void glDeleteTransformFeedbacks(Replayer& replayer, GLsizei count, Reader& rest) {
@@ -51,7 +60,10 @@ void glDeleteTransformFeedbacks(Replayer& replayer, GLsizei count, Reader& rest)
     if (name == 0) continue;
     // An object that is active stays, and so does its name.
     gl.glDeleteTransformFeedbacks(1, &name);
-    if (gl.glIsTransformFeedback(name) == GL_FALSE) feedbacksOf(replayer).remove(ids[i]);
+    followBinding(replayer);
+    if (gl.glIsTransformFeedback(name) != GL_FALSE) continue;
+    replayer.state().buffers.ofFeedbacks.erase(ids[i]);
+    feedbacksOf(replayer).remove(ids[i]);
   }
 }
 

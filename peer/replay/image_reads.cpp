@@ -14,7 +14,7 @@
 namespace qv::peer {
 namespace {
 
-constexpr uint64_t kLargestRead = uint64_t{1} << 30;
+constexpr uint64_t kLargestRead = uint64_t{1} << 30, kSmallRead = 65536;
 
 constexpr const char* kReadTooLarge = "its image is too large";
 constexpr const char* kReadTooSmall = "the guest's buffer is too small for its image";
@@ -140,13 +140,19 @@ void readImage(Replayer& replayer, const Read& read, Call&& call) {
     replayer.passOver(read.opcode, read.name, kReadTooLarge);
     return replayer.answer(nullptr, 0);
   }
+  // A small image is read in any case: OpenGL may refuse it, and the guest then has the error. A large one is not worth that.
+  const bool room = shape.end() <= read.bytes && shape.end() <= replayer.replyRoom();
+  if (!room && tightBytes > kSmallRead) {
+    replayer.passOver(read.opcode, read.name, kReadTooSmall);
+    return replayer.answer(nullptr, 0);
+  }
   uint8_t* const reply = bits ? nullptr : replayer.answerInPlace(static_cast<uint32_t>(tightBytes));
   uint8_t* const pixels = bits ? replayer.scratch(tightBytes) : reply;
   setPacking(state, {.alignment = 1, .swapBytes = store.swapBytes});
   holdGlError(replayer);
   call(pixels, bits ? GL_UNSIGNED_BYTE : image.type, Into::Reply);
   if (glRefused(replayer)) return replayer.answer(nullptr, 0);
-  if (shape.end() > read.bytes || shape.end() > replayer.replyRoom()) {
+  if (!room) {
     replayer.passOver(read.opcode, read.name, kReadTooSmall);
     return replayer.answer(nullptr, 0);
   }
@@ -198,27 +204,28 @@ class ResolvedPicture {
     gl.glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &framebuffer);
     gl.glGetIntegerv(GL_READ_BUFFER, &buffer);
     if (framebuffer != 0 || buffer == GL_NONE) return;
-    GLuint picture = 0;
-    const WindowCommands::Result result = windows->resolvePicture(picture);
+    const WindowCommands::Result result = windows->resolvePicture(picture_);
     if (result.outcome == WindowCommands::Outcome::DrawableLost) {
       replayer.fail("%s", result.why);
       return;
     }
-    if (result.outcome != WindowCommands::Outcome::Done || picture == 0) return;
+    if (result.outcome != WindowCommands::Outcome::Done || picture_ == 0) return;
     gl.glGenFramebuffers(1, &framebuffer_);
     gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer_);
-    gl.glFramebufferRenderbuffer(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, picture);
+    gl.glFramebufferRenderbuffer(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, picture_);
   }
   ~ResolvedPicture() {
-    if (framebuffer_ == 0) return;
-    gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
-    gl.glDeleteFramebuffers(1, &framebuffer_);
+    if (framebuffer_ != 0) {
+      gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+      gl.glDeleteFramebuffers(1, &framebuffer_);
+    }
+    if (picture_ != 0) gl.glDeleteRenderbuffers(1, &picture_);
   }
   ResolvedPicture(const ResolvedPicture&) = delete;
   ResolvedPicture& operator=(const ResolvedPicture&) = delete;
 
  private:
-  GLuint framebuffer_ = 0;
+  GLuint picture_ = 0, framebuffer_ = 0;
 };
 
 GLint levelParameter(GLenum target, GLint level, GLenum pname) {

@@ -34,6 +34,9 @@ struct FormReplay<Row, Image<Data>> {
         return;
     } else {
       const uint64_t expected = uint64_t{Data::count(arguments)} * sizeof(typename L::Element);
+      if constexpr (std::is_same_v<Data, CountAt<1>>) {
+        if (!mayRecordPixelMap(replayer, opcodeOf<Row>, Row::kName, arguments.template at<1>(), data.size())) return;
+      }
       if (!findPlainUpload(replayer, opcodeOf<Row>, Row::kName, expected, L::pointer(fixed), data, source)) return;
     }
     call(fixed, source, typename Row::Prototype::Pointer{});

@@ -283,6 +283,22 @@ bool findPlainUpload(Replayer& replayer, uint32_t opcode, const char* name, uint
   return true;
 }
 
+bool mayRecordPixelMap(Replayer& replayer, uint32_t opcode, const char* name, GLsizei entries, uint64_t bytes) {
+  const ReplayState& state = replayer.state();
+  if (!state.listOpen) return true;
+  // An OpenGL copies the entries, whose number it has not looked at, into room for as many as there can be, from the pointer as
+  // it is, whatever buffer is bound.
+  if (state.insideBegin || bytes == 0) {
+    replayer.passOver(opcode, name, "in a list, without its entries or inside a primitive");
+    return false;
+  }
+  GLint most = 0;
+  gl.glGetIntegerv(GL_MAX_PIXEL_MAP_TABLE, &most);
+  if (entries > 0 && entries <= most) return true;
+  refuse(replayer, GL_INVALID_VALUE);
+  return false;
+}
+
 void endUpload(const UploadSource& source) {
   if (source.pushedAttributes) gl.glPopAttrib();
   if (source.rebind != 0) gl.glBindBuffer(GL_PIXEL_UNPACK_BUFFER, source.rebind);

@@ -34,6 +34,9 @@ bool findUpload(Replayer& replayer, uint32_t opcode, const char* name, const Cal
 // The same for data that the pixel store state does not touch; `expected` bytes belong to the command.
 bool findPlainUpload(Replayer& replayer, uint32_t opcode, const char* name, uint64_t expected, uint32_t pointer,
                      const Elements<uint8_t>& data, UploadSource& source);
+// Whether a glPixelMap of so many entries, with so many bytes, may go to OpenGL. False, with an error or a log line, for what an
+// OpenGL follows blindly in a list.
+bool mayRecordPixelMap(Replayer& replayer, uint32_t opcode, const char* name, GLsizei entries, uint64_t bytes);
 // After the call.
 void endUpload(const UploadSource& source);
 

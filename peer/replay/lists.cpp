@@ -1,4 +1,6 @@
 // Replay of the display list commands that are more than a call.
+#include "peer/replay/lists.h"
+
 #include <algorithm>
 #include <set>
 #include <utility>
@@ -15,6 +17,8 @@
 namespace qv::peer {
 namespace {
 
+constexpr uint64_t kListBytes = 256;  // that a list takes besides its commands
+
 // Calls lists, which may open a primitive or close the open one; `insideBegin` is true again afterwards. They define `imageBytes`
 // bytes of images at most.
 template <typename Call>
@@ -23,6 +27,7 @@ void callLists(Replayer& replayer, uint32_t opcode, const char* name, uint64_t i
   const bool carriedOut = !state.listOpen || state.listExecutes;
   TextureRoom room;
   if (carriedOut && !room.takeLists(replayer, opcode, name, imageBytes)) return;
+  if (carriedOut) state.bindings.unit = ObjectBindings::kUnknown;
   const bool ask = state.insideBegin || state.shared->hasUnbalancedLists();
   if (state.listOpen && state.shared->hasUnbalancedLists()) state.listUnbalanced = true;
   if (carriedOut && ask && !state.insideBegin) holdGlError(replayer);
@@ -164,6 +169,21 @@ uint64_t KnownLists::imageBytes(uint32_t list) const {
   return visit(visit, list, 0);
 }
 
+void noteRecorded(Replayer& replayer, uint32_t bytes) {
+  ReplayState& state = replayer.state();
+  if (state.shared->listBytes == nullptr || state.listFull) return;
+  state.listBytes += bytes;
+  Held& memory = state.listCalls.memory;
+  if (state.listBytes <= memory.amount()) return;
+  // More than is needed, so that not every command takes some; where there is not more, as much as is needed.
+  const uint64_t more = state.listBytes / 4 + 1024;
+  if (memory.resize(*state.shared->listBytes, state.listBytes + more)) return;
+  if (memory.resize(*state.shared->listBytes, state.listBytes)) return;
+  state.listFull = true;
+  replayer.passOver(opcodeOf<op::glNewList>, "glNewList", "over the guest's quota of memory for display lists");
+  refuse(replayer, GL_OUT_OF_MEMORY);
+}
+
 bool mayDefineInList(Replayer& replayer, uint32_t opcode, const char* name) {
   ReplayState& state = replayer.state();
   if (state.listCallsAbsent) {
@@ -186,6 +206,8 @@ void glNewList(Replayer& replayer, GLuint list, GLenum mode) {
   state.listUnbalanced = false;
   state.listInsideBegin = false;
   state.listCalls = {};
+  state.listBytes = kListBytes;
+  state.listFull = false;
   state.listCallsAbsent = false;
   state.listDefinesInside = false;
   state.listIsCaller = false;
@@ -203,6 +225,11 @@ void glEndList(Replayer& replayer) {
   gl.glEndList();
   if (!state.listOpen) return;
   if (state.listUnbalanced || state.listPrimitives != 0) state.shared->noteUnbalancedList();
+  if (state.shared->listBytes != nullptr) {
+    Held& memory = state.listCalls.memory;
+    memory.resize(*state.shared->listBytes, std::min(state.listBytes, memory.amount()));
+  }
+  state.listFull = false;
   state.shared->lists.compiled(state.listName, std::exchange(state.listCalls, {}));
   closeList(replayer);
 }

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "peer/replay/evaluators.h"
+#include "peer/replay/framebuffer_replay.h"
 #include "peer/replay/image_replay.h"
 #include "peer/replay/row_replay.h"
 #include "peer/replay/texture_replay.h"
@@ -84,6 +85,19 @@ Table makeTable() {
   return table;
 }
 
+template <typename Form>
+inline constexpr bool kIsQuery = std::is_same_v<Form, TextQuery>;
+template <typename Reply>
+inline constexpr bool kIsQuery<Query<Reply>> = true;
+
+constexpr std::array<bool, kOpcodes> makeQueries() {
+  std::array<bool, kOpcodes> queries{};
+  forEachRow([&]<typename Row>(Row) {
+    if constexpr (Row::kOpcode != kNoOpcode) queries[Row::kOpcode] = kIsQuery<typename Row::Form>;
+  });
+  return queries;
+}
+
 constexpr std::array<const char*, kOpcodes> makeNames() {
   std::array<const char*, kOpcodes> names{};
   forEachRow([&]<typename Row>(Row) {
@@ -99,6 +113,11 @@ constexpr std::array<const char*, kOpcodes> makeNames() {
 const Handler* opcodeTable() {
   static const Table table = makeTable();
   return table.data();
+}
+
+bool isQuery(uint32_t opcode) {
+  static constexpr std::array<bool, kOpcodes> kQueries = makeQueries();
+  return opcode < kOpcodes && kQueries[opcode];
 }
 
 const char* opcodeName(uint32_t opcode) {

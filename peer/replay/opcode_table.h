@@ -17,5 +17,7 @@ using Handler = bool (*)(Replayer& replayer, Reader payload);
 const Handler* opcodeTable();
 // Name of the routine with this opcode, or of the private command; null for a number without one.
 const char* opcodeName(uint32_t opcode);
+// Whether this is the opcode of a query by its form.
+bool isQuery(uint32_t opcode);
 
 }  // namespace qv::peer

@@ -8,6 +8,7 @@
 
 #include "peer/replay/array_state.h"
 #include "peer/replay/buffers.h"
+#include "peer/replay/kept_objects.h"
 #include "peer/replay/query_names.h"
 #include "peer/replay/run_arrays.h"
 #include "peer/replay/run_layout.h"
@@ -44,6 +45,8 @@ struct ReplayState {
   bool listCallsAbsent = false;    // the open list calls one that is not there as a whole
   bool listDefinesInside = false;  // the open list sets a vertex attribute inside a primitive
   bool listIsCaller = false;       // the open list is one of KnownLists::calls()
+  uint64_t listBytes = 0;          // of the commands in the open list
+  bool listFull = false;           // there is no memory for more of them
 
   // Note a glBegin and a glEnd: recorded into the open list, carried out, or both.
   void primitiveOpened(GLenum mode) {
@@ -71,6 +74,9 @@ struct ReplayState {
   // What GL itself has at the moment.
   Unpacking unpacking;
   Packing packing;
+
+  // --- textures, renderbuffers and framebuffers ---
+  ObjectBindings bindings;
 
   // --- buffers and arrays ---
   BufferState buffers;

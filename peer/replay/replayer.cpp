@@ -7,12 +7,20 @@
 #include <cstring>
 
 #include "peer/link/log.h"
+#include "peer/replay/lists.h"
 #include "peer/replay/opcode_table.h"
 #include "peer/replay/replay_state.h"
 #include "peer/replay/vertex_run.h"
 #include "wire/command_walk.h"
 
 namespace qv::peer {
+
+namespace {
+
+// Of the commands for a list that has no more room: its end ends that, and queries are never recorded.
+bool isLeftOut(uint32_t opcode) { return opcode != opcodeOf<op::glEndList> && !isQuery(opcode); }
+
+}  // namespace
 
 const std::vector<uint8_t> Replayer::kNoReply;
 
@@ -76,13 +84,15 @@ Replayer::Result Replayer::replay(const uint8_t* data, uint32_t bytes, uint32_t 
     remember(opcode);
     // The pad bytes of the last command may be missing.
     next_ = data + std::min<uint64_t>(at + padded(total), bytes);
-    const Handler handler = table[opcode];
+    const Handler handler = state_->listFull && isLeftOut(opcode) ? nullptr : table[opcode];
     if (handler != nullptr && !handler(*this, Reader(data + at + head, total - head))) [[unlikely]] {
       const Result result = failed(opcode);
       --beforeFailure_;
       return result;
     }
-    at = static_cast<uint32_t>(next_ - data);
+    const auto next = static_cast<uint32_t>(next_ - data);
+    if (state_->listOpen) noteRecorded(*this, next - at);
+    at = next;
   }
   if (left != at) {
     fail("%u stray bytes at the end", left - at);

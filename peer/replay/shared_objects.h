@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "peer/replay/host_buffer.h"
+#include "peer/replay/kept_objects.h"
 #include "peer/replay/name_map.h"
 #include "peer/replay/resource_orders.h"
 #include "peer/replay/sync_names.h"
@@ -29,6 +30,7 @@ struct ListCalls {
   std::vector<Calls> calls;
   bool others = false;      // lists that only the call itself tells
   uint64_t imageBytes = 0;  // at most kMostImageBytes
+  Held memory;              // of the list's commands
   bool any() const { return others || !calls.empty(); }
   void add(uint32_t list) {
     if (calls.empty() || calls.back().name != list) calls.push_back({list, 0});
@@ -60,7 +62,7 @@ class KnownLists {
   // Notes that a list has been compiled, and which others it calls.
   void compiled(uint32_t list, ListCalls calls) {
     const std::lock_guard lock(mutex_);
-    calls_[list] = std::move(calls);
+    calls_[list] = std::move(calls);  // what the list had before comes back
   }
   // Notes that the lists of a range, whose names wrap around, are about to be deleted. Puts those that were known to be there
   // into `names`. False when they must stay for now: closed() will return the range.
@@ -110,6 +112,8 @@ class SharedObjects {
     NameMap textures, buffers;
     std::unordered_map<GLuint, std::shared_ptr<HostBuffer>> bufferObjects;  // by GL's name
     std::unordered_map<uint64_t, TextureMemory> textureMemory;              // by GL's name, or the target of a name 0
+    std::unordered_map<GLuint, std::shared_ptr<Held>> renderbufferMemory;   // by name, here and below
+    std::unordered_map<GLuint, std::shared_ptr<Attachments>> framebuffers;
   };
   // `use(names)` under the lock; it may call GL.
   template <typename Use>
@@ -125,6 +129,9 @@ class SharedObjects {
   // Held while a buffer gets another store, and from a look at a store's size to the call for which OpenGL does not look at it.
   std::mutex storeChanges;
 
+  // Null: unlimited. They outlive what is held of them here.
+  std::shared_ptr<Budget> bufferBytes, textureBytes, renderbufferBytes, listBytes;
+
   KnownLists lists;
   SyncNames syncs;
   ResourceOrders uniformOrders, attributeOrders;
@@ -133,7 +140,6 @@ class SharedObjects {
     if (kind == GL_UNIFORM) return &uniformOrders;
     return kind == GL_PROGRAM_INPUT ? &attributeOrders : nullptr;
   }
-  std::shared_ptr<Budget> bufferBytes, textureBytes;  // null: unlimited
 
  private:
   std::atomic<bool> unbalancedLists_{false};

@@ -4,8 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
+#include <utility>
 
 #include "peer/replay/budget.h"
+#include "peer/replay/host_buffer.h"
 #include "wire/entry_table.h"
 
 namespace qv::peer {
@@ -24,10 +27,36 @@ struct TextureImage {
 // An estimate: what OpenGL adds for its own ends does not count. 0 for what OpenGL refuses.
 uint64_t textureImageBytes(const TextureImage& image);
 
-// What one texture holds of the budget.
+// What one texture holds of the budget. All under the lock of the names.
 struct TextureMemory {
   std::map<uint32_t, uint64_t> images;  // bytes by face and level
   Held held;
+
+  // For whoever gives the texture to GL.
+  MemoryShare share() {
+    if (kept_ == nullptr) kept_ = std::make_shared<Kept>();
+    return kept_;
+  }
+  // Whether share() has been called.
+  bool isShared() const { return kept_ != nullptr; }
+  // GL keeps this other object for as long as the texture: a buffer whose elements it shows, or the texture of which it is a
+  // view.
+  void keep(MemoryShare other) {
+    share();
+    kept_->other = std::move(other);
+  }
+  // The texture's name is gone: what it holds belongs to those who have a share.
+  void leave() {
+    if (kept_ != nullptr) kept_->held = std::move(held);
+    kept_ = nullptr;
+  }
+
+ private:
+  struct Kept {
+    Held held;
+    MemoryShare other;
+  };
+  std::shared_ptr<Kept> kept_;
 };
 
 // Room in the guest's budget for what a command is about to define in the texture that is bound to its target, or in many. What

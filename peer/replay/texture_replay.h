@@ -1,6 +1,7 @@
 // Replay of fixed commands that name a texture among other things.
 #pragma once
 
+#include "peer/replay/framebuffer_replay.h"
 #include "peer/replay/row_replay.h"
 #include "peer/replay/textures.h"
 
@@ -31,21 +32,30 @@ template <typename Row>
 requires(kTextureArgument<Row> != kNamesNoTexture) struct FormReplay<Row, Fixed> {
   using L = LayoutOf<Row>;
   static void replay(Replayer& replayer, const uint8_t* fixed, Reader&) {
-    call(replayer, fixed, typename Row::Prototype::Pointer{});
+    const GLuint real = realTexture(replayer, L::template scalar<kTextureArgument<Row>>(fixed));
+    callAndNote(
+        replayer, [&] { call(real, fixed, typename Row::Prototype::Pointer{}); },
+        [&] {
+          if constexpr (std::is_same_v<Row, op::glBindImageTexture>) {
+            noteImageBound(replayer, L::template scalar<0>(fixed), real);
+          } else {
+            noteTextureAttached(replayer, L::template scalar<0>(fixed), L::template scalar<1>(fixed), real);
+          }
+        });
   }
 
  private:
   template <size_t I>
-  static auto argument(Replayer& replayer, const uint8_t* fixed) {
+  static auto argument(GLuint real, const uint8_t* fixed) {
     if constexpr (I == kTextureArgument<Row>) {
-      return realTexture(replayer, L::template scalar<I>(fixed));
+      return real;
     } else {
       return L::template scalar<I>(fixed);
     }
   }
   template <typename... A>
-  static void call(Replayer& replayer, const uint8_t* fixed, void(APIENTRY*)(A...)) {
-    [&]<size_t... I>(std::index_sequence<I...>) { realFunction<Row>()(argument<I>(replayer, fixed)...); }
+  static void call(GLuint real, const uint8_t* fixed, void(APIENTRY*)(A...)) {
+    [&]<size_t... I>(std::index_sequence<I...>) { realFunction<Row>()(argument<I>(real, fixed)...); }
     (std::index_sequence_for<A...>{});
   }
 };

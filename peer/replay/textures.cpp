@@ -5,6 +5,7 @@
 
 #include "peer/replay/errors.h"
 #include "peer/replay/gl_functions.h"
+#include "peer/replay/kept_objects.h"
 #include "peer/replay/images.h"
 #include "peer/replay/replay_functions.h"
 #include "peer/replay/replay_state.h"
@@ -130,7 +131,8 @@ namespace replay {
 void glBindTexture(Replayer& replayer, GLenum target, GLuint texture) {
   const GLuint real = realTextureForBind(replayer, texture);
   if (real == 0 && texture != 0) return refuse(replayer, GL_OUT_OF_MEMORY);
-  gl.glBindTexture(target, real);
+  callAndNote(
+      replayer, [&] { gl.glBindTexture(target, real); }, [&] { noteTextureBound(replayer, target, real); }, InLists::Recorded);
 }
 
 void glDeleteTextures(Replayer& replayer, GLsizei count, Reader& rest) {
@@ -144,9 +146,9 @@ void glDeleteTextures(Replayer& replayer, GLsizei count, Reader& rest) {
       const GLuint guest = texture;
       texture = realTextureIn(replayer.state(), shared.textures, guest);
       shared.textures.remove(guest);
-      shared.textureMemory.erase(texture);
     }
   });
+  for (const GLuint texture : textures) noteTextureDeleted(replayer, texture);
   gl.glDeleteTextures(count, textures.data());
 }
 
@@ -182,7 +184,10 @@ void glTextureView(Replayer& replayer, GLuint texture, GLenum target, GLuint ori
                    GLuint levels, GLuint minLayer, GLuint layers) {
   const GLuint view = replayer.state().shared->withNames(
       [&](auto& names) { return names.textures.findOrMake(texture, [&] { return generate(names.textures); }); });
-  gl.glTextureView(view, target, realTexture(replayer, original), internalFormat, minLevel, levels, minLayer, layers);
+  const GLuint real = realTexture(replayer, original);
+  callAndNote(
+      replayer, [&] { gl.glTextureView(view, target, real, internalFormat, minLevel, levels, minLayer, layers); },
+      [&] { noteTextureView(replayer, view, real); });
 }
 
 void glCopyImageSubData(Replayer& replayer, GLuint from, GLenum fromTarget, GLint fromLevel, GLint fromX, GLint fromY,

@@ -29,8 +29,8 @@ class WindowCommands {
   virtual Result bindTexImage(uint32_t windowId) = 0;
   virtual Result releaseTexImage(uint32_t windowId) = 0;
 
-  // Gives OpenGL's name of a renderbuffer with the current window's picture, the samples of each pixel averaged; 0 for a window of
-  // one sample. Good until the next routine.
+  // Gives OpenGL's name of a renderbuffer with the current window's picture, the samples of each pixel averaged, which the caller
+  // deletes; 0 for a window of one sample.
   virtual Result resolvePicture(GLuint& renderbuffer) = 0;
 
   // Whether the two routines below apply: not in a core profile, nor while a framebuffer object is bound.

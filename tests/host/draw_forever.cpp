@@ -1,8 +1,9 @@
-// A guest process that draws without end until it is killed: `host_draw_forever SOCKET`. With a second argument it is one command
-// that takes forever; with the number of a source bomb as a third it is the compile of that source.
+// A guest process that draws without end until it is killed: `host_draw_forever SOCKET`. A second argument names one command that
+// takes forever: `lists`, `line` or `mesh`, or `compile` with the number of a source bomb as a third.
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 
 #include "peer/link/host_client.h"
 #include "tests/host/source_bombs.h"
@@ -34,12 +35,24 @@ int main(int argc, char** argv) {
   if (client == nullptr) return 2;
   TestGuest guest(*client, static_cast<uint32_t>(getpid()));
   if (!guest.start(300, 300)) return 2;
-  if (argc > 3) {
+  const char* const command = argc > 2 ? argv[2] : "";
+  if (argc > 3 && std::strcmp(command, "compile") == 0) {
     if (write(1, "d", 1) != 1) return 2;
     drawWith(guest, sourceBombs().at(static_cast<size_t>(std::atoi(argv[3]))));
     return 2;
   }
-  if (argc > 2) {
+  if (std::strcmp(command, "line") == 0 || std::strcmp(command, "mesh") == 0) {
+    // All points, or all cells, of an evaluator's grid.
+    const bool line = std::strcmp(command, "line") == 0;
+    constexpr uint32_t kEnableMap = GL_MAP1_VERTEX_3, kEnableMap2 = GL_MAP2_VERTEX_3, kEvalMesh1 = 236, kEvalMesh2 = 238;
+    constexpr int32_t kLast = 0x7FFFFFFF;
+    const Stream enable = Stream().add(kEnable, kEnableMap).add(kEnable, kEnableMap2);
+    if (guest.flush(enable, GL_BACK) != 0 || write(1, "d", 1) != 1) return 2;
+    guest.flush(line ? Stream().add(kEvalMesh1, GL_LINE, 0, kLast) : Stream().add(kEvalMesh2, GL_FILL, 0, kLast, 0, kLast),
+                GL_BACK);
+    return 2;
+  }
+  if (std::strcmp(command, "lists") == 0) {
     // 40 lists, each of which calls the next one twice.
     Stream lists;
     for (uint32_t list = 1; list <= 40; ++list) {

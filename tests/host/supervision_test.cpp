@@ -28,11 +28,11 @@ bool draws(TestGuest& guest) {
 }
 
 // Starts a guest and waits until it is at its drawing, or at the compile of that source bomb.
-pid_t startGuest(const HostProcess& host, bool stuck, int bomb = -1) {
+pid_t startGuest(const HostProcess& host, const char* stuckAt = nullptr, int bomb = -1) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return -1;
   std::vector<std::string> command = {QV_DRAW_FOREVER, host.socket()};
-  if (stuck || bomb >= 0) command.push_back("stuck");
+  if (stuckAt != nullptr) command.push_back(stuckAt);
   if (bomb >= 0) command.push_back(std::to_string(bomb));
   const pid_t guest = startProgram(command, ends[1]);
   close(ends[1]);
@@ -54,14 +54,18 @@ std::string statusOf(pid_t process) {
 
 // The process of a guest that is gone ends within a second, also when it is at a command that never ends.
 TEST(Supervision, StuckGuestsAreGoneWithinASecond) {
-  HostProcess host;
-  const pid_t guest = startGuest(host, true);
-  ASSERT_GT(guest, 0);
-  std::this_thread::sleep_for(milliseconds(100));
-  ASSERT_EQ(host.reports().size(), 1u);
-  kill(guest);
-  EXPECT_TRUE(comesTrue([&] { return host.reports().empty(); }, milliseconds(1000)));
-  EXPECT_EQ(host.end(SIGTERM), 0);
+  for (const char* const command : {"lists", "line", "mesh"}) {
+    HostProcess host;
+    const pid_t guest = startGuest(host, command);
+    ASSERT_GT(guest, 0) << command;
+    std::this_thread::sleep_for(milliseconds(300));
+    ASSERT_EQ(host.reports().size(), 1u) << command;
+    // It is at it and does not come back by itself.
+    EXPECT_EQ(waitpid(guest, nullptr, WNOHANG), 0) << command;
+    kill(guest);
+    EXPECT_TRUE(comesTrue([&] { return host.reports().empty(); }, milliseconds(1000))) << command;
+    EXPECT_EQ(host.end(SIGTERM), 0) << command;
+  }
 }
 
 // The same in the midst of a compile, which nothing in the process can end.
@@ -70,7 +74,7 @@ TEST(Supervision, CompilingGuestsAreGoneWithinASecond) {
   GTEST_SKIP() << "a sanitizer's compile takes more memory than there is";
 #endif
   HostProcess host({"--memory", "2000"});
-  const pid_t guest = startGuest(host, false, 0);
+  const pid_t guest = startGuest(host, "compile", 0);
   ASSERT_GT(guest, 0);
   const uint64_t before = host.ticks();
   ASSERT_TRUE(comesTrue([&] { return host.ticks() > before + 20; }));
@@ -92,7 +96,7 @@ TEST(Supervision, StoppedProcessesAreGoneWithinASecond) {
 // SIGTERM ends the supervisor and all processes within two seconds, whatever they are at.
 TEST(Supervision, TermEndsEverything) {
   HostProcess host;
-  const pid_t busy = startGuest(host, false), stuck = startGuest(host, true);
+  const pid_t busy = startGuest(host), stuck = startGuest(host, "lists");
   ASSERT_GT(busy, 0);
   ASSERT_GT(stuck, 0);
   const std::vector<GuestReport> reports = host.reports();
@@ -110,7 +114,7 @@ TEST(Supervision, TermEndsEverything) {
 // A supervisor that is killed takes its processes along.
 TEST(Supervision, KilledSupervisorsLeaveNothing) {
   HostProcess host;
-  const pid_t stuck = startGuest(host, true);
+  const pid_t stuck = startGuest(host, "lists");
   ASSERT_GT(stuck, 0);
   const pid_t process = host.reports().at(0).process;
   host.end(SIGKILL);
@@ -226,7 +230,7 @@ TEST(Supervision, SourceBombsHurtOneGuestAlone) {
   const auto bombs = static_cast<int>(sourceBombs().size());
   for (int bomb = 0; bomb < bombs; ++bomb) {
     SCOPED_TRACE(bomb);
-    const pid_t guest = startGuest(host, false, bomb);
+    const pid_t guest = startGuest(host, "compile", bomb);
     ASSERT_GT(guest, 0);
     const auto last = steady_clock::now() + milliseconds(1500);
     while (steady_clock::now() < last && !others().empty()) {
@@ -252,7 +256,7 @@ TEST(Supervision, CompilesEndWithTheirMemory) {
   GTEST_SKIP() << "a sanitizer maps more than any limit";
 #endif
   HostProcess host({"--memory", "200"});
-  const pid_t guest = startGuest(host, false, 0);
+  const pid_t guest = startGuest(host, "compile", 0);
   ASSERT_GT(guest, 0);
   int status = 0;
   EXPECT_TRUE(comesTrue([&] { return waitpid(guest, &status, WNOHANG) == guest; }, std::chrono::seconds(60)));

@@ -105,6 +105,29 @@ TEST_F(Formats, ReadsOfMultisampledWindowsAreAverages) {
   EXPECT_EQ(guest.glError(), uint32_t{GL_INVALID_OPERATION});
 }
 
+// The host's own framebuffers and renderbuffers have no names that a guest could meet: whichever it takes, the pictures of
+// multisampled windows stay whole.
+TEST_F(Formats, NoNameLeadsToObjectsOfTheHost) {
+  constexpr uint32_t kBindRenderbufferEXT = 1411, kRenderbufferStorageEXT = 1414, kBindFramebufferEXT = 1417;
+  use({GL_DOUBLEBUFFER, GL_SAMPLES, 4, 0});
+  EXPECT_EQ(onlyColorOf(clear(1, 0, 0)), 0xFF0000u);
+  const Stream read = Stream().add(kReadPixels, 40, 30, 1, 1, GL_RGB, GL_UNSIGNED_BYTE, 3, 1);
+  EXPECT_EQ(guest.ask(read, 3), (std::vector<uint8_t>{255, 0, 0}));
+  for (uint32_t name = 1; name <= 8; ++name) {
+    ASSERT_EQ(guest.flush(Stream()
+                              .add(kBindFramebufferEXT, GL_FRAMEBUFFER, name)
+                              .add(kBindFramebufferEXT, GL_FRAMEBUFFER, 0)
+                              .add(kBindRenderbufferEXT, GL_RENDERBUFFER, name)
+                              .add(kRenderbufferStorageEXT, GL_RENDERBUFFER, GL_RGBA8, 16, 16)),
+              0);
+    EXPECT_EQ(onlyColorOf(clear(0, 1, 0)), 0x00FF00u) << name;
+    ASSERT_EQ(guest.flush(Stream().add(kDeleteRenderbuffers, 1, name).add(kDeleteFramebuffers, 1, name)), 0);
+    EXPECT_EQ(onlyColorOf(clear(0, 0, 1)), 0x0000FFu) << name;
+    EXPECT_EQ(guest.ask(read, 3), (std::vector<uint8_t>{0, 0, 255})) << name;
+  }
+  EXPECT_EQ(guest.glError(), uint32_t{GL_NO_ERROR});
+}
+
 // The same of floating point colours, which keep what exceeds 1.
 TEST_F(Formats, ReadsOfMultisampledFloatWindowsKeepTheirRange) {
   use({GL_DOUBLEBUFFER, GL_SAMPLES, 4, GL_RGBA32F, 0});

@@ -54,6 +54,37 @@ TEST_F(GlGuards, ClientArraysAreNotEnabledByGlEnable) {
   }
 }
 
+// The entries of a pixel map in a list are as many as there can be, and come with the command: OpenGL itself looks at neither.
+TEST_F(GlGuards, PixelMapsInListsAreBounded) {
+  const auto map = [](uint32_t opcode, uint32_t entries, uint32_t given, uint32_t pointer = 0x1000) {
+    std::vector<uint8_t> payload = words({GL_PIXEL_MAP_I_TO_R, entries, pointer, given});
+    payload.resize(payload.size() + given * (opcode == kPixelMapusv ? 2 : 4));
+    return Stream().large(opcode, payload);
+  };
+  const auto inList = [&](const Stream& command, const Stream& before = {}) {
+    Stream stream = before;
+    stream.add(kNewList, 1u, GL_COMPILE_AND_EXECUTE).data += command.data;
+    EXPECT_EQ(guest.flush(stream.add(kEnd).add(kEndList)), 0);
+    return guest.glError();
+  };
+  for (const uint32_t opcode : {kPixelMapfv, kPixelMapuiv, kPixelMapusv}) {
+    for (const uint32_t entries : {257u, 300u, 100000u})
+      EXPECT_EQ(inList(map(opcode, entries, entries)), uint32_t{GL_INVALID_VALUE}) << opcode << " " << entries;
+    inList(map(opcode, 16, 0));
+    inList(map(opcode, 16, 0), Stream().add(kBindBuffer, GL_PIXEL_UNPACK_BUFFER, 1));
+    guest.flush(Stream().add(kBindBuffer, GL_PIXEL_UNPACK_BUFFER, 0));
+    Stream inside = Stream().add(kBegin, GL_POINTS);
+    inside.data += map(opcode, 16, 16).data;
+    inList(inside);
+    // One that is as it should be is carried out.
+    inList(map(opcode, 16, 16));
+    EXPECT_EQ(guest.askFor<uint32_t>(Stream().add(kGetIntegerv, GL_PIXEL_MAP_I_TO_R_SIZE, 1u)), 16u) << opcode;
+    guest.flush(map(opcode, 1, 1));
+    guest.glError();
+  }
+  EXPECT_GT(log.take().size(), 0u);
+}
+
 // A display list may leave a primitive open, or close one: frames and runs behind it see that.
 TEST_F(GlGuards, ListsThatOpenAPrimitiveAreSeen) {
   ASSERT_EQ(guest.flush(Stream()

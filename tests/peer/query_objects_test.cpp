@@ -75,6 +75,17 @@ TEST_F(HostQueries, BatchesOfNothingAreEmpty) {
   EXPECT_EQ(batch(1).first, words({1, GL_QUERY_RESULT, 0, 0}));
 }
 
+// No buffer takes the results away from whoever asks: there is no target for that.
+TEST_F(HostQueries, ResultsGoToWhoeverAsks) {
+  Stream stream = query(1, -1.0f);
+  stream.add(kFinish).add(kBindBuffer, GL_QUERY_BUFFER, 1).bytes(kBufferData, words({GL_QUERY_BUFFER, 64, 0, GL_STREAM_READ, 0}));
+  ASSERT_EQ(guest.flush(stream), 0);
+  EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_ENUM));
+  EXPECT_EQ(batch(1).first, words({1, GL_QUERY_RESULT, 4096, 0}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetQueryObjectuiv, 1, GL_QUERY_RESULT), 4), words({4096}));
+  EXPECT_EQ(guest.ask(Stream().add(kGetQueryObjectuiv, 1, GL_QUERY_RESULT_AVAILABLE), 4), words({1}));
+}
+
 // A value that a row has no room for is left out, and comes whole when it is asked for alone.
 TEST_F(HostQueries, LongValuesAreLeftOut) {
   ASSERT_EQ(guest.flush(Stream().add(kQueryCounter, 5, GL_TIMESTAMP).add(kFinish)), 0);

@@ -1,6 +1,9 @@
 // What the guest reads back: pixels and buffers, short and longer than any piece in which replies travel.
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <string>
+
 #include "peer/host/in_process_gpu.h"
 #include "tests/peer/test_guest.h"
 
@@ -70,6 +73,25 @@ TEST_F(Reads, RefusedReadsAnswerNothing) {
   EXPECT_EQ(pixels(0, 0, 3, 2, GL_RGBA_INTEGER, 4).size(), 0u);
   EXPECT_EQ(guest.glError(), uint32_t{GL_INVALID_OPERATION});
   EXPECT_EQ(pixels(0, 0, 3, 2, GL_RGBA, 4).size(), 24u);
+}
+
+// An image for which the guest has no room is not read: it takes no memory of the host.
+TEST_F(Reads, ImagesWithoutRoomAreNotRead) {
+  const auto peak = [] {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+      if (line.starts_with("VmHWM:")) return std::stoul(line.substr(6)) / 1024;
+    return 0ul;
+  };
+  ASSERT_EQ(pixels(0, 0, 1, 1, GL_RGBA, 4).size(), 4u);
+  std::ofstream("/proc/self/clear_refs") << 5;  // the peak is what is held now
+  const unsigned long before = peak();
+  ASSERT_GT(before, 0u);
+  const Stream large = Stream().add(kReadPixels, 0, 0, 16384, 16384, GL_RGBA, GL_UNSIGNED_BYTE, 1u << 30, 0x1000u);
+  EXPECT_EQ(guest.ask(large, 16).size(), 0u);
+  EXPECT_EQ(guest.ask(Stream().add(kReadPixels, 0, 0, 16384, 16384, GL_RGBA, GL_UNSIGNED_BYTE, 16u, 0x1000u), 16).size(), 0u);
+  EXPECT_LT(peak() - before, 100u);
+  EXPECT_EQ(log.take().size(), 1u);
 }
 
 // Replies of all lengths come whole: shorter and longer than a piece and than the ring.
