@@ -70,6 +70,18 @@ TEST_F(AttribStacks, EachBitIsOneGroup) {
   EXPECT_EQ(context().attribMasks.elements[0], ~known);
 }
 
+// A pop takes the groups of its own push and leaves those of the pushes around it.
+TEST_F(AttribStacks, NestedPushesKeepTheirGroups) {
+  push(~0u);
+  for (uint32_t bit = 0; bit < 32; ++bit) {
+    push(1u << bit);
+    pop();
+    EXPECT_EQ(tops(), std::vector<uint32_t>(kStacks, 1)) << bit;
+  }
+  pop();
+  EXPECT_EQ(tops(), std::vector<uint32_t>(kStacks, 0));
+}
+
 // Sixteen pushes fit. One more changes nothing and is no error of the guest's; the pop that belongs to it is the one that counts.
 TEST_F(AttribStacks, PushesBeyondTheLimitAreIgnored) {
   QV_CALL(glEnable)(GL_LIGHTING);
@@ -96,6 +108,13 @@ TEST_F(AttribStacks, UnderflowUsesTheFirstElements) {
   expectStream(Stream().add(kPopAttrib));
   EXPECT_EQ(context().lighting.current().lightingEnabled, 0);
   EXPECT_EQ(context().enables.top, 0u);
+  // With its own group too, the field goes into the enable group first.
+  push(GL_ENABLE_BIT | GL_LIGHTING_BIT);
+  pop();
+  context().lighting.current().lightingEnabled = 1;
+  pop();
+  EXPECT_EQ(context().lighting.current().lightingEnabled, 1);
+  EXPECT_EQ(flag(GL_LIGHTING), 1);
   EXPECT_EQ(takeError(), 0u);
 }
 

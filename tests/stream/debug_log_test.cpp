@@ -454,6 +454,25 @@ TEST_F(DebugLog, CallbackMayUseGroups) {
 
 // Without memory for the state a call is GL_OUT_OF_MEMORY and does nothing; the next one tries again.
 TEST_F(DebugLog, StateNeedsMemory) {
+  void* pointer = &pointer;
+  const std::function<void()> calls[] = {[&] { on(); },
+                                         [&] { QV_CALL(glEnable)(GL_DEBUG_OUTPUT_SYNCHRONOUS); },
+                                         [&] { EXPECT_EQ(QV_CALL(glIsEnabled)(GL_DEBUG_OUTPUT), GL_FALSE); },
+                                         [&] { EXPECT_EQ(value(GL_DEBUG_GROUP_STACK_DEPTH), 0); },
+                                         [&] { QV_CALL(glGetPointerv)(GL_DEBUG_CALLBACK_USER_PARAM, &pointer); },
+                                         [&] { QV_CALL(glDebugMessageCallback)(tell, &pointer); },
+                                         [&] { control(kAny, kAny, kAny, {}, true); },
+                                         [&] { insert(1); },
+                                         [&] { pop(); }};
+  for (const auto& each : calls) {
+    failingAllocation = 1;
+    each();
+    failingAllocation = 0;
+    EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_OUT_OF_MEMORY));
+    EXPECT_EQ(context().debugLog, nullptr);
+  }
+  EXPECT_EQ(pointer, nullptr);
+  drop();
   for (const int failing : {1, 2}) {
     failingAllocation = failing;
     push();

@@ -113,6 +113,21 @@ TEST_F(Labels, UnlinkedProgramGetsARecord) {
   EXPECT_EQ(read(GL_PROGRAM, 2), "it stays");
 }
 
+// The record that a label makes of a current program knows that it is current: the program's deletion waits.
+TEST_F(Labels, LabelledProgramIsStillCurrent) {
+  QV_CALL(glCreateProgram)();
+  QV_CALL(glUseProgram)(2);
+  label(GL_PROGRAM, 2, "x");
+  blank();
+  QV_CALL(glDeleteProgram)(2);
+  EXPECT_TRUE(pending().empty());
+  EXPECT_EQ(read(GL_PROGRAM, 2), "x");
+  QV_CALL(glUseProgram)(0);
+  expectStream(Stream().add(kUseProgram, 0).add(kDeleteProgram, 2));
+  EXPECT_EQ(read(GL_PROGRAM, 2), "nothing");
+  EXPECT_EQ(takeError(), static_cast<uint32_t>(GL_INVALID_VALUE));
+}
+
 // An unknown kind of object is GL_INVALID_ENUM.
 TEST_F(Labels, UnknownKindsAreRefused) {
   for (const GLenum identifier : {0, GL_TEXTURE_2D, 0x82E5, 0x9151}) expectRefused(identifier, 1, GL_INVALID_ENUM);

@@ -822,9 +822,31 @@ TEST_F(ListScanner, ListStaysWhileItIsWalked) {
   EXPECT_EQ(host.submissions.size(), 1u);
 }
 
-// The debug callback of a command that is refused may delete the list that is walked, and define it anew.
 std::function<void()> onMessage;
 void APIENTRY callBack(GLenum, GLenum, GLuint, GLenum, GLsizei, const GLchar*, const void*) { onMessage(); }
+
+// The list mode is 4866 as long as the outermost list is walked, before and behind the lists that it calls.
+TEST_F(ListScanner, ModeLastsAsLongAsTheOutermostList) {
+  record(1, [&] {
+    QV_CALL(glEnd)();
+    QV_CALL(glCallList)(2);
+    QV_CALL(glEnd)();
+  });
+  record(2, [&] { QV_CALL(glEnd)(); });
+  QV_CALL(glEnable)(GL_DEBUG_OUTPUT);
+  QV_CALL(glDebugMessageCallback)(callBack, nullptr);
+  std::vector<int32_t> depths;
+  onMessage = [&] {
+    EXPECT_EQ(context().listMode, 4866u);
+    depths.push_back(context().listDepth);
+  };
+  call(1);
+  EXPECT_EQ(depths, (std::vector<int32_t>{1, 2, 1}));
+  EXPECT_EQ(context().listMode, 0u);
+  takeError();
+}
+
+// The debug callback of a command that is refused may delete the list that is walked, and define it anew.
 TEST_F(ListScanner, CallbackMayReplaceTheList) {
   record(1, [&] {
     QV_CALL(glEnd)();

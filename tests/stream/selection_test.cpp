@@ -126,7 +126,7 @@ TEST_F(Selection, RefusedBuffersAreNotTaken) {
 
 // A buffer is offered as far as the length of a reply goes.
 TEST_F(Selection, LengthsOfBuffersAreCut) {
-  host.leavesSecond = true;
+  host.leavesReplies = true;
   const std::pair<GLsizei, uint32_t> sizes[] = {
       {1, 4}, {0x3FFFFFFF, 0xFFFFFFFC}, {0x40000000, 0xFFFFFFFC}, {0x40000001, 0xFFFFFFFC}, {0x7FFFFFFF, 0xFFFFFFFC}};
   for (const auto& [size, bytes] : sizes) {
@@ -175,9 +175,12 @@ TEST_F(Selection, ModeIsRefusedInsidePrimitives) {
   QV_CALL(glEnd)();
 }
 
-// A failing flush answers 0.
+// A failing flush answers 0, and so does one that has no window and leaves the answer alone.
 TEST_F(Selection, FailingHostAnswersNothing) {
   host.failing = true;
+  EXPECT_EQ(mode(GL_RENDER), 0);
+  host.failing = false;
+  host.leavesReplies = true;
   EXPECT_EQ(mode(GL_RENDER), 0);
 }
 

@@ -521,6 +521,7 @@ TEST_F(VertexArrays, ClientStackRestores) {
   expectStream(std::vector<uint8_t>{0x4E, 0x41, 0, 0});
   EXPECT_EQ(context().clientAttribDepth, 0);
   EXPECT_EQ(context().boundVertexArray, 4u);
+  EXPECT_NE(&arrays(), &context().defaultVertexArray);
   EXPECT_EQ(context().buffers.array, 6u);
   EXPECT_EQ(arrays().elementArrayBuffer, 7u);
   EXPECT_EQ(arrays().conventional[kArrayColor].elementSize, 12u);

@@ -22,8 +22,8 @@ uint64_t SubmitStandIn::submit(Submission submission, void* reply, void* reply2)
   submissions.push_back(std::move(submission));
   const Submission& made = submissions.back();
   if (onSubmit) onSubmit(made);
+  if (leavesReplies) return 0;
   if (reply != nullptr) std::memset(reply, 0, made.replySize);
-  if (leavesSecond) reply2 = nullptr;
   if (reply2 != nullptr) std::memset(reply2, 0, made.reply2Size);
   if (failing) return 0;
   if (!toCommands_.empty()) {

@@ -49,7 +49,7 @@ class SubmitStandIn {
 
   std::vector<Submission> submissions;
   bool failing = false;                             // both buffers get zeros, and the length is 0
-  bool leavesSecond = false;                        // nothing is written into the second buffer
+  bool leavesReplies = false;                       // nothing is written into the buffers, as without a window
   std::function<void(const Submission&)> onSubmit;  // sees each submission before it is answered
 
   // What SubmitFlush returns.
