@@ -92,7 +92,7 @@ void reportCompile(GlContext* context, GLuint shader) {
   Entry<op::glGetShaderInfoLog>::call(shader, room, &length, text);
   std::atomic<uint32_t> id = 0;
   assignMessageId(context, id);
-  if (length > 0 && length < room) {
+  if (length >= 0 && length < room) {
     insertMessage(context, GL_DEBUG_SOURCE_SHADER_COMPILER, GL_DEBUG_TYPE_ERROR, id.load(), GL_DEBUG_SEVERITY_HIGH, length, text,
                   true);
   }

@@ -159,8 +159,8 @@ TEST_F(Hostile, AnyWordOfProgramCommandsIsSurvived) {
                                         {2128, 2149}, {2201, 2221}, {2242, 2322}, {2338, 2338}, {2354, 2363}, {2383, 2384}};
   int tested = 0;
   for (const RowFacts& row : allRows()) {
-    const bool isOne =
-        std::any_of(std::begin(ranges), std::end(ranges), [&](const auto& r) { return row.opcode >= r.first && row.opcode <= r.second; });
+    const auto holds = [&](const auto& range) { return row.opcode >= range.first && row.opcode <= range.second; };
+    const bool isOne = std::any_of(std::begin(ranges), std::end(ranges), holds);
     if (!isOne || row.form == FormKind::Local || row.fixedBytes == 0) continue;
     ++tested;
     for (uint32_t word = 0; word < row.fixedBytes / 4; ++word) {

@@ -823,6 +823,8 @@ TEST_F(Programs, AbsurdSizesAreBounded) {
       guest.ask(Stream().add(kGetInternalformati64v, GL_RENDERBUFFER, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, 0x7FFFFFFF, 0x7FFFFFFF), 64)
           .size(),
       64u);
+  EXPECT_EQ(guest.ask(Stream().add(kGetInternalformati64v, GL_RENDERBUFFER, GL_RGBA8, GL_NUM_SAMPLE_COUNTS, 0, 0), 64), Bytes{});
+  EXPECT_EQ(guest.glError(), 0u);
   EXPECT_EQ(guest.ask(Stream().add(kGetActiveAtomicCounterBufferiv, name, 0, GL_ATOMIC_COUNTER_BUFFER_BINDING, 0xFFFFFFFF), 64),
             Bytes{});
   EXPECT_EQ(guest.glError(), static_cast<uint32_t>(GL_INVALID_VALUE));

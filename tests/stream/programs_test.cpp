@@ -334,6 +334,11 @@ TEST_F(Programs, ContradictoryListsCountAsNone) {
     EXPECT_EQ(record()->attributes.count, 0) << bytes;
   }
   link(uniforms, attributes);
+  host.answerCommand(kActiveUniforms, list, listTotals(64u << 20, 1));
+  QV_CALL(glLinkProgram)(2);
+  EXPECT_EQ(host.submissions.size(), 2u);  // a length that may be: the list is asked for
+  EXPECT_EQ(record()->uniforms.count, 0);
+  link(uniforms, attributes);
   const Bytes second = resourceList(attributes);
   host.answerCommand(kActiveAttributes, second, listTotals(second.size(), 0));
   QV_CALL(glLinkProgram)(2);
@@ -812,6 +817,21 @@ TEST_F(Programs, FailedCompilesAreReported) {
   EXPECT_EQ(reported.severity, static_cast<GLenum>(GL_DEBUG_SEVERITY_HIGH));
   EXPECT_EQ(reported.length, 3);
   EXPECT_EQ(reported.text, "bad");
+  // An empty log is reported as it is.
+  host.onSubmit = [](const Submission& made) {
+    const std::vector<Command> commands = made.commands();
+    if (commands.back().opcode == kGetShaderiv)
+      host.answerCommand(kGetShaderiv, words({commands.back().words[1] == GL_INFO_LOG_LENGTH ? 1u : 0u}));
+  };
+  host.answerCommand(kGetShaderInfoLog, words({0}), {0});
+  host.submissions.clear();
+  reported = {};
+  QV_CALL(glCompileShader)(5);
+  host.onSubmit = nullptr;
+  EXPECT_EQ(host.submissions.size(), 3u);
+  EXPECT_EQ(reported.source, static_cast<GLenum>(GL_DEBUG_SOURCE_SHADER_COMPILER));
+  EXPECT_EQ(reported.length, 0);
+  EXPECT_EQ(reported.text, "");
   // A shader that failed without a log: nothing to report.
   host.answerCommand(kGetShaderiv, words({0}));
   host.submissions.clear();

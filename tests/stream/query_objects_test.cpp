@@ -137,6 +137,16 @@ TEST_F(QueryObjects, ResultsAreFetchedOnce) {
   EXPECT_EQ(query(1)->result, -2);
 }
 
+// The result 0 is a result.
+TEST_F(QueryObjects, NothingIsAResult) {
+  run(1);
+  answerRows({1, 0x8866, 0, 0});
+  EXPECT_EQ(ask(1), 0);
+  EXPECT_EQ(ask(1), 0);
+  EXPECT_EQ(ask(1, GL_QUERY_RESULT_AVAILABLE), 1);
+  EXPECT_EQ(host.submissions.size(), 1u);
+}
+
 // A burst of queries costs one round trip.
 TEST_F(QueryObjects, BurstsComeInOneReply) {
   for (GLuint id = 1; id <= 10; ++id) run(id);

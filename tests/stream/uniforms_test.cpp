@@ -355,6 +355,7 @@ TEST_F(Uniforms, ValuesAreReadByTheirCount) {
   QV_CALL(glGetUniformuivEXT)(2, 0, word);
   EXPECT_EQ(host.last().opcode, kGetUniformuivEXT);
   EXPECT_EQ(host.submissions.back().replySize, 12u);
+  for (const Submission& one : host.submissions) EXPECT_EQ(one.presentMode, 0u);
   host.submissions.clear();
   for (const GLint location : {-1, 3, 30}) {
     QV_CALL(glGetUniformfv)(2, location, values);
