@@ -9,13 +9,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <span>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "fuzz/calls/explained.h"
 #include "fuzz/core/call_maker.h"
 #include "fuzz/core/counts.h"
+#include "fuzz/core/journal.h"
 #include "fuzz/core/require.h"
 #include "fuzz/core/target.h"
 #include "fuzz/render/known_faults.h"
@@ -161,9 +165,17 @@ class Driven {
 
 const bool kTraces = std::getenv("QV_FUZZ_TRACE") != nullptr;
 
+// So many programs run in one context each: most of the time would go into contexts and into questions for all of their state.
+constexpr uint32_t kProgramsOfAContext = 8;
+// Behind so many calls at most the driver is asked for its error, if OpenGL itself has raised none.
+constexpr uint32_t kCallsToAnError = 16;
+// Of the questions for the state so many are asked behind a program, and all behind the last.
+constexpr uint32_t kOneInQuestions = 16;
+
 class Comparison {
  public:
-  void run(const std::vector<Step>& steps) {
+  // `last`: no other program follows in these contexts.
+  void run(const std::vector<Step>& steps, bool last) {
     for (size_t i = 0; i < steps.size() && i < kMostSteps; ++i) {
       Random random(steps[i].seed);
       for (const RowFacts* row : routinesOf(steps[i], random, false)) {
@@ -171,7 +183,8 @@ class Comparison {
         if (!isCompared(*row) || !faults_.allows(*row, nullptr, 0)) continue;
         if (listOpen_ && !isComparedInList(*row)) continue;
         if (opcode == opcodeOf<op::glEnd> && !insideBegin_) continue;
-        const Call made = makeCall(*row, random, 0);
+        Call made = makeCall(*row, random, 0);
+        if (opcode == opcodeOf<op::glPushAttrib>) widen(made);
         if (insideBegin_ && opcode != opcodeOf<op::glEnd> && !row->attribute && (made.line == nullptr || !made.line->anywhere))
           continue;
         // Inside a primitive nothing can be asked. That of a list may be carried out, too.
@@ -182,7 +195,12 @@ class Comparison {
         call(made);
       }
     }
-    compareState();
+    if (!last) {
+      end(insideBegin_, opcodeOf<op::glEnd>);
+      end(listOpen_, opcodeOf<op::glEndList>);
+    }
+    compareState(last ? 1 : kOneInQuestions, static_cast<uint32_t>(steps.size()));
+    compareErrors();
     comparePictures();
   }
 
@@ -190,6 +208,34 @@ class Comparison {
   static GLenum driverError() {
     static const auto routine = Driven::routine(*findRow(opcodeOf<op::glGetError>));
     return reinterpret_cast<GLenum(APIENTRY*)()>(routine)();
+  }
+
+  // Mesa 22.3.6 forgets at a glPopAttrib what has changed in the groups that only an outer glPushAttrib has saved: the inner one
+  // saves them, too.
+  void widen(Call& push) {
+    saved_ |= listOpen_ ? ~uint64_t{0} >> 32 : push.values[0];
+    push.values[0] = saved_;
+  }
+
+  // Ends what a program has left open.
+  void end(bool& open, uint32_t opcode) {
+    if (!open) return;
+    const RowFacts& row = *findRow(opcode);
+    if (!faults_.allows(row, nullptr, 0)) return;
+    open = false;
+    Random random(0);
+    call(makeCall(row, random, 0));
+  }
+
+  // Nothing was wrong with the calls since the last look.
+  void compareErrors() {
+    if (unasked_ == 0 || insideBegin_) return;
+    const uint32_t calls = std::exchange(unasked_, 0);
+    const GLenum driven = driverError();
+    if (driven == GL_NO_ERROR) return;
+    char text[96];
+    std::snprintf(text, sizeof text, "error 0x%x of the driver alone, behind one of the last %u calls", driven, calls);
+    found(text);
   }
 
   // What acts although it raises an error: primitives and lists are opened and closed, lists are carried out.
@@ -211,10 +257,17 @@ class Comparison {
     // The driver may keep values that OpenGL refuses: required oddities 17 and 22, and not only there.
     if (error != GL_NO_ERROR && !actsInSpiteOfErrors(row) && (!row.stamped || (row.properties & (kShadow | kListTest)) != 0))
       return;
+    if (error != GL_NO_ERROR) compareErrors();
     const uint64_t given = test::callRoutine(row, Driven::routine(row), copy.values.data());
     if (insideBegin_) return;
-    const GLenum driven = driverError();
-    if (driven != error) differ(made, "error", error, driven);
+    ++unasked_;
+    if (error != GL_NO_ERROR || kTraces) {
+      unasked_ = 0;
+      const GLenum driven = driverError();
+      if (driven != error) differ(made, "error", error, driven);
+    } else if (unasked_ == kCallsToAnError) {
+      compareErrors();
+    }
     if (error != GL_NO_ERROR || !isAnswerCompared(made)) return;
     const uint64_t mask = row.returnBytes == 0   ? 0
                           : row.returnBytes >= 8 ? ~uint64_t{0}
@@ -270,10 +323,11 @@ class Comparison {
     std::fprintf(stderr, "  difference: %s\n", difference.c_str());
   }
 
-  // Every query of the table with every name that its kinds have.
-  void compareState() {
-    Random random(1);
+  // Every query of the table with every name that its kinds have, or one in so many of them.
+  void compareState(uint32_t oneIn, uint32_t seed) {
+    Random random(1), choice(seed);
     for (const CallLine& line : callLines()) {
+      if (oneIn != 1 && !choice.oneIn(oneIn)) continue;
       const std::string_view name = line.row->name;
       const bool asks = line.row->form == FormKind::Query && (name.starts_with("glGet") || name.starts_with("glIsEnabled"));
       if (asks && isCompared(*line.row)) {
@@ -312,6 +366,34 @@ class Comparison {
   Driven driven_;
   KnownFaults faults_;
   bool insideBegin_ = false, listOpen_ = false;
+  uint64_t saved_ = 0;    // the groups of all glPushAttrib so far
+  uint32_t unasked_ = 0;  // calls since the driver was asked for its error
+};
+
+// The programs of the present contexts.
+class Programs {
+ public:
+  explicit Programs(Journal& journal) : journal_(journal) {}
+  void run(std::span<const uint8_t> input) {
+    if (comparison_ == nullptr) {
+      comparison_ = std::make_unique<Comparison>();
+      journal_.restart();
+      programs_ = 0;
+    }
+    journal_.add(input);
+    const bool last = ++programs_ == kProgramsOfAContext;
+    comparison_->run(readSteps(input), last);
+    if (last) comparison_.reset();
+    counts().inputs.fetch_add(1, std::memory_order_relaxed);
+    counts().units.fetch_add(1, std::memory_order_relaxed);
+  }
+  // The next program has contexts of its own.
+  void end() { comparison_.reset(); }
+
+ private:
+  Journal& journal_;
+  std::unique_ptr<Comparison> comparison_;
+  uint32_t programs_ = 0;
 };
 
 }  // namespace
@@ -338,8 +420,14 @@ extern "C" [[gnu::visibility("default")]] const char* __lsan_default_suppression
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace qv::fuzz;
-  Comparison().run(readSteps({data, size}));
-  counts().inputs.fetch_add(1, std::memory_order_relaxed);
-  counts().units.fetch_add(1, std::memory_order_relaxed);
+  static Journal journal;
+  static Programs* const programs = new Programs(journal);  // contexts end with their machine, not behind it
+  if (!Journal::isSequence({data, size})) {
+    programs->run({data, size});
+    return 0;
+  }
+  programs->end();
+  for (const std::span<const uint8_t> one : Journal::inputsOf({data, size})) programs->run(one);
+  programs->end();
   return 0;
 }
