@@ -165,8 +165,9 @@ class Driven {
 
 const bool kTraces = std::getenv("QV_FUZZ_TRACE") != nullptr;
 
-// So many programs run in one context each: most of the time would go into contexts and into questions for all of their state.
-constexpr uint32_t kProgramsOfAContext = 8;
+// So many programs run in one context each. More than one would be faster, but what Mesa forgets in one program (its attribute
+// stack) comes out in another.
+constexpr uint32_t kProgramsOfAContext = 1;
 // Behind so many calls at most the driver is asked for its error, if OpenGL itself has raised none.
 constexpr uint32_t kCallsToAnError = 16;
 // Of the questions for the state so many are asked behind a program, and all behind the last.
