@@ -9,13 +9,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <span>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "fuzz/calls/explained.h"
 #include "fuzz/core/call_maker.h"
 #include "fuzz/core/counts.h"
+#include "fuzz/core/journal.h"
 #include "fuzz/core/require.h"
 #include "fuzz/core/target.h"
 #include "fuzz/render/known_faults.h"
@@ -193,9 +197,18 @@ class Driven {
 
 const bool kTraces = std::getenv("QV_FUZZ_TRACE") != nullptr;
 
+// So many programs run in one context each. More than one would be faster, but what Mesa forgets in one program (its attribute
+// stack) comes out in another.
+constexpr uint32_t kProgramsOfAContext = 1;
+// Behind so many calls at most the driver is asked for its error, if OpenGL itself has raised none.
+constexpr uint32_t kCallsToAnError = 16;
+// Of the questions for the state so many are asked behind a program, and all behind the last.
+constexpr uint32_t kOneInQuestions = 16;
+
 class Comparison {
  public:
-  void run(const std::vector<Step>& steps) {
+  // `last`: no other program follows in these contexts.
+  void run(const std::vector<Step>& steps, bool last) {
     for (size_t i = 0; i < steps.size() && i < kMostSteps; ++i) {
       Random random(steps[i].seed);
       for (const RowFacts* row : routinesOf(steps[i], random, false)) {
@@ -204,7 +217,8 @@ class Comparison {
         if (listOpen_ && !isComparedInList(*row)) continue;
         if (opcode == opcodeOf<op::glEnd> && !insideBegin_) continue;
         const PixelState pixels = isOnImages(*row) ? pixelState() : PixelState{};
-        const Call made = makeCall(*row, random, 0, pixels);
+        Call made = makeCall(*row, random, 0, pixels);
+        if (opcode == opcodeOf<op::glPushAttrib>) widen(made);
         if (isOnImages(*row) && !isImageCompared(made, pixels, Reference::readsFromWindow())) continue;
         if (opcode == opcodeOf<op::glGetCompressedTexImage> && !Reference::isCompressed(made)) continue;
         const bool generates = opcode == opcodeOf<op::glGenerateMipmap> || opcode == opcodeOf<op::glGenerateMipmapEXT>;
@@ -219,7 +233,12 @@ class Comparison {
         call(made);
       }
     }
-    compareState();
+    if (!last) {
+      end(insideBegin_, opcodeOf<op::glEnd>);
+      end(listOpen_, opcodeOf<op::glEndList>);
+    }
+    compareState(last ? 1 : kOneInQuestions, static_cast<uint32_t>(steps.size()));
+    compareErrors();
     comparePictures();
   }
 
@@ -262,6 +281,34 @@ class Comparison {
     return state;
   }
 
+  // Mesa 22.3.6 forgets at a glPopAttrib what has changed in the groups that only an outer glPushAttrib has saved: the inner one
+  // saves them, too.
+  void widen(Call& push) {
+    saved_ |= listOpen_ ? ~uint64_t{0} >> 32 : push.values[0];
+    push.values[0] = saved_;
+  }
+
+  // Ends what a program has left open.
+  void end(bool& open, uint32_t opcode) {
+    if (!open) return;
+    const RowFacts& row = *findRow(opcode);
+    if (!faults_.allows(row, nullptr, 0)) return;
+    open = false;
+    Random random(0);
+    call(makeCall(row, random, 0));
+  }
+
+  // Nothing was wrong with the calls since the last look.
+  void compareErrors() {
+    if (unasked_ == 0 || insideBegin_) return;
+    const uint32_t calls = std::exchange(unasked_, 0);
+    const GLenum driven = driverError();
+    if (driven == GL_NO_ERROR) return;
+    char text[96];
+    std::snprintf(text, sizeof text, "error 0x%x of the driver alone, behind one of the last %u calls", driven, calls);
+    found(text);
+  }
+
   // What acts although it raises an error: primitives and lists are opened and closed, lists are carried out.
   static bool actsInSpiteOfErrors(const RowFacts& row) {
     for (const int opcode : {op::glBegin::kOpcode, op::glEnd::kOpcode, op::glNewList::kOpcode, op::glEndList::kOpcode,
@@ -284,10 +331,17 @@ class Comparison {
     // The driver may keep values that OpenGL refuses: required oddities 17 and 22, and not only there.
     if (error != GL_NO_ERROR && !actsInSpiteOfErrors(row) && (!row.stamped || (row.properties & (kShadow | kListTest)) != 0))
       return;
+    if (error != GL_NO_ERROR) compareErrors();
     const uint64_t given = test::callRoutine(row, Driven::routine(row), copy.values.data());
     if (insideBegin_) return;
-    const GLenum driven = driverError();
-    if (driven != error) differ(made, "error", error, driven);
+    ++unasked_;
+    if (error != GL_NO_ERROR || kTraces) {
+      unasked_ = 0;
+      const GLenum driven = driverError();
+      if (driven != error) differ(made, "error", error, driven);
+    } else if (unasked_ == kCallsToAnError) {
+      compareErrors();
+    }
     if (error != GL_NO_ERROR || !isAnswerCompared(made)) return;
     const uint64_t mask = row.returnBytes == 0   ? 0
                           : row.returnBytes >= 8 ? ~uint64_t{0}
@@ -343,10 +397,11 @@ class Comparison {
     std::fprintf(stderr, "  difference: %s\n", difference.c_str());
   }
 
-  // Every query of the table with every name that its kinds have.
-  void compareState() {
-    Random random(1);
+  // Every query of the table with every name that its kinds have, or one in so many of them.
+  void compareState(uint32_t oneIn, uint32_t seed) {
+    Random random(1), choice(seed);
     for (const CallLine& line : callLines()) {
+      if (oneIn != 1 && !choice.oneIn(oneIn)) continue;
       const std::string_view name = line.row->name;
       const bool asks = line.row->form == FormKind::Query && (name.starts_with("glGet") || name.starts_with("glIsEnabled"));
       if (asks && isCompared(*line.row)) {
@@ -385,6 +440,34 @@ class Comparison {
   Driven driven_;
   KnownFaults faults_;
   bool insideBegin_ = false, listOpen_ = false;
+  uint64_t saved_ = 0;    // the groups of all glPushAttrib so far
+  uint32_t unasked_ = 0;  // calls since the driver was asked for its error
+};
+
+// The programs of the present contexts.
+class Programs {
+ public:
+  explicit Programs(Journal& journal) : journal_(journal) {}
+  void run(std::span<const uint8_t> input) {
+    if (comparison_ == nullptr) {
+      comparison_ = std::make_unique<Comparison>();
+      journal_.restart();
+      programs_ = 0;
+    }
+    journal_.add(input);
+    const bool last = ++programs_ == kProgramsOfAContext;
+    comparison_->run(readSteps(input), last);
+    if (last) comparison_.reset();
+    counts().inputs.fetch_add(1, std::memory_order_relaxed);
+    counts().units.fetch_add(1, std::memory_order_relaxed);
+  }
+  // The next program has contexts of its own.
+  void end() { comparison_.reset(); }
+
+ private:
+  Journal& journal_;
+  std::unique_ptr<Comparison> comparison_;
+  uint32_t programs_ = 0;
 };
 
 }  // namespace
@@ -411,8 +494,14 @@ extern "C" [[gnu::visibility("default")]] const char* __lsan_default_suppression
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace qv::fuzz;
-  Comparison().run(readSteps({data, size}));
-  counts().inputs.fetch_add(1, std::memory_order_relaxed);
-  counts().units.fetch_add(1, std::memory_order_relaxed);
+  static Journal journal;
+  static Programs* const programs = new Programs(journal);  // contexts end with their machine, not behind it
+  if (!Journal::isSequence({data, size})) {
+    programs->run({data, size});
+    return 0;
+  }
+  programs->end();
+  for (const std::span<const uint8_t> one : Journal::inputsOf({data, size})) programs->run(one);
+  programs->end();
   return 0;
 }

@@ -6,6 +6,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstring>
+
 namespace qv::fuzz {
 
 int memoryFile(uint64_t bytes, int seals) {
@@ -40,7 +42,8 @@ std::string openDescriptors() {
   std::string out;
   for (int number = 0; number < 64; ++number) {
     char target[128] = {};
-    if (readlink(("/proc/self/fd/" + std::to_string(number)).c_str(), target, sizeof target - 1) > 0) {
+    if (readlink(("/proc/self/fd/" + std::to_string(number)).c_str(), target, sizeof target - 1) > 0 &&
+        std::strncmp(target, "pipe:", 5) != 0) {
       out += std::to_string(number) + " " + target + "\n";
     }
   }

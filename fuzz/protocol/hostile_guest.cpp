@@ -29,7 +29,11 @@ constexpr peer::Quotas kQuotas = {.contexts = 6,
                                   .allocations = 6,
                                   .allocationBytes = 1 << 20,
                                   .drawableBytes = 4 << 20,
-                                  .channelBytes = 4 * peer::kChannelBytes};
+                                  .channelBytes = 4 * peer::kChannelBytes,
+                                  .bufferBytes = 4096,
+                                  .textureBytes = 65536,
+                                  .renderbufferBytes = 65536,
+                                  .listBytes = 4096};
 
 // Puts the packet into a message, broken now and then.
 template <typename Packet>

@@ -5,15 +5,26 @@
 
 #include "peer/replay/vertex_attributes.h"
 #include "wire/entry_table.h"
+#include "wire/records/vertex_run.h"
+#include "wire/sizes.h"
 
 namespace qv::fuzz {
 namespace {
 
 bool isPosition(std::string_view name) { return name.starts_with("glVertex") && !name.starts_with("glVertexAttrib"); }
 
+// Whether a run has whole primitives of any mode. One that has not ends in a list like a primitive that glEndList cuts.
+bool isWhole(const uint8_t* payload, uint64_t bytes) {
+  if (bytes < sizeof(VertexRunRecord)) return true;
+  const auto record = get<VertexRunRecord>(payload);
+  const uint64_t head = sizeof record + padded(2 * uint64_t{record.slots()});
+  if (record.mode() <= GL_LINES || record.stride() == 0 || bytes <= head) return true;
+  return (bytes - head) / record.stride() % 12 == 0;
+}
+
 }  // namespace
 
-bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
+bool KnownFaults::allows(const RowFacts& row, const uint8_t* payload, uint64_t bytes) {
   const auto opcode = static_cast<uint32_t>(row.opcode);
   const bool cut = listOpen_ && primitiveOpen_ && vertices_ > 0;
   switch (opcode) {
@@ -30,12 +41,16 @@ bool KnownFaults::allows(const RowFacts& row, const uint8_t*, uint64_t) {
       primitiveOpen_ = true;
       return true;
     case opcodeOf<op::qvRunBroken>:
+      if (cut) return false;  // it begins with attributes
       primitiveOpen_ = true;
       vertices_ = 1;  // or any number
       position_ = 0;
       return true;
-    case opcodeOf<op::glEnd>:
     case opcodeOf<op::qvRunEnded>:
+      if (cut || (listOpen_ && payload != nullptr && !isWhole(payload, bytes))) return false;
+      primitiveOpen_ = false;
+      return true;
+    case opcodeOf<op::glEnd>:
       primitiveOpen_ = false;
       return true;
     default:

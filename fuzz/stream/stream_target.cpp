@@ -9,6 +9,7 @@
 #include "fuzz/stub_gl/stub_gl.h"
 #include "fuzz/stub_gl/stub_state.h"
 #include "peer/link/log.h"
+#include "peer/replay/replay_state.h"
 #include "peer/replay/replayer.h"
 #include "peer/replay/window_commands.h"
 #include "wire/entry_table.h"
@@ -61,6 +62,14 @@ class StretchMemory {
  private:
   std::unique_ptr<uint32_t[]> words_;
 };
+
+// Quotas as small as what a stream may ask for, so that they are reached and given back.
+void limit(peer::SharedObjects& shared) {
+  shared.bufferBytes = std::make_shared<peer::Budget>(4096);
+  shared.textureBytes = std::make_shared<peer::Budget>(65536);
+  shared.renderbufferBytes = std::make_shared<peer::Budget>(65536);
+  shared.listBytes = std::make_shared<peer::Budget>(4096);
+}
 
 // Hands the stream over as the ring does: in stretches that begin with a whole command and end anywhere. False when it is
 // malformed.
@@ -127,6 +136,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   restartStubGl(size);
   StubWindows windows;
   qv::peer::Replayer replayer(size % 8 == 0 ? nullptr : &windows);
+  if (size % 2 == 0) limit(*replayer.state().shared);
   bool whole = true;
   for (const FlushInput& flush : readFlushes({data, size})) {
     if (replayFlush(replayer, flush)) continue;

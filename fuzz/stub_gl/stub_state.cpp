@@ -162,7 +162,6 @@ int knownValues(GLenum name, int64_t& first) {
     case GL_ATOMIC_COUNTER_BUFFER_BINDING:
     case GL_SHADER_STORAGE_BUFFER_BINDING:
     case GL_DISPATCH_INDIRECT_BUFFER_BINDING:
-    case GL_QUERY_BUFFER_BINDING:
     case GL_PRIMITIVE_RESTART_INDEX:
       return 1;
     case GL_READ_FRAMEBUFFER_BINDING:
@@ -222,8 +221,9 @@ bool hasOneValue(GLenum name) {
          name == GL_TEXTURE_BINDING_1D || name == GL_TEXTURE_BINDING_2D || name == GL_TEXTURE_BINDING_3D ||
          name == GL_TEXTURE_BINDING_RECTANGLE || name == GL_TEXTURE_BINDING_CUBE_MAP || name == GL_TEXTURE_BINDING_1D_ARRAY ||
          name == GL_TEXTURE_BINDING_2D_ARRAY || name == GL_TEXTURE_BINDING_CUBE_MAP_ARRAY || name == GL_TEXTURE_BINDING_BUFFER ||
-         name == GL_TEXTURE_BINDING_2D_MULTISAMPLE || name == GL_TEXTURE_BINDING_2D_MULTISAMPLE_ARRAY ||
-         name == 0x8758 /* GL_PACK_INVERT_MESA */;
+         name == GL_RENDERBUFFER_BINDING || name == GL_ACTIVE_TEXTURE || name == GL_ATTRIB_STACK_DEPTH ||
+         name == GL_TRANSFORM_FEEDBACK_BINDING || name == GL_TEXTURE_BINDING_2D_MULTISAMPLE ||
+         name == GL_TEXTURE_BINDING_2D_MULTISAMPLE_ARRAY || name == 0x8758 /* GL_PACK_INVERT_MESA */;
 }
 
 template <typename T>
@@ -261,6 +261,21 @@ void APIENTRY getTexParameter(GLenum, GLenum name, GLint* out) {
 template <typename T>
 void APIENTRY getParameter(GLenum, GLenum, T* out) {
   if (!stub.insideBegin) writeMemory(out, sizeof *out);
+}
+
+// No program is linked; so what lists the resources of one asks nothing else. Names that the peer asks by itself have one value.
+void APIENTRY getProgramParameter(GLuint, GLenum name, GLint* out) {
+  switch (name) {
+    case GL_LINK_STATUS:
+      *out = GL_FALSE;
+      return;
+    case GL_TRANSFORM_FEEDBACK_VARYING_MAX_LENGTH:
+    case GL_ATTACHED_SHADERS:
+    case GL_INFO_LOG_LENGTH:
+      return writeMemory(out, sizeof *out);
+    default:
+      return writeMemory(out, (stub.random.oneIn(256) ? 16384 : 1 + stub.random.below(16)) * sizeof *out);
+  }
 }
 
 const GLubyte* APIENTRY getString(GLenum) {
@@ -309,6 +324,7 @@ void installStubState() {
   gl.glGetTexLevelParameterfv = &getLevelParameter<GLfloat>;
   gl.glGetBufferParameteriv = &getParameter<GLint>;
   gl.glGetColorTableParameteriv = &getParameter<GLint>;
+  gl.glGetProgramiv = &getProgramParameter;
   gl.glGetConvolutionParameteriv = &getParameter<GLint>;
   gl.glGetHistogramParameteriv = &getParameter<GLint>;
   gl.glGetMinmaxParameteriv = &getParameter<GLint>;

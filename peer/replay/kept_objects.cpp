@@ -126,7 +126,8 @@ void noteAttributesPopped(Replayer& replayer) {
 }
 
 void noteTextureView(Replayer& replayer, GLuint view, GLuint original) {
-  replayer.state().shared->withNames([&](Names& names) { names.textureMemory[view].keep(textureShare(names, original)); });
+  replayer.state().shared->withNames(
+      [&](Names& names) { names.textureMemory[view].keep(names.textureMemory[original].imageShare()); });
 }
 
 void noteTextureBuffer(Replayer& replayer, const std::shared_ptr<HostBuffer>& buffer) {

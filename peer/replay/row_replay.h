@@ -234,7 +234,8 @@ void replayQuery(Replayer& replayer, const uint8_t* fixed, uint64_t elements, ui
     const bool feedback = key == GL_TRANSFORM_FEEDBACK_BINDING;
     if ((feedback || isTextureBinding(key)) && elements == 1) [[unlikely]] {
       using Element = typename Call::Element;
-      const auto real = static_cast<GLuint>(get<Element>(values));
+      const auto given = static_cast<double>(get<Element>(values));
+      const GLuint real = given > 0 && given < 4294967296.0 ? static_cast<GLuint>(given) : 0;
       const GLuint name = feedback ? replayer.state().feedbacks.guestOf(real) : guestTexture(replayer, real);
       put(values, static_cast<Element>(sizeof(Element) == 1 ? name != 0 : name));
     }

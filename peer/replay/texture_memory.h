@@ -37,6 +37,11 @@ struct TextureMemory {
     if (kept_ == nullptr) kept_ = std::make_shared<Kept>();
     return kept_;
   }
+  // For what shows the texture's images: a view, which a view of it shows as well.
+  MemoryShare imageShare() {
+    share();
+    return kept_->other != nullptr ? kept_->other : MemoryShare(kept_->held);
+  }
   // Whether share() has been called.
   bool isShared() const { return kept_ != nullptr; }
   // GL keeps this other object for as long as the texture: a buffer whose elements it shows, or the texture of which it is a
@@ -47,13 +52,14 @@ struct TextureMemory {
   }
   // The texture's name is gone: what it holds belongs to those who have a share.
   void leave() {
-    if (kept_ != nullptr) kept_->held = std::move(held);
+    if (kept_ != nullptr) *kept_->held = std::move(held);
     kept_ = nullptr;
   }
 
  private:
+  // Neither of the two refers to anything else: no circle can keep itself.
   struct Kept {
-    Held held;
+    std::shared_ptr<Held> held = std::make_shared<Held>();
     MemoryShare other;
   };
   std::shared_ptr<Kept> kept_;

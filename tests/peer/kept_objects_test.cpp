@@ -225,7 +225,10 @@ TEST_F(KeptObjects, TexturesOfViews) {
   done(Stream().add(kBindTexture, GL_TEXTURE_2D, 1).add(kTexStorage2D, GL_TEXTURE_2D, 1, GL_RGBA8, 64, 64));
   done(Stream().add(kTextureView, 2, GL_TEXTURE_2D, 1, GL_RGBA8, 0, 1, 0, 1).add(kDeleteTextures, 1, 1));
   EXPECT_EQ(texture(3), kOutOfMemory);
-  done(Stream().add(kDeleteTextures, 1, 2));
+  // A view of the view shows the same.
+  done(Stream().add(kTextureView, 4, GL_TEXTURE_2D, 2, GL_RGBA8, 0, 1, 0, 1).add(kDeleteTextures, 1, 2));
+  EXPECT_EQ(texture(3), kOutOfMemory);
+  done(Stream().add(kDeleteTextures, 1, 4));
   EXPECT_EQ(texture(3), kNoError);
 }
 
