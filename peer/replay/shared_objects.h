@@ -125,6 +125,9 @@ class SharedObjects {
   // Held while a buffer gets another store, and from a look at a store's size to the call for which OpenGL does not look at it.
   std::mutex storeChanges;
 
+  // Whether some texture may have been told to make its levels by itself.
+  std::atomic<bool> levelsMakeThemselves{false};
+
   KnownLists lists;
   SyncNames syncs;
   UniformOrders uniformOrders;
