@@ -331,9 +331,9 @@ TEST_F(Images, BitmapsTravel) {
   QV_CALL(glBitmap)(9, 3, 0, 0, 0, 0, pixels.data());
   expected = words({0x2E008, 9, 3, 0, 0, 0, 0, low(), 10});
   expected += first(10);
-  EXPECT_EQ(pending().size(), 48u);
-  EXPECT_EQ(std::vector<uint8_t>(pending().begin(), pending().begin() + 46), expected);
-  drop();
+  const std::vector<uint8_t> written = pending();
+  ASSERT_EQ(written.size(), 48u);
+  EXPECT_EQ(std::vector<uint8_t>(written.begin(), written.begin() + 46), expected);
 }
 
 // The pattern of polygons is sized by the state of packing and kept back by a pack buffer.
