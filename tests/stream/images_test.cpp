@@ -321,6 +321,12 @@ TEST_F(Images, LongImagesAreOneCommand) {
   EXPECT_EQ(written.back(), 7);
 }
 
+// A part of a texture without a pixel is a command, too.
+TEST_F(Images, EmptyPartsTravel) {
+  QV_CALL(glTexSubImage2D)(GL_TEXTURE_2D, 0, 0, 0, 0, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+  expectStream(words({0x2C145, 0xDE1, 0, 0, 0, 0, 0, 0x1908, 0x1401, low(), 0}));
+}
+
 // An empty bitmap is a command: it moves the raster position.
 TEST_F(Images, BitmapsTravel) {
   QV_CALL(glBitmap)(0, 0, 0, 0, 1, 0, nullptr);
@@ -633,6 +639,9 @@ TEST_F(Images, PackBuffersTakeSmallReadsToo) {
   EXPECT_EQ(host.submissions.back().stream, words({0x10110, 0xC76, 0, low()}));
   QV_CALL(glGetMinmax)(GL_MINMAX, GL_FALSE, GL_RGB, GL_UNSIGNED_BYTE, pixels.data());
   EXPECT_EQ(host.submissions.back().replySize, 0u);
+  EXPECT_TRUE(hostHasNewer());
+  QV_CALL(glGetColorTable)(GL_COLOR_TABLE, GL_RGB, GL_UNSIGNED_BYTE, pixels.data());
+  EXPECT_TRUE(hostHasNewer());
 }
 
 // All textures are resident when every byte of the answer says so.
