@@ -138,7 +138,7 @@ void addImage(Call& call, Random& random, const PixelState& pixels) {
   const uint64_t length = bytes();
   if (inBuffer) {
     call.values[pointer] = uint64_t{8} * random.below(4);
-  } else if (length <= kMostBytes && (reads || !random.oneIn(16))) {
+  } else if (length <= kMostBytes) {
     addMemory(call, pointer, length);
     uint8_t* const data = call.memory.back().data.get();
     const bool drawn = !reads && row.arguments[pointer].kind == ValueKind::Real;

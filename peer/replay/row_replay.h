@@ -305,6 +305,22 @@ void callOwn(Replayer& replayer, const uint8_t* fixed, Reader& rest) {
 
 // --- the handler ---
 
+// Levels that OpenGL would make by itself are the host's to make.
+template <typename Row, typename L, void (*Replay)(Replayer&, const uint8_t*, Reader&)>
+void replayFilling(Replayer& replayer, const uint8_t* fixed, Reader& payload) {
+  if constexpr (kSetsTexParameter<Row>) {
+    if (L::template scalar<1>(fixed) == GL_GENERATE_MIPMAP)
+      replayer.state().shared->levelsMakeThemselves.store(true, std::memory_order_relaxed);
+  }
+  if constexpr (kFillsTexture<Row>) {
+    if (replayer.state().shared->levelsMakeThemselves.load(std::memory_order_relaxed)) [[unlikely]] {
+      const LevelsAtEnd levels(replayer, L::template scalar<0>(fixed), L::template scalar<1>(fixed));
+      return Replay(replayer, fixed, payload);
+    }
+  }
+  Replay(replayer, fixed, payload);
+}
+
 template <typename Row, typename L, void (*Replay)(Replayer&, const uint8_t*, Reader&)>
 bool replayCommand(Replayer& replayer, Reader payload) {
   const uint64_t bytes = payload.left();
@@ -345,11 +361,11 @@ bool replayCommand(Replayer& replayer, Reader payload) {
       Replay(replayer, fixed, payload);
     } else {
       if (!room.take(replayer, opcodeOf<Row>, Row::kName, textureImageOf<Row, L>(fixed))) return true;
-      Replay(replayer, fixed, payload);
+      replayFilling<Row, L, Replay>(replayer, fixed, payload);
     }
     room.settle(replayer);
   } else {
-    Replay(replayer, fixed, payload);
+    replayFilling<Row, L, Replay>(replayer, fixed, payload);
   }
   if constexpr (L::kHasTail) {
     if (payload.failed()) [[unlikely]]

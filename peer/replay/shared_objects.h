@@ -131,6 +131,8 @@ class SharedObjects {
 
   // Null: unlimited. They outlive what is held of them here.
   std::shared_ptr<Budget> bufferBytes, textureBytes, renderbufferBytes, listBytes;
+  // Whether some texture may have been told to make its levels by itself.
+  std::atomic<bool> levelsMakeThemselves{false};
 
   KnownLists lists;
   SyncNames syncs;

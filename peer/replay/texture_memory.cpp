@@ -267,7 +267,7 @@ bool TextureRoom::take(Replayer& replayer, uint32_t opcode, const char* name, co
     const auto one = memory->second.images.find(slotOf(image.target, image.level));
     return one == memory->second.images.end() ? 0 : one->second;
   });
-  defined_ = image.levels > 0 ? Defined::Texture : Defined::Image;
+  defined_ = image.levels > 0 || shared.levelsMakeThemselves ? Defined::Texture : Defined::Image;
   return hold(replayer, opcode, name, bytes > before ? bytes - before : 0);
 }
 

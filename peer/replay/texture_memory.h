@@ -124,6 +124,35 @@ inline constexpr bool kGeneratesLevels<op::glGenerateMipmap> = true;
 template <>
 inline constexpr bool kGeneratesLevels<op::glGenerateMipmapEXT> = true;
 
+// Rows that fill an image, or a part of it: the target and the level come first.
+template <typename Row>
+inline constexpr bool kFillsTexture = kTextureImage<Row>.level != kNotThere;
+#define QV_FILLS_TEXTURE(name) \
+  template <>                  \
+  inline constexpr bool kFillsTexture<op::name> = true;
+QV_FILLS_TEXTURE(glCompressedTexSubImage1D)
+QV_FILLS_TEXTURE(glCompressedTexSubImage2D)
+QV_FILLS_TEXTURE(glCompressedTexSubImage3D)
+QV_FILLS_TEXTURE(glCopyTexSubImage1D)
+QV_FILLS_TEXTURE(glCopyTexSubImage2D)
+QV_FILLS_TEXTURE(glCopyTexSubImage3D)
+QV_FILLS_TEXTURE(glTexSubImage1D)
+QV_FILLS_TEXTURE(glTexSubImage2D)
+QV_FILLS_TEXTURE(glTexSubImage3D)
+#undef QV_FILLS_TEXTURE
+
+// Rows that set a parameter of a texture, whose name is the second argument.
+template <typename Row>
+inline constexpr bool kSetsTexParameter = false;
+template <>
+inline constexpr bool kSetsTexParameter<op::glTexParameterf> = true;
+template <>
+inline constexpr bool kSetsTexParameter<op::glTexParameterfv> = true;
+template <>
+inline constexpr bool kSetsTexParameter<op::glTexParameteri> = true;
+template <>
+inline constexpr bool kSetsTexParameter<op::glTexParameteriv> = true;
+
 // The image that a command of the row defines, with `L` the row's layout.
 template <typename Row, typename L>
 TextureImage textureImageOf(const uint8_t* fixed) {

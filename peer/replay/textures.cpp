@@ -126,6 +126,31 @@ LevelLimit::~LevelLimit() {
   if (most_ >= 0) gl.glTexParameteri(target_, GL_TEXTURE_MAX_LEVEL, most_);
 }
 
+LevelsAtEnd::LevelsAtEnd(Replayer& replayer, GLenum target, GLint level) : replayer_(replayer) {
+  const ReplayState& state = replayer.state();
+  // In a list the parameter would be recorded.
+  if (state.core || state.insideBegin || state.listOpen) return;
+  const bool face = target >= GL_TEXTURE_CUBE_MAP_POSITIVE_X && target <= GL_TEXTURE_CUBE_MAP_NEGATIVE_Z;
+  const GLenum texture = face ? GLenum{GL_TEXTURE_CUBE_MAP} : target;
+  GLint generates = GL_FALSE, base = 0;
+  holdGlError(replayer);
+  gl.glGetTexParameteriv(texture, GL_GENERATE_MIPMAP, &generates);
+  gl.glGetTexParameteriv(texture, GL_TEXTURE_BASE_LEVEL, &base);
+  gl.glGetError();
+  if (generates == GL_FALSE || level != base) return;
+  target_ = texture;
+  gl.glTexParameteri(texture, GL_GENERATE_MIPMAP, GL_FALSE);
+}
+LevelsAtEnd::~LevelsAtEnd() {
+  if (target_ == 0) return;
+  if (!glRefused(replayer_)) {
+    const LevelLimit limit(replayer_, target_);
+    gl.glGenerateMipmap(target_);
+    gl.glGetError();  // of a cube whose faces are not all there
+  }
+  gl.glTexParameteri(target_, GL_GENERATE_MIPMAP, GL_TRUE);
+}
+
 namespace replay {
 
 void glBindTexture(Replayer& replayer, GLenum target, GLuint texture) {

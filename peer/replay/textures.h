@@ -35,6 +35,21 @@ class LevelLimit {
   bool holds_ = true;
 };
 
+// While it lives, OpenGL makes no levels by itself of the image that a command fills (GL_GENERATE_MIPMAP): they are made at its
+// end, with the limit, unless OpenGL has refused the command.
+class LevelsAtEnd {
+ public:
+  // `target` and `level` are the command's.
+  LevelsAtEnd(Replayer& replayer, GLenum target, GLint level);
+  ~LevelsAtEnd();
+  LevelsAtEnd(const LevelsAtEnd&) = delete;
+  LevelsAtEnd& operator=(const LevelsAtEnd&) = delete;
+
+ private:
+  Replayer& replayer_;
+  GLenum target_ = 0;  // of the texture; 0: there is nothing to do
+};
+
 // The names of glGet that answer a texture.
 constexpr bool isTextureBinding(GLenum name) {
   switch (name) {

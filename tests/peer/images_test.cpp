@@ -258,6 +258,50 @@ TEST_F(HostImages, GeneratedLevelsEndWithTheirSize) {
   EXPECT_EQ(read(Stream().add(kGetTexParameteriv, GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL), 4), words({1000}));
 }
 
+// The same where OpenGL is told to make the levels by itself, whenever the first one is filled.
+TEST_F(HostImages, LevelsThatMakeThemselvesEndWithTheirSize) {
+  const auto width = [&](uint32_t number) {
+    return read(Stream().add(kGetTexLevelParameteriv, GL_TEXTURE_2D, number, GL_TEXTURE_WIDTH), 4)[0];
+  };
+  run(upload(kTexImage2D, {GL_TEXTURE_2D, 3, GL_RGBA8, 24, 2, 0, GL_RGBA, GL_UNSIGNED_BYTE}, {}));
+  run(Stream().add(kTexParameteri, GL_TEXTURE_2D, GL_GENERATE_MIPMAP, 1));
+  run(upload(kCompressedTexImage2D, {GL_TEXTURE_2D, 0, 0x83F1, 4, 4, 0, 8}, V(8)));
+  EXPECT_EQ(width(1), 2);
+  EXPECT_EQ(width(2), 1);
+  EXPECT_EQ(width(3), 24);
+  // A red block in place of the black one.
+  run(upload(kCompressedTexSubImage2D, {GL_TEXTURE_2D, 0, 0, 0, 4, 4, 0x83F1, 8}, {0, 0xF8, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(read(Stream().add(kGetTexImage, GL_TEXTURE_2D, 2, GL_RED, GL_UNSIGNED_BYTE, 1u, 1u), 1), V{255});
+  EXPECT_EQ(width(3), 24);
+  EXPECT_EQ(read(Stream().add(kGetTexParameteriv, GL_TEXTURE_2D, GL_GENERATE_MIPMAP), 4), words({1}));
+  EXPECT_EQ(error(), uint32_t{GL_NO_ERROR});
+  // What OpenGL refuses makes no levels.
+  run(upload(kTexImage2D, {GL_TEXTURE_2D, 0, GL_RGBA8, 8, 8, 0, 0x1234, GL_UNSIGNED_BYTE}, {}));
+  EXPECT_EQ(error(), uint32_t{GL_INVALID_ENUM});
+  EXPECT_EQ(width(0), 4);
+}
+
+// Compressed data may be missing: the image has its size all the same.
+TEST_F(HostImages, CompressedImagesNeedNoData) {
+  run(upload(kCompressedTexImage2D, {GL_TEXTURE_2D, 0, 0x83F1, 4, 4, 0, 8}, {}));
+  EXPECT_EQ(read(Stream().add(kGetTexLevelParameteriv, GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH), 4)[0], 4);
+  EXPECT_EQ(error(), uint32_t{GL_NO_ERROR});
+}
+
+// What lies in an unpack buffer is swapped as well, and the buffer stays bound.
+TEST_F(HostImages, BuffersAreSwapped) {
+  V data = words({GL_PIXEL_UNPACK_BUFFER, 8, 1, GL_STREAM_DRAW, 8});
+  run(Stream().add(kBindBuffer, GL_PIXEL_UNPACK_BUFFER, 5u).bytes(kBufferData, data += {0, 0, 0x12, 0x34, 0x56, 0x78, 0, 0}));
+  run(store(GL_UNPACK_SWAP_BYTES, 1, GL_UNPACK_SKIP_PIXELS, 1));
+  const auto image = Stream().bytes(kTexImage2D, words({GL_TEXTURE_2D, 0, GL_R16, 2, 1, 0, GL_RED, GL_UNSIGNED_SHORT, 0, 0}));
+  for (int i = 0; i < 2; ++i) {
+    run(image);
+    const V back = read(Stream().add(kGetTexImage, GL_TEXTURE_2D, 0, GL_RED, GL_UNSIGNED_SHORT, 4u, 1u), 4);
+    EXPECT_EQ(back, (V{0x34, 0x12, 0x78, 0x56}));
+  }
+  EXPECT_EQ(error(), uint32_t{GL_NO_ERROR});
+}
+
 // --- pixel store ---
 
 // What is pushed comes back: rows lie again as they did before.

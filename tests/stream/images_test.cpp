@@ -321,6 +321,12 @@ TEST_F(Images, LongImagesAreOneCommand) {
   EXPECT_EQ(written.back(), 7);
 }
 
+// A part of a texture without a pixel is a command, too.
+TEST_F(Images, EmptyPartsTravel) {
+  QV_CALL(glTexSubImage2D)(GL_TEXTURE_2D, 0, 0, 0, 0, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+  expectStream(words({0x2C145, 0xDE1, 0, 0, 0, 0, 0, 0x1908, 0x1401, low(), 0}));
+}
+
 // An empty bitmap is a command: it moves the raster position.
 TEST_F(Images, BitmapsTravel) {
   QV_CALL(glBitmap)(0, 0, 0, 0, 1, 0, nullptr);
@@ -331,9 +337,9 @@ TEST_F(Images, BitmapsTravel) {
   QV_CALL(glBitmap)(9, 3, 0, 0, 0, 0, pixels.data());
   expected = words({0x2E008, 9, 3, 0, 0, 0, 0, low(), 10});
   expected += first(10);
-  EXPECT_EQ(pending().size(), 48u);
-  EXPECT_EQ(std::vector<uint8_t>(pending().begin(), pending().begin() + 46), expected);
-  drop();
+  const std::vector<uint8_t> written = pending();
+  ASSERT_EQ(written.size(), 48u);
+  EXPECT_EQ(std::vector<uint8_t>(written.begin(), written.begin() + 46), expected);
 }
 
 // The pattern of polygons is sized by the state of packing and kept back by a pack buffer.
@@ -633,6 +639,9 @@ TEST_F(Images, PackBuffersTakeSmallReadsToo) {
   EXPECT_EQ(host.submissions.back().stream, words({0x10110, 0xC76, 0, low()}));
   QV_CALL(glGetMinmax)(GL_MINMAX, GL_FALSE, GL_RGB, GL_UNSIGNED_BYTE, pixels.data());
   EXPECT_EQ(host.submissions.back().replySize, 0u);
+  EXPECT_TRUE(hostHasNewer());
+  QV_CALL(glGetColorTable)(GL_COLOR_TABLE, GL_RGB, GL_UNSIGNED_BYTE, pixels.data());
+  EXPECT_TRUE(hostHasNewer());
 }
 
 // All textures are resident when every byte of the answer says so.

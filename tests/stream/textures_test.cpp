@@ -103,6 +103,8 @@ TEST_F(Textures, BindIsTrackedInTheActiveUnit) {
   QV_CALL(glBindTexture)(GL_TEXTURE_2D_ARRAY, 7);
   EXPECT_NE(names().find(7), nullptr);
   for (int target = 0; target < 5; ++target) EXPECT_NE(bound(3, target), 7u);
+  QV_CALL(glBindTexture)(GL_TEXTURE_1D, 8);
+  EXPECT_EQ(bound(3, 0), 8u);
   const int32_t rows = names().count;
   QV_CALL(glBindTexture)(GL_TEXTURE_2D, 0);
   EXPECT_EQ(bound(3, k2D), 0u);
