@@ -95,12 +95,22 @@ void noteRenderbufferBound(Replayer& replayer) {
   state.bindings.renderbuffer = state.shared->withNames([&](Names& names) { return renderbufferShare(names, name); });
 }
 
-void noteTextureBound(Replayer& replayer, GLenum target, GLuint real) {
+void noteTextureBound(Replayer& replayer, GLenum target, GLuint guest, GLuint real) {
   ReplayState& state = replayer.state();
   ObjectBindings& bindings = state.bindings;
   if (bindings.unit == ObjectBindings::kUnknown) bindings.unit = integer(GL_ACTIVE_TEXTURE);
-  MemoryShare& share = bindings.textures[{bindings.unit, target}];
-  share = state.shared->withNames([&](Names& names) { return textureShare(names, real); });
+  MemoryShare& share = bindings.boundTo(target);
+  if (real == 0) {
+    share = nullptr;
+    return;
+  }
+  ObjectBindings::KnownTexture& known = bindings.known[guest % ObjectBindings::kKnown];
+  if (!state.shared->isKnown(known, guest)) {
+    known = state.shared->withNames([&](Names& names) {
+      return ObjectBindings::KnownTexture{state.shared->texturesGeneration.load(), guest, real, textureShare(names, real)};
+    });
+  }
+  share = known.share.lock();
 }
 
 void noteImageBound(Replayer& replayer, GLuint unit, GLuint real) {
@@ -121,6 +131,7 @@ void noteAttributesPopped(Replayer& replayer) {
   const GLint depth = integer(GL_ATTRIB_STACK_DEPTH);
   while (!bindings.saved.empty() && bindings.saved.back().depth > depth) {
     bindings.textures = std::move(bindings.saved.back().textures);
+    bindings.texturesChanged();
     bindings.saved.pop_back();
   }
 }
@@ -146,6 +157,7 @@ void noteTextureDeleted(Replayer& replayer, GLuint real) {
       const MemoryShare share = at->second.share();
       detach(bindings, share);
       std::erase_if(bindings.textures, [&](const auto& one) { return one.second == share; });
+      bindings.texturesChanged();
       std::erase_if(bindings.images, [&](const auto& one) { return one.second == share; });
     }
     at->second.leave();

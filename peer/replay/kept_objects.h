@@ -21,6 +21,16 @@ using Attachments = std::map<GLenum, MemoryShare>;
 struct ObjectBindings {
   using Textures = std::map<std::pair<GLint, GLenum>, MemoryShare>;  // by unit and target
 
+  // Textures that were bound before, by the guest's name, as long as the set of names has had none deleted since. A name displaces
+  // another whose place it takes.
+  struct KnownTexture {
+    uint64_t generation = 0;
+    GLuint guest = 0, real = 0;
+    std::weak_ptr<const void> share;  // which this alone does not keep
+  };
+  static constexpr GLuint kKnown = 16;
+  KnownTexture known[kKnown];
+
   std::shared_ptr<Attachments> drawn, read;
   std::shared_ptr<Held> renderbuffer;
   Textures textures;
@@ -33,6 +43,22 @@ struct ObjectBindings {
   std::vector<Saved> saved;
 
   static constexpr GLint kUnknown = -1;  // GL has to be asked
+
+  // What is bound to a target of the active unit.
+  MemoryShare& boundTo(GLenum target) {
+    const std::pair<GLint, GLenum> key{unit, target};
+    if (last_ == nullptr || lastKey_ != key) {
+      last_ = &textures[key];
+      lastKey_ = key;
+    }
+    return *last_;
+  }
+  // Behind every other change of `textures`.
+  void texturesChanged() { last_ = nullptr; }
+
+ private:
+  std::pair<GLint, GLenum> lastKey_;
+  MemoryShare* last_ = nullptr;
 };
 
 // Whether what a command binds or attaches now is to be noted: not where nothing is counted, where GL refuses the command anyway,
@@ -55,7 +81,7 @@ void noteFramebuffersDeleted(Replayer& replayer, const GLuint* names, size_t cou
 void noteTextureAttached(Replayer& replayer, GLenum target, GLenum attachment, GLuint real);
 void noteRenderbufferAttached(Replayer& replayer, GLenum target, GLenum attachment, GLuint name);
 void noteRenderbufferBound(Replayer& replayer);
-void noteTextureBound(Replayer& replayer, GLenum target, GLuint real);
+void noteTextureBound(Replayer& replayer, GLenum target, GLuint guest, GLuint real);
 void noteImageBound(Replayer& replayer, GLuint unit, GLuint real);
 void noteAttributesPushed(Replayer& replayer, GLbitfield mask);
 void noteAttributesPopped(Replayer& replayer);

@@ -122,6 +122,14 @@ class SharedObjects {
     return use(names_);
   }
 
+  // Another number after each deletion of textures, and in each set: a texture that was found under a number is found again without
+  // the lock while that number stands here. Changed under the lock.
+  std::atomic<uint64_t> texturesGeneration{nextGeneration()};
+  void texturesDeleted() { texturesGeneration = nextGeneration(); }
+  bool isKnown(const ObjectBindings::KnownTexture& known, GLuint guest) const {
+    return known.guest == guest && known.generation == texturesGeneration.load(std::memory_order_acquire);
+  }
+
   // Held while a program is linked or its text replaced, and from a question for a length to the question whose answer has it and
   // that OpenGL would write whole: no other context may make it longer meanwhile.
   std::mutex programChanges;
@@ -144,6 +152,11 @@ class SharedObjects {
   }
 
  private:
+  static uint64_t nextGeneration() {
+    static std::atomic<uint64_t> last{0};
+    return ++last;
+  }
+
   std::atomic<bool> unbalancedLists_{false};
   std::mutex mutex_;
   Names names_;

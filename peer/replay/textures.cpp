@@ -78,6 +78,9 @@ GLuint realTexture(Replayer& replayer, GLuint guest) {
 
 GLuint realTextureForBind(Replayer& replayer, GLuint guest) {
   const ReplayState& state = replayer.state();
+  if (guest == 0) return 0;
+  const ObjectBindings::KnownTexture& known = state.bindings.known[guest % ObjectBindings::kKnown];
+  if (state.shared->isKnown(known, guest)) return known.real;
   return state.shared->withNames([&](auto& names) {
     return names.textures.findOrMake(guest,
                                      [&] { return isItsOwn(state, names.textures, guest) ? guest : generate(names.textures); });
@@ -157,7 +160,7 @@ void glBindTexture(Replayer& replayer, GLenum target, GLuint texture) {
   const GLuint real = realTextureForBind(replayer, texture);
   if (real == 0 && texture != 0) return refuse(replayer, GL_OUT_OF_MEMORY);
   callAndNote(
-      replayer, [&] { gl.glBindTexture(target, real); }, [&] { noteTextureBound(replayer, target, real); }, InLists::Recorded);
+      replayer, [&] { gl.glBindTexture(target, real); }, [&] { noteTextureBound(replayer, target, texture, real); }, InLists::Recorded);
 }
 
 void glDeleteTextures(Replayer& replayer, GLsizei count, Reader& rest) {
@@ -172,6 +175,7 @@ void glDeleteTextures(Replayer& replayer, GLsizei count, Reader& rest) {
       texture = realTextureIn(replayer.state(), shared.textures, guest);
       shared.textures.remove(guest);
     }
+    replayer.state().shared->texturesDeleted();
   });
   for (const GLuint texture : textures) noteTextureDeleted(replayer, texture);
   gl.glDeleteTextures(count, textures.data());

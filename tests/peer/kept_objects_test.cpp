@@ -220,6 +220,26 @@ TEST_F(KeptObjects, TexturesThatAreBoundElsewhere) {
   EXPECT_EQ(texture(4), kNoError);
 }
 
+// A texture that was bound once neither lives on for that, nor is its name taken for the same texture when it is another's: each
+// context binds what the name stands for now.
+TEST_F(KeptObjects, TexturesThatWereBoundOnce) {
+  const auto widthIn = [](TestGuest& by) {
+    return by.askFor<uint32_t>(
+        Stream().add(kBindTexture, GL_TEXTURE_2D, 1).add(kGetTexLevelParameteriv, GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH));
+  };
+  ASSERT_EQ(texture(1), kNoError);
+  EXPECT_EQ(widthIn(other), 64u);
+  EXPECT_EQ(widthIn(other), 64u);
+  done(Stream().add(kBindTexture, GL_TEXTURE_2D, 0), other);
+  EXPECT_EQ(texture(2), kOutOfMemory);
+  done(Stream().add(kDeleteTextures, 1, 1));
+  EXPECT_EQ(texture(2), kNoError);
+  EXPECT_EQ(widthIn(other), 0u);
+  done(Stream().add(kBindTexture, GL_TEXTURE_2D, 0).add(kDeleteTextures, 2, 1, 2), other);
+  EXPECT_EQ(texture(1), kNoError);
+  EXPECT_EQ(widthIn(other), 64u);
+}
+
 // The texture of which there is a view lives as long as the view.
 TEST_F(KeptObjects, TexturesOfViews) {
   done(Stream().add(kBindTexture, GL_TEXTURE_2D, 1).add(kTexStorage2D, GL_TEXTURE_2D, 1, GL_RGBA8, 64, 64));
