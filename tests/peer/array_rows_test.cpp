@@ -18,7 +18,7 @@ using qv::test::GlRecorder;
 
 class ArrayElements : public testing::Test {
  protected:
-  ArrayElements() { recorder.bytesBehind = 32; }
+  ArrayElements() { recorder.bytesBehind = 4 * sizeof(float); }
 
   // The call of GL for an element with these bytes.
   template <typename T>
@@ -114,6 +114,7 @@ TEST_F(ArrayElements, AttributesKeepTheirKind) {
   row.integer = false;
   row.wide = true;
   row.type = GL_DOUBLE;
+  recorder.bytesBehind = 4 * sizeof(double);
   call = give<double>(kArrayKinds + 1, row, {0.1, 1e300});
   EXPECT_STREQ(call.name, "glVertexAttribL4dv");
   EXPECT_EQ(valuesOf<double>(call, 1, 4), (std::vector<double>{0.1, 1e300, 0, 1}));
