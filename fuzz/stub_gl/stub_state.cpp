@@ -223,7 +223,8 @@ bool hasOneValue(GLenum name) {
          name == GL_TEXTURE_BINDING_2D_ARRAY || name == GL_TEXTURE_BINDING_CUBE_MAP_ARRAY || name == GL_TEXTURE_BINDING_BUFFER ||
          name == GL_RENDERBUFFER_BINDING || name == GL_ACTIVE_TEXTURE || name == GL_ATTRIB_STACK_DEPTH ||
          name == GL_TRANSFORM_FEEDBACK_BINDING || name == GL_TEXTURE_BINDING_2D_MULTISAMPLE ||
-         name == GL_TEXTURE_BINDING_2D_MULTISAMPLE_ARRAY || name == 0x8758 /* GL_PACK_INVERT_MESA */;
+         name == GL_TEXTURE_BINDING_2D_MULTISAMPLE_ARRAY || name == GL_MAX_PIXEL_MAP_TABLE ||
+         name == GL_MAX_ATTRIB_STACK_DEPTH || name == 0x8758 /* GL_PACK_INVERT_MESA */;
 }
 
 template <typename T>
