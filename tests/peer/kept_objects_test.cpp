@@ -238,6 +238,11 @@ TEST_F(KeptObjects, TexturesThatWereBoundOnce) {
   done(Stream().add(kBindTexture, GL_TEXTURE_2D, 0).add(kDeleteTextures, 2, 1, 2), other);
   EXPECT_EQ(texture(1), kNoError);
   EXPECT_EQ(widthIn(other), 64u);
+  // The new one, too, lives on where it is bound.
+  done(Stream().add(kDeleteTextures, 1, 1));
+  EXPECT_EQ(texture(2), kOutOfMemory);
+  done(Stream().add(kBindTexture, GL_TEXTURE_2D, 0), other);
+  EXPECT_EQ(texture(2), kNoError);
 }
 
 // The texture of which there is a view lives as long as the view.
